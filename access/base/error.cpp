@@ -1,0 +1,14 @@
+#include "access/base/error.h"
+
+#include <fmt/format.h>
+
+namespace jet {
+
+void ThrowCorrupt(const std::string& what, std::int64_t page, std::int64_t offset) {
+  std::string text = page == Error::kNoPlace ? fmt::format("The file is damaged: {}", what)
+                                             : fmt::format("Page {} is damaged: {}", page, what);
+  if (offset != Error::kNoPlace) text += fmt::format(" (offset {})", offset);
+  throw Error(ErrorKind::kCorrupt, text + ".", page, offset);
+}
+
+}  // namespace jet

@@ -1,0 +1,54 @@
+// File systems for tests and dry runs: files in memory, files that fail, and an overlay.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "access/file/file.h"
+
+namespace jet {
+
+// Files that live in memory. Keeps, beside the current content, the content that has been synced, so that a
+// power loss can be played: LosePower() drops what was written (or created, renamed, removed) and not synced.
+class MemoryFileSystem : public FileSystem {
+ public:
+  MemoryFileSystem();
+  ~MemoryFileSystem() override;
+
+  std::unique_ptr<File> Open(const std::string& path, OpenMode mode) override;
+  bool Exists(const std::string& path) override;
+  void Remove(const std::string& path) override;
+  void Rename(const std::string& from, const std::string& to) override;
+  void SyncFolder(const std::string& path) override;
+  std::unique_ptr<File> OpenTemporary() override;
+  std::string Identity(const std::string& path) override;
+  std::string AccessUsers(const std::string& database_path) override;
+
+  // The whole content of a file, and a file with that content.
+  std::string Content(const std::string& path) const;
+  void SetContent(const std::string& path, std::string content);
+  // Every open File is closed without effect (its further use throws), unsynced data is gone. With
+  // `keep_seed` not 0, each unsynced write is kept or dropped by a pseudo-random choice (a disk that
+  // reorders).
+  void LosePower(std::uint64_t keep_seed = 0);
+
+  // Number of writes, truncations and syncs so far, and the number of the operation at which to fail (0:
+  // never).
+  std::uint64_t operations() const;
+  enum class Failure { kIo, kFull, kShortWrite };
+  void FailAt(std::uint64_t operation, Failure failure);
+  void SetReadOnly(const std::string& path, bool read_only);
+  // What AccessUsers answers for the database.
+  void SetAccessUsers(const std::string& database_path, std::string users);
+
+ private:
+  struct Impl;
+  std::unique_ptr<Impl> impl_;
+};
+
+// Reads through to another file system and keeps every change aside in memory or temporary files: the dry
+// run.
+std::unique_ptr<FileSystem> MakeOverlay(FileSystem& base);
+
+}  // namespace jet

@@ -1,0 +1,273 @@
+// One Access file, open: its catalog and its tables. What lies above sees tables, rows, values and indexes;
+// pages, maps and descriptors stay below.
+//
+// Changes happen inside a statement scope (StatementScope), which takes them back unless it is committed, and
+// become durable with Checkpoint(). Opening a file, and everything up to the first change, writes nothing.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "access/base/types.h"
+#include "access/base/value.h"
+#include "access/file/file.h"
+#include "access/file/page_store.h"
+#include "access/index/key.h"
+
+namespace jet {
+
+struct ColumnDef {
+  std::string name;
+  ColumnType type = ColumnType::kLong;
+  std::uint16_t number = 0;          // bit in the null mask
+  std::uint16_t variable_index = 0;  // for variable columns
+  std::uint16_t fixed_offset = 0;    // for fixed columns, from row byte 2
+  std::uint16_t ordinal = 0;         // display order
+  std::uint16_t length = 0;          // bytes; 0 for Memo and OLE
+  bool fixed = false;
+  bool auto_number = false;
+  bool compressed_unicode = false;
+  bool calculated = false;
+  bool hyperlink = false;
+  std::uint8_t precision = 0;  // Decimal
+  std::uint8_t scale = 0;      // Decimal
+  std::uint16_t lcid = 0;      // Text and Memo
+  std::uint8_t sort_version = 0;
+  // From the properties of the table.
+  bool required = false;
+  bool allow_zero_length = true;
+  std::string default_value;  // an Access expression, empty when none
+
+  // Longest text in UTF-16 units, for kText.
+  std::uint16_t max_characters() const { return length / 2; }
+};
+
+struct IndexColumn {
+  std::uint16_t column = 0;  // position in TableDef::columns
+  bool descending = false;
+};
+
+struct IndexDef {
+  std::string name;  // of the first logical index on it
+  std::vector<IndexColumn> columns;
+  bool unique = false;
+  bool ignore_nulls = false;
+  bool required = false;
+  bool primary = false;
+  bool foreign = false;   // only there for a relationship
+  bool supported = true;  // false: a key column's type or collation is not known; no range search, no change
+  PageNo root = 0;
+};
+
+struct TableDef {
+  std::string name;
+  PageNo tdef_page = 0;
+  bool system = false;
+  std::vector<ColumnDef> columns;  // in display order
+  std::vector<IndexDef> indexes;   // the real ones
+  // Why rows of the table cannot be changed (unknown column type or collation, calculated or complex
+  // columns), else empty.
+  std::string read_only_reason;
+
+  // Position of the column of that name (any letter case), or -1.
+  int FindColumn(std::string_view name) const;
+};
+
+// An entry of the catalog.
+struct CatalogEntry {
+  std::int32_t id = 0;
+  std::string name;
+  std::int16_t type = 0;  // 1 local table, 4 ODBC link, 6 linked table, 5 query, 8 relationship, ...
+  std::uint32_t flags = 0;
+  bool system() const { return (flags & 0x80000002u) != 0; }
+  bool hidden() const { return (flags & 0x8u) != 0; }
+};
+
+// What a new table or column is to be.
+struct NewColumn {
+  std::string name;
+  ColumnType type = ColumnType::kLong;
+  std::uint16_t characters = 255;  // Text: largest number of characters; Binary: of bytes
+  bool fixed_length = false;       // Text and Binary only (CHAR(n), BINARY(n))
+  std::uint8_t precision = 18;
+  std::uint8_t scale = 0;
+  bool auto_number = false;
+  bool required = false;
+  std::string default_value;
+};
+struct NewIndex {
+  std::string name;
+  std::vector<std::pair<std::string, bool>> columns;  // name, descending
+  bool unique = false;
+  bool primary = false;
+  bool ignore_nulls = false;
+  bool required = false;
+};
+
+class Database;
+class Table;
+
+// One row, to be read. Values decode when asked for. Valid until the row or its page changes or the reader
+// moves on.
+class Row {
+ public:
+  bool IsNull(int column) const;
+  // The value with the kind that value.h names.
+  Value Get(int column) const;
+  // Fast paths; only for non-null values of a matching column type.
+  std::int64_t GetInteger(int column) const;          // Boolean, Byte, Integer, Long, BigInt
+  double GetReal(int column) const;                   // Single, Double, DateTime
+  void GetText(int column, std::string* utf8) const;  // Text, Memo; replaces the content of *utf8
+
+ private:
+  friend class Table;
+  friend class TableCursor;
+  const Table* table_ = nullptr;
+  PageRef page_;
+  Bytes bytes_;
+  // Where the variable part and the null mask stand, found once per row.
+  std::uint16_t column_count_ = 0, variable_count_ = 0;
+  std::uint32_t mask_offset_ = 0;
+};
+
+struct ColumnChange {
+  int column = 0;  // position in TableDef::columns
+  Value value;
+};
+
+class Table {
+ public:
+  virtual ~Table() = default;
+
+  const TableDef& def() const { return def_; }
+  virtual std::uint32_t row_count() const = 0;
+
+  // Reads one row; false when it does not live (any more).
+  virtual bool Fetch(RowId id, Row* row) = 0;
+
+  // All three check types, lengths, required columns and unique indexes before anything is written, and
+  // maintain every index. They must run inside a statement scope. Errors: kConstraint, kTooLong, kOverflow,
+  // kType, kNotSupported, kReadOnly. `values` holds one value per column of def(); an autonumber column given
+  // as Null takes the next number.
+  virtual RowId Insert(const std::vector<Value>& values) = 0;
+  virtual void Update(RowId id, const std::vector<ColumnChange>& changes) = 0;
+  virtual void Delete(RowId id) = 0;
+
+  // While a bookmark of rows is held (a keyset), slots of deleted rows are not given to new rows.
+  virtual void HoldRowIds() = 0;
+  virtual void ReleaseRowIds() = 0;
+
+  // The key bytes that `values` (one per leading column, at most all) have in an index.
+  std::string MakeKey(int index, const std::vector<Value>& values) const;
+  // Key encoding of one index column.
+  KeyColumn key_column(int index, int position) const;
+
+ protected:
+  friend class Database;
+  TableDef def_;
+};
+
+// Walks all rows of a table in the order in which the table holds them. Rows may be changed or deleted
+// meanwhile; rows inserted meanwhile may or may not be met.
+class TableCursor {
+ public:
+  explicit TableCursor(Table& table);
+  ~TableCursor();
+  bool Next(Row* row, RowId* id);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+// Walks row identifiers of an index from a lower to an upper bound (key bytes; a bound that is a prefix of
+// keys takes in all of them). Survives changes of the tree.
+class IndexCursor {
+ public:
+  struct Bounds {
+    std::optional<std::string> lower;
+    bool lower_open = false;  // skip keys that begin with `lower`
+    std::optional<std::string> upper;
+    bool upper_open = false;  // stop before keys that begin with `upper`
+  };
+  IndexCursor(Table& table, int index, Bounds bounds);
+  ~IndexCursor();
+  bool Next(RowId* id);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+class Database {
+ public:
+  struct Options {
+    PageStoreOptions pages;
+  };
+
+  // Opens a file. kReadWrite takes it exclusively and honours Access's own lock file (kLocked says who); a
+  // Jet 3 file opens for reading whatever was asked. kNotFound, kReadOnly, kLocked, kNotSupported (encrypted,
+  // password, foreign version; the text says why), kCorrupt.
+  static std::unique_ptr<Database> Open(FileSystem& files, const std::string& path, OpenMode mode,
+                                        const Options& options = {});
+  // Makes an empty database; kExists when the file is there.
+  static void Create(FileSystem& files, const std::string& path, Format format);
+
+  virtual ~Database() = default;  // drops what has not been checkpointed
+
+  virtual const std::string& path() const = 0;
+  virtual Format format() const = 0;
+  virtual bool writable() const = 0;
+
+  virtual std::vector<CatalogEntry> Catalog() = 0;
+  // The table of that name in any letter case; null when there is none (a query or link of that name is
+  // none). The same object every time, until the table is dropped or a statement that changed its definition
+  // is rolled back.
+  virtual std::shared_ptr<Table> FindTable(std::string_view name) = 0;
+  // Counts changes of the catalog: a table came, went or changed its definition.
+  virtual std::uint64_t schema_version() const = 0;
+
+  virtual void CreateTable(const std::string& name, const std::vector<NewColumn>& columns,
+                           const std::vector<NewIndex>& indexes) = 0;
+  virtual void DropTable(const std::string& name) = 0;
+  virtual void AddColumn(const std::string& table, const NewColumn& column) = 0;
+  virtual void CreateIndex(const std::string& table, const NewIndex& index) = 0;
+  virtual void DropIndex(const std::string& table, const std::string& index) = 0;
+
+  // See StatementScope.
+  virtual void BeginStatement() = 0;
+  virtual void CommitStatement() = 0;
+  virtual void RollbackStatement() = 0;
+
+  virtual void Checkpoint() = 0;
+  virtual bool has_changes() const = 0;
+
+  // For the checker and tests.
+  virtual PageStore& pages() = 0;
+};
+
+// Everything between construction and Commit() happens whole or, when Commit() is not reached, not at all.
+class StatementScope {
+ public:
+  explicit StatementScope(Database& database) : database_(database) { database_.BeginStatement(); }
+  ~StatementScope() {
+    if (open_) database_.RollbackStatement();
+  }
+  StatementScope(const StatementScope&) = delete;
+  StatementScope& operator=(const StatementScope&) = delete;
+  void Commit() {
+    database_.CommitStatement();
+    open_ = false;
+  }
+
+ private:
+  Database& database_;
+  bool open_ = true;
+};
+
+}  // namespace jet

@@ -1,0 +1,37 @@
+# What every target of the project shares: warnings, sanitizers, the include
+# root, and two functions that keep the folders' own lists short.
+
+find_package(Threads REQUIRED)
+find_package(PkgConfig REQUIRED)
+find_package(fmt REQUIRED)
+pkg_check_modules(SQLITE3 REQUIRED IMPORTED_TARGET sqlite3)
+
+add_library(vnt_options INTERFACE)
+target_include_directories(vnt_options INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_definitions(vnt_options INTERFACE
+  VNT_VERSION_MAJOR=${PROJECT_VERSION_MAJOR}
+  VNT_VERSION_MINOR=${PROJECT_VERSION_MINOR}
+  VNT_VERSION_REVISION=${PROJECT_VERSION_PATCH})
+target_compile_options(vnt_options INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Wimplicit-fallthrough)
+if(VNT_WERROR)
+  target_compile_options(vnt_options INTERFACE -Werror)
+endif()
+if(VNT_SANITIZE)
+  target_compile_options(vnt_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(vnt_options INTERFACE -fsanitize=address,undefined)
+endif()
+
+# vnt_library(NAME SOURCES a.cpp ... [DEPS target ...] [PRIVATE_DEPS target ...])
+function(vnt_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;PRIVATE_DEPS" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_link_libraries(${name} PUBLIC vnt_options ${ARG_DEPS} PRIVATE ${ARG_PRIVATE_DEPS})
+endfunction()
+
+# vnt_test(NAME SOURCES a.cpp ... [DEPS target ...] [LABELS l ...])
+function(vnt_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;LABELS" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE vnt_options ${ARG_DEPS} GTest::gtest GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS "${ARG_LABELS}")
+endfunction()

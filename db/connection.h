@@ -1,0 +1,131 @@
+// The database objects that the fixes work with, shaped after the object model that the program was designed
+// for: Connection, Recordset, Command. The provider named in the connection string does the work:
+//
+//   "Microsoft.Jet.OLEDB.4.0"    the built-in Access engine, Jet 4 files only
+//   "Microsoft.ACE.OLEDB.12.0"   the built-in Access engine, Jet 4 and ACE files
+//   "MSDASQL"                    the platform's ODBC manager
+//
+// Every failure is a DbError.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "db/error.h"
+#include "db/value.h"
+
+namespace vnt::db {
+
+class ProviderConnection;
+class ProviderRecordset;
+
+enum class CursorType { kForwardOnly = 0, kKeyset = 1, kDynamic = 2, kStatic = 3 };
+enum class LockType { kReadOnly = 1, kPessimistic = 2, kOptimistic = 3 };
+enum class AccessMode { kReadWrite, kRead };
+
+// Told of every statement that is sent, after it ended.
+struct StatementEvent {
+  std::string_view text;
+  std::int64_t rows = 0;  // affected; 0 for a query
+  const DbError* error = nullptr;
+};
+
+class Connection {
+ public:
+  Connection();
+  ~Connection();  // closes
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  // "PROVIDER=...;Data Source=...;" or "PROVIDER=MSDASQL; DSN=...; UID=...;PWD=;": keys in any letter case,
+  // blanks around keys and values allowed.
+  std::string ConnectionString;
+  // kRead opens an Access file shared and refuses changes.
+  AccessMode Mode = AccessMode::kReadWrite;
+
+  void Open();
+  void Open(std::string_view connection_string);
+  void Close();  // what was executed becomes durable
+  bool is_open() const;
+
+  // Runs a statement that returns no rows (a SELECT is run and its rows are dropped); returns the number of
+  // rows affected.
+  std::int64_t Execute(std::string_view sql);
+  // Makes everything executed so far durable (Access files; nothing to do for ODBC).
+  void Checkpoint();
+
+  // Observes all statements of all connections in this process; null switches it off.
+  static void SetObserver(std::function<void(const StatementEvent&)> observer);
+
+ private:
+  friend class Recordset;
+  friend class Command;
+  ProviderConnection& provider() const;  // DbError 3704 when closed
+  std::shared_ptr<ProviderConnection> provider_;
+};
+
+class Recordset {
+ public:
+  Recordset();
+  ~Recordset();
+  Recordset(const Recordset&) = delete;
+  Recordset& operator=(const Recordset&) = delete;
+
+  // A keyset recordset fixes its rows when it is opened and re-reads each as it reaches it (a row deleted
+  // meanwhile is skipped); a static one is a snapshot; a forward-only one reads as it goes. With kOptimistic
+  // the rows can be changed when each of them is one row of one table.
+  void Open(std::string_view sql, Connection& connection, CursorType cursor = CursorType::kForwardOnly,
+            LockType lock = LockType::kReadOnly);
+  void Close();
+  bool is_open() const;
+
+  bool Eof() const;
+  bool Bof() const;
+  void MoveNext();  // 3021 when at the end
+  void MovePrevious();
+  void MoveFirst();
+  void MoveLast();
+  // Rows in the recordset; -1 for a forward-only one.
+  std::int64_t RecordCount() const;
+
+  int FieldCount() const;
+  std::string FieldName(int index) const;
+  // The field of that name in any letter case. 3265 when there is none, 3021 when there is no current row.
+  Value Get(std::string_view field) const;
+  Value Get(int index) const;
+  // Sets a field of the current (or new) row; written by Update.
+  void Set(std::string_view field, const Value& value);
+  void AddNew();
+  void Update();
+  void CancelUpdate();
+  void Delete();  // the current row; the position stays on the deleted row until a move
+
+ private:
+  std::unique_ptr<ProviderRecordset> impl_;
+};
+
+// A prepared statement with "?" parameters.
+class Command {
+ public:
+  struct Parameter {
+    std::string name;
+    ValueType type = ValueType::kInt32;
+    Value value;  // Empty until set; executing with an Empty one is kErrParameter
+  };
+
+  explicit Command(Connection& connection) : connection_(&connection) {}
+
+  std::string CommandText;
+  std::vector<Parameter> Parameters;
+
+  std::int64_t Execute();
+
+ private:
+  Connection* connection_;
+};
+
+}  // namespace vnt::db

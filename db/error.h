@@ -1,0 +1,46 @@
+// The error that every database operation raises.
+#pragma once
+
+#include <cstdint>
+#include <exception>
+#include <string>
+
+namespace vnt::db {
+
+// Numbers that callers and tests name.
+inline constexpr std::int32_t kErrOverflow = 6;
+inline constexpr std::int32_t kErrTypeMismatch = 13;
+inline constexpr std::int32_t kErrInvalidUseOfNull = 94;
+inline constexpr std::int32_t kErrNoCurrentRecord = 3021;
+inline constexpr std::int32_t kErrItemNotFound = 3265;       // no field of that name
+inline constexpr std::int32_t kErrObjectClosed = 3704;       // operation on a closed connection or recordset
+inline constexpr std::int32_t kErrReadOnlyRecordset = 3251;  // the recordset does not support updating
+inline constexpr std::int32_t kErrMissingDatabaseName = -2147220991;  // 0x80040201
+inline constexpr std::int32_t kErrMissingTable = -2147217865;         // 0x80040E37
+inline constexpr std::int32_t kErrSyntax = -2147217900;  // 0x80040E14: SQL that does not parse, unknown names
+inline constexpr std::int32_t kErrParameter =
+    -2147217904;  // 0x80040E10: no value for a parameter or an unknown column
+inline constexpr std::int32_t kErrIntegrity = -2147217873;  // 0x80040E2F: required column, relationship
+inline constexpr std::int32_t kErrKeyViolation =
+    -2147467259;  // 0x80004005: key violation and other engine failures
+inline constexpr std::int32_t kErrTruncated = -2147217833;  // 0x80040E57: text too long, number out of range
+inline constexpr std::int32_t kErrReadOnly = -2147217911;   // 0x80040E09: no permission to change
+inline constexpr std::int32_t kErrNotFound = -2147467259;   // file missing, locked, damaged, unsupported
+
+class DbError : public std::exception {
+ public:
+  DbError(std::int32_t number, std::string source, std::string description)
+      : number_(number), source_(std::move(source)), description_(std::move(description)) {}
+
+  std::int32_t number() const { return number_; }
+  const std::string& source() const { return source_; }
+  const std::string& description() const { return description_; }
+  const char* what() const noexcept override { return description_.c_str(); }
+
+ private:
+  std::int32_t number_;
+  std::string source_;
+  std::string description_;
+};
+
+}  // namespace vnt::db

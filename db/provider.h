@@ -1,0 +1,42 @@
+// What a provider implements; one folder each (db/access_provider, db/odbc_provider).
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "db/connection.h"
+
+namespace vnt::db {
+
+class ProviderRecordset {
+ public:
+  virtual ~ProviderRecordset() = default;
+  virtual bool Eof() const = 0;
+  virtual bool Bof() const = 0;
+  virtual void MoveNext() = 0;
+  virtual void MovePrevious() = 0;
+  virtual void MoveFirst() = 0;
+  virtual void MoveLast() = 0;
+  virtual std::int64_t RecordCount() const = 0;
+  virtual int FieldCount() const = 0;
+  virtual std::string FieldName(int index) const = 0;
+  virtual Value Get(int index) const = 0;
+  virtual void Set(int index, const Value& value) = 0;
+  virtual void AddNew() = 0;
+  virtual void Update() = 0;
+  virtual void CancelUpdate() = 0;
+  virtual void Delete() = 0;
+};
+
+class ProviderConnection {
+ public:
+  virtual ~ProviderConnection() = default;
+  virtual std::int64_t Execute(std::string_view sql, const std::vector<Value>& parameters) = 0;
+  virtual std::unique_ptr<ProviderRecordset> OpenRecordset(std::string_view sql, CursorType cursor,
+                                                           LockType lock) = 0;
+  virtual void Checkpoint() = 0;
+};
+
+}  // namespace vnt::db

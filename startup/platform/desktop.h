@@ -1,0 +1,23 @@
+// What the program asks of the desktop: documents opened by their own program, the per-user settings store,
+// ODBC data sources, and whether a display is there.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace vnt::platform {
+
+// Opens a document (UTF-8 path) with its associated program, maximised where the system allows; false when
+// the file is missing or nothing can open it.
+bool OpenDocument(const std::string& path);
+
+// Per-user settings store of the application: one number under section and key.
+void SaveUserSetting(std::string_view section, std::string_view key, int value);
+
+// Registers a data source with the ODBC installer (SQLConfigDataSource, request "add"). `attributes` is the
+// list of items, each followed by one NUL, with a second NUL at the end. False when the installer refuses.
+bool AddDataSource(std::string_view driver, std::string_view attributes);
+
+bool HasDisplay();
+
+}  // namespace vnt::platform

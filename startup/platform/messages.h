@@ -1,0 +1,32 @@
+// The one way in which the program speaks to its user. A window shows message boxes; without a display, and
+// in the command line tool, the texts go to standard error.
+#pragma once
+
+#include <string_view>
+
+namespace vnt::platform {
+
+enum class MessageStyle { kPlain, kInformation, kCritical };
+
+class Messages {
+ public:
+  virtual ~Messages() = default;
+  virtual void Show(std::string_view text, MessageStyle style) = 0;
+};
+
+// Shows a message in the way now in force; standard error until another one is installed.
+void ShowMessage(std::string_view text, MessageStyle style);
+
+// Puts a way of showing messages in force, and the former one back when it goes.
+class ScopedMessages {
+ public:
+  explicit ScopedMessages(Messages& messages);
+  ~ScopedMessages();
+  ScopedMessages(const ScopedMessages&) = delete;
+  ScopedMessages& operator=(const ScopedMessages&) = delete;
+
+ private:
+  Messages* former_;
+};
+
+}  // namespace vnt::platform

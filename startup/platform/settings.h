@@ -1,0 +1,39 @@
+// Settings that the program reads and never writes: KV_SOFT.ini, WIN.INI, the user name; and where Windows
+// places are on other systems.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace vnt::platform {
+
+// The folder that holds KV_SOFT.ini and WIN.INI: the Windows directory; elsewhere VNTFIX_WINDIR, else
+// $XDG_CONFIG_HOME/vntfix, else ~/.config/vntfix. UTF-8.
+std::string WindowsFolder();
+
+// A path on drive C: ("c:\kv_soft\...") as a path of this system; other paths come back as they are.
+// Elsewhere than on Windows drive C: is the folder VNTFIX_CDRIVE, else $XDG_DATA_HOME/vntfix/c, else
+// ~/.local/share/vntfix/c; each part of the rest is matched without regard to letter case when it exists.
+// With `create_folders`, missing folders on the way are made.
+std::string ResolvePath(std::string_view path, bool create_folders = false);
+
+// Private-profile semantics: sections and keys in any letter case, first occurrence wins, blanks around names
+// and values dropped, one pair of enclosing quotes dropped, missing file harmless. At most `buffer` - 1
+// characters come back.
+std::string ReadProfileString(std::string_view file, std::string_view section, std::string_view key,
+                              std::size_t buffer);
+// Leading blanks, sign and digits; 0 when there is no number; `fallback` when the key is missing.
+std::int32_t ReadProfileInt(std::string_view file, std::string_view section, std::string_view key,
+                            std::int32_t fallback);
+
+// The settings of KV_SOFT.ini. An empty section means "VeltGrab". 200-character buffer, empty default.
+std::string GetSettingString(std::string_view section, std::string_view key);
+std::int32_t GetSettingInt(std::string_view section, std::string_view key);
+// A value of section "intl" of WIN.INI, 10-character buffer.
+std::string GetRegionalSetting(std::string_view key);
+
+// Upper-cased logged-on user name, at most 20 characters buffer; "NONAME" when there is none.
+std::string GetOperatorName();
+
+}  // namespace vnt::platform

@@ -1,0 +1,56 @@
+// The program-wide state, held for the life of the process. Fix routines take no arguments and read it here;
+// a test installs its own with ScopedProgramState.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "db/cadodb.h"
+
+namespace vnt {
+
+struct ProgramState {
+  std::string current_database;  // Access file or Ingres data source name; empty: none is open
+  std::int32_t ntc_id = 0;       // 0: the whole database; above 0: one notice
+  std::unique_ptr<db::cadodb> main_connection;
+  std::unique_ptr<db::cadodb> second_connection;
+  std::unique_ptr<db::cadodb> reference_connection;
+  std::string reference_database;  // setting VeltRefdb, read by each run
+  bool read_only = false;
+  std::int16_t version_no = 0;
+  std::int16_t version_no_sub = 0;
+  bool active = false;
+  std::int16_t data_level = 0;
+  std::string run_remark;
+  std::string date_separator;
+
+  // Told of each error that a fix reports or that reaches the runner's trap (for counting); may be empty.
+  std::function<void(const db::DbError&)> on_error;
+};
+
+// The state in force.
+ProgramState& State();
+
+// Puts a state in force and the former one back when it goes.
+class ScopedProgramState {
+ public:
+  explicit ScopedProgramState(ProgramState& state);
+  ~ScopedProgramState();
+  ScopedProgramState(const ScopedProgramState&) = delete;
+  ScopedProgramState& operator=(const ScopedProgramState&) = delete;
+
+ private:
+  ProgramState* former_;
+};
+
+// The common error report: a plain box with the number in decimal, one blank and the description.
+void ShowError(const db::DbError& error);
+
+// The connection all fixes work on.
+db::Connection& MainCn();
+// The dialect test: the last three characters of the main connection's DsName are "ING".
+bool IsIngres();
+
+}  // namespace vnt

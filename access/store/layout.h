@@ -1,0 +1,88 @@
+// What the definition side of the store (headers, definitions, catalog) and its data side (maps, pages, rows)
+// tell each other. Nothing above the store includes this, except the checker.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "access/base/types.h"
+#include "access/file/page_store.h"
+#include "access/store/database.h"
+
+namespace jet {
+
+// Row number and page number, as stored in headers and definitions. Page 0: no such row.
+struct RowPointer {
+  PageNo page = 0;
+  std::uint8_t row = 0;
+  bool operator==(const RowPointer&) const = default;
+};
+
+// Where the parts of a table stand in the file.
+struct TableLayout {
+  PageNo tdef_page = 0;
+  std::vector<PageNo> tdef_pages;  // the whole chain, the first included
+  std::uint16_t max_columns = 0;   // columns ever: the width of the null mask of new rows
+  std::uint16_t variable_columns = 0;
+  RowPointer owned_map;
+  RowPointer free_map;
+  std::vector<RowPointer> index_maps;  // per real index
+  struct LongColumn {
+    RowPointer owned_map;
+    RowPointer free_map;
+  };
+  std::map<std::uint16_t, LongColumn> long_columns;  // by column number
+  // Byte offsets within the first tdef page of the counters that the data side keeps up.
+  std::uint32_t row_count_offset = 16;
+  std::uint32_t auto_number_offset = 20;
+  std::vector<std::uint32_t> distinct_count_offsets;  // per real index
+};
+
+// Constants of a file version; one constexpr description each, in format.cpp.
+struct FormatInfo;
+
+// Gives pages out and takes them back, keeping the global map.
+class PageAllocator {
+ public:
+  virtual ~PageAllocator() = default;
+  // A page of zeros: the lowest free one of the file, else a new one at the end. Error(kFull) past the size
+  // limit.
+  virtual MutablePageRef Allocate() = 0;
+  // The page must be unlinked from everything. Its type byte is overwritten.
+  virtual void Free(PageNo page) = 0;
+  // In-memory state is stale after a statement was rolled back.
+  virtual void Forget() = 0;
+};
+std::unique_ptr<PageAllocator> MakePageAllocator(PageStore& pages, const FormatInfo& format);
+
+struct StoreContext {
+  PageStore& pages;
+  const FormatInfo& format;
+  PageAllocator& allocator;
+  std::uint16_t code_page = 1252;  // of Jet 3 text
+};
+
+// The Table that the database hands out, with what only the database may call.
+class StoredTable : public Table {
+ public:
+  virtual const TableLayout& layout() const = 0;
+  // Writes row count, autonumber and distinct counts into the definition page (before a checkpoint).
+  virtual void Flush() = 0;
+  virtual void OnBeginStatement() = 0;
+  virtual void OnCommitStatement() = 0;
+  virtual void OnRollbackStatement() = 0;
+  // Frees every page that belongs to the table's data: rows, long values, index trees, map bitmaps, map rows.
+  virtual void FreeData() = 0;
+  // Builds index `index` of def() from the rows (the root page exists and is empty). kConstraint when it is
+  // unique and they are not.
+  virtual void BuildIndex(int index) = 0;
+  virtual void FreeIndex(int index) = 0;
+};
+std::shared_ptr<StoredTable> MakeStoredTable(StoreContext& context, TableDef def, TableLayout layout);
+
+// The index key encoding of a column of this file.
+KeyColumn MakeKeyColumn(const ColumnDef& column, bool descending, Format format);
+
+}  // namespace jet

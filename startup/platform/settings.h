@@ -2,6 +2,7 @@
 // places are on other systems.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -31,6 +32,7 @@ std::int32_t ReadProfileInt(std::string_view file, std::string_view section, std
 std::string GetSettingString(std::string_view section, std::string_view key);
 std::int32_t GetSettingInt(std::string_view section, std::string_view key);
 // A value of section "intl" of WIN.INI, 10-character buffer.
+inline constexpr std::size_t kRegionalBuffer = 10;
 std::string GetRegionalSetting(std::string_view key);
 
 // Upper-cased logged-on user name, at most 20 characters buffer; "NONAME" when there is none.

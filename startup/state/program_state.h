@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "db/cadodb.h"
 
@@ -28,6 +29,15 @@ struct ProgramState {
 
   // Told of each error that a fix reports or that reaches the runner's trap (for counting); may be empty.
   std::function<void(const db::DbError&)> on_error;
+};
+
+// The two Ingres data source names; every other database name is an Access file.
+inline constexpr std::string_view kIngresSources[] = {"TLKP-ING", "TLKD-ING"};
+bool IsIngresSource(std::string_view database_name);
+
+// Thrown to end the program from inside a routine that its caller cannot ask; start-up catches it.
+struct EndProgram {
+  int exit_code = 0;
 };
 
 // The state in force.

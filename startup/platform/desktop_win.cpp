@@ -1,0 +1,35 @@
+// The desktop of Windows: shell, registry, ODBC installer.
+
+#include "startup/platform/wide_win.h"
+// after windows.h
+#include <odbcinst.h>
+#include <shellapi.h>
+
+#include <filesystem>
+
+#include "startup/platform/desktop.h"
+
+namespace vnt::platform {
+
+bool OpenDocument(const std::string& path) {
+  // Values up to 32 are the shell's failures.
+  const HINSTANCE result =
+      ShellExecuteW(GetActiveWindow(), L"open", Wide(path).c_str(), nullptr, nullptr, SW_SHOWMAXIMIZED);
+  return reinterpret_cast<INT_PTR>(result) > 32;
+}
+
+void SaveUserSetting(std::string_view section, std::string_view key, int value) {
+  const std::wstring place = L"Software\\VB and VBA Program Settings\\VNTFixdb\\" + Wide(section);
+  const std::wstring text = std::to_wstring(value);
+  RegSetKeyValueW(HKEY_CURRENT_USER, place.c_str(), Wide(key).c_str(), REG_SZ, text.c_str(),
+                  static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+}
+
+bool AddDataSource(std::string_view driver, std::string_view attributes) {
+  return SQLConfigDataSourceW(nullptr, ODBC_ADD_DSN, Wide(driver).c_str(),
+                              (Wide(attributes) + L'\0').c_str()) != 0;
+}
+
+bool HasDisplay() { return true; }
+
+}  // namespace vnt::platform

@@ -1,0 +1,137 @@
+// Settings files and Windows places on systems that have neither: KV_SOFT.ini and WIN.INI are files in one
+// folder, drive C: is a folder. File names are compared without letter case, because they come from
+// settings and constants written for a system that does so.
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <vector>
+
+#include "startup/platform/home_posix.h"
+#include "startup/platform/profile.h"
+#include "startup/platform/settings.h"
+#include "startup/platform/text.h"
+#include "startup/platform/user_name.h"
+
+namespace vnt::platform {
+namespace fs = std::filesystem;
+
+std::string Environment(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? std::string() : std::string(value);
+}
+
+namespace {
+
+std::optional<passwd> CurrentUser(std::vector<char>& buffer) {
+  buffer.resize(16384);
+  passwd entry{};
+  passwd* found = nullptr;
+  if (getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) return {};
+  return entry;
+}
+
+std::string HomeFolder() {
+  std::string home = Environment("HOME");
+  if (!home.empty()) return home;
+  std::vector<char> buffer;
+  const auto user = CurrentUser(buffer);
+  return user ? user->pw_dir : "/";
+}
+
+// The entry of `folder` with that name: the exact one, else the first in byte order that differs only in
+// letter case, else the name as given.
+fs::path FindEntry(const fs::path& folder, const std::string& name) {
+  std::error_code ignored;
+  const fs::path exact = folder / name;
+  if (name == "." || name == ".." || fs::exists(exact, ignored)) return exact;
+  std::vector<std::string> matches;
+  for (fs::directory_iterator it(folder, ignored), end; !ignored && it != end; it.increment(ignored)) {
+    const std::string candidate = it->path().filename().string();
+    if (EqualNoCase(candidate, name)) matches.push_back(candidate);
+  }
+  return matches.empty() ? exact : folder / *std::min_element(matches.begin(), matches.end());
+}
+
+std::string DriveFolder() {
+  std::string folder = Environment("VNTFIX_CDRIVE");
+  if (!folder.empty()) return folder;
+  const std::string data = Environment("XDG_DATA_HOME");
+  return (data.empty() ? HomeFolder() + "/.local/share" : data) + "/vntfix/c";
+}
+
+bool IsOnDriveC(std::string_view path) {
+  return path.size() >= 2 && (path[0] == 'c' || path[0] == 'C') && path[1] == ':' &&
+         (path.size() == 2 || path[2] == '\\' || path[2] == '/');
+}
+
+std::optional<std::string> ReadProfileValue(std::string_view file, std::string_view section,
+                                            std::string_view key) {
+  // A bare name lies in the Windows folder, as the profile functions look it up.
+  const fs::path path = file.find_first_of("/\\") == std::string_view::npos
+                            ? FindEntry(WindowsFolder(), std::string(file))
+                            : fs::path(ResolvePath(file));
+  std::error_code ignored;
+  if (!fs::is_regular_file(path, ignored)) return {};
+  std::ifstream stream(path, std::ios::binary);
+  const std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  return FindProfileValue(content, section, key);
+}
+
+}  // namespace
+
+std::string UserConfigFolder() {
+  const std::string config = Environment("XDG_CONFIG_HOME");
+  return (config.empty() ? HomeFolder() + "/.config" : config) + "/vntfix";
+}
+
+std::string WindowsFolder() {
+  std::string folder = Environment("VNTFIX_WINDIR");
+  return folder.empty() ? UserConfigFolder() : folder;
+}
+
+std::string ResolvePath(std::string_view path, bool create_folders) {
+  if (!IsOnDriveC(path)) return std::string(path);
+  fs::path resolved = DriveFolder();
+  for (std::string_view rest = path.substr(2); !rest.empty();) {
+    const std::size_t end = rest.find_first_of("\\/");
+    const std::string_view part = rest.substr(0, end);
+    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
+    if (!part.empty()) resolved = FindEntry(resolved, std::string(part));
+  }
+  if (create_folders) {
+    std::error_code ignored;  // the caller's own open tells what is wrong
+    fs::create_directories(resolved.parent_path(), ignored);
+  }
+  return resolved.string();
+}
+
+std::string ReadProfileString(std::string_view file, std::string_view section, std::string_view key,
+                              std::size_t buffer) {
+  const auto value = ReadProfileValue(file, section, key);
+  return value && buffer > 0 ? FirstCharacters(*value, buffer - 1) : std::string();
+}
+
+std::int32_t ReadProfileInt(std::string_view file, std::string_view section, std::string_view key,
+                            std::int32_t fallback) {
+  const auto value = ReadProfileValue(file, section, key);
+  return value ? ParseProfileInt(*value) : fallback;
+}
+
+std::string GetRegionalSetting(std::string_view key) {
+  return ReadProfileString("WIN.INI", "intl", key, kRegionalBuffer);
+}
+
+std::optional<std::string> LoggedOnUserName() {
+  std::vector<char> buffer;
+  const auto user = CurrentUser(buffer);
+  if (!user) return {};
+  return std::string(user->pw_name);
+}
+
+}  // namespace vnt::platform

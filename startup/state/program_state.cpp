@@ -1,0 +1,49 @@
+#include "startup/state/program_state.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "startup/platform/messages.h"
+
+namespace vnt {
+namespace {
+
+ProgramState*& Installed() {
+  static ProgramState process_state;
+  static ProgramState* installed = &process_state;
+  return installed;
+}
+
+}  // namespace
+
+bool IsIngresSource(std::string_view database_name) {
+  return std::ranges::find(kIngresSources, database_name) != std::end(kIngresSources);
+}
+
+ProgramState& State() { return *Installed(); }
+
+ScopedProgramState::ScopedProgramState(ProgramState& state) : former_(Installed()) { Installed() = &state; }
+
+ScopedProgramState::~ScopedProgramState() { Installed() = former_; }
+
+void ShowError(const db::DbError& error) {
+  if (State().on_error) State().on_error(error);
+  platform::ShowMessage(std::to_string(error.number()) + " " + error.description(),
+                        platform::MessageStyle::kPlain);
+}
+
+db::Connection& MainCn() {
+  if (!State().main_connection) {
+    throw db::DbError(db::kErrObjectClosed, "VNTFixdb", "No database is open.");
+  }
+  return State().main_connection->Cn();
+}
+
+bool IsIngres() {
+  const auto& connection = State().main_connection;
+  // An Access connection never gets a data source name, so Null means Access.
+  return connection && connection->DsName.type() == db::ValueType::kText &&
+         connection->DsName.raw_bytes().ends_with("ING");
+}
+
+}  // namespace vnt

@@ -1,5 +1,9 @@
 #include "startup/platform/settings.h"
 
+#include <cstdlib>
+#include <map>
+#include <utility>
+
 #include "startup/platform/text.h"
 #include "startup/platform/user_name.h"
 
@@ -15,13 +19,36 @@ std::string_view SectionOrDefault(std::string_view section) {
   return section.empty() ? kDefaultSection : section;
 }
 
+// By upper-cased section and key.
+std::map<std::pair<std::string, std::string>, std::string>& Overrides() {
+  static std::map<std::pair<std::string, std::string>, std::string> overrides;
+  return overrides;
+}
+
+const std::string* FindOverride(std::string_view section, std::string_view key) {
+  const auto found =
+      Overrides().find({Uppercase(std::string(SectionOrDefault(section))), Uppercase(std::string(key))});
+  return found == Overrides().end() ? nullptr : &found->second;
+}
+
 }  // namespace
 
+void ScopedSettings::Set(std::string_view section, std::string_view key, std::string value) {
+  Overrides()[{Uppercase(std::string(SectionOrDefault(section))), Uppercase(std::string(key))}] =
+      std::move(value);
+}
+
+ScopedSettings::~ScopedSettings() { Overrides().clear(); }
+
 std::string GetSettingString(std::string_view section, std::string_view key) {
+  if (const std::string* value = FindOverride(section, key)) return *value;
   return ReadProfileString(kSettingsFile, SectionOrDefault(section), key, kSettingBuffer);
 }
 
 std::int32_t GetSettingInt(std::string_view section, std::string_view key) {
+  if (const std::string* value = FindOverride(section, key)) {
+    return static_cast<std::int32_t>(std::strtol(value->c_str(), nullptr, 10));
+  }
   return ReadProfileInt(kSettingsFile, SectionOrDefault(section), key, 0);
 }
 

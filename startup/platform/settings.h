@@ -35,6 +35,18 @@ std::int32_t GetSettingInt(std::string_view section, std::string_view key);
 inline constexpr std::size_t kRegionalBuffer = 10;
 std::string GetRegionalSetting(std::string_view key);
 
+// Values that stand in for those of KV_SOFT.ini while it lives (options of a command line; tests). They are
+// not cut.
+class ScopedSettings {
+ public:
+  ScopedSettings() = default;
+  ~ScopedSettings();
+  ScopedSettings(const ScopedSettings&) = delete;
+  ScopedSettings& operator=(const ScopedSettings&) = delete;
+
+  void Set(std::string_view section, std::string_view key, std::string value);
+};
+
 // Upper-cased logged-on user name, at most 20 characters buffer; "NONAME" when there is none.
 std::string GetOperatorName();
 

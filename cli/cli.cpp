@@ -1,0 +1,144 @@
+#include "cli/cli.h"
+
+#include <map>
+#include <ostream>
+
+#include <fmt/format.h>
+#include <CLI/CLI.hpp>
+
+#include "access/base/error.h"
+#include "cli/commands.h"
+#include "db/error.h"
+#include "db/provider_errors.h"
+
+namespace vnt::cli {
+namespace {
+
+const std::map<std::string, jet::Format> kFormats{
+    {"jet4", jet::Format::kJet4}, {"ace12", jet::Format::kAce12}, {"ace14", jet::Format::kAce14}};
+
+// The options of all subcommands, filled by the parser.
+struct Parsed {
+  FixOptions fix;
+  std::string file, table;
+  bool all_tables = false;
+  jet::Format format = jet::Format::kJet4;
+  SqlOptions sql;
+  SampleCommandOptions sample;
+};
+
+void AddFix(CLI::App& app, Parsed& p) {
+  CLI::App* fix = app.add_subcommand("fix", "Run fixes on a notice database");
+  fix->add_option("FILE", p.fix.file, "Notice database (.mdb or .accdb)")->required();
+  fix->add_option("--reference", p.fix.reference,
+                  "Pattern reference database (default: VeltRefdb of KV_SOFT.ini)");
+  fix->add_option("--template", p.fix.empty_template,
+                  "Empty template database (default: EmptyDBV6 of KV_SOFT.ini)");
+  fix->add_option("--notice", p.fix.notice, "Only this notice")->check(CLI::PositiveNumber);
+  auto* only = fix->add_option("--only", p.fix.only, "Only these fixes, by index")
+                   ->delimiter(',')
+                   ->check(CLI::Range(0, 39));
+  auto* except = fix->add_option("--except", p.fix.except, "The default fixes without these")
+                     ->delimiter(',')
+                     ->check(CLI::Range(0, 39));
+  auto* all = fix->add_flag("--all", p.fix.all, "All forty fixes");
+  only->excludes(except)->excludes(all);
+  except->excludes(all);
+  fix->add_option("--data-level", p.fix.data_level, "Data level (default: DataLevel of KV_SOFT.ini)");
+}
+
+void AddFileCommands(CLI::App& app, Parsed& p) {
+  const auto add = [&](const char* name, const char* help) {
+    CLI::App* command = app.add_subcommand(name, help);
+    command->add_option("FILE", p.file, "Access database")->required();
+    return command;
+  };
+  add("new", "Create an empty database")
+      ->add_option("--format", p.format, "jet4 (.mdb, default), ace12 or ace14 (.accdb)")
+      ->transform(CLI::CheckedTransformer(kFormats).description(""));
+  add("tables", "List the tables and their numbers of rows")
+      ->add_flag("--all", p.all_tables, "System tables and other objects too");
+  add("schema", "Print the tables as CREATE statements")->add_option("TABLE", p.table, "Only this table");
+  add("export", "Print a table as CSV")->add_option("TABLE", p.table, "Table")->required();
+  add("check", "Verify every invariant of the file");
+}
+
+void AddOthers(CLI::App& app, Parsed& p) {
+  CLI::App* sql = app.add_subcommand("sql", "Run Access SQL");
+  sql->add_option("FILE", p.sql.file, "Access database")->required();
+  sql->add_option("STATEMENT", p.sql.statements,
+                  "Statements (default: from standard input, each ended by ';')");
+  sql->add_flag("--csv", p.sql.csv, "Results as CSV");
+
+  CLI::App* sample = app.add_subcommand("sample", "Make a sample notice, reference and template database");
+  sample->add_option("FOLDER", p.sample.folder, "Folder, made when missing")->required();
+  sample->add_option("--notices", p.sample.notices, "Number of notices (default 100)")
+      ->check(CLI::Range(10, 100000));
+  sample->add_option("--seed", p.sample.seed, "Seed; the same seed gives the same rows (default 1)");
+  sample->add_option("--format", p.sample.format, "jet4 (.mdb, default), ace12 or ace14 (.accdb)")
+      ->transform(CLI::CheckedTransformer(kFormats).description(""));
+
+  app.add_subcommand("list", "List the fixes: index, default tick, caption, what it does");
+}
+
+int Dispatch(const std::string& command, const Parsed& p, Streams& streams) {
+  if (command == "fix") return Fix(p.fix, streams);
+  if (command == "list") return List(streams);
+  if (command == "new") return New(p.file, p.format, streams);
+  if (command == "tables") return Tables(p.file, p.all_tables, streams);
+  if (command == "schema") return Schema(p.file, p.table, streams);
+  if (command == "export") return Export(p.file, p.table, streams);
+  if (command == "check") return Check(p.file, streams);
+  if (command == "sql") return Sql(p.sql, streams);
+  return Sample(p.sample, streams);
+}
+
+bool IsRefusal(jet::ErrorKind kind) {
+  switch (kind) {
+    case jet::ErrorKind::kNotFound:
+    case jet::ErrorKind::kCorrupt:
+    case jet::ErrorKind::kNotSupported:
+    case jet::ErrorKind::kIo:
+    case jet::ErrorKind::kLocked:
+    case jet::ErrorKind::kReadOnly:
+    case jet::ErrorKind::kFull:
+    case jet::ErrorKind::kExists:
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+int Run(const std::vector<std::string>& arguments, Streams streams) {
+  Parsed parsed;
+  CLI::App app("Repairs and normalises databases of satellite network notices.", "vntfix");
+  app.set_version_flag("--version", fmt::format("vntfix {}.{}.{}", VNT_VERSION_MAJOR, VNT_VERSION_MINOR,
+                                                VNT_VERSION_REVISION));
+  app.require_subcommand(1);
+  AddFix(app, parsed);
+  AddFileCommands(app, parsed);
+  AddOthers(app, parsed);
+  try {
+    // The parser takes the arguments from the back.
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+  } catch (const CLI::ParseError& e) {
+    return app.exit(e, streams.out, streams.err) == 0 ? kOk : kUsage;
+  }
+  try {
+    const int code = Dispatch(app.get_subcommands().front()->get_name(), parsed, streams);
+    streams.out.flush();
+    if (!streams.out) throw jet::Error(jet::ErrorKind::kIo, "The output could not be written.");
+    return code;
+  } catch (const jet::Error& e) {
+    const db::DbError error = db::ToDbError(e);
+    streams.err << error.number() << ' ' << error.description() << '\n';
+    return IsRefusal(e.kind()) ? kRefused : kFailed;
+  } catch (const db::DbError& e) {
+    streams.err << e.number() << ' ' << e.description() << '\n';
+    return kFailed;
+  }
+}
+
+}  // namespace vnt::cli

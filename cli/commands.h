@@ -1,0 +1,48 @@
+// The subcommands; each returns an exit code and raises jet::Error or db::DbError for what Run() reports.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "access/base/types.h"
+#include "cli/cli.h"
+
+namespace vnt::cli {
+
+struct FixOptions {
+  std::string file;
+  std::optional<std::string> reference;
+  std::optional<std::string> empty_template;
+  std::int32_t notice = 0;
+  std::vector<int> only;
+  std::vector<int> except;
+  bool all = false;
+  std::optional<int> data_level;
+};
+int Fix(const FixOptions& options, Streams& streams);
+int List(Streams& streams);
+
+int New(const std::string& file, jet::Format format, Streams& streams);
+int Tables(const std::string& file, bool all, Streams& streams);
+int Schema(const std::string& file, const std::string& table, Streams& streams);
+int Export(const std::string& file, const std::string& table, Streams& streams);
+int Check(const std::string& file, Streams& streams);
+
+struct SqlOptions {
+  std::string file;
+  std::vector<std::string> statements;  // empty: from standard input
+  bool csv = false;
+};
+int Sql(const SqlOptions& options, Streams& streams);
+
+struct SampleCommandOptions {
+  std::string folder;
+  int notices = 100;
+  std::uint64_t seed = 1;
+  jet::Format format = jet::Format::kJet4;
+};
+int Sample(const SampleCommandOptions& options, Streams& streams);
+
+}  // namespace vnt::cli

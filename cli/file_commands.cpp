@@ -1,0 +1,241 @@
+// What looks at a file as a file: new, tables, schema, export, check.
+#include <algorithm>
+#include <ostream>
+
+#include <fmt/format.h>
+
+#include "access/check/check.h"
+#include "access/store/database.h"
+#include "cli/commands.h"
+#include "cli/output.h"
+
+namespace vnt::cli {
+namespace {
+
+std::unique_ptr<jet::Database> OpenForReading(const std::string& file) {
+  return jet::Database::Open(jet::PlatformFileSystem(), file, jet::OpenMode::kRead);
+}
+
+std::vector<jet::CatalogEntry> SortedCatalog(jet::Database& database) {
+  std::vector<jet::CatalogEntry> entries = database.Catalog();
+  std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
+  return entries;
+}
+
+constexpr std::int16_t kLocalTable = 1;
+
+bool IsUserTable(const jet::CatalogEntry& entry) {
+  return entry.type == kLocalTable && !entry.system() && !entry.hidden();
+}
+
+std::string_view ObjectKind(std::int16_t type) {
+  switch (static_cast<std::uint16_t>(type)) {
+    case 1:
+      return "table";
+    case 2:
+      return "database";
+    case 3:
+      return "container";
+    case 4:
+      return "ODBC link";
+    case 5:
+      return "query";
+    case 6:
+      return "linked table";
+    case 8:
+      return "relationship";
+    case 0x8000:
+      return "form";
+    case 0x8002:
+      return "macro";
+    case 0x8004:
+      return "report";
+    case 0x8007:
+      return "module";
+    default:
+      return "other";
+  }
+}
+
+std::string Name(const std::string& name) { return "[" + name + "]"; }
+
+std::string TypeText(const jet::ColumnDef& column) {
+  using jet::ColumnType;
+  switch (column.type) {
+    case ColumnType::kBoolean:
+      return "YESNO";
+    case ColumnType::kByte:
+      return "BYTE";
+    case ColumnType::kInteger:
+      return "SHORT";
+    case ColumnType::kLong:
+      return column.auto_number ? "COUNTER" : "LONG";
+    case ColumnType::kCurrency:
+      return "CURRENCY";
+    case ColumnType::kSingle:
+      return "SINGLE";
+    case ColumnType::kDouble:
+      return "DOUBLE";
+    case ColumnType::kDateTime:
+      return "DATETIME";
+    case ColumnType::kBinary:
+      return fmt::format("VARBINARY({})", column.length);
+    case ColumnType::kText:
+      return fmt::format("{}({})", column.fixed ? "CHAR" : "TEXT", column.max_characters());
+    case ColumnType::kOle:
+      return "OLEOBJECT";
+    case ColumnType::kMemo:
+      return "MEMO";
+    case ColumnType::kGuid:
+      return "GUID";
+    case ColumnType::kDecimal:
+      return fmt::format("DECIMAL({},{})", column.precision, column.scale);
+    case ColumnType::kBigInt:
+      return "BIGINT";
+    case ColumnType::kComplex:
+      return "/* complex */ LONG";
+    case ColumnType::kDateTimeExtended:
+      return "/* date and time, extended */ TEXT(42)";
+  }
+  return fmt::format("/* type {:#x} */ VARBINARY(255)", static_cast<int>(column.type));
+}
+
+void PrintSchema(const jet::TableDef& def, std::ostream& out) {
+  out << "CREATE TABLE " << Name(def.name) << " (";
+  for (std::size_t i = 0; i < def.columns.size(); ++i) {
+    const jet::ColumnDef& column = def.columns[i];
+    out << (i > 0 ? ",\n  " : "\n  ") << Name(column.name) << ' ' << TypeText(column);
+    if (column.required) out << " NOT NULL";
+  }
+  const auto columns = [&](const jet::IndexDef& index) {
+    std::string text;
+    for (const jet::IndexColumn& key : index.columns) {
+      text +=
+          (text.empty() ? "" : ", ") + Name(def.columns[key.column].name) + (key.descending ? " DESC" : "");
+    }
+    return text;
+  };
+  for (const jet::IndexDef& index : def.indexes) {
+    if (index.primary)
+      out << ",\n  CONSTRAINT " << Name(index.name) << " PRIMARY KEY (" << columns(index) << ")";
+  }
+  out << ");\n";
+  for (const jet::IndexDef& index : def.indexes) {
+    if (index.primary || index.foreign) continue;
+    out << "CREATE " << (index.unique ? "UNIQUE " : "") << "INDEX " << Name(index.name) << " ON "
+        << Name(def.name) << " (" << columns(index) << ")";
+    if (index.required) out << " WITH DISALLOW NULL";
+    if (!index.required && index.ignore_nulls) out << " WITH IGNORE NULL";
+    out << ";\n";
+  }
+}
+
+std::shared_ptr<jet::Table> RequireTable(jet::Database& database, const std::string& name) {
+  auto table = database.FindTable(name);
+  if (table == nullptr) {
+    throw jet::Error(jet::ErrorKind::kInvalid, fmt::format("The database has no table '{}'.", name));
+  }
+  return table;
+}
+
+}  // namespace
+
+int New(const std::string& file, jet::Format format, Streams&) {
+  jet::Database::Create(jet::PlatformFileSystem(), file, format);
+  return kOk;
+}
+
+int Tables(const std::string& file, bool all, Streams& streams) {
+  const auto database = OpenForReading(file);
+  std::vector<std::vector<std::string>> rows;
+  for (const jet::CatalogEntry& entry : SortedCatalog(*database)) {
+    if (!all && !IsUserTable(entry)) continue;
+    std::string count;
+    if (entry.type == kLocalTable) {
+      const auto table = database->FindTable(entry.name);
+      if (table != nullptr) count = std::to_string(table->row_count());
+    }
+    if (all) {
+      rows.push_back({entry.name, std::string(ObjectKind(entry.type)),
+                      entry.system()   ? "system"
+                      : entry.hidden() ? "hidden"
+                                       : "",
+                      count});
+    } else {
+      rows.push_back({entry.name, count});
+    }
+  }
+  if (all) {
+    PrintTable({"object", "kind", "", "rows"}, rows, {false, false, false, true}, streams.out);
+  } else {
+    PrintTable({"table", "rows"}, rows, {false, true}, streams.out);
+  }
+  return kOk;
+}
+
+int Schema(const std::string& file, const std::string& table, Streams& streams) {
+  const auto database = OpenForReading(file);
+  if (!table.empty()) {
+    PrintSchema(RequireTable(*database, table)->def(), streams.out);
+    return kOk;
+  }
+  for (const jet::CatalogEntry& entry : SortedCatalog(*database)) {
+    if (!IsUserTable(entry)) continue;
+    const auto found = database->FindTable(entry.name);
+    if (found != nullptr) PrintSchema(found->def(), streams.out);
+  }
+  return kOk;
+}
+
+int Export(const std::string& file, const std::string& table_name, Streams& streams) {
+  const auto database = OpenForReading(file);
+  const auto table = RequireTable(*database, table_name);
+  const auto& columns = table->def().columns;
+  std::string buffer;
+  for (std::size_t i = 0; i < columns.size(); ++i) {
+    if (i > 0) buffer += ',';
+    AppendQuoted(columns[i].name, &buffer);
+  }
+  buffer += '\n';
+  constexpr std::size_t kFlushAt = 256 * 1024;
+  jet::TableCursor cursor(*table);
+  jet::Row row;
+  jet::RowId id;
+  std::string text;
+  while (cursor.Next(&row, &id)) {
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      if (i > 0) buffer += ',';
+      const int column = static_cast<int>(i);
+      if (columns[i].type == jet::ColumnType::kText) {
+        if (row.IsNull(column)) continue;
+        row.GetText(column, &text);
+        AppendQuoted(text, &buffer);
+      } else {
+        AppendCsv(row.Get(column), columns[i].type, &buffer);
+      }
+    }
+    buffer += '\n';
+    if (buffer.size() >= kFlushAt) {
+      streams.out.write(buffer.data(), static_cast<std::streamsize>(buffer.size()));
+      buffer.clear();
+    }
+  }
+  streams.out.write(buffer.data(), static_cast<std::streamsize>(buffer.size()));
+  return kOk;
+}
+
+int Check(const std::string& file, Streams& streams) {
+  const auto database = OpenForReading(file);
+  int faults = 0, remarks = 0;
+  for (const jet::Finding& finding : jet::CheckDatabase(*database)) {
+    ++(finding.fatal ? faults : remarks);
+    streams.out << (finding.fatal ? "fault: " : "remark: ");
+    if (finding.page != jet::Error::kNoPlace) streams.out << "page " << finding.page << ": ";
+    streams.out << finding.text << '\n';
+  }
+  streams.err << fmt::format("{}: {} fault{}, {} remark{}.\n", file, faults, faults == 1 ? "" : "s", remarks,
+                             remarks == 1 ? "" : "s");
+  return faults > 0 ? kFailed : kOk;
+}
+
+}  // namespace vnt::cli

@@ -1,0 +1,145 @@
+#include "cli/output.h"
+
+#include <algorithm>
+#include <charconv>
+#include <iterator>
+
+#include <fmt/format.h>
+
+namespace vnt::cli {
+namespace {
+
+// Columns that a text takes on a terminal: one a code point is near enough for names and codes.
+std::size_t Width(const std::string& text) {
+  return static_cast<std::size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+}  // namespace
+
+void AppendReal(double value, std::string* out) {
+  char buffer[32];
+  const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+  out->append(buffer, result.ptr);
+}
+
+void AppendDate(double days, std::string* out) {
+  const db::DateParts p = db::SplitDate(days);
+  fmt::format_to(std::back_inserter(*out), "{:04}-{:02}-{:02} {:02}:{:02}:{:02}", p.year, p.month, p.day,
+                 p.hour, p.minute, p.second);
+}
+
+void AppendHex(std::string_view bytes, std::string* out) {
+  static constexpr char kDigits[] = "0123456789abcdef";
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    out->push_back(kDigits[byte >> 4]);
+    out->push_back(kDigits[byte & 15]);
+  }
+}
+
+void AppendQuoted(std::string_view text, std::string* out) {
+  out->push_back('"');
+  for (std::size_t start = 0;;) {
+    const std::size_t quote = text.find('"', start);
+    out->append(text.substr(start, quote == std::string_view::npos ? quote : quote - start + 1));
+    if (quote == std::string_view::npos) break;
+    out->push_back('"');
+    start = quote + 1;
+  }
+  out->push_back('"');
+}
+
+void AppendCsv(const jet::Value& value, jet::ColumnType type, std::string* out) {
+  switch (value.kind()) {
+    case jet::ValueKind::kNull:
+      break;
+    case jet::ValueKind::kInteger:
+      if (type == jet::ColumnType::kBoolean) {
+        out->push_back(value.integer() != 0 ? '1' : '0');
+      } else {
+        fmt::format_to(std::back_inserter(*out), "{}", value.integer());
+      }
+      break;
+    case jet::ValueKind::kReal:
+      if (type == jet::ColumnType::kDateTime) {
+        AppendDate(value.real(), out);
+      } else if (type == jet::ColumnType::kSingle) {
+        char buffer[32];
+        const auto result = std::to_chars(buffer, buffer + sizeof buffer, static_cast<float>(value.real()));
+        out->append(buffer, result.ptr);
+      } else {
+        AppendReal(value.real(), out);
+      }
+      break;
+    case jet::ValueKind::kDecimal:
+      out->append(value.decimal().ToText());
+      break;
+    case jet::ValueKind::kText:
+      AppendQuoted(value.bytes(), out);
+      break;
+    case jet::ValueKind::kBlob:
+      AppendHex(value.bytes(), out);
+      break;
+  }
+}
+
+void AppendCsv(const db::Value& value, std::string* out) {
+  switch (value.type()) {
+    case db::ValueType::kEmpty:
+    case db::ValueType::kNull:
+      break;
+    case db::ValueType::kBoolean:
+      out->push_back(value.ToBoolean() ? '1' : '0');
+      break;
+    case db::ValueType::kText:
+      AppendQuoted(value.raw_bytes(), out);
+      break;
+    default:
+      out->append(Display(value));
+  }
+}
+
+std::string Display(const db::Value& value) {
+  std::string out;
+  switch (value.type()) {
+    case db::ValueType::kEmpty:
+    case db::ValueType::kNull:
+      break;
+    case db::ValueType::kDate:
+      AppendDate(value.raw_double(), &out);
+      break;
+    case db::ValueType::kBinary:
+      AppendHex(value.raw_bytes(), &out);
+      break;
+    default:
+      out = value.ToText();
+  }
+  return out;
+}
+
+void PrintTable(const std::vector<std::string>& header, const std::vector<std::vector<std::string>>& rows,
+                const std::vector<bool>& numeric, std::ostream& out) {
+  std::vector<std::size_t> widths;
+  for (const std::string& name : header) widths.push_back(Width(name));
+  for (const auto& row : rows) {
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], Width(row[i]));
+  }
+  const auto print = [&](const std::vector<std::string>& cells) {
+    std::string line;
+    for (std::size_t i = 0; i < cells.size(); ++i) {
+      const std::string padding(widths[i] - Width(cells[i]), ' ');
+      if (i > 0) line += "  ";
+      line += numeric[i] ? padding + cells[i] : cells[i] + padding;
+    }
+    line.erase(line.find_last_not_of(' ') + 1);
+    out << line << '\n';
+  };
+  print(header);
+  std::vector<std::string> rule;
+  for (const std::size_t width : widths) rule.emplace_back(width, '-');
+  print(rule);
+  for (const auto& row : rows) print(row);
+}
+
+}  // namespace vnt::cli

@@ -1,0 +1,34 @@
+// Values as text, CSV lines and aligned tables.
+#pragma once
+
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "access/base/types.h"
+#include "access/base/value.h"
+#include "db/value.h"
+
+namespace vnt::cli {
+
+// Shortest decimal text that reads back as the same number; "." as decimal point.
+void AppendReal(double value, std::string* out);
+// "2005-04-12 00:00:00".
+void AppendDate(double days, std::string* out);
+// Hexadecimal digits, two a byte.
+void AppendHex(std::string_view bytes, std::string* out);
+// In double quotes, inner ones doubled.
+void AppendQuoted(std::string_view text, std::string* out);
+
+// One CSV field of a value of that column type: text quoted, Null empty, Yes/No as 1 and 0.
+void AppendCsv(const jet::Value& value, jet::ColumnType type, std::string* out);
+void AppendCsv(const db::Value& value, std::string* out);
+// For a person: Null as nothing, text as it is.
+std::string Display(const db::Value& value);
+
+// A table with aligned columns: numbers to the right. `numeric` per column.
+void PrintTable(const std::vector<std::string>& header, const std::vector<std::vector<std::string>>& rows,
+                const std::vector<bool>& numeric, std::ostream& out);
+
+}  // namespace vnt::cli

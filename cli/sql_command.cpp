@@ -1,0 +1,135 @@
+// vntfix sql: statements from the command line or standard input; results as an aligned table or CSV.
+#include <istream>
+#include <iterator>
+#include <ostream>
+#include <string_view>
+
+#include <fmt/format.h>
+
+#include "access/sql/session.h"
+#include "cli/commands.h"
+#include "cli/output.h"
+#include "db/connection.h"
+
+namespace vnt::cli {
+namespace {
+
+// Splits a script at semicolons outside of literals and brackets, and takes "--" comments out.
+std::vector<std::string> SplitScript(std::string_view script) {
+  std::vector<std::string> statements;
+  std::string current;
+  char closing = 0;  // what ends the literal or bracketed name we are in
+  const auto finish = [&] {
+    if (current.find_first_not_of(" \t\r\n") != std::string::npos) statements.push_back(current);
+    current.clear();
+  };
+  for (std::size_t i = 0; i < script.size(); ++i) {
+    const char c = script[i];
+    if (closing != 0) {
+      current += c;
+      if (c == closing) closing = 0;
+    } else if (c == '-' && i + 1 < script.size() && script[i + 1] == '-') {
+      i = script.find('\n', i);
+      if (i == std::string_view::npos) break;
+      current += '\n';
+    } else if (c == ';') {
+      finish();
+    } else {
+      current += c;
+      if (c == '\'' || c == '"' || c == '#') closing = c;
+      if (c == '[') closing = ']';
+    }
+  }
+  finish();
+  return statements;
+}
+
+bool IsNumeric(const db::Value& value) {
+  switch (value.type()) {
+    case db::ValueType::kEmpty:
+    case db::ValueType::kNull:
+    case db::ValueType::kText:
+    case db::ValueType::kBinary:
+    case db::ValueType::kDate:
+      return false;
+    default:
+      return true;
+  }
+}
+
+void PrintCsv(db::Recordset& rows, std::ostream& out) {
+  std::string line;
+  const int fields = rows.FieldCount();
+  for (int i = 0; i < fields; ++i) {
+    if (i > 0) line += ',';
+    AppendQuoted(rows.FieldName(i), &line);
+  }
+  out << line << '\n';
+  for (; !rows.Eof(); rows.MoveNext()) {
+    line.clear();
+    for (int i = 0; i < fields; ++i) {
+      if (i > 0) line += ',';
+      AppendCsv(rows.Get(i), &line);
+    }
+    out << line << '\n';
+  }
+}
+
+void PrintAligned(db::Recordset& rows, std::ostream& out) {
+  const int fields = rows.FieldCount();
+  std::vector<std::string> header;
+  for (int i = 0; i < fields; ++i) header.push_back(rows.FieldName(i));
+  std::vector<bool> numeric(static_cast<std::size_t>(fields), true);
+  std::vector<std::vector<std::string>> cells;
+  for (; !rows.Eof(); rows.MoveNext()) {
+    auto& row = cells.emplace_back();
+    for (int i = 0; i < fields; ++i) {
+      const db::Value value = rows.Get(i);
+      if (!value.is_empty_or_null() && !IsNumeric(value)) numeric[static_cast<std::size_t>(i)] = false;
+      row.push_back(Display(value));
+    }
+  }
+  PrintTable(header, cells, numeric, out);
+  out << fmt::format("({} row{})\n", cells.size(), cells.size() == 1 ? "" : "s");
+}
+
+}  // namespace
+
+int Sql(const SqlOptions& options, Streams& streams) {
+  std::vector<std::string> statements;
+  if (options.statements.empty()) {
+    statements = SplitScript(std::string(std::istreambuf_iterator<char>(streams.in), {}));
+  } else {
+    for (const std::string& text : options.statements) {
+      for (std::string& statement : SplitScript(text)) statements.push_back(std::move(statement));
+    }
+  }
+  bool only_queries = true;
+  for (const std::string& statement : statements)
+    only_queries = only_queries && jet::sql::Session::IsQuery(statement);
+
+  db::Connection connection;
+  // Looking at a database that somebody else reads, or that cannot be written, is fine as long as nothing
+  // changes.
+  connection.Mode = only_queries ? db::AccessMode::kRead : db::AccessMode::kReadWrite;
+  connection.Open("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + options.file + ";");
+  try {
+    for (const std::string& statement : statements) {
+      if (jet::sql::Session::IsQuery(statement)) {
+        db::Recordset rows;
+        rows.Open(statement, connection);
+        options.csv ? PrintCsv(rows, streams.out) : PrintAligned(rows, streams.out);
+      } else {
+        const std::int64_t changed = connection.Execute(statement);
+        streams.err << fmt::format("{} row{} changed\n", changed, changed == 1 ? "" : "s");
+      }
+    }
+  } catch (const db::DbError&) {
+    connection.Close();  // keeps what the statements before the failed one did
+    throw;
+  }
+  connection.Close();
+  return kOk;
+}
+
+}  // namespace vnt::cli

@@ -1,0 +1,11 @@
+// Copies reference tables from the pattern reference database and the empty template database.
+#pragma once
+
+namespace vnt {
+
+void UpdateAntennaTypeReference();
+// The refresh of version 5.0 databases; errors of both go to the caller.
+void RefreshPfdAndVersionTables();
+void CorrectPfdBandwidths();
+
+}  // namespace vnt

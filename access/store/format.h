@@ -82,6 +82,7 @@ struct FormatInfo {
   std::uint16_t column_variable_offset = 7;
   std::uint16_t column_ordinal_offset = 9;
   std::uint16_t column_collation_offset = 11;     // u16 LCID; or precision, scale
+  std::uint16_t column_precision_offset = 11;     // of Decimal: u8 precision, u8 scale
   std::uint16_t column_sort_version_offset = 14;  // not in Jet 3
   std::uint16_t column_flags_offset = 15;
   std::uint16_t column_ext_flags_offset = 16;  // not in Jet 3

@@ -1,0 +1,255 @@
+// fix_bench: the fixes on sample databases of several sizes, beside the same work on SQLite files with the
+// same rows.
+//
+//   fix_bench [--vntfix PATH] [--folder DIR] [NOTICES...]      (default: 100 1000 10000)
+//
+// Per size: rows, seconds and peak memory of each fix and of the whole default run, the yardstick's seconds,
+// the ratio; then the growth from size to size, one notice from process start to end, reading every table
+// beside mdb-export, and the size of the file.
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <fmt/format.h>
+
+#include "bench/sqlite_copy.h"
+#include "bench/sqlite_provider.h"
+#include "db/guards/guards.h"
+#include "samples/sample_database.h"
+#include "startup/platform/settings.h"
+#include "startup/state/program_state.h"
+#include "ui/runner/fix_runner.h"
+
+namespace vnt::bench {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+
+double Since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+// Peak resident memory of this process since ResetPeak, in MB.
+double PeakMegabytes() {
+  std::ifstream status("/proc/self/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("VmHWM:")) return std::strtod(line.c_str() + 6, nullptr) / 1024;
+  }
+  return 0;
+}
+void ResetPeak() { std::ofstream("/proc/self/clear_refs") << "5"; }
+
+struct Measure {
+  std::string caption;
+  std::int64_t rows = 0;
+  double seconds = 0;
+  double peak = 0;
+  std::size_t errors = 0;
+};
+
+class Meter : public RunObserver {
+ public:
+  std::vector<Measure> measures;
+  void FixStarts(const FixEntry&, int, int) override { ResetPeak(); }
+  void FixEnds(const FixResult& result) override {
+    measures.push_back({result.fix == nullptr ? "history stamp" : std::string(result.fix->caption),
+                        result.rows, std::chrono::duration<double>(result.time).count(), PeakMegabytes(),
+                        result.errors.size()});
+    for (const db::DbError& error : result.errors) last_error = error.description();
+  }
+  std::string last_error;
+};
+
+class QuietMessages : public platform::Messages {
+ public:
+  void Show(std::string_view, platform::MessageStyle) override {}
+};
+
+// The main and reference connections by one provider, then all the ticked fixes.
+std::vector<Measure> RunOn(const std::string& notices, const std::string& reference, bool sqlite) {
+  QuietMessages messages;
+  platform::ScopedMessages scoped_messages(messages);
+  platform::ScopedSettings settings;
+  settings.Set("GLOBAL", "VeltRefdb", reference);
+  settings.Set("GLOBAL", "DataLevel", "-1");
+  ProgramState state;
+  ScopedProgramState scoped_state(state);
+  state.current_database = notices;
+  std::optional<ScopedSqliteProvider> provider;
+  if (sqlite) provider.emplace();
+  OpenAccessDatabase();
+  Meter meter;
+  const auto start = Clock::now();
+  RunFixes(DefaultSelection(), meter);
+  const double total = Since(start);
+  Measure whole{"whole default run", 0, total, 0, 0};
+  for (const Measure& m : meter.measures) {
+    whole.rows += m.rows;
+    whole.peak = std::max(whole.peak, m.peak);
+    whole.errors += m.errors;
+  }
+  if (whole.errors > 0) fmt::print("({} errors, the last: {})\n", whole.errors, meter.last_error);
+  meter.measures.push_back(whole);
+  return meter.measures;
+}
+
+// In a process of its own, so that the memory of one run does not colour the next.
+std::vector<Measure> RunApart(const std::string& notices, const std::string& reference, bool sqlite) {
+  int pipe_ends[2];
+  if (pipe(pipe_ends) != 0) std::abort();
+  std::fflush(stdout);
+  const pid_t child = fork();
+  if (child == 0) {
+    close(pipe_ends[0]);
+    FILE* out = fdopen(pipe_ends[1], "w");
+    try {
+      for (const Measure& m : RunOn(notices, reference, sqlite)) {
+        fmt::print(out, "{}\t{}\t{}\t{}\t{}\n", m.rows, m.seconds, m.peak, m.errors, m.caption);
+      }
+    } catch (const db::DbError& error) {
+      fmt::print(stderr, "{} {}\n", error.number(), error.description());
+      std::fflush(stderr);
+      _exit(1);
+    }
+    std::fclose(out);
+    std::fflush(stdout);
+    _exit(0);
+  }
+  close(pipe_ends[1]);
+  FILE* in = fdopen(pipe_ends[0], "r");
+  std::vector<Measure> measures;
+  char caption[256];
+  Measure m;
+  long long rows = 0;
+  while (std::fscanf(in, "%lld\t%lf\t%lf\t%zu\t%255[^\n]\n", &rows, &m.seconds, &m.peak, &m.errors,
+                     caption) == 5) {
+    m.rows = rows;
+    m.caption = caption;
+    measures.push_back(m);
+  }
+  std::fclose(in);
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (status != 0 || measures.empty()) {
+    fmt::print("The run on {} failed.\n", notices);
+    std::exit(1);
+  }
+  return measures;
+}
+
+double TimeCommand(const std::string& command) {
+  const auto start = Clock::now();
+  const int status = std::system(command.c_str());
+  if (status != 0) fmt::print("(exit status {}: {})\n", status, command);
+  return Since(start);
+}
+
+std::vector<std::string> TableNames(const std::string& file) {
+  const auto database = jet::Database::Open(jet::PlatformFileSystem(), file, jet::OpenMode::kRead);
+  std::vector<std::string> names;
+  for (const jet::CatalogEntry& entry : database->Catalog()) {
+    if (entry.type == 1 && !entry.system()) names.push_back(entry.name);
+  }
+  return names;
+}
+
+struct SizeResult {
+  int notices = 0;
+  double ours = 0, yardstick = 0;
+};
+
+SizeResult RunSize(int notices, const fs::path& base, const std::string& vntfix) {
+  const fs::path folder = base / std::to_string(notices);
+  fs::remove_all(folder);
+  fs::create_directories(folder);
+  const auto at = [&](const char* name) { return (folder / name).string(); };
+  samples::SampleOptions options;
+  options.notices = notices;
+  const auto start = Clock::now();
+  const samples::SampleFiles files = samples::MakeSample(jet::PlatformFileSystem(), folder.string(), options);
+  fmt::print("\n== {} notices: {} rows, {:.1f} MB, written in {:.1f} s\n", notices, files.rows,
+             static_cast<double>(fs::file_size(files.notice)) / 1e6, Since(start));
+
+  // Reading before the run: every table, beside mdb-export.
+  double read_ours = 0, read_theirs = 0;
+  for (const std::string& table : TableNames(files.notice)) {
+    read_ours += TimeCommand(fmt::format("'{}' export '{}' {} >/dev/null", vntfix, files.notice, table));
+    read_theirs += TimeCommand(fmt::format("mdb-export '{}' {} >/dev/null", files.notice, table));
+  }
+  fmt::print("reading every table: {:.2f} s, mdb-export {:.2f} s, ratio {:.2f}\n", read_ours, read_theirs,
+             read_ours / read_theirs);
+
+  // One notice, process start to end.
+  const std::string one = at("one.mdb");
+  double one_notice = 1e9;
+  for (int i = 0; i < 3; ++i) {
+    fs::copy_file(files.notice, one, fs::copy_options::overwrite_existing);
+    one_notice = std::min(
+        one_notice, TimeCommand(fmt::format("'{}' fix '{}' --reference '{}' --notice 100000004 >/dev/null",
+                                            vntfix, one, files.reference)));
+  }
+  fs::remove(one);
+  fmt::print("one notice, process start to end: {:.0f} ms\n", one_notice * 1000);
+
+  CopyToSqlite(files.notice, at("notices.sqlite"));
+  CopyToSqlite(files.reference, at("reference.sqlite"));
+  const auto size_before = fs::file_size(files.notice);
+  const std::vector<Measure> ours = RunApart(files.notice, files.reference, false);
+  const auto size_after = fs::file_size(files.notice);
+  const std::vector<Measure> yardstick = RunApart(at("notices.sqlite"), at("reference.sqlite"), true);
+
+  std::map<std::string, double> seconds;
+  for (const Measure& m : yardstick) seconds[m.caption] = m.seconds;
+  fmt::print("{:<44} {:>10} {:>9} {:>8} {:>9} {:>6}\n", "fix", "rows", "seconds", "peak MB", "SQLite s",
+             "ratio");
+  for (const Measure& m : ours) {
+    const double theirs = seconds[m.caption];
+    fmt::print("{:<44} {:>10} {:>9.3f} {:>8.1f} {:>9.3f} {:>6.2f}{}\n", m.caption, m.rows, m.seconds, m.peak,
+               theirs, theirs > 0 ? m.seconds / theirs : 0, m.errors > 0 ? "  errors" : "");
+  }
+  fmt::print("size of the file after the run: {:+.1f} %\n",
+             (static_cast<double>(size_after) / static_cast<double>(size_before) - 1) * 100);
+  fs::remove_all(folder);
+  return {notices, ours.back().seconds, yardstick.back().seconds};
+}
+
+}  // namespace
+}  // namespace vnt::bench
+
+int main(int argc, char** argv) {
+  std::string vntfix = (std::filesystem::path(argv[0]).parent_path() / "vntfix").string();
+  std::filesystem::path folder = std::filesystem::temp_directory_path() / "vntfix-bench";
+  std::vector<int> sizes;
+  for (int i = 1; i < argc; ++i) {
+    const std::string argument = argv[i];
+    if (argument == "--vntfix" && i + 1 < argc) {
+      vntfix = argv[++i];
+    } else if (argument == "--folder" && i + 1 < argc) {
+      folder = argv[++i];
+    } else {
+      sizes.push_back(std::atoi(argument.c_str()));
+    }
+  }
+  if (sizes.empty()) sizes = {100, 1000, 10000};
+  std::vector<vnt::bench::SizeResult> results;
+  for (const int notices : sizes) results.push_back(vnt::bench::RunSize(notices, folder, vntfix));
+  fmt::print("\n== Growth of the whole default run\n");
+  for (std::size_t i = 1; i < results.size(); ++i) {
+    const auto& a = results[i - 1];
+    const auto& b = results[i];
+    const double factor = std::log(static_cast<double>(b.notices) / a.notices);
+    fmt::print("{} -> {} notices: exponent {:.3f} (SQLite {:.3f})\n", a.notices, b.notices,
+               std::log(b.ours / a.ours) / factor, std::log(b.yardstick / a.yardstick) / factor);
+  }
+  return 0;
+}

@@ -8,7 +8,11 @@
 // the disk fills up.
 //
 // Pages are pinned handles. While any handle on a page lives, its bytes stay at the same address, and a
-// handle taken for reading sees what is written through another handle on the same page.
+// handle taken for reading sees what is written through another handle on the same page. No handle may
+// outlive the store.
+//
+// Read() of a page in the cache is the most frequent call of the whole program: it is an array lookup and a
+// counter, all in this header.
 //
 // Not thread-safe: one thread at a time.
 #pragma once
@@ -16,6 +20,8 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "access/base/bytes.h"
 #include "access/file/file.h"
@@ -25,88 +31,148 @@ namespace jet {
 class PageStore;
 
 namespace internal {
-struct Frame;
-}
+
+// A place in the cache. `pins` counts the handles; a frame with none may be given to another page.
+struct Frame {
+  std::uint8_t* data = nullptr;
+  std::uint64_t write_epoch = 0;  // Write() has nothing left to note while this is the store's epoch
+  std::uint32_t size = 0;
+  PageNo page = 0;
+  std::uint32_t pins = 0;
+  std::uint8_t use = 0;   // the clock shifts it right; a frame at 0 is the next to go
+  bool attached = false;  // the page table points here
+  bool unsaved = false;   // differs from the spill slot of its page or, where it has none, from the file
+};
+
+// What the store knows of a page. The page differs from the file exactly when it has a spill slot or an
+// unsaved frame.
+struct PageEntry {
+  Frame* frame = nullptr;
+  std::uint32_t spill = 0;      // slot in the spill file + 1
+  std::uint32_t statement = 0;  // last statement that noted how to undo the page
+};
+
+}  // namespace internal
 
 // A pinned page, to be read.
 class PageRef {
  public:
   PageRef() = default;
-  PageRef(const PageRef& other);
-  PageRef(PageRef&& other) noexcept;
-  PageRef& operator=(PageRef other) noexcept;
-  ~PageRef();
+  PageRef(const PageRef& other) : frame_(other.frame_) {
+    if (frame_ != nullptr) ++frame_->pins;
+  }
+  PageRef(PageRef&& other) noexcept : frame_(std::exchange(other.frame_, nullptr)) {}
+  PageRef& operator=(PageRef other) noexcept {
+    std::swap(frame_, other.frame_);
+    return *this;
+  }
+  ~PageRef() {
+    if (frame_ != nullptr) --frame_->pins;
+  }
 
   explicit operator bool() const { return frame_ != nullptr; }
-  PageNo page_no() const;
-  Bytes bytes() const;
-  const std::uint8_t* data() const { return bytes().data(); }
+  PageNo page_no() const { return frame_->page; }
+  Bytes bytes() const { return {frame_->data, frame_->size}; }
+  const std::uint8_t* data() const { return frame_->data; }
 
  protected:
   friend class PageStore;
-  PageRef(PageStore* store, internal::Frame* frame);
-  PageStore* store_ = nullptr;
+  explicit PageRef(internal::Frame* frame) : frame_(frame) { ++frame_->pins; }
   internal::Frame* frame_ = nullptr;
 };
 
-// A pinned page, to be changed. Taking one marks the page as changed.
+// A pinned page, to be changed. Taking one marks the page as changed. Changes may be made through it until
+// the statement scope (or, outside of one, the time up to the next scope or checkpoint) ends; after that it
+// is a handle for reading, and Write() has to be called again.
 class MutablePageRef : public PageRef {
  public:
   MutablePageRef() = default;
-  MutableBytes mutable_bytes() const;
-  std::uint8_t* mutable_data() const { return mutable_bytes().data(); }
+  MutableBytes mutable_bytes() const { return {frame_->data, frame_->size}; }
+  std::uint8_t* mutable_data() const { return frame_->data; }
 
  private:
   friend class PageStore;
-  using PageRef::PageRef;
+  explicit MutablePageRef(internal::Frame* frame) : PageRef(frame) {}
 };
 
 struct PageStoreOptions {
   std::size_t cache_bytes = 32u << 20;
   // Largest file in bytes; growing past it is Error(kFull) before anything is written.
   std::uint64_t max_file_bytes = std::uint64_t{1} << 31;
+  // Before-images of a statement that are held in memory; more go to a temporary file.
+  std::size_t undo_bytes = 8u << 20;
 };
 
 class PageStore {
  public:
   // Takes over an open file. `journal_path` names the rollback journal beside it; an existing journal is
-  // rolled back (Error(kReadOnly) when the file is open for reading only and a journal waits). `page_size` is
-  // 4096 or 2048; a file size that is not a whole number of pages is Error(kCorrupt).
+  // rolled back (Error(kReadOnly) when the file is open for reading only and a journal waits; Error(kCorrupt)
+  // when the journal does not belong to the file as it is). `page_size` is 4096 or 2048; a file size that is
+  // not a whole number of pages is Error(kCorrupt).
   PageStore(FileSystem& files, std::unique_ptr<File> file, std::string journal_path, bool writable,
             std::uint32_t page_size, const PageStoreOptions& options = {});
   ~PageStore();  // drops everything since the last checkpoint
   PageStore(const PageStore&) = delete;
   PageStore& operator=(const PageStore&) = delete;
 
-  std::uint32_t page_size() const;
-  bool writable() const;
+  std::uint32_t page_size() const { return page_size_; }
+  bool writable() const { return writable_; }
   // Number of pages, those appended since the last checkpoint included.
-  PageNo page_count() const;
+  PageNo page_count() const { return page_count_; }
 
   // Error(kCorrupt) when the page lies past the end.
-  PageRef Read(PageNo page);
+  PageRef Read(PageNo page) {
+    if (page < entries_.size()) {
+      if (internal::Frame* frame = entries_[page].frame) {
+        frame->use |= 1;
+        return PageRef(frame);
+      }
+    }
+    return PageRef(Load(page));
+  }
   // Error(kReadOnly) when the store is not writable. Outside of a statement scope too.
-  MutablePageRef Write(PageNo page);
+  MutablePageRef Write(PageNo page) {
+    if (page < entries_.size()) {
+      internal::Frame* frame = entries_[page].frame;
+      if (frame != nullptr && frame->write_epoch == epoch_) return MutablePageRef(frame);
+    }
+    return MutablePageRef(NoteAndWrite(page));
+  }
   // Appends a page of zeros and returns it for writing. Error(kFull) past max_file_bytes.
   MutablePageRef Append();
 
   // Statement scope: RollbackStatement() brings every page back to what it was at BeginStatement(), the page
-  // count too. Scopes do not nest. Pinned handles stay valid, except on pages that the rollback cuts off.
+  // count too. Scopes do not nest. Pinned handles stay valid, except on pages that the rollback cuts off:
+  // those keep some bytes, but no longer stand for a page.
+  //
+  // RollbackStatement() does not throw. When it cannot bring a page back, the store refuses further writes
+  // and checkpoints, so that the file stays as it was at the last checkpoint.
   void BeginStatement();
   void CommitStatement();
-  void RollbackStatement();
-  bool in_statement() const;
+  void RollbackStatement() noexcept;
+  bool in_statement() const { return in_statement_; }
 
-  // Makes everything since the last checkpoint durable, atomically. On an error the file is as it was at the
-  // last checkpoint (at once, or after the journal is rolled back by the next open) and the store refuses
-  // further writes.
+  // Makes everything since the last checkpoint durable, atomically; Error(kInvalid) within a statement scope.
+  // On an error the file is as it was at the last checkpoint (at once, or after the journal is rolled back by
+  // the next open) and the store refuses further writes with Error(kIo).
   void Checkpoint();
-  bool has_changes() const;
+  bool has_changes() const { return changed_pages_ != 0; }
 
  private:
-  friend class PageRef;
-  friend class MutablePageRef;
   struct Impl;
+
+  internal::Frame* Load(PageNo page);
+  internal::Frame* NoteAndWrite(PageNo page);
+  void RequireWritable() const;
+  void Undo();
+
+  std::vector<internal::PageEntry> entries_;  // by page, grown on demand
+  std::uint64_t epoch_ = 1;                   // changes whenever Write() has to look at a page anew
+  PageNo page_count_ = 0;
+  PageNo changed_pages_ = 0;  // pages that differ from the file
+  std::uint32_t page_size_;
+  bool writable_;
+  bool in_statement_ = false;
   std::unique_ptr<Impl> impl_;
 };
 

@@ -25,19 +25,22 @@ class MemoryFileSystem : public FileSystem {
   std::string Identity(const std::string& path) override;
   std::string AccessUsers(const std::string& database_path) override;
 
-  // The whole content of a file, and a file with that content.
+  // The whole content of a file, and a file with that content (as if synced).
   std::string Content(const std::string& path) const;
   void SetContent(const std::string& path, std::string content);
   // Every open File is closed without effect (its further use throws), unsynced data is gone. With
-  // `keep_seed` not 0, each unsynced write is kept or dropped by a pseudo-random choice (a disk that
-  // reorders).
+  // `keep_seed` not 0, each unsynced write is kept, dropped or torn (by sectors of 512 bytes), and each
+  // unsynced creation, removal and renaming kept or dropped, by a pseudo-random choice (a disk that
+  // reorders). A failure that was set is over.
   void LosePower(std::uint64_t keep_seed = 0);
 
-  // Number of writes, truncations and syncs so far, and the number of the operation at which to fail (0:
-  // never).
+  // Number of writes, truncations, syncs, creations, removals and renamings so far (those of temporary files
+  // too), and the number of the operation at which to fail (0: never). The operation that fails has no
+  // effect, but a kShortWrite writes half of its bytes first. With `from_then_on` all later operations fail
+  // too: the disk has gone.
   std::uint64_t operations() const;
   enum class Failure { kIo, kFull, kShortWrite };
-  void FailAt(std::uint64_t operation, Failure failure);
+  void FailAt(std::uint64_t operation, Failure failure, bool from_then_on = false);
   void SetReadOnly(const std::string& path, bool read_only);
   // What AccessUsers answers for the database.
   void SetAccessUsers(const std::string& database_path, std::string users);
@@ -47,8 +50,9 @@ class MemoryFileSystem : public FileSystem {
   std::unique_ptr<Impl> impl_;
 };
 
-// Reads through to another file system and keeps every change aside in memory or temporary files: the dry
-// run.
+// Reads through to another file system and keeps every change aside in temporary files of it: the dry run.
+// What was changed is seen by whoever opens the file through the overlay again, until the overlay is
+// destroyed; no File of it may outlive it.
 std::unique_ptr<FileSystem> MakeOverlay(FileSystem& base);
 
 }  // namespace jet

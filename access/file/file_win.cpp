@@ -1,0 +1,272 @@
+// The file system of Windows. Locks are share modes: a File for writing shares with nobody, one for reading
+// with readers.
+#define WIN32_LEAN_AND_MEAN
+#define NOMINMAX
+#include <windows.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+#include "access/file/file.h"
+#include "access/file/lock_file.h"
+
+namespace jet {
+namespace {
+
+std::wstring Wide(const std::string& utf8) {
+  if (utf8.empty()) return {};
+  const int size = static_cast<int>(utf8.size());
+  std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, nullptr, 0)),
+                    L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, wide.data(), static_cast<int>(wide.size()));
+  return wide;
+}
+
+std::string Utf8(const std::wstring& wide) {
+  if (wide.empty()) return {};
+  const int size = static_cast<int>(wide.size());
+  std::string utf8(static_cast<std::size_t>(
+                       WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, nullptr, 0, nullptr, nullptr)),
+                   '\0');
+  WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, utf8.data(), static_cast<int>(utf8.size()), nullptr,
+                      nullptr);
+  return utf8;
+}
+
+std::string SystemMessage(DWORD code) {
+  wchar_t text[512];
+  DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0,
+                                text, 512, nullptr);
+  while (length > 0 && (text[length - 1] <= L' ' || text[length - 1] == L'.')) --length;
+  return length == 0 ? fmt::format("error {}", code) : Utf8(std::wstring(text, length));
+}
+
+[[noreturn]] void ThrowSystem(const std::string& what, DWORD code) {
+  ErrorKind kind = ErrorKind::kIo;
+  switch (code) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_INVALID_NAME:
+      kind = ErrorKind::kNotFound;
+      break;
+    case ERROR_FILE_EXISTS:
+    case ERROR_ALREADY_EXISTS:
+      kind = ErrorKind::kExists;
+      break;
+    case ERROR_SHARING_VIOLATION:
+    case ERROR_LOCK_VIOLATION:
+      kind = ErrorKind::kLocked;
+      break;
+    case ERROR_DISK_FULL:
+    case ERROR_HANDLE_DISK_FULL:
+    case ERROR_FILE_TOO_LARGE:
+      kind = ErrorKind::kFull;
+      break;
+    case ERROR_WRITE_PROTECT:
+      kind = ErrorKind::kReadOnly;
+      break;
+    default:
+      break;
+  }
+  throw Error(kind, fmt::format("{}: {}.", what, SystemMessage(code)));
+}
+
+class Handle {
+ public:
+  explicit Handle(HANDLE handle) : handle_(handle) {}
+  Handle(const Handle&) = delete;
+  Handle& operator=(const Handle&) = delete;
+  Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, INVALID_HANDLE_VALUE)) {}
+  ~Handle() {
+    if (handle_ != INVALID_HANDLE_VALUE) CloseHandle(handle_);
+  }
+  HANDLE get() const { return handle_; }
+  bool valid() const { return handle_ != INVALID_HANDLE_VALUE; }
+
+ private:
+  HANDLE handle_;
+};
+
+// A synchronous handle takes the position of one read or write from this structure.
+OVERLAPPED At(std::uint64_t offset) {
+  OVERLAPPED at = {};
+  at.Offset = static_cast<DWORD>(offset);
+  at.OffsetHigh = static_cast<DWORD>(offset >> 32);
+  return at;
+}
+
+constexpr std::size_t kLargestTransfer = std::size_t{16} << 20;
+
+class WinFile : public File {
+ public:
+  WinFile(Handle handle, std::string path) : handle_(std::move(handle)), path_(std::move(path)) {}
+
+  void Read(std::uint64_t offset, MutableBytes out) override {
+    for (std::size_t done = 0; done < out.size();) {
+      OVERLAPPED at = At(offset + done);
+      DWORD n = 0;
+      const auto wanted = static_cast<DWORD>(std::min(out.size() - done, kLargestTransfer));
+      const bool ok = ReadFile(handle_.get(), out.data() + done, wanted, &n, &at) != 0;
+      const DWORD code = ok ? ERROR_SUCCESS : GetLastError();
+      if (!ok && code != ERROR_HANDLE_EOF)
+        ThrowSystem(fmt::format("The file {} cannot be read", path_), code);
+      if (n == 0) {
+        throw Error(ErrorKind::kCorrupt,
+                    fmt::format("The file {} ends before byte {}.", path_, offset + out.size()));
+      }
+      done += n;
+    }
+  }
+
+  void Write(std::uint64_t offset, Bytes data) override {
+    for (std::size_t done = 0; done < data.size();) {
+      OVERLAPPED at = At(offset + done);
+      DWORD n = 0;
+      const auto wanted = static_cast<DWORD>(std::min(data.size() - done, kLargestTransfer));
+      if (WriteFile(handle_.get(), data.data() + done, wanted, &n, &at) == 0) {
+        ThrowSystem(fmt::format("The file {} cannot be written", path_), GetLastError());
+      }
+      done += n;
+    }
+  }
+
+  void Sync() override {
+    if (FlushFileBuffers(handle_.get()) == 0) {
+      ThrowSystem(fmt::format("The file {} cannot be written to the disk", path_), GetLastError());
+    }
+  }
+
+  std::uint64_t Size() override {
+    LARGE_INTEGER size;
+    if (GetFileSizeEx(handle_.get(), &size) == 0) {
+      ThrowSystem(fmt::format("The file {} cannot be examined", path_), GetLastError());
+    }
+    return static_cast<std::uint64_t>(size.QuadPart);
+  }
+
+  void Truncate(std::uint64_t size) override {
+    LARGE_INTEGER end;
+    end.QuadPart = static_cast<LONGLONG>(size);
+    if (SetFilePointerEx(handle_.get(), end, nullptr, FILE_BEGIN) == 0 || SetEndOfFile(handle_.get()) == 0) {
+      ThrowSystem(fmt::format("The size of the file {} cannot be changed", path_), GetLastError());
+    }
+  }
+
+ private:
+  Handle handle_;
+  std::string path_;
+};
+
+// Whether somebody locks an entry of a lock file; tried by locking it for a moment.
+bool IsEntryLocked(HANDLE handle, std::size_t entry) {
+  OVERLAPPED at = At(internal::kUserLockBase + entry);
+  if (LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &at) == 0) return true;
+  at = At(internal::kUserLockBase + entry);
+  UnlockFileEx(handle, 0, 1, 0, &at);
+  return false;
+}
+
+class WinFileSystem : public FileSystem {
+ public:
+  std::unique_ptr<File> Open(const std::string& path, OpenMode mode) override {
+    const bool write = mode != OpenMode::kRead;
+    const std::wstring wide = Wide(path);
+    Handle handle(CreateFileW(
+        wide.c_str(), write ? GENERIC_READ | GENERIC_WRITE : GENERIC_READ, write ? 0 : FILE_SHARE_READ,
+        nullptr, mode == OpenMode::kCreateNew ? CREATE_NEW : OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (handle.valid()) return std::make_unique<WinFile>(std::move(handle), path);
+    const DWORD code = GetLastError();
+    if (code == ERROR_SHARING_VIOLATION) {
+      throw Error(ErrorKind::kLocked, fmt::format("The file {} is in use by another program.", path));
+    }
+    const DWORD attributes = GetFileAttributesW(wide.c_str());
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
+      throw Error(ErrorKind::kNotFound, fmt::format("{} is not a file.", path));
+    }
+    if (write && (code == ERROR_ACCESS_DENIED || code == ERROR_WRITE_PROTECT)) {
+      throw Error(ErrorKind::kReadOnly,
+                  fmt::format("The file {} cannot be written: {}.", path, SystemMessage(code)));
+    }
+    ThrowSystem(
+        fmt::format("The file {} cannot be {}", path, mode == OpenMode::kCreateNew ? "created" : "opened"),
+        code);
+  }
+
+  bool Exists(const std::string& path) override {
+    return GetFileAttributesW(Wide(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+  }
+
+  void Remove(const std::string& path) override {
+    if (DeleteFileW(Wide(path).c_str()) == 0) {
+      ThrowSystem(fmt::format("The file {} cannot be removed", path), GetLastError());
+    }
+  }
+
+  void Rename(const std::string& from, const std::string& to) override {
+    if (MoveFileExW(Wide(from).c_str(), Wide(to).c_str(),
+                    MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) == 0) {
+      ThrowSystem(fmt::format("The file {} cannot be renamed to {}", from, to), GetLastError());
+    }
+  }
+
+  // The file system's own log keeps names in order; there is nothing to ask for.
+  void SyncFolder(const std::string&) override {}
+
+  std::unique_ptr<File> OpenTemporary() override {
+    wchar_t folder[MAX_PATH + 1];
+    wchar_t name[MAX_PATH + 1];
+    if (GetTempPathW(MAX_PATH + 1, folder) == 0 || GetTempFileNameW(folder, L"vnt", 0, name) == 0) {
+      ThrowSystem("A temporary file cannot be created", GetLastError());
+    }
+    Handle handle(CreateFileW(name, GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS,
+                              FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    if (!handle.valid()) ThrowSystem("A temporary file cannot be created", GetLastError());
+    return std::make_unique<WinFile>(std::move(handle), Utf8(name));
+  }
+
+  std::string Identity(const std::string& path) override {
+    // No access is asked for, so that a file that is open exclusively answers too.
+    const Handle handle(CreateFileW(Wide(path).c_str(), 0,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    BY_HANDLE_FILE_INFORMATION info;
+    if (!handle.valid() || GetFileInformationByHandle(handle.get(), &info) == 0) {
+      ThrowSystem(fmt::format("The file {} cannot be examined", path), GetLastError());
+    }
+    return fmt::format("{}:{}", info.dwVolumeSerialNumber,
+                       std::uint64_t{info.nFileIndexHigh} << 32 | info.nFileIndexLow);
+  }
+
+  // Locks on a lock file can be tried here wherever it lies, so one whose entries nobody locks is a leftover.
+  std::string AccessUsers(const std::string& database_path) override {
+    const std::string_view extension = internal::LockFileExtension(database_path);
+    if (extension.empty()) return {};
+    const std::string path = database_path.substr(0, database_path.rfind('.')).append(extension);
+    const Handle handle(CreateFileW(Wide(path).c_str(), GENERIC_READ,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!handle.valid()) {
+      const DWORD code = GetLastError();
+      return code == ERROR_FILE_NOT_FOUND || code == ERROR_PATH_NOT_FOUND ? "" : "somebody";
+    }
+    std::string content(internal::kLockFileEntries * internal::kLockFileEntryBytes, '\0');
+    OVERLAPPED at = At(0);
+    DWORD n = 0;
+    ReadFile(handle.get(), content.data(), static_cast<DWORD>(content.size()), &n, &at);
+    content.resize(n);
+    return internal::LockFileUsers(content,
+                                   [&](std::size_t entry) { return IsEntryLocked(handle.get(), entry); });
+  }
+};
+
+}  // namespace
+
+FileSystem& PlatformFileSystem() {
+  static WinFileSystem files;
+  return files;
+}
+
+}  // namespace jet

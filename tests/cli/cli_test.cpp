@@ -1,0 +1,226 @@
+// The command line contract: output, messages, exit codes, and what each refusal leaves behind.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "cli/cli.h"
+
+namespace vnt::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::HasSubstr;
+
+struct Outcome {
+  int code;
+  std::string out, err;
+};
+
+Outcome RunCli(const std::vector<std::string>& arguments, const std::string& input = "") {
+  std::istringstream in(input);
+  std::ostringstream out, err;
+  const int code = Run(arguments, {in, out, err});
+  return {code, out.str(), err.str()};
+}
+
+std::string Slurp(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+class CliTest : public testing::Test {
+ protected:
+  CliTest() {
+    std::string name = (fs::temp_directory_path() / "vntfix-cli-XXXXXX").string();
+    folder_ = mkdtemp(name.data());
+    // No settings file of this machine may leak into a test.
+    setenv("VNTFIX_WINDIR", folder_.c_str(), 1);
+    setenv("VNTFIX_CDRIVE", (folder_ / "c").c_str(), 1);
+  }
+  ~CliTest() override { fs::remove_all(folder_); }
+
+  std::string At(const char* name) const { return (folder_ / name).string(); }
+  std::string NewDatabase(const char* name = "a.mdb") {
+    const std::string path = At(name);
+    EXPECT_EQ(RunCli({"new", path}).code, kOk);
+    return path;
+  }
+  void MakeSample(const char* notices = "20") {
+    const Outcome made = RunCli({"sample", folder_.string(), "--notices", notices});
+    ASSERT_EQ(made.code, kOk) << made.err;
+  }
+
+  fs::path folder_;
+};
+
+TEST_F(CliTest, UsageErrorsExitWithTwo) {
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{},
+                                             {"frobnicate"},
+                                             {"fix"},
+                                             {"fix", "a.mdb", "--only", "40"},
+                                             {"fix", "a.mdb", "--only", "1", "--all"},
+                                             {"fix", "a.mdb", "--notice", "-3"},
+                                             {"export", "a.mdb"},
+                                             {"new", At("x.mdb"), "--format", "jet3"},
+                                             {"sample", At("s"), "--notices", "9"}}) {
+    EXPECT_EQ(RunCli(arguments).code, kUsage) << testing::PrintToString(arguments);
+  }
+  EXPECT_TRUE(fs::is_empty(folder_));
+  EXPECT_EQ(RunCli({"--help"}).code, kOk);
+  EXPECT_EQ(RunCli({"--version"}).out, "vntfix 7.0.0\n");
+}
+
+TEST_F(CliTest, SqlRunsScriptsAndPrintsResults) {
+  const std::string file = NewDatabase();
+  const Outcome script =
+      RunCli({"sql", file},
+             "-- a comment; with a semicolon\n"
+             "CREATE TABLE t (id LONG NOT NULL, name TEXT(20), d DATETIME, CONSTRAINT pk PRIMARY KEY (id));\n"
+             "INSERT INTO t VALUES (1, 'a;b', #4/12/2005#);\nINSERT INTO t VALUES (20, 'say \"hi\"', Null)");
+  ASSERT_EQ(script.code, kOk) << script.err;
+  EXPECT_EQ(RunCli({"sql", file, "select * from t order by id"}).out,
+            "id  name      d\n"
+            "--  --------  -------------------\n"
+            " 1  a;b       2005-04-12 00:00:00\n"
+            "20  say \"hi\"\n"
+            "(2 rows)\n");
+  const std::string csv = "\"id\",\"name\",\"d\"\n1,\"a;b\",2005-04-12 00:00:00\n20,\"say \"\"hi\"\"\",\n";
+  EXPECT_EQ(RunCli({"sql", file, "--csv", "select * from t order by id"}).out, csv);
+  EXPECT_EQ(RunCli({"export", file, "T"}).out, csv);
+}
+
+TEST_F(CliTest, FailingStatementKeepsWhatWentBeforeAndNamesThePlace) {
+  const std::string file = NewDatabase();
+  const Outcome failed =
+      RunCli({"sql", file}, "create table t (a long); insert into t values (1); insert int t values (2)");
+  EXPECT_EQ(failed.code, kFailed);
+  EXPECT_THAT(failed.err, HasSubstr("-2147217900 "));
+  EXPECT_THAT(failed.err, HasSubstr("'int'"));
+  EXPECT_EQ(RunCli({"sql", file, "--csv", "select a from t"}).out, "\"a\"\n1\n");
+  EXPECT_EQ(RunCli({"check", file}).code, kOk);
+}
+
+TEST_F(CliTest, SchemaPrintsStatementsThatMakeTheSameTable) {
+  MakeSample();
+  const std::string schema = RunCli({"schema", At("notices.mdb")}).out;
+  const std::string copy = NewDatabase("copy.mdb");
+  const Outcome made = RunCli({"sql", copy}, schema);
+  ASSERT_EQ(made.code, kOk) << made.err;
+  EXPECT_EQ(RunCli({"schema", copy}).out, schema);
+}
+
+TEST_F(CliTest, RefusedFilesStayAsTheyAre) {
+  std::ofstream(At("text.mdb")) << "This is no database.";
+  std::ofstream(At("empty.mdb"));
+  const std::string good = NewDatabase("good.mdb");
+  std::ofstream(At("short.mdb"), std::ios::binary) << Slurp(good).substr(0, 10000);
+  for (const char* name : {"missing.mdb", "text.mdb", "empty.mdb", "short.mdb"}) {
+    const std::string file = At(name);
+    const std::string before = Slurp(file);
+    const bool existed = fs::exists(file);
+    for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{
+             {"tables", file}, {"check", file}, {"export", file, "t"}, {"schema", file}}) {
+      const Outcome refused = RunCli(command);
+      EXPECT_EQ(refused.code, kRefused) << name << ": " << command[0];
+      EXPECT_THAT(refused.err, HasSubstr(name)) << command[0];
+    }
+    EXPECT_EQ(RunCli({"fix", file, "--reference", good}).code, kRefused) << name;
+    EXPECT_EQ(fs::exists(file), existed);
+    EXPECT_EQ(Slurp(file), before);
+  }
+  EXPECT_EQ(RunCli({"new", good}).code, kRefused);
+}
+
+TEST_F(CliTest, ReadOnlyFileIsReadButNotFixed) {
+  MakeSample();
+  const std::string file = At("notices.mdb");
+  const std::string before = Slurp(file);
+  fs::permissions(file, fs::perms::owner_read | fs::perms::group_read);
+  EXPECT_EQ(RunCli({"check", file}).code, kOk);
+  const Outcome refused = RunCli({"fix", file, "--reference", At("reference.mdb")});
+  EXPECT_EQ(refused.code, kRefused);
+  EXPECT_THAT(refused.err, HasSubstr("Database is readonly.  VNTFixdb cannot update a readonly database."));
+  EXPECT_THAT(refused.err, HasSubstr("VNTFixdb cannot fix a readonly database. "));
+  fs::permissions(file, fs::perms::owner_write, fs::perm_options::add);
+  EXPECT_EQ(Slurp(file), before);
+}
+
+TEST_F(CliTest, FixPrintsALinePerFixAndTellsOfMissingReferences) {
+  MakeSample();
+  const std::string file = At("notices.mdb");
+  const Outcome none = RunCli({"fix", file});
+  EXPECT_EQ(none.code, kRefused);
+  EXPECT_THAT(none.err, HasSubstr("Cannot find veltrefdb in the kv_soft ini file"));
+  EXPECT_EQ(RunCli({"fix", file, "--reference", At("nowhere.mdb")}).code, kRefused);
+
+  const Outcome fixed = RunCli({"fix", file, "--reference", At("reference.mdb"), "--only", "7,15"});
+  EXPECT_EQ(fixed.code, kOk) << fixed.err;
+  EXPECT_THAT(fixed.out, HasSubstr("Convert Frequencies MHz to GHz"));
+  EXPECT_THAT(fixed.out, HasSubstr("Set Status to 01"));
+  EXPECT_EQ(std::count(fixed.out.begin(), fixed.out.end(), '\n'), 3);  // two fixes and the history
+  EXPECT_EQ(RunCli({"sql", file, "--csv", "select count(*) as n from history where seq_no = 2"}).out,
+            "\"n\"\n20\n");
+  EXPECT_EQ(RunCli({"sql", file, "--csv",
+                    "select count(*) as n from notice where st_cur <> '01' or st_cur is null"})
+                .out,
+            "\"n\"\n0\n");
+  EXPECT_EQ(RunCli({"check", file}).code, kOk);
+}
+
+TEST_F(CliTest, FailingFixExitsWithOneAndTheRunGoesOn) {
+  MakeSample();
+  const std::string file = At("notices.mdb");
+  ASSERT_EQ(RunCli({"sql", file, "drop table strap"}).code, kOk);
+  const Outcome failed = RunCli({"fix", file, "--reference", At("reference.mdb"), "--only", "7,15"});
+  EXPECT_EQ(failed.code, kFailed);
+  EXPECT_THAT(failed.err, HasSubstr("-2147217865 "));
+  EXPECT_THAT(failed.err, HasSubstr("strap"));
+  EXPECT_EQ(RunCli({"sql", file, "--csv",
+                    "select count(*) as n from notice where st_cur <> '01' or st_cur is null"})
+                .out,
+            "\"n\"\n0\n");
+}
+
+TEST_F(CliTest, OneNoticeOnly) {
+  MakeSample();
+  const std::string file = At("notices.mdb");
+  const auto others = [&] {
+    return RunCli({"sql", file, "--csv", "select * from notice where ntc_id <> 100000004"}).out +
+           RunCli({"sql", file, "--csv", "select * from grp where ntc_id <> 100000004 order by grp_id"}).out;
+  };
+  const std::string before = others();
+  const Outcome fixed = RunCli({"fix", file, "--reference", At("reference.mdb"), "--notice", "100000004"});
+  EXPECT_EQ(fixed.code, kOk) << fixed.err;
+  EXPECT_EQ(others(), before);
+  EXPECT_EQ(RunCli({"sql", file, "--csv", "select ntc_id from history where seq_no = 2"}).out,
+            "\"ntc_id\"\n100000004\n");
+}
+
+TEST_F(CliTest, ListNamesAllFixes) {
+  const std::string list = RunCli({"list"}).out;
+  EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), 42);
+  EXPECT_THAT(list, HasSubstr("Fix  Action Code"));
+}
+
+TEST_F(CliTest, CheckReportsDamage) {
+  MakeSample();
+  const std::string file = At("notices.mdb");
+  std::string content = Slurp(file);
+  // An index leaf somewhere behind the catalog: its owner field is overwritten.
+  std::size_t page = 4096 * 40;
+  while (page < content.size() && content[page] != 4) page += 4096;
+  ASSERT_LT(page, content.size());
+  content[page + 4] = '\x7f';
+  std::ofstream(file, std::ios::binary) << content;
+  const Outcome found = RunCli({"check", file});
+  EXPECT_EQ(found.code, kFailed);
+  EXPECT_THAT(found.out, HasSubstr("fault: page " + std::to_string(page / 4096)));
+}
+
+}  // namespace
+}  // namespace vnt::cli

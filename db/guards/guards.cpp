@@ -1,0 +1,104 @@
+#include "db/guards/guards.h"
+
+#include <memory>
+#include <utility>
+
+#include "fixes/error_trap.h"
+#include "fixes/reference_tables.h"
+#include "startup/platform/messages.h"
+#include "startup/state/program_state.h"
+
+namespace vnt {
+namespace {
+
+constexpr std::string_view kNewestVersion = R"(select * from vnt_ooak order by version_no desc)";
+// The version whose reference tables are refreshed at each opening, without asking.
+constexpr std::int16_t kRefreshedVersion = 5;
+constexpr std::int16_t kRefreshedSubVersion = 0;
+
+std::unique_ptr<db::cadodb> OpenCurrentDatabase() {
+  auto connection = std::make_unique<db::cadodb>();
+  connection->DBName = db::Value::Text(State().current_database);
+  connection->OpenADOConnection();
+  return connection;
+}
+
+// Puts back what opening a database replaces, unless Keep() was called.
+class FormerDatabase {
+ public:
+  FormerDatabase(std::unique_ptr<db::cadodb> main, std::unique_ptr<db::cadodb> second)
+      : main_(std::exchange(State().main_connection, std::move(main))),
+        second_(std::exchange(State().second_connection, std::move(second))),
+        read_only_(State().read_only),
+        version_no_(State().version_no),
+        version_no_sub_(State().version_no_sub) {}
+  ~FormerDatabase() {
+    if (kept_) return;
+    State().main_connection = std::move(main_);
+    State().second_connection = std::move(second_);
+    State().read_only = read_only_;
+    State().version_no = version_no_;
+    State().version_no_sub = version_no_sub_;
+  }
+  FormerDatabase(const FormerDatabase&) = delete;
+  FormerDatabase& operator=(const FormerDatabase&) = delete;
+
+  void Keep() { kept_ = true; }
+
+ private:
+  bool kept_ = false;
+  std::unique_ptr<db::cadodb> main_, second_;
+  bool read_only_;
+  std::int16_t version_no_, version_no_sub_;
+};
+
+}  // namespace
+
+void OpenAccessDatabase() {
+  auto main = OpenCurrentDatabase();
+  auto second = OpenCurrentDatabase();
+  FormerDatabase former(std::move(main), std::move(second));
+
+  State().read_only = IsDatabaseReadOnly();
+  if (State().read_only) {
+    platform::ShowMessage("Database is readonly.  VNTFixdb cannot update a readonly database.",
+                          platform::MessageStyle::kCritical);
+    if (State().active) throw EndProgram{1};  // refused
+  }
+  ReadDatabaseVersion();
+  if (State().version_no == kRefreshedVersion && State().version_no_sub == kRefreshedSubVersion) {
+    RefreshReferenceForVersion5();
+  }
+  former.Keep();
+}
+
+bool IsDatabaseReadOnly() {
+  return !Resumed([] {
+    db::Recordset versions;
+    versions.Open(kNewestVersion, MainCn(), db::CursorType::kKeyset, db::LockType::kOptimistic);
+    if (!versions.Eof()) {
+      versions.Set("version_no", versions.Get("version_no"));
+      versions.Update();
+    }
+    versions.Close();
+  });
+}
+
+void ReadDatabaseVersion() {
+  Resumed([] {
+    db::Recordset versions;
+    versions.Open(kNewestVersion, MainCn());
+    if (versions.Eof()) return;
+    Resumed([&] { State().version_no = versions.Get("version_no").ToInt16(); });
+    Resumed([&] { State().version_no_sub = versions.Get("version_no_sub").ToInt16(); });
+    versions.Close();
+  });
+}
+
+void RefreshReferenceForVersion5() {
+  if (IsIngres()) return;
+  RefreshPfdAndVersionTables();
+  CorrectPfdBandwidths();
+}
+
+}  // namespace vnt

@@ -1,0 +1,24 @@
+// What the program must know of a database before a fix may touch it: whether it can be written, which schema
+// version it holds, and (IsIngres, with the program-wide state) which dialect it speaks.
+#pragma once
+
+namespace vnt {
+
+// Opens the current database (an Access file) with its main and its second connection, tests it for
+// read-only, reads its version, and refreshes the reference tables of a version 5.0 database.
+//
+// Strong guarantee: when anything of this fails with a DbError, the connections, the read-only flag and the
+// version are as before. A read-only database is refused with a message; in a start with "Active" that ends
+// the program (EndProgram).
+void OpenAccessDatabase();
+
+// Whether writing a row of vnt_ooak back fails for any reason. An empty vnt_ooak passes as writable.
+bool IsDatabaseReadOnly();
+
+// Takes version number and sub-number from the newest row of vnt_ooak; what cannot be read keeps its value.
+void ReadDatabaseVersion();
+
+// Takes reference tables over from the template; not on Ingres. DbError as the refresh gives it.
+void RefreshReferenceForVersion5();
+
+}  // namespace vnt

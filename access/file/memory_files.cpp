@@ -7,6 +7,8 @@
 #include <cstring>
 #include <map>
 #include <random>
+#include <utility>
+#include <utility>
 #include <vector>
 
 #include "access/file/test_files.h"

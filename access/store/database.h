@@ -111,6 +111,7 @@ struct NewIndex {
 
 class Database;
 class Table;
+struct RowAccess;
 
 // One row, to be read. Values decode when asked for. Valid until the row or its page changes or the reader
 // moves on.
@@ -125,8 +126,7 @@ class Row {
   void GetText(int column, std::string* utf8) const;  // Text, Memo; replaces the content of *utf8
 
  private:
-  friend class Table;
-  friend class TableCursor;
+  friend struct RowAccess;
   const Table* table_ = nullptr;
   PageRef page_;
   Bytes bytes_;

@@ -6,7 +6,7 @@
 //   bitmap page:    05 01 00 00, then the bits (32,736 on a page of 4,096 bytes)
 //
 // A map row on a page of its own kind (owner 0) may be lengthened in place as the file grows, as Access does
-// it; past kLongestInlineRow, or when its page has no room, it becomes a reference map.
+// it; past a few hundred bytes, or when its page has no room, it becomes a reference map.
 //
 // A UsageMap holds nothing but the place of its row, so any number of them may stand for one map.
 #pragma once
@@ -17,9 +17,6 @@
 #include "access/store/layout.h"
 
 namespace jet {
-
-// Bytes of a new map row of Jet 4 and later: 64 bytes of bits.
-inline constexpr std::uint32_t kNewMapRowBytes = 69;
 
 class UsageMap {
  public:
@@ -44,6 +41,22 @@ class UsageMap {
   StoreContext* context_;
   RowPointer row_;
 };
+
+// The bits of a map row, found and checked: shared with the global map, which has rules of its own.
+struct MapRow {
+  bool reference = false;
+  PageNo base = 0;               // inline: page of the first bit
+  std::uint32_t row_offset = 0;  // of the row within its page
+  std::uint32_t row_bytes = 0;
+
+  // Inline: the bits that the row has. Reference: the bitmap pages that it can name.
+  std::uint32_t bits() const { return (row_bytes - 5) * 8; }
+  std::uint32_t entries() const { return (row_bytes - 1) / 4; }
+};
+// kCorrupt when there is no map row there.
+MapRow FindMapRow(const FormatInfo& format, Bytes page, RowPointer where);
+// The first set bit of `bits` that is not below `from`, or `count`.
+std::uint32_t NextBit(const std::uint8_t* bits, std::uint32_t from, std::uint32_t count);
 
 // Makes an empty map. Its row goes to page `near` when that is not 0 and has room, else to a new page of map
 // rows; give the page of the row made before to keep the maps of a table together.

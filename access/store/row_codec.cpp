@@ -1,0 +1,279 @@
+#include "access/store/row_codec.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+
+#include "access/store/data_page.h"
+#include "access/store/long_value.h"
+#include "access/store/text_codec.h"
+#include "access/store/value_convert.h"
+
+namespace jet {
+namespace {
+
+// Calculated values: 16 bytes, u32 length, value, 3 bytes.
+constexpr std::size_t kCalculatedHead = 20;
+
+[[noreturn]] void ThrowRow(const RowView& row, const char* what, std::size_t at = 0) {
+  ThrowCorrupt(what, row.page, row.offset + static_cast<std::int64_t>(at));
+}
+
+template <typename T>
+T LoadOf(Bytes raw, const RowView& place) {
+  if (raw.size() < sizeof(T)) ThrowRow(place, "a value in a row is cut short");
+  return LoadLe<T>(raw.data());
+}
+
+// Sign byte, then the magnitude as u32 words, most significant first. Some system tables keep 9 bytes: two
+// words.
+Value DecodeDecimal(const ColumnDef& column, Bytes raw, const RowView& place) {
+  if (raw.size() < 5 || raw.size() % 4 != 1) ThrowRow(place, "a decimal in a row has a wrong length");
+  const std::size_t words = raw.size() / 4;
+  const auto word = [&](std::size_t from_low) {
+    return from_low < words ? LoadLe<std::uint32_t>(raw.data() + 1 + 4 * (words - 1 - from_low)) : 0u;
+  };
+  for (std::size_t i = 3; i < words; ++i) {
+    if (word(i) != 0) ThrowRow(place, "a decimal in a row is out of range");
+  }
+  Decimal d;
+  d.low = word(0) | std::uint64_t{word(1)} << 32;
+  d.high = word(2);
+  d.scale = column.scale;
+  d.negative = (raw[0] & 0x80) != 0 && (d.low != 0 || d.high != 0);
+  return Value::Dec(d);
+}
+
+void EncodeDecimal(const Decimal& d, std::size_t length, std::string* raw) {
+  const std::size_t words = length / 4;
+  raw->push_back(static_cast<char>(d.negative ? 0x80 : 0));
+  const std::uint32_t from_low[4] = {static_cast<std::uint32_t>(d.low),
+                                     static_cast<std::uint32_t>(d.low >> 32), d.high, 0};
+  for (std::size_t i = words; i-- > 0;) {
+    for (int b = 0; b < 4; ++b) raw->push_back(static_cast<char>(from_low[i] >> 8 * b));
+  }
+}
+
+std::string GuidText(Bytes raw) {
+  const std::uint8_t* p = raw.data();
+  return fmt::format("{{{:08X}-{:04X}-{:04X}-{:02X}{:02X}-{:02X}{:02X}{:02X}{:02X}{:02X}{:02X}}}",
+                     LoadLe<std::uint32_t>(p), LoadLe<std::uint16_t>(p + 4), LoadLe<std::uint16_t>(p + 6),
+                     p[8], p[9], p[10], p[11], p[12], p[13], p[14], p[15]);
+}
+
+template <typename T>
+void Put(T value, std::string* raw) {
+  raw->append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+}  // namespace
+
+RowView RowView::Parse(const RowFormat& format, Bytes bytes, PageNo page, std::uint32_t offset) {
+  RowView row;
+  row.bytes = bytes;
+  row.page = page;
+  row.offset = offset;
+  row.jet3 = format.jet3;
+  const std::size_t count_bytes = format.jet3 ? 1 : 2;
+  if (bytes.size() < count_bytes) ThrowRow(row, "a row is cut short");
+  row.column_count = format.jet3 ? bytes[0] : LoadLe<std::uint16_t>(bytes.data());
+  const std::size_t mask_bytes = (row.column_count + 7u) / 8;
+  if (count_bytes + mask_bytes > bytes.size()) ThrowRow(row, "the null mask of a row does not fit");
+  row.mask_offset = static_cast<std::uint32_t>(bytes.size() - mask_bytes);
+  if (!format.has_variable) return row;
+  std::size_t need = 0;
+  if (format.jet3) {
+    if (row.mask_offset < 2) ThrowRow(row, "a row is cut short");
+    row.variable_count = bytes[row.mask_offset - 1];
+    need = 1u + 1 + 1 + row.variable_count + (bytes.size() - 1) / 256;
+  } else {
+    if (row.mask_offset < 4) ThrowRow(row, "a row is cut short");
+    row.variable_count = LoadLe<std::uint16_t>(bytes.data() + row.mask_offset - 2);
+    need = 2u + 2 + 2 + 2u * row.variable_count;
+  }
+  if (need > row.mask_offset) ThrowRow(row, "the offsets of a row do not fit", row.mask_offset);
+  return row;
+}
+
+// Offset of variable value `index`; of the end of the last one when index is variable_count.
+std::uint32_t RowView::VariableOffset(unsigned index) const {
+  if (!jet3) return LoadLe<std::uint16_t>(bytes.data() + mask_offset - 4 - 2 * index);
+  const std::uint32_t jumps = static_cast<std::uint32_t>((bytes.size() - 1) / 256);
+  const std::uint8_t* jump = bytes.data() + mask_offset - 2;  // entries in reversed order
+  std::uint32_t high = 0;
+  while (high < jumps && *(jump - high) <= index) ++high;
+  return bytes[mask_offset - 2 - jumps - index] + 256 * high;
+}
+
+std::uint32_t RowView::FixedEnd() const { return variable_count == 0 ? mask_offset : VariableOffset(0); }
+
+bool RowView::Raw(const ColumnDef& column, Bytes* raw) const {
+  if (!MaskBit(column.number)) return false;
+  if (column.fixed) {
+    const std::uint32_t start = (jet3 ? 1u : 2u) + column.fixed_offset;
+    const std::uint32_t size = FixedSize(column);
+    if (start + size > mask_offset) ThrowRow(*this, "a fixed column runs past its row", start);
+    *raw = bytes.subspan(start, size);
+    return true;
+  }
+  if (column.variable_index >= variable_count) return false;
+  const std::uint32_t start = VariableOffset(column.variable_index);
+  const std::uint32_t end = VariableOffset(column.variable_index + 1u);
+  if (start > end || end > mask_offset) ThrowRow(*this, "a value of a row has bounds that make no sense");
+  *raw = bytes.subspan(start, end - start);
+  return true;
+}
+
+std::uint32_t FixedSize(const ColumnDef& column) {
+  switch (column.type) {
+    case ColumnType::kBoolean:
+      return 0;
+    case ColumnType::kByte:
+      return 1;
+    case ColumnType::kInteger:
+      return 2;
+    case ColumnType::kLong:
+    case ColumnType::kSingle:
+    case ColumnType::kComplex:
+      return 4;
+    case ColumnType::kCurrency:
+    case ColumnType::kDouble:
+    case ColumnType::kDateTime:
+    case ColumnType::kBigInt:
+      return 8;
+    case ColumnType::kGuid:
+      return 16;
+    case ColumnType::kDecimal:
+      return 17;
+    case ColumnType::kDateTimeExtended:
+      return 42;
+    default:
+      return column.length;
+  }
+}
+
+Bytes Unwrap(const ColumnDef& column, Bytes raw, const RowView& place) {
+  if (!column.calculated) return raw;
+  if (raw.empty()) return raw;
+  if (raw.size() < kCalculatedHead) ThrowRow(place, "a calculated value is cut short");
+  const auto length = LoadLe<std::uint32_t>(raw.data() + 16);
+  if (length > raw.size() - kCalculatedHead) ThrowRow(place, "a calculated value is cut short");
+  return raw.subspan(kCalculatedHead, length);
+}
+
+void DecodeTextColumn(StoreContext& context, const ColumnDef& column, Bytes raw, const RowView& place,
+                      std::string* utf8) {
+  std::string content;
+  if (column.type == ColumnType::kMemo) raw = ReadLongValue(context, raw, place, &content);
+  raw = Unwrap(column, raw, place);
+  if (!DecodeText(raw, context.format.unicode, context.code_page, utf8)) {
+    ThrowRow(place, "a text in a row ends within a character");
+  }
+}
+
+Value DecodeValue(StoreContext& context, const ColumnDef& column, Bytes raw, const RowView& place) {
+  switch (column.type) {
+    case ColumnType::kText:
+    case ColumnType::kMemo: {
+      std::string text;
+      DecodeTextColumn(context, column, raw, place, &text);
+      return Value::Text(std::move(text));
+    }
+    case ColumnType::kOle: {
+      std::string content;
+      const Bytes whole = Unwrap(column, ReadLongValue(context, raw, place, &content), place);
+      return Value::Blob(std::string(whole.begin(), whole.end()));
+    }
+    default:
+      break;
+  }
+  raw = Unwrap(column, raw, place);
+  switch (column.type) {
+    case ColumnType::kBoolean:
+      return Value::Integer(!raw.empty() && raw[0] != 0 ? -1 : 0);
+    case ColumnType::kByte:
+      return Value::Integer(LoadOf<std::uint8_t>(raw, place));
+    case ColumnType::kInteger:
+      return Value::Integer(LoadOf<std::int16_t>(raw, place));
+    case ColumnType::kLong:
+    case ColumnType::kComplex:
+      return Value::Integer(LoadOf<std::int32_t>(raw, place));
+    case ColumnType::kBigInt:
+      return Value::Integer(LoadOf<std::int64_t>(raw, place));
+    case ColumnType::kSingle:
+      return Value::Real(LoadOf<float>(raw, place));
+    case ColumnType::kDouble:
+    case ColumnType::kDateTime:
+      return Value::Real(LoadOf<double>(raw, place));
+    case ColumnType::kCurrency:
+      return Value::Dec(Decimal::FromScaledInt64(LoadOf<std::int64_t>(raw, place), 4));
+    case ColumnType::kDecimal:
+      return DecodeDecimal(column, raw, place);
+    case ColumnType::kGuid:
+      if (raw.size() < 16) ThrowRow(place, "a value in a row is cut short");
+      return Value::Text(GuidText(raw));
+    case ColumnType::kDateTimeExtended:
+      return Value::Text(ExtendedDateText(raw));
+    default:
+      return Value::Blob(std::string(raw.begin(), raw.end()));
+  }
+}
+
+void EncodeValue(const FormatInfo& format, const TableDef& table, const ColumnDef& column, const Value& value,
+                 std::string* raw) {
+  const std::size_t start = raw->size();
+  switch (column.type) {
+    case ColumnType::kByte:
+      Put(static_cast<std::uint8_t>(value.integer()), raw);
+      break;
+    case ColumnType::kInteger:
+      Put(static_cast<std::int16_t>(value.integer()), raw);
+      break;
+    case ColumnType::kLong:
+      Put(static_cast<std::int32_t>(value.integer()), raw);
+      break;
+    case ColumnType::kBigInt:
+      Put(value.integer(), raw);
+      break;
+    case ColumnType::kSingle:
+      Put(static_cast<float>(value.real()), raw);
+      break;
+    case ColumnType::kDouble:
+    case ColumnType::kDateTime:
+      Put(value.real(), raw);
+      break;
+    case ColumnType::kCurrency: {
+      const Decimal& d = value.decimal();
+      Put(static_cast<std::int64_t>(d.negative ? 0 - d.low : d.low), raw);
+      break;
+    }
+    case ColumnType::kDecimal:
+      EncodeDecimal(value.decimal(), column.fixed ? 17 : column.length >= 5 ? column.length : 17, raw);
+      break;
+    case ColumnType::kGuid:
+      ParseGuid(value.bytes(), raw);
+      break;
+    case ColumnType::kDateTimeExtended:
+      ParseExtendedDate(value.bytes(), raw);
+      break;
+    case ColumnType::kText:
+    case ColumnType::kMemo:
+      if (!EncodeText(value.bytes(), column.compressed_unicode && !column.fixed, format.compress_max_units,
+                      raw)) {
+        throw Error(ErrorKind::kType, fmt::format("The text for column \"{}\" of table \"{}\" is not valid "
+                                                  "Unicode text.",
+                                                  column.name, table.name));
+      }
+      if (column.fixed) {
+        // CHAR(n) is filled up with blanks.
+        while (raw->size() - start + 1 < column.length) raw->append({' ', '\0'});
+      }
+      break;
+    default:
+      raw->append(value.bytes());
+      if (column.fixed) raw->resize(start + column.length, '\0');
+      break;
+  }
+}
+
+}  // namespace jet

@@ -27,7 +27,8 @@ enum class CursorType { kForwardOnly = 0, kKeyset = 1, kDynamic = 2, kStatic = 3
 enum class LockType { kReadOnly = 1, kPessimistic = 2, kOptimistic = 3 };
 enum class AccessMode { kReadWrite, kRead };
 
-// Told of every statement that is sent, after it ended.
+// Told of every statement that is sent, after it ended, and of every row that a recordset wrote or deleted
+// (no statement is sent for it: `text` is empty).
 struct StatementEvent {
   std::string_view text;
   std::int64_t rows = 0;  // affected; 0 for a query

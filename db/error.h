@@ -13,6 +13,7 @@ inline constexpr std::int32_t kErrTypeMismatch = 13;
 inline constexpr std::int32_t kErrInvalidUseOfNull = 94;
 inline constexpr std::int32_t kErrNoCurrentRecord = 3021;
 inline constexpr std::int32_t kErrItemNotFound = 3265;       // no field of that name
+inline constexpr std::int32_t kErrWrongMove = 3219;          // a move that the cursor does not allow
 inline constexpr std::int32_t kErrObjectClosed = 3704;       // operation on a closed connection or recordset
 inline constexpr std::int32_t kErrReadOnlyRecordset = 3251;  // the recordset does not support updating
 inline constexpr std::int32_t kErrMissingDatabaseName = -2147220991;  // 0x80040201
@@ -24,8 +25,12 @@ inline constexpr std::int32_t kErrIntegrity = -2147217873;  // 0x80040E2F: requi
 inline constexpr std::int32_t kErrKeyViolation =
     -2147467259;  // 0x80004005: key violation and other engine failures
 inline constexpr std::int32_t kErrTruncated = -2147217833;  // 0x80040E57: text too long, number out of range
-inline constexpr std::int32_t kErrReadOnly = -2147217911;   // 0x80040E09: no permission to change
-inline constexpr std::int32_t kErrNotFound = -2147467259;   // file missing, locked, damaged, unsupported
+inline constexpr std::int32_t kErrDataType =
+    -2147217913;  // 0x80040E07: value that does not fit the column's type
+inline constexpr std::int32_t kErrRowGone =
+    -2147217864;  // 0x80040E38: the row to change is not there any more
+inline constexpr std::int32_t kErrReadOnly = -2147217911;  // 0x80040E09: no permission to change
+inline constexpr std::int32_t kErrNotFound = -2147467259;  // file missing, locked, damaged, unsupported
 
 class DbError : public std::exception {
  public:

@@ -1,6 +1,8 @@
 // What a provider implements; one folder each (db/access_provider, db/odbc_provider).
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -21,11 +23,12 @@ class ProviderRecordset {
   virtual void MoveLast() = 0;
   virtual std::int64_t RecordCount() const = 0;
   virtual int FieldCount() const = 0;
-  virtual std::string FieldName(int index) const = 0;
+  virtual const std::string& FieldName(int index) const = 0;
   virtual Value Get(int index) const = 0;
   virtual void Set(int index, const Value& value) = 0;
   virtual void AddNew() = 0;
-  virtual void Update() = 0;
+  // Number of rows written: 1, or 0 when nothing was set.
+  virtual std::int64_t Update() = 0;
   virtual void CancelUpdate() = 0;
   virtual void Delete() = 0;
 };
@@ -38,5 +41,10 @@ class ProviderConnection {
                                                            LockType lock) = 0;
   virtual void Checkpoint() = 0;
 };
+
+// Serves every connection opened from now on in place of the provider that its string names (benchmarks,
+// tests); an empty factory ends that.
+using ProviderFactory = std::function<std::shared_ptr<ProviderConnection>(const std::string& data_source)>;
+void SetProviderFactory(ProviderFactory factory);
 
 }  // namespace vnt::db

@@ -1,0 +1,145 @@
+#include "db/access_provider/access_recordset.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "db/access_provider/errors.h"
+#include "db/access_provider/keyset.h"
+#include "db/access_provider/values.h"
+#include "db/positioned_recordset.h"
+#include "db/row_list.h"
+
+namespace vnt::db {
+namespace {
+
+[[noreturn]] void ThrowNotUpdatable() {
+  throw DbError(kErrReadOnlyRecordset, kAccessSource, "The recordset does not allow changes.");
+}
+
+class StreamingRecordset final : public ProviderRecordset, private Attachment {
+ public:
+  StreamingRecordset(AccessConnection& connection, std::string_view sql,
+                     std::unique_ptr<jet::sql::Query> query)
+      : Attachment(connection), sql_(sql), query_(std::move(query)) {
+    for (const auto& column : query_->columns()) columns_.push_back({column.name, column.type});
+    has_row_ = query_->Step();
+  }
+
+  bool Eof() const override { return !has_row_; }
+  bool Bof() const override { return first_ && !has_row_; }
+
+  void MoveNext() override {
+    Attachment::connection();
+    if (!has_row_) {
+      throw DbError(kErrNoCurrentRecord, kAccessSource, "No current record: the recordset is at its end.");
+    }
+    has_row_ = Translated([&] { return query_->Step(); });
+    first_ = false;
+  }
+
+  void MoveFirst() override {
+    AccessConnection& from = Attachment::connection();
+    if (!first_) {
+      Translated([&] {
+        query_ = from.session().Open(sql_);
+        has_row_ = query_->Step();
+      });
+      first_ = true;
+    }
+    if (!has_row_) {
+      throw DbError(kErrNoCurrentRecord, kAccessSource, "No current record: the recordset is empty.");
+    }
+  }
+
+  void MovePrevious() override { ThrowWrongMove(); }
+  void MoveLast() override { ThrowWrongMove(); }
+  std::int64_t RecordCount() const override { return -1; }
+  int FieldCount() const override { return static_cast<int>(columns_.size()); }
+  const std::string& FieldName(int index) const override {
+    return columns_[static_cast<std::size_t>(index)].name;
+  }
+
+  Value Get(int index) const override {
+    Attachment::connection();
+    if (!has_row_) throw DbError(kErrNoCurrentRecord, kAccessSource, "No current record.");
+    return Translated(
+        [&] { return FromEngine(query_->Get(index), columns_[static_cast<std::size_t>(index)].type); });
+  }
+
+  void Set(int, const Value&) override { ThrowNotUpdatable(); }
+  void AddNew() override { ThrowNotUpdatable(); }
+  std::int64_t Update() override { ThrowNotUpdatable(); }
+  void CancelUpdate() override {}
+  void Delete() override { ThrowNotUpdatable(); }
+
+ private:
+  struct Column {
+    std::string name;
+    std::optional<jet::ColumnType> type;
+  };
+
+  [[noreturn]] static void ThrowWrongMove() {
+    throw DbError(kErrWrongMove, kAccessSource, "A forward-only recordset cannot be moved backward.");
+  }
+
+  void Release() override { query_ = nullptr; }
+
+  std::string sql_;
+  std::unique_ptr<jet::sql::Query> query_;
+  std::vector<Column> columns_;
+  bool has_row_ = false;
+  bool first_ = true;
+};
+
+class SnapshotRecordset final : public PositionedRecordset {
+ public:
+  SnapshotRecordset(jet::sql::Query& query, bool forward_only)
+      : PositionedRecordset(kAccessSource, forward_only) {
+    const auto& columns = query.columns();
+    for (const auto& column : columns) fields_.push_back({column.name, false});
+    values_.resize(columns.size());
+    while (query.Step()) {
+      for (std::size_t i = 0; i < columns.size(); ++i)
+        values_[i] = FromEngine(query.Get(static_cast<int>(i)), columns[i].type);
+      rows_.Append(values_);
+    }
+    Start();
+  }
+
+ private:
+  std::int64_t Size() const override { return rows_.size(); }
+  bool Load(std::int64_t position) override {
+    rows_.Read(position, &values_);
+    return true;
+  }
+  void UpdateRow(std::int64_t, const FieldChanges&) override { ThrowNotUpdatable(); }
+  void InsertRow(const FieldChanges&) override { ThrowNotUpdatable(); }
+  void DeleteRow(std::int64_t) override { ThrowNotUpdatable(); }
+  void RequireUpdatable() const override { ThrowNotUpdatable(); }
+
+  RowList rows_;
+};
+
+}  // namespace
+
+std::unique_ptr<ProviderRecordset> OpenAccessRecordset(AccessConnection& connection, std::string_view sql,
+                                                       CursorType cursor, LockType lock) {
+  auto query = connection.session().Open(sql);
+  const bool forward_only = cursor == CursorType::kForwardOnly;
+  const bool updatable = lock != LockType::kReadOnly;
+  if (forward_only && !updatable) {
+    return std::make_unique<StreamingRecordset>(connection, sql, std::move(query));
+  }
+  // A walk that changes rows works on a fixed list too: a running query could meet a row again that a change
+  // moved ahead of it in an index.
+  if (updatable || cursor == CursorType::kKeyset || cursor == CursorType::kDynamic) {
+    if (auto table = query->base_table()) {
+      return OpenKeyset(connection, std::move(table), *query, forward_only, updatable);
+    }
+  }
+  return std::make_unique<SnapshotRecordset>(*query, forward_only);
+}
+
+}  // namespace vnt::db

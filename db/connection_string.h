@@ -1,0 +1,28 @@
+// A connection string taken apart: "Key=value;Key=value;". Keys in any letter case; blanks around keys and
+// values do not count; a value may stand in quotes, in which two quotes stand for one.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace vnt::db {
+
+class ConnectionSettings {
+ public:
+  // DbError kErrNotFound when a part has no "=".
+  explicit ConnectionSettings(std::string_view connection_string);
+
+  // The first value under the key, or null.
+  const std::string* Find(std::string_view key) const;
+  const std::vector<std::pair<std::string, std::string>>& all() const { return settings_; }
+
+ private:
+  std::vector<std::pair<std::string, std::string>> settings_;
+};
+
+// Equal but for the case of the letters A to Z.
+bool SameName(std::string_view a, std::string_view b);
+
+}  // namespace vnt::db

@@ -1,0 +1,119 @@
+// Texts of GUIDs and of extended dates, and their stored bytes.
+//
+// Extended date: 42 bytes of ASCII: 19 digits of days since 0001-01-01, ':', 12 digits of seconds, 7 digits
+// of a second's fraction, ":7" and a 0. (The split is known from other readers only.)
+#include <fmt/format.h>
+
+#include <cctype>
+#include <cstdint>
+
+#include "access/store/value_convert.h"
+
+namespace jet {
+namespace {
+
+constexpr std::size_t kExtendedBytes = 42;
+constexpr std::int64_t kDaysOfYears400 = 146097;
+constexpr std::int64_t kLastDay = 3652058;  // 9999-12-31
+
+// Reads exactly `length` digits.
+bool Digits(std::string_view text, std::size_t at, std::size_t length, std::int64_t* out) {
+  if (text.size() < at + length) return false;
+  *out = 0;
+  for (std::size_t i = at; i < at + length; ++i) {
+    if (text[i] < '0' || text[i] > '9') return false;
+    *out = *out * 10 + (text[i] - '0');
+  }
+  return true;
+}
+
+// Days since 0001-01-01 of a date of the Gregorian calendar. Years are counted from March, so that the day
+// that comes and goes is the last one.
+std::int64_t DaysOf(std::int64_t year, std::int64_t month, std::int64_t day) {
+  const std::int64_t y = month <= 2 ? year - 1 : year;
+  const std::int64_t m = month <= 2 ? month + 9 : month - 3;
+  return 365 * y + y / 4 - y / 100 + y / 400 + (153 * m + 2) / 5 + day - 1 - 306;
+}
+
+void DateOf(std::int64_t days, std::int64_t* year, std::int64_t* month, std::int64_t* day) {
+  const std::int64_t n = days + 306;
+  const std::int64_t era = n / kDaysOfYears400;
+  const std::int64_t in_era = n % kDaysOfYears400;
+  const std::int64_t y = (in_era - in_era / 1460 + in_era / 36524 - in_era / 146096) / 365;
+  const std::int64_t in_year = in_era - (365 * y + y / 4 - y / 100);
+  const std::int64_t m = (5 * in_year + 2) / 153;
+  *day = in_year - (153 * m + 2) / 5 + 1;
+  *month = m < 10 ? m + 3 : m - 9;
+  *year = y + 400 * era + (*month <= 2 ? 1 : 0);
+}
+
+}  // namespace
+
+std::string ExtendedDateText(Bytes raw) {
+  const std::string_view text(reinterpret_cast<const char*>(raw.data()), raw.size());
+  std::int64_t days = 0, seconds = 0, fraction = 0;
+  if (text.size() != kExtendedBytes || text[19] != ':' || !Digits(text, 0, 19, &days) ||
+      !Digits(text, 20, 12, &seconds) || !Digits(text, 32, 7, &fraction) || days < 0 || days > kLastDay ||
+      seconds >= 86400) {
+    return std::string(text);
+  }
+  std::int64_t year = 0, month = 0, day = 0;
+  DateOf(days, &year, &month, &day);
+  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:07}", year, month, day, seconds / 3600,
+                     seconds / 60 % 60, seconds % 60, fraction);
+}
+
+bool ParseExtendedDate(std::string_view text, std::string* raw) {
+  // "YYYY-MM-DD", then perhaps " hh:mm:ss", then perhaps "." and up to 7 digits.
+  std::int64_t year = 0, month = 0, day = 0, hour = 0, minute = 0, second = 0, fraction = 0;
+  if (text.size() < 10 || text[4] != '-' || text[7] != '-') return false;
+  if (!Digits(text, 0, 4, &year) || !Digits(text, 5, 2, &month) || !Digits(text, 8, 2, &day)) return false;
+  if (text.size() > 10) {
+    if (text.size() < 19 || text[10] != ' ' || text[13] != ':' || text[16] != ':') return false;
+    if (!Digits(text, 11, 2, &hour) || !Digits(text, 14, 2, &minute) || !Digits(text, 17, 2, &second)) {
+      return false;
+    }
+  }
+  if (text.size() > 19) {
+    const std::size_t digits = text.size() - 20;
+    if (text[19] != '.' || digits == 0 || digits > 7 || !Digits(text, 20, digits, &fraction)) return false;
+    for (std::size_t i = digits; i < 7; ++i) fraction *= 10;
+  }
+  if (year < 1 || month < 1 || month > 12 || day < 1 || hour > 23 || minute > 59 || second > 59) return false;
+  const std::int64_t days = DaysOf(year, month, day);
+  std::int64_t y = 0, m = 0, d = 0;
+  DateOf(days, &y, &m, &d);
+  if (m != month || d != day) return false;
+  raw->append(fmt::format("{:019}:{:012}{:07}:7", days, hour * 3600 + minute * 60 + second, fraction));
+  raw->push_back('\0');
+  return true;
+}
+
+bool ParseGuid(std::string_view text, std::string* raw) {
+  if (text.size() == 38 && text.front() == '{' && text.back() == '}') text = text.substr(1, 36);
+  if (text.size() != 36) return false;
+  std::uint8_t bytes[16];
+  std::size_t n = 0;
+  int high = -1;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const auto c = static_cast<unsigned char>(text[i]);
+    if (i == 8 || i == 13 || i == 18 || i == 23) {
+      if (c != '-') return false;
+      continue;
+    }
+    if (std::isxdigit(c) == 0) return false;
+    const int digit = c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10;
+    if (high < 0) {
+      high = digit;
+    } else {
+      bytes[n++] = static_cast<std::uint8_t>(high << 4 | digit);
+      high = -1;
+    }
+  }
+  // The first three groups are numbers, low byte first.
+  constexpr int kOrder[16] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
+  for (const int i : kOrder) raw->push_back(static_cast<char>(bytes[i]));
+  return true;
+}
+
+}  // namespace jet

@@ -1,0 +1,14 @@
+// The help file, shown by whatever program the desktop has for it.
+#pragma once
+
+#include <string_view>
+
+namespace vnt {
+
+// Opens the help file; a critical message when it is missing or nothing can show it.
+//
+// The argument is not used, and must not be: the file always lies at one fixed place on drive C:, where the
+// installation of the program family puts it, while callers pass the bare name they know it by.
+void ShowHelpFile(std::string_view file_name);
+
+}  // namespace vnt

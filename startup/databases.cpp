@@ -1,0 +1,79 @@
+#include "startup/databases.h"
+
+#include <memory>
+#include <utility>
+
+#include "startup/platform/messages.h"
+#include "startup/platform/settings.h"
+#include "startup/state/program_state.h"
+
+namespace vnt {
+namespace {
+
+constexpr std::int16_t kOldestRefusedVersion = 4;
+constexpr std::int16_t kNewestRefusedVersion = 6;
+constexpr std::int16_t kOwnVersion = 7;
+
+void OpenIngres(std::unique_ptr<db::cadodb>& slot, const std::string& user_name) {
+  slot = std::make_unique<db::cadodb>();
+  slot->DsName = db::Value::Text(State().current_database);
+  slot->username = db::Value::Text(user_name);
+  slot->OpenIngresAdoConnection();
+}
+
+bool Close(std::unique_ptr<db::cadodb>& slot) {
+  const std::unique_ptr<db::cadodb> connection = std::move(slot);
+  if (!connection || !connection->has_connection()) return true;
+  try {
+    connection->Cn().Close();
+  } catch (const db::DbError& error) {
+    ShowError(error);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void OpenIngresDatabase() {
+  const std::string user_name = platform::GetOperatorName();
+  try {
+    OpenIngres(State().main_connection, user_name);
+    OpenIngres(State().second_connection, user_name);
+  } catch (const db::DbError&) {
+    // Quiet on purpose: the operator learns of it from the first fix, as from any lost connection.
+  }
+}
+
+bool CloseDatabases() {
+  const bool reference = Close(State().reference_connection);
+  const bool second = Close(State().second_connection);
+  const bool main = Close(State().main_connection);
+  return reference && second && main;
+}
+
+std::optional<std::string> OpenChosenDatabase(const std::string& path, const std::function<void()>& open) {
+  const std::string former = std::exchange(State().current_database, path);
+  try {
+    open();
+  } catch (const db::DbError& error) {
+    State().current_database = former;
+    ShowError(error);
+    return std::nullopt;
+  }
+  const std::int16_t version = State().version_no;
+  if (version >= kOldestRefusedVersion && version <= kNewestRefusedVersion) {
+    State().current_database.clear();
+    // Nothing will be asked of the refused file any more; it must not stay locked.
+    CloseDatabases();
+    platform::ShowMessage("This database is an old version.  Please use VNTfixV7 for Version 7 only.",
+                          platform::MessageStyle::kCritical);
+    return "no database open";
+  }
+  if (version == kOwnVersion) return path;
+  // Any other version is let through without a word, and the panel keeps its text. This is wanted: databases
+  // under construction have no version row yet and must be repairable.
+  return std::nullopt;
+}
+
+}  // namespace vnt

@@ -1,0 +1,23 @@
+// The connections of the process: the opening of an Ingres data source, the release at the end, and the
+// choice of another database in the window.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace vnt {
+
+// Opens the main and the second connection on the data source named by the current database, for the
+// logged-on user. An error ends it quietly: the fixes then report what fails.
+void OpenIngresDatabase();
+
+// Closes the connections, which makes what was executed durable. False when an error was reported.
+bool CloseDatabases();
+
+// Makes `path` the current database and opens it with `open`, which leaves the program's state alone when it
+// raises a DbError: the error is reported and the database that was open before stays open. Returns the new
+// text of the window's database panel; nothing when that keeps its text.
+std::optional<std::string> OpenChosenDatabase(const std::string& path, const std::function<void()>& open);
+
+}  // namespace vnt

@@ -1,0 +1,113 @@
+#include "startup/run_modes.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "db/guards/guards.h"
+#include "startup/databases.h"
+#include "startup/platform/messages.h"
+#include "startup/platform/settings.h"
+#include "startup/state/program_state.h"
+#include "startup/unshown_window.h"
+
+namespace vnt {
+namespace {
+
+constexpr std::string_view kActive = "Active";
+constexpr std::string_view kOwnSection = "VNTFIXV7";
+constexpr std::string_view kSharedSection = "GLOBAL";
+
+constexpr int kEnded = 0;
+constexpr int kRefused = 1;
+
+// The value is kept when the settings file names no database.
+void ReadCurrentDatabase() {
+  const std::string name = platform::GetSettingString(kOwnSection, "CurDatabase");
+  if (!name.empty()) State().current_database = name;
+}
+
+std::int16_t ReadDataLevel() {
+  const std::int32_t level = platform::GetSettingInt(kSharedSection, "DataLevel");
+  return static_cast<std::int16_t>(std::clamp<std::int32_t>(level, std::numeric_limits<std::int16_t>::min(),
+                                                            std::numeric_limits<std::int16_t>::max()));
+}
+
+bool Refuse(std::string_view message) {
+  platform::ShowMessage(message, platform::MessageStyle::kInformation);
+  return false;
+}
+
+// Opens the database that the settings file names; false when the program ends instead.
+bool OpenPreparedDatabase(StartUpHost& host) {
+  ReadCurrentDatabase();
+  State().ntc_id = platform::GetSettingInt(kOwnSection, "Ntc_id");
+  if (IsIngresSource(State().current_database)) {
+    if (State().ntc_id < 1) {
+      return Refuse("VNTFixdb cannot be run on the Ingres database without specifying a ntc_id");
+    }
+    host.OpenIngresDatabase();
+    return true;
+  }
+  if (State().current_database.empty()) return Refuse("No database specified.");
+  try {
+    host.OpenAccessDatabase();
+  } catch (const db::DbError& error) {
+    ShowError(error);
+    return false;
+  }
+  return true;
+}
+
+std::string DatabasePanelText() {
+  std::string text = State().current_database;
+  if (State().ntc_id > 0) text += " - Ntc_id: " + std::to_string(State().ntc_id);
+  return text;
+}
+
+int RunUnattended(StartUpHost& host) {
+  const bool succeeded = host.LoadUnshownWindow()->Automatic_Fix();
+  return CloseDatabases() && succeeded ? kEnded : kRefused;
+}
+
+void ShowMainWindow(StartUpHost& host) {
+  State().data_level = ReadDataLevel();
+  State().date_separator = platform::GetRegionalSetting("sDate");
+  MainWindow& window = host.LoadWindow();
+  window.SetDatabasePanel(DatabasePanelText());
+  if (IsIngresSource(State().current_database)) window.ClearDefaultselection();
+  window.ShowWindow();
+}
+
+}  // namespace
+
+RunMode RunModeOf(std::string_view command_line) {
+  if (command_line.empty()) return RunMode::kInteractive;
+  if (command_line.find(kActive) != std::string_view::npos) return RunMode::kPreparedInteractive;
+  return RunMode::kUnattended;
+}
+
+void StartUpHost::OpenAccessDatabase() { vnt::OpenAccessDatabase(); }
+
+void StartUpHost::OpenIngresDatabase() { vnt::OpenIngresDatabase(); }
+
+std::unique_ptr<MainWindow> StartUpHost::LoadUnshownWindow() { return std::make_unique<UnshownWindow>(); }
+
+std::optional<int> StartUp(std::string_view command_line, StartUpHost& host) {
+  const RunMode mode = RunModeOf(command_line);
+  State().ntc_id = 0;
+  State().active = mode == RunMode::kPreparedInteractive;
+  try {
+    if (mode != RunMode::kInteractive && !OpenPreparedDatabase(host)) {
+      CloseDatabases();
+      return kRefused;
+    }
+    if (mode == RunMode::kUnattended) return RunUnattended(host);
+    ShowMainWindow(host);
+  } catch (const EndProgram& end) {
+    CloseDatabases();
+    return end.exit_code;
+  }
+  return std::nullopt;
+}
+
+}  // namespace vnt

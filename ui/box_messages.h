@@ -1,0 +1,15 @@
+// Messages as message boxes that carry the program's title.
+#pragma once
+
+#include "startup/platform/messages.h"
+
+namespace vnt::ui {
+
+inline constexpr const char* kProgramTitle = "VNTFixdb";
+
+class BoxMessages : public platform::Messages {
+ public:
+  void Show(std::string_view text, platform::MessageStyle style) override;
+};
+
+}  // namespace vnt::ui

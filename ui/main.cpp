@@ -1,0 +1,153 @@
+// VNTFixdb: the entry point. The unattended run touches no display until a message has to be shown; the
+// modes that show a window start the toolkit at once.
+
+#include <wx/app.h>
+#include <wx/init.h>
+#include <wx/toplevel.h>
+
+#include <clocale>
+#include <iostream>
+#include <optional>
+#include <string>
+
+#include "startup/databases.h"
+#include "startup/platform/desktop.h"
+#include "startup/run_modes.h"
+#include "startup/state/program_state.h"
+#include "ui/box_messages.h"
+#include "ui/main_frame.h"
+
+namespace vnt::ui {
+namespace {
+
+constexpr int kFailed = 1;
+
+class Application : public wxApp {
+ public:
+  // The command line is start-up's; the toolkit must not look for options of its own in it.
+  bool OnInit() override { return true; }
+
+  // Whatever reaches the event loop is told, and the window stays usable.
+  bool OnExceptionInMainLoop() override {
+    try {
+      throw;
+    } catch (const db::DbError& error) {
+      ShowError(error);
+    } catch (const std::exception& error) {
+      platform::ShowMessage(error.what(), platform::MessageStyle::kCritical);
+    }
+    return true;
+  }
+};
+
+// The toolkit for as long as this lives.
+class Toolkit {
+ public:
+  explicit Toolkit(char* program_name) : arguments_{program_name, nullptr} {
+    wxApp::SetInstance(new Application);
+    started_ = wxEntryStart(argument_count_, arguments_) && wxTheApp->CallOnInit();
+    // The toolkit takes the user's locale into force; numbers in files and SQL are written with a point
+    // everywhere.
+    std::setlocale(LC_NUMERIC, "C");
+  }
+  ~Toolkit() {
+    if (!started_) return;
+    wxTheApp->OnExit();
+    wxEntryCleanup();
+  }
+  Toolkit(const Toolkit&) = delete;
+  Toolkit& operator=(const Toolkit&) = delete;
+
+  bool started() const { return started_; }
+
+ private:
+  int argument_count_ = 1;
+  char* arguments_[2];
+  bool started_ = false;
+};
+
+// Message boxes for a run that may never show one: the toolkit starts with the first. Standard error where
+// no box can be shown.
+class UnattendedMessages : public platform::Messages {
+ public:
+  explicit UnattendedMessages(char* program_name) : program_name_(program_name) {}
+
+  void Show(std::string_view text, platform::MessageStyle style) override {
+    if (!toolkit_ && platform::HasDisplay()) toolkit_.emplace(program_name_);
+    if (toolkit_ && toolkit_->started()) {
+      boxes_.Show(text, style);
+    } else {
+      std::cerr << text << std::endl;
+    }
+  }
+
+ private:
+  char* program_name_;
+  std::optional<Toolkit> toolkit_;
+  BoxMessages boxes_;
+};
+
+class WindowHost : public StartUpHost, public WindowServices {
+ public:
+  void OpenAccessDatabase() override { StartUpHost::OpenAccessDatabase(); }
+
+  MainWindow& LoadWindow() override {
+    auto* window = new frmMain(*this);
+    wxTheApp->SetTopWindow(window);
+    return *window;
+  }
+
+  void EndProgram(int exit_code) override {
+    exit_code_ = exit_code;
+    wxTheApp->ExitMainLoop();
+  }
+
+  int exit_code() const { return exit_code_; }
+
+ private:
+  int exit_code_ = 0;
+};
+
+class UnattendedHost : public StartUpHost {
+ public:
+  MainWindow& LoadWindow() override { throw std::logic_error("An unattended run shows no window."); }
+};
+
+int RunUnattended(const std::string& command_line, char* program_name) {
+  UnattendedMessages messages(program_name);
+  const platform::ScopedMessages in_force(messages);
+  UnattendedHost host;
+  return StartUp(command_line, host).value_or(0);
+}
+
+int RunInWindow(const std::string& command_line, char* program_name) {
+  std::optional<Toolkit> toolkit;
+  if (platform::HasDisplay()) toolkit.emplace(program_name);
+  if (!toolkit || !toolkit->started()) {
+    std::cerr << "VNTFixdb needs a display to show its window." << std::endl;
+    return kFailed;
+  }
+  BoxMessages messages;
+  const platform::ScopedMessages in_force(messages);
+  WindowHost host;
+  if (const auto exit_code = StartUp(command_line, host)) return *exit_code;
+  wxTheApp->OnRun();
+  return CloseDatabases() ? host.exit_code() : kFailed;
+}
+
+int Run(int argc, char** argv) {
+  std::string command_line;
+  for (int i = 1; i < argc; ++i) command_line.append(i > 1 ? " " : "").append(argv[i]);
+  try {
+    return RunModeOf(command_line) == RunMode::kUnattended ? RunUnattended(command_line, argv[0])
+                                                           : RunInWindow(command_line, argv[0]);
+  } catch (const std::exception& error) {
+    std::cerr << error.what() << std::endl;
+    return kFailed;
+  }
+}
+
+}  // namespace
+}  // namespace vnt::ui
+
+int main(int argc, char** argv) { return vnt::ui::Run(argc, argv); }

@@ -1,0 +1,99 @@
+// The main window. Its controls keep the names that the program's documents use for them.
+//
+//   +-- File  Tools  Help ------------------------------------+
+//   | Frame1: Chkfix(0..39) in three columns (scrolls when     |
+//   |         the screen is too small)                         |
+//   | Command3 "Select All"  cmdclear     Command2   Command1  |
+//   +-- sbStatusBar: database and notice | date | time --------+
+//
+// The window holds no rules of its own: what it opens and runs is done by WindowServices, the version rules
+// of File, Open are OpenChosenDatabase's, the catalogue tells the boxes' texts, places and default ticks.
+#pragma once
+
+#include <wx/frame.h>
+#include <wx/timer.h>
+
+#include <array>
+#include <memory>
+#include <string>
+
+#include "startup/run_modes.h"
+#include "ui/runner/fix_runner.h"
+#include "ui/window_services.h"
+
+class wxBusyCursor;
+class wxButton;
+class wxCheckBox;
+class wxPanel;
+class wxScrolledWindow;
+class wxSizer;
+class wxStaticBox;
+class wxStatusBar;
+
+namespace vnt::ui {
+
+// Left, top, width and height of a window in twips, of which a toolkit unit (1/96 inch) has fifteen.
+struct Placement {
+  int left = 0, top = 0, width = 0, height = 0;
+};
+
+class frmMain : public wxFrame, public MainWindow {
+ public:
+  // Loads the window without showing it. `services` must outlive it.
+  explicit frmMain(WindowServices& services);
+  ~frmMain() override;
+
+  bool Automatic_Fix() override;
+  void ClearDefaultselection() override;
+  void SetDatabasePanel(const std::string& text) override;
+  void ShowWindow() override;
+
+  FixSelection Selection() const;
+  Placement PlacementInTwips() const;
+
+  enum MenuId : int {
+    mnuFileOpen = wxID_OPEN,
+    mnuFileExit = wxID_EXIT,
+    mnuHelp = wxID_HELP,
+    mnutools_compare = wxID_HIGHEST + 1,
+    mnutools_page,
+  };
+
+ private:
+  class Progress;
+
+  void CreateMenus();
+  void CreateBoxes(wxPanel* panel);
+  void CreateButtons(wxPanel* panel);
+  void CreateStatusBarPanels();
+  void PlaceControls(wxPanel* panel);
+  wxSizer* PlaceBoxes();
+  wxSizer* PlaceButtons();
+  void ChooseSize(wxPanel* panel);
+  void BindEvents();
+
+  bool Command2_Click();
+  void Command3_Click();
+  void cmdclear_Click();
+  void Command1_Click();
+  void mnuFileOpen_Click();
+  void OnClose(wxCloseEvent& event);
+  void SavePlacement() const;
+  void ShowClock();
+
+  WindowServices& services_;
+
+  wxScrolledWindow* scroller_ = nullptr;
+  wxStaticBox* Frame1 = nullptr;
+  std::array<wxCheckBox*, kFixCount> Chkfix{};
+  wxButton* Command1 = nullptr;
+  wxButton* Command2 = nullptr;
+  wxButton* Command3 = nullptr;
+  wxButton* cmdclear = nullptr;
+  wxStatusBar* sbStatusBar = nullptr;
+  wxTimer Timer1;  // on the window as designed; nothing is attached to it
+  wxTimer clock_;
+  bool running_ = false;
+};
+
+}  // namespace vnt::ui

@@ -1,0 +1,157 @@
+// How the main window is put together. Tab order is the order of creation: the boxes by index, then the
+// buttons; where a control stands on screen is the sizers' business alone.
+
+#include <wx/button.h>
+#include <wx/checkbox.h>
+#include <wx/datetime.h>
+#include <wx/display.h>
+#include <wx/menu.h>
+#include <wx/panel.h>
+#include <wx/scrolwin.h>
+#include <wx/sizer.h>
+#include <wx/statbox.h>
+#include <wx/statusbr.h>
+
+#include <algorithm>
+#include <vector>
+
+#include "startup/state/program_state.h"
+#include "ui/main_frame.h"
+#include "ui/text_wx.h"
+
+namespace vnt::ui {
+namespace {
+
+constexpr int kColumns = 3;
+// Distances in units of 1/96 inch.
+constexpr int kMargin = 10;
+constexpr int kBoxGap = 2;
+constexpr int kColumnGap = 28;
+constexpr int kButtonGap = 8;
+
+// Menus and labels read '&' as the mark of an access key; a caption is shown as it stands.
+wxString Literal(std::string_view caption) { return wxControl::EscapeMnemonics(ToWx(caption)); }
+
+wxButton* NewButton(wxPanel* panel, const wxString& name, std::string_view caption) {
+  return new wxButton(panel, wxID_ANY, Literal(caption), wxDefaultPosition, wxDefaultSize, 0,
+                      wxDefaultValidator, name);
+}
+
+}  // namespace
+
+void frmMain::CreateMenus() {
+  auto* file = new wxMenu;
+  file->Append(mnuFileOpen, "&Open Database");
+  file->AppendSeparator();
+  file->Append(mnuFileExit, "E&xit");
+  auto* tools = new wxMenu;
+  tools->Append(mnutools_compare, "&Compare");
+  tools->AppendSeparator();
+  tools->Append(mnutools_page, "&Add Page No to Groups");
+  auto* help = new wxMenu;
+  help->Append(mnuHelp, "&Help\tF1");
+
+  auto* bar = new wxMenuBar;
+  bar->Append(file, "&File");
+  bar->Append(tools, "&Tools");
+  bar->Append(help, "&Help");
+  SetMenuBar(bar);
+  constexpr std::size_t kToolsMenu = 1;
+  if (State().data_level == 0) bar->EnableTop(kToolsMenu, false);
+}
+
+void frmMain::CreateBoxes(wxPanel* panel) {
+  scroller_ = new wxScrolledWindow(panel, wxID_ANY, wxDefaultPosition, wxDefaultSize,
+                                   wxHSCROLL | wxVSCROLL | wxTAB_TRAVERSAL, "FixList");
+  scroller_->SetLabel("Fixes");
+  Frame1 = new wxStaticBox(scroller_, wxID_ANY, wxString(), wxDefaultPosition, wxDefaultSize, 0, "Frame1");
+  for (int index = 0; index < kFixCount; ++index) {
+    const FixEntry& fix = FixByIndex(index);
+    wxCheckBox* box = new wxCheckBox(Frame1, wxID_ANY, Literal(fix.caption), wxDefaultPosition, wxDefaultSize,
+                                     0, wxDefaultValidator, wxString::Format("Chkfix(%d)", index));
+    box->SetToolTip(ToWx(fix.tooltip));
+    box->SetValue(fix.ticked);
+    Chkfix[static_cast<std::size_t>(index)] = box;
+  }
+}
+
+void frmMain::CreateButtons(wxPanel* panel) {
+  Command3 = NewButton(panel, "Command3", "Select All");
+  cmdclear = NewButton(panel, "cmdclear", "Clear Selection");
+  Command2 = NewButton(panel, "Command2", "Fix");
+  Command1 = NewButton(panel, "Command1", "Exit");
+}
+
+wxSizer* frmMain::PlaceBoxes() {
+  auto* frame = new wxStaticBoxSizer(Frame1, wxHORIZONTAL);
+  std::array<std::vector<const FixEntry*>, kColumns> columns;
+  for (const FixEntry& fix : FixCatalogue()) columns[static_cast<std::size_t>(fix.column)].push_back(&fix);
+  for (std::size_t number = 0; number < kColumns; ++number) {
+    std::ranges::sort(columns[number], {}, &FixEntry::row);
+    auto* column = new wxBoxSizer(wxVERTICAL);
+    for (const FixEntry* fix : columns[number]) {
+      column->Add(Chkfix[static_cast<std::size_t>(fix->index)], 0, wxTOP | wxBOTTOM, FromDIP(kBoxGap));
+    }
+    if (number > 0) frame->AddSpacer(FromDIP(kColumnGap));
+    frame->Add(column, 1, wxALL, FromDIP(kMargin));
+  }
+  return frame;
+}
+
+wxSizer* frmMain::PlaceButtons() {
+  auto* row = new wxBoxSizer(wxHORIZONTAL);
+  row->Add(Command3);
+  row->Add(cmdclear, 0, wxLEFT, FromDIP(kButtonGap));
+  row->AddStretchSpacer();
+  row->Add(Command2, 0, wxLEFT, FromDIP(kButtonGap));
+  row->Add(Command1, 0, wxLEFT, FromDIP(kButtonGap));
+  return row;
+}
+
+void frmMain::PlaceControls(wxPanel* panel) {
+  auto* list = new wxBoxSizer(wxVERTICAL);
+  list->Add(PlaceBoxes(), 1, wxEXPAND);
+  scroller_->SetSizer(list);
+  scroller_->SetScrollRate(FromDIP(16), FromDIP(16));
+
+  auto* rows = new wxBoxSizer(wxVERTICAL);
+  rows->Add(scroller_, 1, wxEXPAND | wxALL, FromDIP(kMargin));
+  rows->Add(PlaceButtons(), 0, wxEXPAND | wxLEFT | wxRIGHT | wxBOTTOM, FromDIP(kMargin));
+  panel->SetSizer(rows);
+}
+
+// As large as all boxes need, but no larger than the screen: what does not fit is scrolled to, with the
+// buttons always in sight.
+void frmMain::ChooseSize(wxPanel* panel) {
+  scroller_->SetMinSize(scroller_->GetSizer()->GetMinSize());
+  const wxSize whole = panel->GetSizer()->GetMinSize();
+  scroller_->SetMinSize(FromDIP(wxSize(240, 120)));
+  const wxSize least = panel->GetSizer()->GetMinSize();
+
+  const wxSize bars = FromDIP(wxSize(16, 110));  // title, menu and status bar
+  const int screen_number = std::max(wxDisplay::GetFromWindow(this), 0);
+  const wxSize screen = wxDisplay(static_cast<unsigned>(screen_number)).GetClientArea().GetSize();
+  wxSize chosen = whole;
+  chosen.DecTo(screen - bars);
+  chosen.IncTo(least);
+  SetClientSize(chosen);
+  SetMinClientSize(least);
+  Layout();
+  Centre();
+}
+
+void frmMain::CreateStatusBarPanels() {
+  constexpr int kPanels = 3;
+  sbStatusBar = CreateStatusBar(kPanels, wxSTB_SIZEGRIP | wxSTB_SHOW_TIPS | wxSTB_ELLIPSIZE_MIDDLE, wxID_ANY,
+                                "sbStatusBar");
+  // Menu items would else write their help texts over the database's name.
+  SetStatusBarPane(-1);
+  const auto width = [&](const wxString& text) {
+    return sbStatusBar->GetTextExtent(text).GetWidth() + FromDIP(20);
+  };
+  const wxDateTime widest(28, wxDateTime::Dec, 2028, 22, 58);
+  const std::array<int, kPanels> widths = {-1, width(widest.FormatDate()), width(widest.Format("%H:%M"))};
+  sbStatusBar->SetStatusWidths(kPanels, widths.data());
+}
+
+}  // namespace vnt::ui

@@ -8,8 +8,8 @@
 
 #include "access/base/error.h"
 #include "cli/commands.h"
+#include "db/engine_errors.h"
 #include "db/error.h"
-#include "db/provider_errors.h"
 
 namespace vnt::cli {
 namespace {

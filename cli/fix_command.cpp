@@ -1,5 +1,4 @@
 // vntfix fix and vntfix list.
-#include <chrono>
 #include <ostream>
 
 #include <fmt/format.h>
@@ -11,6 +10,7 @@
 #include "startup/platform/settings.h"
 #include "startup/state/program_state.h"
 #include "ui/runner/fix_runner.h"
+#include "ui/runner/run_report.h"
 
 namespace vnt::cli {
 namespace {
@@ -24,28 +24,15 @@ class StreamMessages : public platform::Messages {
   std::ostream& err_;
 };
 
-double Seconds(std::chrono::steady_clock::duration time) {
-  return std::chrono::duration<double>(time).count();
-}
-
-// Prints a line per fix as it ends.
-class FixPrinter : public RunObserver {
+// Prints a line per fix as it ends, and on a terminal the name of the running one.
+class FixPrinter : public RunReport {
  public:
-  explicit FixPrinter(Streams& streams) : streams_(streams) {}
+  explicit FixPrinter(Streams& streams) : RunReport(streams.out), streams_(streams) {}
 
   void FixStarts(const FixEntry& fix, int number, int count) override {
-    if (streams_.progress)
+    if (streams_.progress) {
       streams_.err << fmt::format("\r{}/{} {:<50}\r", number, count, fix.caption) << std::flush;
-  }
-  void FixEnds(const FixResult& result) override {
-    const std::string index = result.fix == nullptr ? "" : std::to_string(result.fix->index);
-    const std::string_view caption = result.fix == nullptr ? "History" : result.fix->caption;
-    std::string outcome = result.implemented
-                              ? fmt::format("{:>9} rows {:>9.3f} s", result.rows, Seconds(result.time))
-                              : "not implemented";
-    if (!result.errors.empty())
-      outcome += fmt::format("  {} error{}", result.errors.size(), result.errors.size() == 1 ? "" : "s");
-    streams_.out << fmt::format("{:>2}  {:<42} {}\n", index, caption, outcome);
+    }
   }
 
  private:

@@ -1,0 +1,51 @@
+#include "ui/runner/run_report.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include <fmt/format.h>
+
+namespace vnt {
+namespace {
+
+class FileReport : public RunObserver {
+ public:
+  explicit FileReport(std::ofstream file) : file_(std::move(file)), report_(file_) {}
+  void FixEnds(const FixResult& result) override {
+    report_.FixEnds(result);
+    file_.flush();
+  }
+
+ private:
+  std::ofstream file_;
+  RunReport report_;
+};
+
+}  // namespace
+
+std::string ReportLine(const FixResult& result) {
+  const std::string index = result.fix == nullptr ? "" : std::to_string(result.fix->index);
+  const std::string_view caption = result.fix == nullptr ? "History" : result.fix->caption;
+  const double seconds = std::chrono::duration<double>(result.time).count();
+  std::string outcome =
+      result.implemented ? fmt::format("{:>9} rows {:>9.3f} s", result.rows, seconds) : "not implemented";
+  if (!result.errors.empty()) {
+    outcome += fmt::format("  {} error{}", result.errors.size(), result.errors.size() == 1 ? "" : "s");
+  }
+  return fmt::format("{:>2}  {:<42} {}", index, caption, outcome);
+}
+
+void RunReport::FixEnds(const FixResult& result) { out_ << ReportLine(result) << '\n'; }
+
+std::unique_ptr<RunObserver> MakeReportFromEnvironment() {
+  if (const char* name = std::getenv("VNTFIX_RUN_REPORT"); name != nullptr && *name != '\0') {
+    const std::string utf8 = name;
+    std::ofstream file(std::filesystem::path(std::u8string(utf8.begin(), utf8.end())));
+    if (file) return std::make_unique<FileReport>(std::move(file));
+  }
+  return std::make_unique<RunObserver>();
+}
+
+}  // namespace vnt

@@ -1,0 +1,31 @@
+// A run as text: a line per fix with rows changed and time, as `vntfix fix` prints it and as the unattended
+// run writes it to the file that the environment variable VNTFIX_RUN_REPORT names.
+#pragma once
+
+#include <iosfwd>
+#include <memory>
+#include <string>
+
+#include "ui/runner/fix_runner.h"
+
+namespace vnt {
+
+// The line of one fix, without line end:
+//   " 7  Convert Frequencies MHz to GHz                    120 rows     0.004 s  1 error"
+std::string ReportLine(const FixResult& result);
+
+class RunReport : public RunObserver {
+ public:
+  // The stream must outlive the report.
+  explicit RunReport(std::ostream& out) : out_(out) {}
+  void FixEnds(const FixResult& result) override;
+
+ private:
+  std::ostream& out_;
+};
+
+// A report into the file that VNTFIX_RUN_REPORT names (replaced); an observer that does nothing when the
+// variable is not set or the file cannot be written.
+std::unique_ptr<RunObserver> MakeReportFromEnvironment();
+
+}  // namespace vnt

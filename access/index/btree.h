@@ -1,13 +1,15 @@
 // One index: a B-tree of (key bytes, row) entries on index pages.
 //
-// Page layout: header, prefix length, a bitmap that marks where entries end, the entry area; the format's
-// description stands in btree.cpp. The root page number never changes. Entries are strictly ascending by
-// (key, page, slot).
+// The layout of a page stands in index_page.h. The root page number never changes, all leaves are equally
+// deep and linked both ways, and every node written here has a tail child: the last child, which has no
+// entry. The entry of any other child holds the greatest key below that child. Entries are strictly ascending
+// by (key, page, slot).
+//
+// No function trusts the pages: damage raises kCorrupt naming the page.
 #pragma once
 
+#include <cstddef>
 #include <memory>
-#include <optional>
-#include <string>
 #include <string_view>
 
 #include "access/base/types.h"
@@ -22,6 +24,13 @@ class IndexPageAllocator {
   virtual MutablePageRef AllocateIndexPage() = 0;
   virtual void FreeIndexPage(PageNo page) = 0;
 };
+
+namespace internal {
+class EntryList;
+class IndexPageView;
+struct Slot;
+struct Target;
+}  // namespace internal
 
 class BTree {
  public:
@@ -65,12 +74,48 @@ class BTree {
 
  private:
   friend class Cursor;
+
+  // Pages from the root to a leaf.
+  static constexpr int kMaxDepth = 16;
+  struct Path {
+    PageNo pages[kMaxDepth];
+    int depth = 0;
+    PageNo without_tail = 0;  // a node whose last entry was taken though it is less than the target
+    PageNo leaf() const { return pages[depth - 1]; }
+    // Node that lies `height` levels above the leaf.
+    int index_at(int height) const { return depth - 1 - height; }
+  };
+  internal::IndexPageView View(const PageRef& page) const;
+  // Walks down to the leaf that has, or would have, the target.
+  void Descend(const internal::Target& target, Path* path);
+  // The same, after every node on the way has got a tail child.
+  void DescendForChange(const internal::Target& target, Path* path);
+
+  // btree_change.cpp
+  // False when the tree has only been prepared, and the insertion must start over.
+  bool InsertIntoFullLeaf(const Path& path, const internal::Target& target);
+  void SplitLeaf(const internal::EntryList& entries, std::size_t at, PageNo leaf);
+  void AppendLeaf(const internal::EntryList& entries, PageNo leaf);
+  void InsertChild(Bytes separator, int height, PageNo child, PageNo new_tail);
+  void SplitNode(const internal::EntryList& entries, std::size_t inserted, const Path& path, int index,
+                 PageNo new_tail);
+  void PushRootDown();
+  void PullChildIntoRoot();
+  void RemovePage(const Path& path, int index, const internal::Target& target);
+  void UpdateSeparator(const Path& path, int index, const internal::Target& old_last, Bytes new_last);
+  void ReplaceSeparator(PageNo node, const internal::Slot& slot, Bytes separator, int height);
+  void RepairSingleChild(PageNo node);
+  void JoinLeft(PageNo node, PageNo parent_no, int height, std::size_t position);
+  void JoinRight(PageNo node, PageNo parent_no, int height);
+  void Link(PageNo left, PageNo right);
+  void Unlink(PageNo page);
+  void LinkNodes(PageNo left, PageNo right, bool linked);
+
   PageStore& pages_;
   IndexPageAllocator* allocator_;
   PageNo root_;
   PageNo owner_;
   bool jet3_;
-  std::uint64_t version_ = 0;  // counts changes, so that cursors notice them
 };
 
 }  // namespace jet

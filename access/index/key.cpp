@@ -1,0 +1,488 @@
+// Key bytes of one column. All of it follows from entries that Access wrote, except Decimal, which no sample
+// holds. Text: the inline bytes of all units, 01, then (only when there are any) accents, kana flags and the
+// places of unprintable units, then 00.
+#include "access/index/key.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cmath>
+#include <cstring>
+
+#include "access/base/bytes.h"
+#include "access/base/error.h"
+#include "access/index/collation.h"
+
+namespace jet {
+namespace {
+
+using internal::CollationTable;
+using internal::Unit;
+using internal::UnitClass;
+
+// A key never looks further into a text than this, whatever its length: also two memos that differ only
+// after it are equal to an index.
+constexpr std::size_t kMaxUnits = 255;
+
+template <std::size_t N>
+struct SmallBytes {
+  std::array<std::uint8_t, N> data;
+  std::size_t size = 0;
+  void Add(std::uint8_t byte) {
+    if (size < N) data[size++] = byte;
+  }
+  void AddTo(std::string* key) const { key->append(reinterpret_cast<const char*>(data.data()), size); }
+  bool empty() const { return size == 0; }
+};
+
+void AddByte(std::string* key, unsigned byte) { key->push_back(static_cast<char>(byte)); }
+
+void AddInline(const Unit& unit, std::string* key) {
+  key->append(reinterpret_cast<const char*>(unit.inline_bytes.data()), unit.inline_size);
+}
+
+// The first kMaxUnits UTF-16 units of a UTF-8 text, without trailing blanks. Unpaired surrogates come as
+// their own three bytes; any other malformed byte counts as U+FFFD.
+struct Units {
+  std::array<std::uint16_t, kMaxUnits + 1> data;
+  std::size_t size = 0;
+
+  explicit Units(std::string_view utf8) {
+    const auto* p = reinterpret_cast<const std::uint8_t*>(utf8.data());
+    const std::uint8_t* const end = p + utf8.size();
+    while (p < end && size < kMaxUnits) p = Decode(p, end);
+    size = std::min(size, kMaxUnits);
+    while (size > 0 && data[size - 1] == ' ') --size;
+  }
+
+ private:
+  const std::uint8_t* Decode(const std::uint8_t* p, const std::uint8_t* end) {
+    const std::uint8_t lead = *p;
+    if (lead < 0x80) {
+      data[size++] = lead;
+      return p + 1;
+    }
+    const int more = lead >= 0xF0 && lead < 0xF5 ? 3 : lead >= 0xE0 && lead < 0xF0 ? 2 : lead >= 0xC2 ? 1 : 0;
+    bool good = more > 0 && lead < 0xF5 && end - p > more;
+    std::uint32_t c = more == 3 ? lead & 0x07u : more == 2 ? lead & 0x0Fu : lead & 0x1Fu;
+    for (int i = 1; good && i <= more; ++i) {
+      good = (p[i] & 0xC0) == 0x80;
+      c = c << 6 | (p[i] & 0x3Fu);
+    }
+    if (!good || c > 0x10FFFF) {
+      data[size++] = 0xFFFD;
+      return p + 1;
+    }
+    if (c >= 0x10000) {
+      data[size++] = static_cast<std::uint16_t>(0xD7C0 + (c >> 10));
+      data[size++] = static_cast<std::uint16_t>(0xDC00 + (c & 0x3FF));
+    } else {
+      data[size++] = static_cast<std::uint16_t>(c);
+    }
+    return p + more + 1;
+  }
+};
+
+// Each half of a pair has two computed bytes; the gaps between the low halves are those of Access.
+Unit SurrogateUnit(std::uint16_t c) {
+  unsigned v;
+  if (c < 0xDC00) {
+    v = c - 10238u;
+  } else {
+    const unsigned o = c - 0xDC00u;
+    v = c - (o < 8 ? 9992u : o < 262 ? 9990u : o < 516 ? 9988u : o < 770 ? 9986u : 9984u);
+  }
+  Unit unit;
+  unit.unit_class = UnitClass::kAccented;
+  unit.inline_size = 2;
+  unit.inline_bytes[0] = static_cast<std::uint8_t>(v >> 8);
+  unit.inline_bytes[1] = static_cast<std::uint8_t>(v);
+  unit.extra_size = 1;
+  unit.extra_bytes[0] = 0x3F;
+  return unit;
+}
+
+// Collects what does not stand inline while the units go by.
+class TextKeyBuilder {
+ public:
+  TextKeyBuilder(const CollationTable& table, std::string* key) : table_(table), key_(key) {}
+
+  void Add(std::uint16_t c) {
+    if (c >= 0xD800 && c < 0xE000) {
+      Add(SurrogateUnit(c));
+    } else {
+      Add(table_[c]);
+    }
+  }
+
+  void Finish() {
+    AddByte(key_, 0x01);
+    while (accent_.size > 0 && accent_.data[accent_.size - 1] <= 0x02) --accent_.size;
+    accent_.AddTo(key_);
+    if (!kana_.empty() || !unprintable_.empty()) key_->append("\x01\x01", 2);
+    if (!kana_.empty()) {
+      FinishKana();
+      if (!unprintable_.empty()) AddByte(key_, 0xFF);
+    }
+    if (!unprintable_.empty()) {
+      AddByte(key_, 0x01);
+      unprintable_.AddTo(key_);
+    }
+    AddByte(key_, 0x00);
+  }
+
+ private:
+  void Add(const Unit& unit) {
+    const std::size_t position = inline_units_;
+    switch (unit.unit_class) {
+      case UnitClass::kIgnored:
+        return;
+      case UnitClass::kMark:
+        PadAccents(position);
+        if (!accent_.empty()) {
+          std::uint8_t& last = accent_.data[accent_.size - 1];
+          last = static_cast<std::uint8_t>(last + unit.extra_bytes[0]);
+        } else {
+          accent_.Add(unit.extra_bytes[0]);
+          lead_ = 1;
+        }
+        return;
+      case UnitClass::kUnprintable: {
+        const std::size_t place = accent_.empty() ? position : accent_.size + (position - covered_) - lead_;
+        const unsigned code = static_cast<unsigned>(0x8000 | (7 + 4 * place));
+        unprintable_.Add(static_cast<std::uint8_t>(code >> 8));
+        unprintable_.Add(static_cast<std::uint8_t>(code));
+        unprintable_.Add(0x06);
+        for (int i = 0; i < unit.inline_size; ++i) {
+          unprintable_.Add(unit.inline_bytes[static_cast<std::size_t>(i)]);
+        }
+        return;
+      }
+      case UnitClass::kNormal:
+      case UnitClass::kAccented:
+      case UnitClass::kKana:
+      case UnitClass::kPlaceholder:
+        break;
+    }
+    AddInline(unit, key_);
+    ++inline_units_;
+    if (unit.extra_size > 0) {
+      PadAccents(position);
+      for (int i = 0; i < unit.extra_size; ++i) accent_.Add(unit.extra_bytes[static_cast<std::size_t>(i)]);
+      ++covered_;
+    }
+    if (unit.unit_class == UnitClass::kKana) kana_.Add(unit.kana_flag);
+  }
+
+  void PadAccents(std::size_t position) {
+    for (; covered_ < position; ++covered_) accent_.Add(0x02);
+  }
+
+  void FinishKana() {
+    while (kana_.size > 0 && kana_.data[kana_.size - 1] == 3) --kana_.size;
+    for (std::size_t i = 0; i < kana_.size; i += 3) {
+      unsigned packed = 0x80u | static_cast<unsigned>(kana_.data[i] << 4);
+      if (i + 1 < kana_.size) packed |= static_cast<unsigned>(kana_.data[i + 1] << 2);
+      if (i + 2 < kana_.size) packed |= kana_.data[i + 2];
+      AddByte(key_, packed);
+    }
+    key_->append("\xFF\x02\x80\xFF\x80", 5);
+  }
+
+  const CollationTable& table_;
+  std::string* key_;
+  std::size_t inline_units_ = 0;
+  std::size_t covered_ = 0;  // units that accent_ accounts for
+  std::size_t lead_ = 0;
+  SmallBytes<4 * kMaxUnits> accent_;
+  SmallBytes<kMaxUnits> kana_;
+  SmallBytes<4 * kMaxUnits> unprintable_;
+};
+
+// Most texts of a notice database: printable ASCII without apostrophe and hyphen. False, with the key as it
+// was, when the text is anything else.
+bool AppendPlainText(const CollationTable& table, std::string_view text, std::string* key) {
+  text = text.substr(0, kMaxUnits + 1);
+  if (text.size() > kMaxUnits) return false;
+  while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
+  const std::size_t before = key->size();
+  for (char c : text) {
+    const auto byte = static_cast<std::uint8_t>(c);
+    const Unit& unit = table[byte];
+    if (byte >= 0x80 || unit.unit_class != UnitClass::kNormal) {
+      key->resize(before);
+      return false;
+    }
+    AddInline(unit, key);
+  }
+  key->append("\x01\x00", 2);
+  return true;
+}
+
+// Windows-1252 above 7F; the five bytes without a character keep their own number.
+constexpr std::uint16_t kWindows1252[32] = {0x20AC, 0x81,   0x201A, 0x192,  0x201E, 0x2026, 0x2020, 0x2021,
+                                            0x2C6,  0x2030, 0x160,  0x2039, 0x152,  0x8D,   0x17D,  0x8F,
+                                            0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
+                                            0x2DC,  0x2122, 0x161,  0x203A, 0x153,  0x9D,   0x17E,  0x178};
+
+int Windows1252Byte(std::uint16_t unit) {
+  if (unit < 0x80 || (unit >= 0xA0 && unit <= 0xFF)) return unit;
+  const auto* at = std::find(std::begin(kWindows1252), std::end(kWindows1252), unit);
+  return at == std::end(kWindows1252) ? -1 : static_cast<int>(0x80 + (at - std::begin(kWindows1252)));
+}
+
+// Jet 3: the inline bytes, then accents as half bytes (a 2 for each letter that could have one and has none).
+void AppendText97(std::string_view utf8, std::string* key) {
+  const CollationTable& table = CollationTable::Get(Collation::kGeneral97);
+  const Units units(utf8);
+  SmallBytes<2 * kMaxUnits + 2> nibbles;
+  int placeholders = 0;
+  for (std::size_t i = 0; i < units.size; ++i) {
+    const int byte = Windows1252Byte(units.data[i]);
+    if (byte < 0) continue;
+    const Unit& unit = table[static_cast<std::uint16_t>(byte)];
+    AddInline(unit, key);
+    if (byte == 0xDF) {
+      placeholders += 2;  // the sharp s is two letters to Access
+    } else if (unit.unit_class == UnitClass::kPlaceholder) {
+      ++placeholders;
+    } else if (unit.unit_class == UnitClass::kAccented) {
+      if (nibbles.empty()) nibbles.Add(0);
+      for (; placeholders > 0; --placeholders) nibbles.Add(2);
+      nibbles.Add(unit.extra_bytes[0] & 0x0F);
+    }
+  }
+  nibbles.Add(0);
+  for (std::size_t i = 0; i < nibbles.size; i += 2) {
+    const unsigned low = i + 1 < nibbles.size ? nibbles.data[i + 1] : 0u;
+    AddByte(key, static_cast<unsigned>(nibbles.data[i] << 4) | low);
+  }
+}
+
+void Complement(std::string* key, std::size_t from) {
+  for (std::size_t i = from; i < key->size(); ++i) (*key)[i] = static_cast<char>(~(*key)[i]);
+}
+
+void AppendSigned(std::int64_t value, int bytes, std::string* key) {
+  const auto flipped = static_cast<std::uint64_t>(value) ^ (std::uint64_t{1} << (8 * bytes - 1));
+  for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) AddByte(key, (flipped >> shift) & 0xFF);
+}
+
+template <typename Number, typename Bits>
+void AppendFloat(Number value, std::string* key) {
+  Bits bits = std::bit_cast<Bits>(value);
+  constexpr Bits kSign = Bits{1} << (8 * sizeof(Bits) - 1);
+  bits = (bits & kSign) != 0 ? static_cast<Bits>(~bits) : static_cast<Bits>(bits ^ kSign);
+  for (int shift = 8 * (static_cast<int>(sizeof(Bits)) - 1); shift >= 0; shift -= 8) {
+    AddByte(key, static_cast<unsigned>(bits >> shift) & 0xFF);
+  }
+}
+
+// Groups of eight bytes, each followed by 09 when more come, else by the number of bytes that count.
+void AppendGroups(std::string_view bytes, bool descending, std::string* key) {
+  while (!bytes.empty()) {
+    const std::size_t from = key->size();
+    const std::size_t take = std::min<std::size_t>(8, bytes.size());
+    key->append(bytes.substr(0, take));
+    key->append(8 - take, '\0');
+    bytes.remove_prefix(take);
+    const bool more = !bytes.empty();
+    if (!more) AddByte(key, static_cast<unsigned>(take));
+    if (descending) Complement(key, from);
+    if (more) AddByte(key, 0x09);  // stays 09 in descending keys too: so Access writes it
+  }
+}
+
+// "{00112233-4455-...}": the digits in the order of the text.
+std::string GuidBytes(const std::string& text) {
+  std::string bytes;
+  int high = -1;
+  for (char c : text) {
+    int digit;
+    if (c >= '0' && c <= '9') {
+      digit = c - '0';
+    } else if (c >= 'A' && c <= 'F') {
+      digit = c - 'A' + 10;
+    } else if (c >= 'a' && c <= 'f') {
+      digit = c - 'a' + 10;
+    } else {
+      continue;
+    }
+    if (high < 0) {
+      high = digit;
+    } else {
+      AddByte(&bytes, static_cast<unsigned>(high << 4 | digit));
+      high = -1;
+    }
+  }
+  bytes.resize(16);
+  return bytes;
+}
+
+// magnitude times ten to the `steps`-th; bits past 128 are lost, which a value of a valid column never has.
+void AppendMagnitude(const Decimal& value, std::uint8_t scale, std::string* key) {
+  std::uint32_t words[4] = {static_cast<std::uint32_t>(value.low),
+                            static_cast<std::uint32_t>(value.low >> 32), value.high, 0};
+  for (int step = value.scale; step < scale; ++step) {
+    std::uint64_t carry = 0;
+    for (std::uint32_t& word : words) {
+      const std::uint64_t product = std::uint64_t{word} * 10 + carry;
+      word = static_cast<std::uint32_t>(product);
+      carry = product >> 32;
+    }
+  }
+  for (int step = value.scale; step > scale; --step) {
+    std::uint64_t rest = 0;
+    for (int i = 3; i >= 0; --i) {
+      const std::uint64_t part = rest << 32 | words[i];
+      words[i] = static_cast<std::uint32_t>(part / 10);
+      rest = part % 10;
+    }
+  }
+  for (int i = 3; i >= 0; --i) {
+    std::uint8_t bytes[4];
+    StoreBe32(bytes, words[i]);
+    key->append(reinterpret_cast<const char*>(bytes), 4);
+  }
+}
+
+void AppendDecimal(const KeyColumn& column, const Decimal& value, std::string* key) {
+  const std::size_t from = key->size();
+  if (!column.jet4_decimal) {
+    AddByte(key, 0xFF);
+    AppendMagnitude(value, column.decimal_scale, key);
+    if (value.negative != column.descending) Complement(key, from);
+    return;
+  }
+  AddByte(key, value.negative ? 0x80 : 0x00);
+  AppendMagnitude(value, column.decimal_scale, key);
+  if (value.negative != column.descending) Complement(key, from);
+  // The sign is set after complementing, so descending Jet 4 decimals do not sort; files hold them like this,
+  // and an entry is only found when it is built the same way.
+  (*key)[from] = static_cast<char>(value.negative ? 0x00 : 0xFF);
+}
+
+void AppendText(const KeyColumn& column, const std::string& text, std::string* key) {
+  const std::size_t from = key->size();
+  AppendTextKey(column.collation, text, key);
+  if (!column.descending) return;
+  Complement(key, from);
+  if (column.collation != Collation::kGeneral97) AddByte(key, 0x00);
+}
+
+}  // namespace
+
+bool IsKeySupported(const KeyColumn& column) {
+  switch (column.type) {
+    case ColumnType::kText:
+    case ColumnType::kMemo:
+      return column.collation != Collation::kUnsupported;
+    case ColumnType::kBoolean:
+    case ColumnType::kByte:
+    case ColumnType::kInteger:
+    case ColumnType::kLong:
+    case ColumnType::kCurrency:
+    case ColumnType::kSingle:
+    case ColumnType::kDouble:
+    case ColumnType::kDateTime:
+    case ColumnType::kBinary:
+    case ColumnType::kGuid:
+    case ColumnType::kDecimal:
+    case ColumnType::kComplex:
+    case ColumnType::kBigInt:
+    case ColumnType::kDateTimeExtended:
+      return true;
+    case ColumnType::kOle:
+      break;
+  }
+  return false;
+}
+
+void AppendTextKey(Collation collation, std::string_view utf8, std::string* key) {
+  if (collation == Collation::kUnsupported) {
+    throw Error(ErrorKind::kNotSupported, "The sort order of a text index is not supported.");
+  }
+  if (collation == Collation::kGeneral97) {
+    AppendText97(utf8, key);
+    return;
+  }
+  const CollationTable& table = CollationTable::Get(collation);
+  if (AppendPlainText(table, utf8, key)) return;
+  const Units units(utf8);
+  TextKeyBuilder builder(table, key);
+  for (std::size_t i = 0; i < units.size; ++i) builder.Add(units.data[i]);
+  builder.Finish();
+}
+
+void AppendKey(const KeyColumn& column, const Value& value, std::string* key) {
+  if (!IsKeySupported(column)) {
+    throw Error(ErrorKind::kNotSupported,
+                "An index on a column of this type or sort order is not supported.");
+  }
+  const bool descending = column.descending;
+  if (value.is_null() && column.type != ColumnType::kBoolean) {
+    AddByte(key, descending ? 0xFF : 0x00);
+    return;
+  }
+  AddByte(key, descending ? 0x80 : 0x7F);
+  const std::size_t from = key->size();
+  switch (column.type) {
+    case ColumnType::kBoolean:
+      AddByte(key, value.integer() != 0 ? 0x00 : 0xFF);
+      break;
+    case ColumnType::kByte:
+      AddByte(key, static_cast<unsigned>(value.integer()) & 0xFF);
+      break;
+    case ColumnType::kInteger:
+      AppendSigned(value.integer(), 2, key);
+      break;
+    case ColumnType::kLong:
+    case ColumnType::kComplex:
+      AppendSigned(value.integer(), 4, key);
+      break;
+    case ColumnType::kBigInt:
+      AppendSigned(value.integer(), 8, key);
+      break;
+    case ColumnType::kCurrency: {
+      // A currency is a count of ten-thousandths.
+      AppendMagnitude(value.decimal(), 4, key);
+      std::uint64_t units = 0;
+      for (std::size_t i = from + 8; i < from + 16; ++i)
+        units = units << 8 | static_cast<std::uint8_t>((*key)[i]);
+      key->resize(from);
+      AppendSigned(static_cast<std::int64_t>(value.decimal().negative ? 0 - units : units), 8, key);
+      break;
+    }
+    case ColumnType::kSingle:
+      AppendFloat<float, std::uint32_t>(static_cast<float>(value.real()), key);
+      break;
+    case ColumnType::kDouble:
+    case ColumnType::kDateTime:
+      AppendFloat<double, std::uint64_t>(value.real(), key);
+      break;
+    case ColumnType::kBinary:
+      AppendGroups(value.bytes(), descending, key);
+      return;
+    case ColumnType::kGuid:
+      AppendGroups(GuidBytes(value.bytes()), descending, key);
+      return;
+    case ColumnType::kDateTimeExtended: {
+      std::string bytes = value.bytes();
+      bytes.resize(42);
+      AppendGroups(bytes, descending, key);
+      return;
+    }
+    case ColumnType::kDecimal:
+      AppendDecimal(column, value.decimal(), key);
+      return;
+    case ColumnType::kText:
+    case ColumnType::kMemo:
+      AppendText(column, value.bytes(), key);
+      return;
+    case ColumnType::kOle:
+      break;
+  }
+  if (descending) Complement(key, from);
+}
+
+}  // namespace jet

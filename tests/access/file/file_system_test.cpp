@@ -1,0 +1,330 @@
+// The platform's file system, and what the overlay promises on top of any file system.
+#include <fmt/format.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+
+#include "access/file/page_store.h"
+#include "access/file/test_files.h"
+#ifndef _WIN32
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#endif
+
+namespace jet {
+namespace {
+
+Bytes AsBytes(const std::string& text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+std::string ReadText(File& file, std::uint64_t offset, std::size_t size) {
+  std::string text(size, '\0');
+  file.Read(offset, {reinterpret_cast<std::uint8_t*>(text.data()), size});
+  return text;
+}
+
+// The kind of the error that `action` throws; kSql (which no file throws) when it throws none.
+ErrorKind KindOf(const std::function<void()>& action) {
+  try {
+    action();
+  } catch (const Error& error) {
+    return error.kind();
+  }
+  return ErrorKind::kSql;
+}
+
+class PlatformFiles : public testing::Test {
+ protected:
+  PlatformFiles() {
+    folder_ = std::filesystem::temp_directory_path() / fmt::format("jet-files-{}", std::random_device()());
+    std::filesystem::create_directories(folder_);
+  }
+  ~PlatformFiles() override { std::filesystem::remove_all(folder_); }
+  std::string Path(const std::string& name) const { return (folder_ / name).string(); }
+  void Put(const std::string& name, const std::string& content) const {
+    std::ofstream(Path(name), std::ios::binary) << content;
+  }
+
+  FileSystem& files_ = PlatformFileSystem();
+  std::filesystem::path folder_;
+};
+
+TEST_F(PlatformFiles, ReadsWritesAndResizes) {
+  const auto file = files_.Open(Path("größe.mdb"), OpenMode::kCreateNew);
+  file->Write(10, AsBytes("0123456789"));
+  file->Sync();
+  files_.SyncFolder(Path("größe.mdb"));
+  EXPECT_EQ(file->Size(), 20u);
+  EXPECT_EQ(ReadText(*file, 8, 4), std::string("\0\0", 2) + "01");
+  EXPECT_EQ(KindOf([&] { ReadText(*file, 15, 6); }), ErrorKind::kCorrupt);
+  file->Truncate(12);
+  EXPECT_EQ(file->Size(), 12u);
+  const auto temporary = files_.OpenTemporary();
+  temporary->Write(1u << 20, AsBytes("x"));
+  EXPECT_EQ(ReadText(*temporary, 1u << 20, 1), "x");
+}
+
+TEST_F(PlatformFiles, ConflictsWithinTheProcess) {
+  Put("a.mdb", "content");
+  const std::string a = Path("a.mdb");
+  const struct {
+    OpenMode held, wanted;
+    ErrorKind expected;  // kSql: opens
+  } cases[] = {
+      {OpenMode::kRead, OpenMode::kRead, ErrorKind::kSql},
+      {OpenMode::kRead, OpenMode::kReadWrite, ErrorKind::kLocked},
+      {OpenMode::kReadWrite, OpenMode::kRead, ErrorKind::kLocked},
+      {OpenMode::kReadWrite, OpenMode::kReadWrite, ErrorKind::kLocked},
+      {OpenMode::kReadWrite, OpenMode::kCreateNew, ErrorKind::kExists},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(fmt::format("{} then {}", static_cast<int>(c.held), static_cast<int>(c.wanted)));
+    const auto held = files_.Open(a, c.held);
+    EXPECT_EQ(KindOf([&] { files_.Open(a, c.wanted); }), c.expected);
+    // A refused attempt must not have dropped the lock.
+    EXPECT_EQ(KindOf([&] { files_.Open(a, OpenMode::kReadWrite); }), ErrorKind::kLocked);
+  }
+  EXPECT_NO_THROW(files_.Open(a, OpenMode::kReadWrite));
+}
+
+TEST_F(PlatformFiles, RefusalsAndNames) {
+  Put("a.mdb", "content");
+  EXPECT_EQ(KindOf([&] { files_.Open(Path("missing.mdb"), OpenMode::kRead); }), ErrorKind::kNotFound);
+  EXPECT_EQ(KindOf([&] { files_.Open(Path("no/such/folder.mdb"), OpenMode::kCreateNew); }),
+            ErrorKind::kNotFound);
+  EXPECT_EQ(KindOf([&] { files_.Open(folder_.string(), OpenMode::kRead); }), ErrorKind::kNotFound);
+  EXPECT_EQ(KindOf([&] { files_.Identity(Path("missing.mdb")); }), ErrorKind::kNotFound);
+  EXPECT_EQ(KindOf([&] { files_.Remove(Path("missing.mdb")); }), ErrorKind::kNotFound);
+  EXPECT_EQ(files_.Identity(Path("a.mdb")),
+            files_.Identity(Path("../") + folder_.filename().string() + "/a.mdb"));
+  std::filesystem::create_hard_link(Path("a.mdb"), Path("link.mdb"));
+  EXPECT_EQ(files_.Identity(Path("a.mdb")), files_.Identity(Path("link.mdb")));
+  Put("b.mdb", "other");
+  EXPECT_NE(files_.Identity(Path("a.mdb")), files_.Identity(Path("b.mdb")));
+  files_.Rename(Path("b.mdb"), Path("a.mdb"));
+  EXPECT_FALSE(files_.Exists(Path("b.mdb")));
+  EXPECT_EQ(ReadText(*files_.Open(Path("a.mdb"), OpenMode::kRead), 0, 5), "other");
+}
+
+// Holds for the superuser too, whom the system would let write.
+TEST_F(PlatformFiles, FileMarkedReadOnlyIsNotWritten) {
+  Put("a.mdb", "content");
+  std::filesystem::permissions(Path("a.mdb"), std::filesystem::perms::owner_read);
+  EXPECT_EQ(KindOf([&] { files_.Open(Path("a.mdb"), OpenMode::kReadWrite); }), ErrorKind::kReadOnly);
+  EXPECT_NO_THROW(files_.Open(Path("a.mdb"), OpenMode::kRead));
+  std::filesystem::permissions(Path("a.mdb"), std::filesystem::perms::owner_all);
+}
+
+#ifndef _WIN32
+
+// Runs `body` in another process; its return value is the exit code.
+int InAnotherProcess(const std::function<int()>& body) {
+  const pid_t child = fork();
+  if (child == 0) _exit(body());
+  int status = 0;
+  waitpid(child, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 1000;
+}
+
+TEST_F(PlatformFiles, ConflictsBetweenProcesses) {
+  Put("a.mdb", "content");
+  const auto kind_there = [&](OpenMode mode) {
+    return static_cast<ErrorKind>(InAnotherProcess(
+        [&] { return static_cast<int>(KindOf([&] { files_.Open(Path("a.mdb"), mode); })); }));
+  };
+  {
+    const auto held = files_.Open(Path("a.mdb"), OpenMode::kReadWrite);
+    EXPECT_EQ(kind_there(OpenMode::kRead), ErrorKind::kLocked);
+    EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kLocked);
+  }
+  {
+    const auto held = files_.Open(Path("a.mdb"), OpenMode::kRead);
+    EXPECT_EQ(kind_there(OpenMode::kRead), ErrorKind::kSql);
+    EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kLocked);
+  }
+  EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kSql);
+}
+
+// A limit of the file size stands for a full disk: the checkpoint fails and the file is the old one.
+TEST_F(PlatformFiles, FullDiskLeavesTheOldFile) {
+  const std::string old_content(4096 * 20, 'o');
+  Put("a.mdb", old_content);
+  const int result = InAnotherProcess([&] {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {4096 * 24, 4096 * 24};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    PageStore store(files_, files_.Open(Path("a.mdb"), OpenMode::kReadWrite), Path("a.mdb-journal"), true,
+                    4096);
+    store.Write(3).mutable_data()[0] = 1;
+    for (int i = 0; i < 10; ++i) store.Append();
+    return static_cast<int>(KindOf([&] { store.Checkpoint(); }));
+  });
+  EXPECT_EQ(static_cast<ErrorKind>(result), ErrorKind::kFull);
+  EXPECT_FALSE(files_.Exists(Path("a.mdb-journal")));
+  const auto file = files_.Open(Path("a.mdb"), OpenMode::kRead);
+  ASSERT_EQ(file->Size(), old_content.size());
+  EXPECT_TRUE(ReadText(*file, 0, old_content.size()) == old_content);
+}
+
+// A process is killed at any moment of its checkpoints.
+TEST_F(PlatformFiles, KilledProcessLeavesOneOfItsCheckpoints) {
+  constexpr PageNo kPages = 600;
+  Put("a.mdb", std::string(4096 * kPages, '\0'));
+  for (int round = 0; round < 12; ++round) {
+    const pid_t child = fork();
+    if (child == 0) {
+      PageStore store(files_, files_.Open(Path("a.mdb"), OpenMode::kReadWrite), Path("a.mdb-journal"), true,
+                      4096);
+      for (;;) {
+        for (PageNo i = 0; i < kPages; i += 2) ++store.Write(i).mutable_data()[5];
+        ++store.Append().mutable_data()[5];
+        store.Checkpoint();
+      }
+    }
+    usleep(static_cast<useconds_t>(3000 + 7919 * round));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    PageStore store(files_, files_.Open(Path("a.mdb"), OpenMode::kReadWrite), Path("a.mdb-journal"), true,
+                    4096);
+    const int generation = store.Read(0).data()[5];
+    for (PageNo i = 0; i < kPages; ++i) {
+      ASSERT_EQ(store.Read(i).data()[5], i % 2 == 0 ? generation : 0) << "page " << i;
+    }
+    ASSERT_EQ((store.page_count() - kPages) % 256, static_cast<PageNo>(generation));
+  }
+}
+
+std::string Entry(const std::string& computer, const std::string& user) {
+  std::string entry(64, '\0');
+  entry.replace(0, computer.size(), computer);
+  entry.replace(32, user.size(), user);
+  return entry;
+}
+
+TEST_F(PlatformFiles, AccessUsersAreThoseWhoLockTheirEntry) {
+  const std::string content = Entry("PC7", "Admin") + Entry("PC8", "Jos\xE9") + Entry("PC9", "");
+  Put("a.mdb", "");
+  Put("A.LDB", content);
+  Put("b.accdb", "");
+  Put("b.laccdb", content);
+  Put("c.mdb", "");
+  const auto users_with_locks = [&](const std::string& database, const std::string& lock_file,
+                                    std::vector<int> entries) {
+    const int fd = open(Path(lock_file).c_str(), O_RDWR);
+    for (const int entry : entries) {
+      struct flock lock = {};
+      lock.l_type = F_WRLCK;
+      lock.l_start = 0x10000001 + entry;
+      lock.l_len = 1;
+      EXPECT_EQ(fcntl(fd, F_OFD_SETLK, &lock), 0);
+    }
+    std::string users = files_.AccessUsers(Path(database));
+    close(fd);
+    return users;
+  };
+  EXPECT_EQ(users_with_locks("a.mdb", "A.LDB", {}), "") << "a leftover does not count";
+  EXPECT_EQ(users_with_locks("a.mdb", "A.LDB", {0}), "Admin on PC7");
+  EXPECT_EQ(users_with_locks("a.mdb", "A.LDB", {0, 1}), "Admin on PC7, José on PC8");
+  EXPECT_EQ(users_with_locks("b.accdb", "b.laccdb", {2}), "somebody on PC9");
+  EXPECT_EQ(users_with_locks("b.accdb", "b.laccdb", {200}), "somebody")
+      << "an entry beyond the end of the file";
+  EXPECT_EQ(files_.AccessUsers(Path("c.mdb")), "");
+  EXPECT_EQ(files_.AccessUsers(Path("missing/d.mdb")), "");
+}
+
+#endif
+
+// Random writes and size changes, through the overlay and on a plain string.
+TEST(Overlay, ChangesAreSeenThroughItAndNowhereElse) {
+  for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+    std::mt19937_64 random(seed);
+    MemoryFileSystem base;
+    std::string model(20000 + random() % 9000, 'b');
+    const std::string original = model;
+    base.SetContent("/a.mdb", original);
+    base.SetReadOnly("/a.mdb", true);
+    const std::unique_ptr<FileSystem> overlay = MakeOverlay(base);
+    auto file = overlay->Open("/a.mdb", OpenMode::kReadWrite);
+    for (int step = 0; step < 300; ++step) {
+      const std::size_t offset = random() % (model.size() + 5000);
+      switch (random() % 6) {
+        case 0: {
+          const std::size_t size = random() % 3 == 0 ? offset : model.size() / 2 + random() % model.size();
+          file->Truncate(size);
+          model.resize(size);
+          break;
+        }
+        case 1:
+          file.reset();
+          file = overlay->Open("/a.mdb", OpenMode::kReadWrite);
+          break;
+        default: {
+          const std::string data(1 + random() % 9000, static_cast<char>(random()));
+          file->Write(offset, AsBytes(data));
+          if (model.size() < offset + data.size()) model.resize(offset + data.size());
+          model.replace(offset, data.size(), data);
+        }
+      }
+      if (model.empty()) model.resize(1), file->Truncate(1);
+      ASSERT_EQ(file->Size(), model.size());
+      const std::size_t from = random() % model.size();
+      const std::size_t size = random() % (model.size() - from);
+      ASSERT_TRUE(ReadText(*file, from, size) == model.substr(from, size))
+          << "seed " << seed << " step " << step;
+    }
+    EXPECT_TRUE(base.Content("/a.mdb") == original);
+  }
+}
+
+TEST(Overlay, NamesAndLocks) {
+  MemoryFileSystem base;
+  base.SetContent("/a.mdb", "aaa");
+  const std::unique_ptr<FileSystem> overlay = MakeOverlay(base);
+  overlay->Open("/new", OpenMode::kCreateNew)->Write(0, AsBytes("new"));
+  EXPECT_FALSE(base.Exists("/new"));
+  overlay->Rename("/new", "/b");
+  EXPECT_EQ(ReadText(*overlay->Open("/b", OpenMode::kRead), 0, 3), "new");
+  overlay->Remove("/b");
+  EXPECT_EQ(KindOf([&] { overlay->Open("/b", OpenMode::kRead); }), ErrorKind::kNotFound);
+  EXPECT_EQ(KindOf([&] { overlay->Open("/a.mdb", OpenMode::kCreateNew); }), ErrorKind::kExists);
+  {
+    const auto held = overlay->Open("/a.mdb", OpenMode::kReadWrite);
+    EXPECT_EQ(KindOf([&] { overlay->Open("/a.mdb", OpenMode::kRead); }), ErrorKind::kLocked);
+    EXPECT_EQ(KindOf([&] { base.Open("/a.mdb", OpenMode::kReadWrite); }), ErrorKind::kLocked);
+  }
+  overlay->Remove("/a.mdb");
+  EXPECT_FALSE(overlay->Exists("/a.mdb"));
+  EXPECT_TRUE(base.Exists("/a.mdb"));
+}
+
+// What the crash tests stand on: a power loss takes exactly what was not synced.
+TEST(MemoryFiles, PowerLossDropsWhatWasNotSynced) {
+  MemoryFileSystem files;
+  auto a = files.Open("/d/a", OpenMode::kCreateNew);
+  a->Write(0, AsBytes("synced"));
+  a->Sync();
+  files.SyncFolder("/d/a");
+  a->Write(3, AsBytes("lost"));
+  auto b = files.Open("/d/b", OpenMode::kCreateNew);
+  b->Sync();  // the content, not the name
+  files.LosePower();
+  EXPECT_EQ(files.Content("/d/a"), "synced");
+  EXPECT_FALSE(files.Exists("/d/b"));
+  EXPECT_EQ(KindOf([&] { a->Write(0, AsBytes("x")); }), ErrorKind::kIo);
+  EXPECT_NO_THROW(files.Open("/d/a", OpenMode::kReadWrite)) << "the lock went with the power";
+  files.Remove("/d/a");
+  files.LosePower();
+  EXPECT_TRUE(files.Exists("/d/a"));
+}
+
+}  // namespace
+}  // namespace jet

@@ -1,0 +1,80 @@
+// The choice of another database, and the dialect test.
+
+#include "startup/databases.h"
+
+#include "tests/startup/surroundings.h"
+
+namespace vnt {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::MessageStyle;
+using testing::ShownMessage;
+
+class DatabasesTest : public testing::Surroundings {
+ protected:
+  static std::function<void()> OpensVersion(std::int16_t version) {
+    return [version] {
+      State().main_connection = std::make_unique<db::cadodb>();
+      State().version_no = version;
+    };
+  }
+};
+
+TEST_F(DatabasesTest, VersionRules) {
+  for (const std::int16_t refused : {4, 5, 6}) {
+    messages_.shown.clear();
+    EXPECT_EQ(OpenChosenDatabase("/old.mdb", OpensVersion(refused)), "no database open");
+    EXPECT_THAT(
+        messages_.shown,
+        ElementsAre(ShownMessage("This database is an old version.  Please use VNTfixV7 for Version 7 only.",
+                                 MessageStyle::kCritical)));
+    EXPECT_EQ(state_.current_database, "");
+    EXPECT_EQ(state_.main_connection, nullptr) << "a refused file stays locked";
+  }
+  messages_.shown.clear();
+  EXPECT_EQ(OpenChosenDatabase("/own.mdb", OpensVersion(7)), "/own.mdb");
+  for (const std::int16_t lenient : {-1, 0, 3, 8}) {
+    EXPECT_EQ(OpenChosenDatabase("/any.mdb", OpensVersion(lenient)), std::nullopt) << lenient;
+    EXPECT_EQ(state_.current_database, "/any.mdb");
+    EXPECT_NE(state_.main_connection, nullptr);
+  }
+  EXPECT_THAT(messages_.shown, IsEmpty());
+}
+
+TEST_F(DatabasesTest, FailureKeepsTheFormerDatabase) {
+  OpenChosenDatabase("/own.mdb", OpensVersion(7));
+  const auto* former = state_.main_connection.get();
+  const auto fails = [] { throw db::DbError(-2147467259, "engine", "The file is damaged."); };
+  EXPECT_EQ(OpenChosenDatabase("/damaged.mdb", fails), std::nullopt);
+  EXPECT_THAT(messages_.shown,
+              ElementsAre(ShownMessage("-2147467259 The file is damaged.", MessageStyle::kPlain)));
+  EXPECT_EQ(state_.current_database, "/own.mdb");
+  EXPECT_EQ(state_.main_connection.get(), former);
+}
+
+TEST_F(DatabasesTest, DialectFollowsTheDataSourceName) {
+  EXPECT_FALSE(IsIngres()) << "nothing open";
+  state_.main_connection = std::make_unique<db::cadodb>();
+  EXPECT_FALSE(IsIngres()) << "no data source name";
+  const std::pair<const char*, bool> cases[] = {{"TLKP-ING", true},  {"TLKD-ING", true}, {"ING", true},
+                                                {"tlkp-ing", false}, {"ING ", false},    {"", false}};
+  for (const auto& [name, ingres] : cases) {
+    state_.main_connection->DsName = db::Value::Text(name);
+    EXPECT_EQ(IsIngres(), ingres) << name;
+  }
+}
+
+TEST_F(DatabasesTest, IngresErrorsAreQuiet) {
+  SetEnvironment("ODBCSYSINI", folder_.string());
+  SetEnvironment("ODBCINI", (folder_ / "odbc.ini").string());
+  state_.current_database = "TLKP-ING";
+  OpenIngresDatabase();
+  EXPECT_THAT(messages_.shown, IsEmpty());
+  EXPECT_TRUE(IsIngres());
+  EXPECT_THROW(MainCn().Execute("select 1"), db::DbError);
+}
+
+}  // namespace
+}  // namespace vnt

@@ -1,0 +1,155 @@
+// Start-up as a sequence of calls: what is opened, what is shown, which status the process ends with.
+
+#include "startup/run_modes.h"
+
+#include "tests/startup/surroundings.h"
+
+namespace vnt {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using testing::MessageStyle;
+using testing::ShownMessage;
+
+class StubWindow : public MainWindow {
+ public:
+  explicit StubWindow(std::vector<std::string>& calls, bool succeeds = true)
+      : calls_(calls), succeeds_(succeeds) {}
+  bool Automatic_Fix() override {
+    calls_.emplace_back("Automatic_Fix");
+    return succeeds_;
+  }
+  void ClearDefaultselection() override { calls_.emplace_back("ClearDefaultselection"); }
+  void SetDatabasePanel(const std::string& text) override { calls_.push_back("panel " + text); }
+  void ShowWindow() override { calls_.emplace_back("show"); }
+
+ private:
+  std::vector<std::string>& calls_;
+  bool succeeds_;
+};
+
+class RunModesTest : public testing::Surroundings, public StartUpHost {
+ protected:
+  void OpenAccessDatabase() override {
+    calls_.push_back("open Access " + State().current_database);
+    if (open) open();
+  }
+  void OpenIngresDatabase() override { calls_.push_back("open Ingres " + State().current_database); }
+  std::unique_ptr<MainWindow> LoadUnshownWindow() override {
+    calls_.emplace_back("load unshown");
+    return std::make_unique<StubWindow>(calls_, run_succeeds);
+  }
+  MainWindow& LoadWindow() override {
+    calls_.push_back("load, data level " + std::to_string(State().data_level));
+    return window_;
+  }
+
+  std::function<void()> open;
+  bool run_succeeds = true;
+  std::vector<std::string> calls_;
+  StubWindow window_{calls_};
+};
+
+TEST_F(RunModesTest, ModeOfTheCommandLine) {
+  const std::pair<const char*, RunMode> cases[] = {
+      {"", RunMode::kInteractive},
+      {" ", RunMode::kUnattended},
+      {"x", RunMode::kUnattended},
+      {"active", RunMode::kUnattended},
+      {"ACTIVE", RunMode::kUnattended},
+      {"Active", RunMode::kPreparedInteractive},
+      {"x InActive", RunMode::kPreparedInteractive},
+      {"/xActivex y", RunMode::kPreparedInteractive},
+  };
+  for (const auto& [line, mode] : cases) EXPECT_EQ(RunModeOf(line), mode) << line;
+}
+
+TEST_F(RunModesTest, InteractiveReadsNoDatabase) {
+  WriteSettings("[VNTFIXV7]\nCurDatabase=/x.mdb\nNtc_id=5\n[GLOBAL]\nDataLevel=2\n");
+  state_.ntc_id = 9;
+  EXPECT_EQ(StartUp("", *this), std::nullopt);
+  EXPECT_THAT(calls_, ElementsAre("load, data level 2", "panel ", "show"));
+  EXPECT_EQ(state_.ntc_id, 0);
+  EXPECT_EQ(state_.current_database, "");
+  EXPECT_FALSE(state_.active);
+}
+
+TEST_F(RunModesTest, PreparedInteractive) {
+  WriteSettings("[VNTFIXV7]\nCurDatabase=/data/x.mdb\nNtc_id=1234\n");
+  WriteFile("windows/WIN.INI", "[intl]\nsDate=.\n");
+  EXPECT_EQ(StartUp("/Active", *this), std::nullopt);
+  EXPECT_THAT(calls_, ElementsAre("open Access /data/x.mdb", "load, data level 0",
+                                  "panel /data/x.mdb - Ntc_id: 1234", "show"));
+  EXPECT_TRUE(state_.active);
+  EXPECT_EQ(state_.date_separator, ".");
+}
+
+TEST_F(RunModesTest, PreparedIngresUnticksAllBoxes) {
+  WriteSettings("[VNTFIXV7]\nCurDatabase=TLKP-ING\nNtc_id=1234\n[GLOBAL]\nDataLevel=100000\n");
+  EXPECT_EQ(StartUp("Active", *this), std::nullopt);
+  EXPECT_THAT(calls_, ElementsAre("open Ingres TLKP-ING", "load, data level 32767",
+                                  "panel TLKP-ING - Ntc_id: 1234", "ClearDefaultselection", "show"));
+}
+
+TEST_F(RunModesTest, Unattended) {
+  WriteSettings("[VNTFIXV7]\nCurDatabase=/data/x.mdb\n[GLOBAL]\nDataLevel=2\n");
+  EXPECT_EQ(StartUp("x", *this), 0);
+  EXPECT_THAT(calls_, ElementsAre("open Access /data/x.mdb", "load unshown", "Automatic_Fix"));
+  EXPECT_EQ(state_.data_level, 0) << "the data level is read in the modes that show the window";
+
+  calls_.clear();
+  run_succeeds = false;
+  EXPECT_EQ(StartUp("x", *this), 1);
+}
+
+TEST_F(RunModesTest, UnattendedIngresKeepsTheDefaultTicks) {
+  WriteSettings("[VNTFIXV7]\nCurDatabase=TLKD-ING\nNtc_id=7\n");
+  EXPECT_EQ(StartUp("x", *this), 0);
+  EXPECT_THAT(calls_, ElementsAre("open Ingres TLKD-ING", "load unshown", "Automatic_Fix"));
+}
+
+struct Refusal {
+  const char* command_line;
+  const char* settings;
+  const char* message;
+};
+
+TEST_F(RunModesTest, Refusals) {
+  const char* no_database = "No database specified.";
+  const char* no_notice = "VNTFixdb cannot be run on the Ingres database without specifying a ntc_id";
+  const Refusal cases[] = {
+      {"x", "", no_database},
+      {"Active", "[VNTFIXV7]\nNtc_id=3\n", no_database},
+      {"x", "[VNTFIXV7]\nCurDatabase=TLKP-ING\n", no_notice},
+      {"Active", "[VNTFIXV7]\nCurDatabase=TLKD-ING\nNtc_id=-1\n", no_notice},
+  };
+  for (const Refusal& refusal : cases) {
+    WriteSettings(refusal.settings);
+    messages_.shown.clear();
+    state_.current_database.clear();
+    EXPECT_EQ(StartUp(refusal.command_line, *this), 1);
+    EXPECT_THAT(messages_.shown, ElementsAre(ShownMessage(refusal.message, MessageStyle::kInformation)));
+    EXPECT_THAT(calls_, IsEmpty());
+  }
+}
+
+TEST_F(RunModesTest, IngresNamesAreExact) {
+  WriteSettings("[VNTFIXV7]\nCurDatabase=tlkp-ing\n");
+  EXPECT_EQ(StartUp("x", *this), 0);
+  EXPECT_EQ(calls_.front(), "open Access tlkp-ing");
+}
+
+TEST_F(RunModesTest, OpeningThatEndsTheProgram) {
+  WriteSettings("[VNTFIXV7]\nCurDatabase=/x.mdb\n");
+  open = [] { throw db::DbError(-2147467259, "engine", "The file '/x.mdb' does not exist."); };
+  EXPECT_EQ(StartUp("x", *this), 1);
+  EXPECT_THAT(messages_.shown, ElementsAre(ShownMessage("-2147467259 The file '/x.mdb' does not exist.",
+                                                        MessageStyle::kPlain)));
+  open = [] { throw EndProgram{5}; };
+  EXPECT_EQ(StartUp("Active", *this), 5);
+  EXPECT_THAT(calls_, ElementsAre("open Access /x.mdb", "open Access /x.mdb"));
+}
+
+}  // namespace
+}  // namespace vnt

@@ -1,0 +1,95 @@
+// Surroundings of a test: a folder that goes with it, variables of the environment put back, messages and
+// program state of its own.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <optional>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "startup/platform/messages.h"
+#include "startup/state/program_state.h"
+
+namespace vnt::platform {
+
+inline void PrintTo(MessageStyle style, std::ostream* out) {
+  *out << (style == MessageStyle::kPlain         ? "plain"
+           : style == MessageStyle::kInformation ? "information"
+                                                 : "critical");
+}
+
+}  // namespace vnt::platform
+
+namespace vnt::testing {
+
+namespace fs = std::filesystem;
+using platform::MessageStyle;
+
+using ShownMessage = std::pair<std::string, MessageStyle>;
+
+class RecordedMessages : public platform::Messages {
+ public:
+  void Show(std::string_view text, MessageStyle style) override { shown.emplace_back(text, style); }
+  std::vector<ShownMessage> shown;
+};
+
+class Surroundings : public ::testing::Test {
+ protected:
+  Surroundings() {
+    std::string pattern = (fs::temp_directory_path() / "vnt-test-XXXXXX").string();
+    folder_ = mkdtemp(pattern.data());
+    SetEnvironment("VNTFIX_WINDIR", (folder_ / "windows").string());
+    SetEnvironment("VNTFIX_CDRIVE", (folder_ / "c").string());
+    SetEnvironment("XDG_CONFIG_HOME", (folder_ / "config").string());
+  }
+  ~Surroundings() override {
+    for (const auto& [name, value] : former_environment_) {
+      if (value) {
+        setenv(name.c_str(), value->c_str(), 1);
+      } else {
+        unsetenv(name.c_str());
+      }
+    }
+    fs::remove_all(folder_);
+  }
+
+  // An empty value unsets the variable.
+  void SetEnvironment(const std::string& name, const std::string& value) {
+    const char* former = getenv(name.c_str());
+    former_environment_.try_emplace(name, former ? std::optional<std::string>(former) : std::nullopt);
+    if (value.empty()) {
+      unsetenv(name.c_str());
+    } else {
+      setenv(name.c_str(), value.c_str(), 1);
+    }
+  }
+
+  fs::path WriteFile(const fs::path& relative, std::string_view content) const {
+    const fs::path file = folder_ / relative;
+    fs::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << content;
+    return file;
+  }
+
+  void WriteSettings(std::string_view content) const { WriteFile("windows/KV_SOFT.ini", content); }
+
+  fs::path folder_;
+  ProgramState state_;
+  RecordedMessages messages_;
+
+ private:
+  std::map<std::string, std::optional<std::string>> former_environment_;
+  ScopedProgramState state_in_force_{state_};
+  platform::ScopedMessages messages_in_force_{messages_};
+};
+
+}  // namespace vnt::testing

@@ -31,19 +31,12 @@ void StoreFree(const FormatInfo& format, std::uint8_t* page, unsigned count) {
 
 }  // namespace
 
-RowSlot ReadSlot(const FormatInfo& format, const std::uint8_t* page, PageNo page_no, unsigned slot) {
-  const unsigned count = CheckedCount(format, page, page_no);
+void ThrowBadSlot(const FormatInfo& format, const std::uint8_t* page, PageNo page_no, unsigned slot) {
   const std::int64_t place = format.data_slots_offset + 2 * slot;
-  if (slot >= count) ThrowCorrupt("a row is looked for in a slot that does not exist", page_no, place);
-  const std::uint16_t word = LoadSlot(format, page, slot);
-  RowSlot r;
-  r.flags = word & kSlotGone;
-  r.start = word & kSlotOffsetMask;
-  r.end = slot == 0 ? format.page_size : LoadSlot(format, page, slot - 1) & kSlotOffsetMask;
-  if (r.start > r.end || r.end > format.page_size || r.start < format.data_slots_offset + 2 * count) {
-    ThrowCorrupt("the bounds of a row make no sense", page_no, place);
+  if (slot >= CheckedCount(format, page, page_no)) {
+    ThrowCorrupt("a row is looked for in a slot that does not exist", page_no, place);
   }
-  return r;
+  ThrowCorrupt("the bounds of a row make no sense", page_no, place);
 }
 
 RowPointer ReadRowPointer(const std::uint8_t* page, PageNo page_no, const RowSlot& slot) {

@@ -45,8 +45,25 @@ inline bool IsDataPageOf(const std::uint8_t* page, std::uint32_t owner) {
   return page[0] == kPageData && PageOwner(page) == owner;
 }
 
+[[noreturn]] void ThrowBadSlot(const FormatInfo& format, const std::uint8_t* page, PageNo page_no,
+                               unsigned slot);
+
 // kCorrupt when the slot does not exist or its bounds do not lie between slot table and page end.
-RowSlot ReadSlot(const FormatInfo& format, const std::uint8_t* page, PageNo page_no, unsigned slot);
+inline RowSlot ReadSlot(const FormatInfo& format, const std::uint8_t* page, PageNo page_no, unsigned slot) {
+  const unsigned count = SlotCount(format, page);
+  const std::uint32_t slots_end = format.data_slots_offset + 2 * count;
+  if (slot >= count || slots_end > format.page_size) ThrowBadSlot(format, page, page_no, slot);
+  const std::uint8_t* at = page + format.data_slots_offset + 2 * slot;
+  const auto word = LoadLe<std::uint16_t>(at);
+  RowSlot r;
+  r.flags = word & kSlotGone;
+  r.start = word & kSlotOffsetMask;
+  r.end = slot == 0 ? format.page_size : LoadLe<std::uint16_t>(at - 2) & kSlotOffsetMask;
+  if (r.start > r.end || r.end > format.page_size || r.start < slots_end) {
+    ThrowBadSlot(format, page, page_no, slot);
+  }
+  return r;
+}
 
 // The first 4 bytes of a row, as the place of another row. kCorrupt when it is shorter.
 RowPointer ReadRowPointer(const std::uint8_t* page, PageNo page_no, const RowSlot& slot);

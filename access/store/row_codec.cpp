@@ -68,31 +68,26 @@ void Put(T value, std::string* raw) {
 
 }  // namespace
 
-RowView RowView::Parse(const RowFormat& format, Bytes bytes, PageNo page, std::uint32_t offset) {
-  RowView row;
-  row.bytes = bytes;
-  row.page = page;
-  row.offset = offset;
-  row.jet3 = format.jet3;
+void RowView::ParseOrThrow(const RowFormat& format) {
+  column_count = variable_count = 0;
   const std::size_t count_bytes = format.jet3 ? 1 : 2;
-  if (bytes.size() < count_bytes) ThrowRow(row, "a row is cut short");
-  row.column_count = format.jet3 ? bytes[0] : LoadLe<std::uint16_t>(bytes.data());
-  const std::size_t mask_bytes = (row.column_count + 7u) / 8;
-  if (count_bytes + mask_bytes > bytes.size()) ThrowRow(row, "the null mask of a row does not fit");
-  row.mask_offset = static_cast<std::uint32_t>(bytes.size() - mask_bytes);
-  if (!format.has_variable) return row;
+  if (bytes.size() < count_bytes) ThrowRow(*this, "a row is cut short");
+  column_count = format.jet3 ? bytes[0] : LoadLe<std::uint16_t>(bytes.data());
+  const std::size_t mask_bytes = (column_count + 7u) / 8;
+  if (count_bytes + mask_bytes > bytes.size()) ThrowRow(*this, "the null mask of a row does not fit");
+  mask_offset = static_cast<std::uint32_t>(bytes.size() - mask_bytes);
+  if (!format.has_variable) return;
   std::size_t need = 0;
   if (format.jet3) {
-    if (row.mask_offset < 2) ThrowRow(row, "a row is cut short");
-    row.variable_count = bytes[row.mask_offset - 1];
-    need = 1u + 1 + 1 + row.variable_count + (bytes.size() - 1) / 256;
+    if (mask_offset < 2) ThrowRow(*this, "a row is cut short");
+    variable_count = bytes[mask_offset - 1];
+    need = 1u + 1 + 1 + variable_count + (bytes.size() - 1) / 256;
   } else {
-    if (row.mask_offset < 4) ThrowRow(row, "a row is cut short");
-    row.variable_count = LoadLe<std::uint16_t>(bytes.data() + row.mask_offset - 2);
-    need = 2u + 2 + 2 + 2u * row.variable_count;
+    if (mask_offset < 4) ThrowRow(*this, "a row is cut short");
+    variable_count = LoadLe<std::uint16_t>(bytes.data() + mask_offset - 2);
+    need = 2u + 2 + 2 + 2u * variable_count;
   }
-  if (need > row.mask_offset) ThrowRow(row, "the offsets of a row do not fit", row.mask_offset);
-  return row;
+  if (need > mask_offset) ThrowRow(*this, "the offsets of a row do not fit", mask_offset);
 }
 
 // Offset of variable value `index`; of the end of the last one when index is variable_count.

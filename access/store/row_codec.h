@@ -42,7 +42,15 @@ struct RowView {
   bool jet3 = false;
 
   // kCorrupt when the trailing structures do not lie inside.
-  static RowView Parse(const RowFormat& format, Bytes bytes, PageNo page, std::uint32_t offset);
+  static RowView Parse(const RowFormat& format, Bytes bytes, PageNo page, std::uint32_t offset) {
+    RowView row;
+    row.bytes = bytes;
+    row.page = page;
+    row.offset = offset;
+    row.jet3 = format.jet3;
+    if (format.jet3 || !row.ParseJet4(format.has_variable)) row.ParseOrThrow(format);
+    return row;
+  }
 
   bool MaskBit(unsigned number) const {
     return number < column_count && (bytes[mask_offset + number / 8] >> (number % 8) & 1) != 0;
@@ -54,6 +62,20 @@ struct RowView {
   bool Raw(const ColumnDef& column, Bytes* raw) const;
 
  private:
+  // False when something does not fit; ParseOrThrow says what.
+  bool ParseJet4(bool has_variable) {
+    if (bytes.size() < 3) return false;
+    column_count = LoadLe<std::uint16_t>(bytes.data());
+    const std::uint32_t size = static_cast<std::uint32_t>(bytes.size());
+    const std::uint32_t mask_bytes = (column_count + 7u) / 8;
+    if (2 + mask_bytes > size) return false;
+    mask_offset = size - mask_bytes;
+    if (!has_variable) return true;
+    if (mask_offset < 6) return false;
+    variable_count = LoadLe<std::uint16_t>(bytes.data() + mask_offset - 2);
+    return 6 + 2u * variable_count <= mask_offset;
+  }
+  void ParseOrThrow(const RowFormat& format);
   std::uint32_t VariableOffset(unsigned index) const;
 };
 

@@ -102,6 +102,7 @@ class StoredTableImpl final : public StoredTable {
   struct KeyChange {
     int index = 0;
     bool has_old = false, has_new = false;
+    bool new_is_unseen = false;  // no entry has new_key: the test for uniqueness has looked
     std::string old_key, new_key;
   };
   // A live row and where it stands.
@@ -135,7 +136,8 @@ class StoredTableImpl final : public StoredTable {
   // primary and required indexes.
   template <typename Get>
   bool BuildKey(int index, Get get, bool check, std::string* key, bool* all_null) const;
-  void RequireUnique(int index, const std::string& key, bool all_null, const RowView* old);
+  // Whether it is known afterwards that no entry has the key.
+  bool RequireUnique(int index, const std::string& key, bool all_null, const RowView* old);
   KeyChange& NextKeyChange(int index);
   void ApplyKeyChanges(RowId id);
   [[noreturn]] void ThrowDuplicate(int index, const RowView* old) const;

@@ -131,11 +131,12 @@ bool StoredTableImpl::BuildKey(int index, Get get, bool check, std::string* key,
   return !(d.ignore_nulls && *all_null);
 }
 
-void StoredTableImpl::RequireUnique(int index, const std::string& key, bool all_null, const RowView* old) {
+bool StoredTableImpl::RequireUnique(int index, const std::string& key, bool all_null, const RowView* old) {
   const IndexDef& d = def_.indexes[static_cast<std::size_t>(index)];
-  if (!d.unique && !d.primary) return;
-  if (all_null && !d.primary && !d.required) return;
+  if (!d.unique && !d.primary) return false;
+  if (all_null && !d.primary && !d.required) return false;
   if (tree(index).Contains(key)) ThrowDuplicate(index, old);
+  return true;
 }
 
 void StoredTableImpl::ThrowDuplicate(int index, const RowView* old) const {
@@ -154,7 +155,7 @@ StoredTableImpl::KeyChange& StoredTableImpl::NextKeyChange(int index) {
   if (key_changes_.size() == key_change_count_) key_changes_.emplace_back();
   KeyChange& change = key_changes_[key_change_count_];
   change.index = index;
-  change.has_old = change.has_new = false;
+  change.has_old = change.has_new = change.new_is_unseen = false;
   return change;
 }
 
@@ -169,7 +170,9 @@ void StoredTableImpl::ApplyKeyChanges(RowId id) {
     }
     if (change.has_new) {
       // Counts keys that were never seen; like Access, it is not lowered when keys go.
-      if (!index.Contains(change.new_key)) ++counters_.distinct[static_cast<std::size_t>(change.index)];
+      if (change.new_is_unseen || !index.Contains(change.new_key)) {
+        ++counters_.distinct[static_cast<std::size_t>(change.index)];
+      }
       index.Insert(change.new_key, id);
     }
   }
@@ -432,7 +435,7 @@ RowId StoredTableImpl::Insert(const std::vector<Value>& values) {
     };
     change.has_new = BuildKey(index, get, true, &change.new_key, &all_null);
     if (!change.has_new) continue;
-    RequireUnique(index, change.new_key, all_null, nullptr);
+    change.new_is_unseen = RequireUnique(index, change.new_key, all_null, nullptr);
     ++key_change_count_;
   }
   AssembleRow(nullptr);
@@ -477,7 +480,7 @@ void StoredTableImpl::Update(RowId id, const std::vector<ColumnChange>& changes)
     change.has_new = BuildKey(
         index, [&](int c) { return NewValue(c, &at.view); }, true, &change.new_key, &new_null);
     if (change.has_old == change.has_new && (!change.has_old || change.old_key == change.new_key)) continue;
-    if (change.has_new) RequireUnique(index, change.new_key, new_null, &at.view);
+    if (change.has_new) change.new_is_unseen = RequireUnique(index, change.new_key, new_null, &at.view);
     ++key_change_count_;
   }
   if (!patch) AssembleRow(&at.view);

@@ -249,6 +249,10 @@ class Database {
 
   // For the checker and tests.
   virtual PageStore& pages() = 0;
+
+ protected:
+  // To refuse changes through an object that a newer definition has replaced.
+  static TableDef& MutableDef(Table& table) { return table.def_; }
 };
 
 // Everything between construction and Commit() happens whole or, when Commit() is not reached, not at all.

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <numeric>
 
-#include "access/store/tdef.h"
+#include "access/store/data_page.h"
 
 namespace jet {
 namespace {
@@ -114,7 +114,7 @@ FileHeader ReadFileHeader(File& file, const std::string& path) {
   if (!format.jet3) h.created = LoadLe<double>(&page[kCreatedOffset]);
   RefuseProtected(page, format, h.created, path);
 
-  h.global_map = LoadRowPointer(&page[0x18]);
+  h.global_map = LoadPointer(&page[0x18]);
   h.objects = LoadLe<std::uint32_t>(&page[0x20]);
   h.aces = LoadLe<std::uint32_t>(&page[0x24]);
   h.queries = LoadLe<std::uint32_t>(&page[0x28]);

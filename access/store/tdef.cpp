@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <set>
 
+#include "access/store/data_page.h"
 #include "access/store/names.h"
 
 namespace jet {
@@ -215,12 +216,6 @@ std::string ReadOnlyReason(const TableDef& def, const FormatInfo& format) {
 
 }  // namespace
 
-RowPointer LoadRowPointer(const std::uint8_t* p) { return {LoadLe24(p + 1), p[0]}; }
-
-void StoreRowPointer(std::uint8_t* p, RowPointer pointer) {
-  StoreLe<std::uint32_t>(p, pointer.page << 8 | pointer.row);
-}
-
 int TableDef::FindColumn(std::string_view column_name) const {
   for (std::size_t i = 0; i < columns.size(); ++i) {
     if (SameName(columns[i].name, column_name)) return static_cast<int>(i);
@@ -294,8 +289,8 @@ Definition InterpretTdef(const RawTdef& raw, const DefinitionContext& context, P
   if (layout.max_columns > kMaxColumns || layout.variable_columns > layout.max_columns) {
     ThrowCorrupt("a table definition has an impossible number of columns", page, f.tdef_max_columns_offset);
   }
-  layout.owned_map = LoadRowPointer(block + f.tdef_owned_map_offset);
-  layout.free_map = LoadRowPointer(block + f.tdef_free_map_offset);
+  layout.owned_map = LoadPointer(block + f.tdef_owned_map_offset);
+  layout.free_map = LoadPointer(block + f.tdef_free_map_offset);
   layout.row_count_offset = f.tdef_row_count_offset;
   layout.auto_number_offset = f.tdef_auto_number_offset;
   d.core_system = d.def.system = block[f.tdef_type_offset] == 0x53;
@@ -308,7 +303,7 @@ Definition InterpretTdef(const RawTdef& raw, const DefinitionContext& context, P
   for (std::size_t i = 0; i < raw.real_indexes.size(); ++i) {
     const std::string& index = raw.real_indexes[i];
     d.def.indexes.push_back(InterpretIndex(index, d.def.columns, context, page));
-    layout.index_maps.push_back(LoadRowPointer(AsBytes(index).data() + f.real_index_map_offset));
+    layout.index_maps.push_back(LoadPointer(AsBytes(index).data() + f.real_index_map_offset));
     layout.distinct_count_offsets.push_back(static_cast<std::uint32_t>(
         f.tdef_counters_offset + i * f.tdef_counter_bytes + f.tdef_distinct_count_offset));
   }
@@ -317,7 +312,7 @@ Definition InterpretTdef(const RawTdef& raw, const DefinitionContext& context, P
 
   for (const std::string& record : raw.long_columns) {
     const std::uint8_t* p = AsBytes(record).data();
-    layout.long_columns[LoadLe<std::uint16_t>(p)] = {LoadRowPointer(p + 2), LoadRowPointer(p + 6)};
+    layout.long_columns[LoadLe<std::uint16_t>(p)] = {LoadPointer(p + 2), LoadPointer(p + 6)};
   }
   d.def.read_only_reason = ReadOnlyReason(d.def, f);
   return d;

@@ -80,8 +80,4 @@ Definition InterpretTdef(const RawTdef& raw, const DefinitionContext& context, P
 // All three together. The definition's name stays empty: only the catalog knows it.
 Definition ReadDefinition(PageStore& pages, const DefinitionContext& context, PageNo page);
 
-// Field access for the writing side and the checker.
-RowPointer LoadRowPointer(const std::uint8_t* p);
-void StoreRowPointer(std::uint8_t* p, RowPointer pointer);
-
 }  // namespace jet

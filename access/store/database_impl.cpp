@@ -1,0 +1,182 @@
+#include "access/store/database_impl.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "access/store/names.h"
+#include "access/store/properties.h"
+
+namespace jet {
+namespace {
+
+constexpr const char* kJournalSuffix = "-vntjournal";
+constexpr const char* kReplacedReason = "its definition has changed meanwhile";
+
+std::string NamesFile(const std::string& path) { return fmt::format("\"{}\"", path); }
+
+// A journal that an interrupted checkpoint left can only be rolled back by a writer.
+void RollBackJournal(FileSystem& files, const std::string& path, const std::string& journal) {
+  if (!files.Exists(journal) || !files.Exists(path)) return;
+  std::unique_ptr<File> file = files.Open(path, OpenMode::kReadWrite);
+  // Page 0 never changes, so it can be trusted even now.
+  const std::uint32_t page_size = ReadFileHeader(*file, path).format->page_size;
+  PageStore store(files, std::move(file), journal, true, page_size);
+}
+
+}  // namespace
+
+std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& path, OpenMode mode,
+                                         const Options& options) {
+  if (mode == OpenMode::kCreateNew) throw Error(ErrorKind::kInvalid, "A new database is made with Create.");
+  const std::string journal = path + kJournalSuffix;
+  if (mode == OpenMode::kRead) RollBackJournal(files, path, journal);
+  std::unique_ptr<File> file = files.Open(path, mode);
+  FileHeader header = ReadFileHeader(*file, path);
+  if (mode == OpenMode::kReadWrite) {
+    if (header.format->jet3 || header.read_only_version) {
+      file.reset();
+      return Open(files, path, OpenMode::kRead, options);
+    }
+    const std::string users = files.AccessUsers(path);
+    if (!users.empty()) {
+      throw Error(ErrorKind::kLocked, fmt::format("{} is open in Access, by {}.", NamesFile(path), users));
+    }
+  }
+  if (!files.Exists(journal) && file->Size() % header.format->page_size != 0) {
+    throw Error(ErrorKind::kCorrupt, fmt::format("{} is cut short: it ends within a page.", NamesFile(path)));
+  }
+  PageStoreOptions page_options = options.pages;
+  page_options.max_file_bytes = std::min(page_options.max_file_bytes, header.format->max_file_bytes);
+  auto pages = std::make_unique<PageStore>(files, std::move(file), journal, mode == OpenMode::kReadWrite,
+                                           header.format->page_size, page_options);
+  return std::make_unique<DatabaseImpl>(path, std::move(pages), header);
+}
+
+void Database::Create(FileSystem& files, const std::string& path, Format format) {
+  if (format == Format::kJet3) throw Error(ErrorKind::kNotSupported, "Access 97 databases cannot be made.");
+  MakeEmptyDatabase(files, path, GetFormatInfo(format));
+}
+
+DatabaseImpl::DatabaseImpl(std::string path, std::unique_ptr<PageStore> pages, const FileHeader& header)
+    : path_(std::move(path)),
+      pages_(std::move(pages)),
+      header_(header),
+      allocator_(MakePageAllocator(*pages_, *header_.format)),
+      context_{*pages_, *header_.format, *allocator_, header_.code_page} {
+  for (const PageNo page : {PageNo{1}, header_.objects}) {
+    const std::uint8_t type = page == 1 ? kPageData : kPageTdef;
+    if (page >= pages_->page_count() || pages_->Read(page).data()[0] != type) {
+      ThrowCorrupt("the catalog of the database does not begin here", page, 0);
+    }
+  }
+  auto objects = LoadTable(header_.objects, "MSysObjects", {}, true);
+  auto aces = LoadTable(header_.aces, "MSysACEs", {}, true);
+  catalog_ = std::make_unique<jet::Catalog>(std::move(objects), std::move(aces));
+}
+
+std::shared_ptr<StoredTable> DatabaseImpl::LoadTable(PageNo tdef_page, const std::string& name,
+                                                     const std::string& properties, bool system) {
+  if (const auto it = tables_.find(tdef_page); it != tables_.end()) return it->second;
+  Definition d = ReadDefinition(*pages_, definition_context(), tdef_page);
+  d.def.name = name;
+  d.def.system |= system;
+  ApplyProperties(properties, *header_.format, &d.def);
+  if (header_.read_only_version) d.def.read_only_reason = "the version of the file is known for reading only";
+  auto table = MakeStoredTable(context_, std::move(d.def), std::move(d.layout));
+  if (pages_->in_statement()) table->OnBeginStatement();
+  tables_[tdef_page] = table;
+  return table;
+}
+
+std::shared_ptr<Table> DatabaseImpl::FindTable(std::string_view name) {
+  const CatalogRow* row = catalog_->Find(name);
+  if (row == nullptr || row->entry.type != object_type::kTable) return nullptr;
+  const auto page = static_cast<PageNo>(row->entry.id);
+  if (const auto it = tables_.find(page); it != tables_.end()) return it->second;
+  return LoadTable(page, row->entry.name, catalog_->Properties(*row), row->entry.system());
+}
+
+void DatabaseImpl::BeginStatement() {
+  pages_->BeginStatement();
+  for (const auto& [page, table] : tables_) table->OnBeginStatement();
+}
+
+void DatabaseImpl::CommitStatement() {
+  pages_->CommitStatement();
+  for (const auto& [page, table] : tables_) table->OnCommitStatement();
+  replaced_.clear();
+}
+
+void DatabaseImpl::RollbackStatement() {
+  pages_->RollbackStatement();
+  allocator_->Forget();
+  catalog_->Forget();
+  if (!replaced_.empty()) ++schema_version_;
+  for (auto& [page, old] : replaced_) {
+    if (old == nullptr) {
+      tables_.erase(page);
+      continue;
+    }
+    MutableDef(*old).read_only_reason.clear();
+    tables_[page] = old;
+  }
+  replaced_.clear();
+  for (const auto& [page, table] : tables_) table->OnRollbackStatement();
+}
+
+void DatabaseImpl::Checkpoint() {
+  if (!pages_->writable()) return;
+  if (pages_->in_statement())
+    throw Error(ErrorKind::kInvalid, "A checkpoint was asked for within a statement.");
+  for (const auto& [page, table] : tables_) table->Flush();
+  pages_->Checkpoint();
+}
+
+void DatabaseImpl::InStatement(const std::function<void()>& change) {
+  RequireWritable();
+  if (pages_->in_statement()) {
+    change();
+    return;
+  }
+  StatementScope scope(*this);
+  change();
+  scope.Commit();
+}
+
+void DatabaseImpl::RequireWritable() const {
+  if (pages_->writable()) return;
+  throw Error(
+      ErrorKind::kReadOnly,
+      header_.format->jet3
+          ? fmt::format("{} is an Access 97 database, which can be read but not changed.", NamesFile(path_))
+          : fmt::format("{} is open for reading only.", NamesFile(path_)));
+}
+
+const CatalogRow& DatabaseImpl::RequireTable(const std::string& name) {
+  const CatalogRow* row = catalog_->Find(name);
+  if (row == nullptr) throw Error(ErrorKind::kNotFound, fmt::format("There is no table \"{}\".", name));
+  if (row->entry.type != object_type::kTable) {
+    throw Error(ErrorKind::kInvalid, fmt::format("\"{}\" is a query or a link, not a table.", name));
+  }
+  if (row->entry.system()) {
+    throw Error(ErrorKind::kInvalid,
+                fmt::format("\"{}\" is a system table; its definition cannot be changed.", name));
+  }
+  return *row;
+}
+
+void DatabaseImpl::Replace(PageNo tdef_page) {
+  const auto it = tables_.find(tdef_page);
+  const std::shared_ptr<StoredTable> old = it == tables_.end() ? nullptr : it->second;
+  // Only the state before the statement matters, should it change a table twice.
+  replaced_.emplace(tdef_page, old);
+  if (old != nullptr) {
+    MutableDef(*old).read_only_reason = kReplacedReason;
+    tables_.erase(it);
+  }
+  ++schema_version_;
+}
+
+}  // namespace jet

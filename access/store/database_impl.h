@@ -1,0 +1,102 @@
+// An open file: header, pages, allocator, catalog and the tables that were asked for.
+//
+// Tables are kept by the page of their definition, in one object each, until the definition changes. A change
+// of a definition puts a new object in place of the old one, which can be read on but no longer be changed
+// through; when the statement is rolled back the old object, whose counters are the true ones, comes back.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "access/store/catalog.h"
+#include "access/store/database.h"
+#include "access/store/file_header.h"
+#include "access/store/layout.h"
+#include "access/store/tdef.h"
+#include "access/store/tdef_write.h"
+
+namespace jet {
+
+class DatabaseImpl final : public Database {
+ public:
+  DatabaseImpl(std::string path, std::unique_ptr<PageStore> pages, const FileHeader& header);
+
+  const std::string& path() const override { return path_; }
+  Format format() const override { return header_.format->format; }
+  bool writable() const override { return pages_->writable(); }
+
+  std::vector<CatalogEntry> Catalog() override { return catalog_->List(); }
+  std::shared_ptr<Table> FindTable(std::string_view name) override;
+  std::uint64_t schema_version() const override { return schema_version_; }
+
+  void CreateTable(const std::string& name, const std::vector<NewColumn>& columns,
+                   const std::vector<NewIndex>& indexes) override;
+  void DropTable(const std::string& name) override;
+  void AddColumn(const std::string& table, const NewColumn& column) override;
+  void CreateIndex(const std::string& table, const NewIndex& index) override;
+  void DropIndex(const std::string& table, const std::string& index) override;
+
+  void BeginStatement() override;
+  void CommitStatement() override;
+  void RollbackStatement() override;
+  void Checkpoint() override;
+  bool has_changes() const override { return pages_->has_changes(); }
+  PageStore& pages() override { return *pages_; }
+
+  // ---- For the checker, and for making new files. ----
+
+  const FileHeader& header() const { return header_; }
+  StoreContext& context() { return context_; }
+  DefinitionContext definition_context() const {
+    return {*header_.format, header_.lcid, header_.sort_version};
+  }
+  // The table whose definition begins on that page.
+  std::shared_ptr<StoredTable> LoadTable(PageNo tdef_page, const std::string& name,
+                                         const std::string& properties, bool system);
+  std::shared_ptr<StoredTable> core_table(PageNo tdef_page) { return tables_.at(tdef_page); }
+  // The catalog has been filled from outside.
+  void ForgetCatalog() { catalog_->Forget(); }
+  // Makes a table of exactly these columns and indexes, places assigned. `flags` as in the catalog.
+  // Returns the page of its definition.
+  PageNo MakeTable(const std::string& name, const TableSpec& spec, std::uint32_t flags,
+                   const std::string& properties);
+
+ private:
+  // A definition that is about to change.
+  struct Change {
+    const CatalogRow* row = nullptr;
+    std::shared_ptr<StoredTable> table;
+    std::vector<PageNo> chain;
+    RawTdef raw;
+    Definition definition;
+  };
+
+  // Runs `change` in the open statement, or in one of its own.
+  void InStatement(const std::function<void()>& change);
+  void RequireWritable() const;
+  const CatalogRow& RequireTable(const std::string& name);
+  Change BeginChange(const std::string& table_name);
+  std::shared_ptr<StoredTable> EndChange(Change* change);
+  // Puts the table's object aside until the statement ends.
+  void Replace(PageNo tdef_page);
+  bool HasRelationship(const std::string& table_name);
+
+  std::string path_;
+  std::unique_ptr<PageStore> pages_;
+  FileHeader header_;
+  std::unique_ptr<PageAllocator> allocator_;
+  StoreContext context_;
+  std::map<PageNo, std::shared_ptr<StoredTable>> tables_;
+  std::unique_ptr<jet::Catalog> catalog_;
+  std::uint64_t schema_version_ = 1;
+  // What stood in tables_ before the statement changed it; null: nothing.
+  std::map<PageNo, std::shared_ptr<StoredTable>> replaced_;
+};
+
+// Makes the core tables of a new file in an empty page store, and fills the catalog. See create_database.cpp.
+void MakeEmptyDatabase(FileSystem& files, const std::string& path, const FormatInfo& format);
+
+}  // namespace jet

@@ -25,8 +25,10 @@
 
 #include "bench/sqlite_copy.h"
 #include "bench/sqlite_provider.h"
+#include "access/store/database.h"
 #include "db/guards/guards.h"
 #include "samples/sample_database.h"
+#include "startup/platform/messages.h"
 #include "startup/platform/settings.h"
 #include "startup/state/program_state.h"
 #include "ui/runner/fix_runner.h"

@@ -1,10 +1,12 @@
 #include "startup/unshown_window.h"
 
+#include "ui/runner/run_report.h"
+
 namespace vnt {
 
 bool UnshownWindow::Automatic_Fix() {
-  RunObserver nobody;
-  const RunResult result = RunFixes(selection_, nobody);
+  const std::unique_ptr<RunObserver> report = MakeReportFromEnvironment();
+  const RunResult result = RunFixes(selection_, *report);
   return !result.refused && !result.failed();
 }
 

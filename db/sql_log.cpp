@@ -1,11 +1,11 @@
 #include "db/sql_log.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
 
+#include "db/environment.h"
 #include "db/error.h"
 
 namespace vnt::db {
@@ -22,15 +22,6 @@ std::unique_ptr<SqlLog>& TheLog() {
   return log;
 }
 
-std::filesystem::path LogPath() {
-#ifdef _WIN32
-  const wchar_t* name = _wgetenv(L"VNTFIX_SQL_LOG");
-#else
-  const char* name = std::getenv("VNTFIX_SQL_LOG");
-#endif
-  return name == nullptr ? std::filesystem::path() : std::filesystem::path(name);
-}
-
 std::string Utf8(const std::filesystem::path& path) {
   const std::u8string text = path.u8string();
   return std::string(text.begin(), text.end());
@@ -40,7 +31,7 @@ std::string Utf8(const std::filesystem::path& path) {
 
 void RefreshSqlLog() {
   auto& log = TheLog();
-  const std::filesystem::path path = LogPath();
+  const std::filesystem::path path = EnvironmentPath("VNTFIX_SQL_LOG");
   if (log ? log->path == path : path.empty()) return;
   log.reset();
   if (path.empty()) return;

@@ -27,9 +27,10 @@ std::int32_t NumberOf(const jet::Error& error) {
     case jet::ErrorKind::kNotFound:
       if (Says(error.what(), "column")) return kErrParameter;
       if (Says(error.what(), "table")) return kErrMissingTable;
+      if (Says(error.what(), "function")) return kErrSyntax;
       return kErrNotFound;
     case jet::ErrorKind::kConstraint:
-      return Says(error.what(), "required") || Says(error.what(), "Null") ? kErrIntegrity : kErrKeyViolation;
+      return Says(error.what(), "duplicate") ? kErrKeyViolation : kErrIntegrity;
     case jet::ErrorKind::kNull:
       return kErrIntegrity;
     case jet::ErrorKind::kReadOnly:

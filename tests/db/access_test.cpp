@@ -221,7 +221,9 @@ TEST_F(AccessFiles, DroppedTableLeavesItsKeysetHarmless) {
   }
   rs.Close();
   EXPECT_EQ(First(cn, "SELECT COUNT(*) FROM t"), "1");
-  if (dropped == 0) EXPECT_EQ(First(cn, "SELECT COUNT(*) FROM w WHERE b = 'something else'"), "100");
+  if (dropped == 0) {
+    EXPECT_EQ(First(cn, "SELECT COUNT(*) FROM w WHERE b = 'something else'"), "100");
+  }
 }
 
 TEST_F(AccessFiles, FilesOfOtherKindsAreRefused) {

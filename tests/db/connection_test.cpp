@@ -104,7 +104,9 @@ TEST_F(CadoDb, ChoosesTheProviderByTheName) {
     const std::int32_t number = ErrorNumber([&] { ado.OpenADOConnection(); }, &description);
     EXPECT_EQ(number, c.opens ? 0 : kErrNotFound);
     EXPECT_EQ(ado.Cn().ConnectionString, c.expected + c.name + ";");
-    if (!c.opens) EXPECT_NE(description.find(c.name), std::string::npos);
+    if (!c.opens) {
+      EXPECT_NE(description.find(c.name), std::string::npos);
+    }
   }
 }
 
@@ -200,6 +202,9 @@ TEST(EngineErrors, GetTheirNumbers) {
       {ErrorKind::kNotFound, "The file \"column table.mdb\" does not exist.", kErrNotFound},
       {ErrorKind::kNotFound, "There is no table \"column\".", kErrMissingTable},
       {ErrorKind::kNotFound, "Table \"t\" has no column \"c\".", kErrParameter},
+      {ErrorKind::kNotFound, "There is no function 'table'.", kErrSyntax},
+      {ErrorKind::kConstraint, "The change would make a duplicate key in table \"Null\".", kErrKeyViolation},
+      {ErrorKind::kConstraint, "Column \"duplicate\" must not be Null.", kErrIntegrity},
       {ErrorKind::kReadOnly, "x", kErrReadOnly},
       {ErrorKind::kTooLong, "x", kErrTruncated},
       {ErrorKind::kOverflow, "x", kErrTruncated},

@@ -1,0 +1,12 @@
+#include <cstdlib>
+
+#include "db/environment.h"
+
+namespace vnt::db {
+
+std::filesystem::path EnvironmentPath(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? std::filesystem::path() : std::filesystem::path(value);
+}
+
+}  // namespace vnt::db

@@ -1,0 +1,15 @@
+#include <cstdlib>
+#include <string>
+
+#include "db/environment.h"
+
+namespace vnt::db {
+
+// The narrow variables are in the system's code page, which cannot name every file.
+std::filesystem::path EnvironmentPath(const char* name) {
+  const std::string narrow = name;
+  const wchar_t* value = _wgetenv(std::wstring(narrow.begin(), narrow.end()).c_str());
+  return value == nullptr ? std::filesystem::path() : std::filesystem::path(value);
+}
+
+}  // namespace vnt::db

@@ -21,6 +21,7 @@
 // inside the page whatever it holds, and raise kCorrupt where it makes no sense.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <string_view>
@@ -65,7 +66,7 @@ class TargetBuffer : public Target {
   TargetBuffer(std::string_view key, RowId row) {
     data = room_.data();
     key_size = static_cast<unsigned>(key.size());
-    std::memcpy(room_.data(), key.data(), key.size());
+    std::copy(key.begin(), key.end(), room_.begin());
     StoreBe32(room_.data() + key.size(), row.packed);
   }
   explicit TargetBuffer(const Target& other) {

@@ -3,11 +3,13 @@
 
 #include <wx/app.h>
 #include <wx/init.h>
+#include <wx/log.h>
 #include <wx/toplevel.h>
 
 #include <clocale>
 #include <iostream>
 #include <optional>
+#include <stdexcept>
 #include <string>
 
 #include "startup/databases.h"
@@ -45,6 +47,7 @@ class Toolkit {
  public:
   explicit Toolkit(char* program_name) : arguments_{program_name, nullptr} {
     wxApp::SetInstance(new Application);
+    const wxLogNull quiet;  // a display that does not answer is told by whoever needs it
     started_ = wxEntryStart(argument_count_, arguments_) && wxTheApp->CallOnInit();
     // The toolkit takes the user's locale into force; numbers in files and SQL are written with a point
     // everywhere.

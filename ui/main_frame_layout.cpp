@@ -146,12 +146,17 @@ void frmMain::CreateStatusBarPanels() {
                                 "sbStatusBar");
   // Menu items would else write their help texts over the database's name.
   SetStatusBarPane(-1);
-  const auto width = [&](const wxString& text) {
-    return sbStatusBar->GetTextExtent(text).GetWidth() + FromDIP(20);
+  const auto width = [&](const wxString& text, int room) {
+    return sbStatusBar->GetTextExtent(text).GetWidth() + FromDIP(room);
   };
+  constexpr int kRoom = 20;
+  constexpr int kRoomWithGrip = 48;
   const wxDateTime widest(28, wxDateTime::Dec, 2028, 22, 58);
-  const std::array<int, kPanels> widths = {-1, width(widest.FormatDate()), width(widest.Format("%H:%M"))};
+  const std::array<int, kPanels> widths = {-1, width(widest.FormatDate(), kRoom),
+                                           width(widest.Format("%H:%M"), kRoomWithGrip)};
   sbStatusBar->SetStatusWidths(kPanels, widths.data());
+  const std::array<int, kPanels> styles = {wxSB_SUNKEN, wxSB_SUNKEN, wxSB_SUNKEN};
+  sbStatusBar->SetStatusStyles(kPanels, styles.data());
 }
 
 }  // namespace vnt::ui

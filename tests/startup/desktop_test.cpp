@@ -1,12 +1,6 @@
-// Documents, the per-user store, the display and data sources on systems with X or Wayland.
+// Documents, the per-user store and data sources on systems with X or Wayland.
 
 #include "startup/platform/desktop.h"
-
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <unistd.h>
-
-#include <cstring>
 
 #include "help/help.h"
 #include "startup/platform/settings.h"
@@ -75,30 +69,6 @@ TEST_F(DesktopTest, UserSettingsAreKeptSideBySide) {
   SetEnvironment("XDG_CONFIG_HOME", file);
   SaveUserSetting("Settings", "MainLeft", 1);
   EXPECT_EQ(ReadProfileInt(file, "Settings", "MainLeft", 0), 300);
-}
-
-TEST_F(DesktopTest, DisplayMustAnswer) {
-  SetEnvironment("DISPLAY", "");
-  SetEnvironment("WAYLAND_DISPLAY", "");
-  EXPECT_FALSE(HasDisplay());
-  SetEnvironment("DISPLAY", ":54321");
-  EXPECT_FALSE(HasDisplay());
-  SetEnvironment("DISPLAY", "nonsense");
-  EXPECT_FALSE(HasDisplay());
-
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  const std::string path = (folder_ / "wayland-9").string();
-  ASSERT_LT(path.size(), sizeof(address.sun_path));
-  std::memcpy(address.sun_path, path.data(), path.size());
-  const int server = socket(AF_UNIX, SOCK_STREAM, 0);
-  ASSERT_EQ(bind(server, reinterpret_cast<const sockaddr*>(&address), sizeof(address)), 0);
-  SetEnvironment("XDG_RUNTIME_DIR", folder_.string());
-  SetEnvironment("WAYLAND_DISPLAY", "wayland-9");
-  EXPECT_FALSE(HasDisplay()) << "a socket left by a server that ended";
-  ASSERT_EQ(listen(server, 4), 0);
-  EXPECT_TRUE(HasDisplay());
-  close(server);
 }
 
 TEST_F(DesktopTest, DataSourceOfAnUnknownDriverIsRefused) {

@@ -207,15 +207,19 @@ std::vector<IndexSpec> MakeIndexSpecs(const std::string& table, const std::vecto
 // fixed column whose number is larger than those of all present ones.
 bool MayHideFixedColumn(const TableDef& def, const TableLayout& layout) {
   int last_fixed = -1;
-  std::size_t variable_left = 0, after = 0;
+  std::size_t variable_before = 0;  // a fixed column says how many variable ones came before it
   for (const ColumnDef& c : def.columns) {
-    if (c.fixed && c.type != ColumnType::kBoolean) last_fixed = std::max<int>(last_fixed, c.number);
-    variable_left += !c.fixed;
+    if (!c.fixed || c.type == ColumnType::kBoolean || c.number < last_fixed) continue;
+    last_fixed = c.number;
+    variable_before = c.variable_index;
   }
-  for (const ColumnDef& c : def.columns) after += c.number > last_fixed;
-  const std::size_t dropped_after = static_cast<std::size_t>(layout.max_columns - 1 - last_fixed) - after;
-  const std::size_t dropped_variable = layout.variable_columns - variable_left;
-  return dropped_after > dropped_variable || (dropped_after > 0 && dropped_after != dropped_variable);
+  std::size_t left = 0, variable_left = 0;
+  for (const ColumnDef& c : def.columns) {
+    left += c.number > last_fixed;
+    variable_left += c.number > last_fixed && !c.fixed;
+  }
+  const std::size_t dropped = layout.max_columns - static_cast<std::size_t>(last_fixed + 1) - left;
+  return dropped + variable_before + variable_left != layout.variable_columns;
 }
 
 // Number and place of a column that is added to an existing table.

@@ -1,0 +1,134 @@
+#include "tests/fixes/notice_database.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "access/check/check.h"
+#include "access/store/database.h"
+#include "db/access_provider/access_provider.h"
+#include "samples/schema.h"
+
+namespace vnt::test {
+namespace {
+
+std::unique_ptr<db::cadodb> OpenFile(const std::string& file) {
+  auto connection = std::make_unique<db::cadodb>();
+  connection->DBName = db::Value::Text(file);
+  connection->OpenADOConnection();
+  return connection;
+}
+
+void Create(jet::FileSystem& files, const std::string& file, samples::Schema schema) {
+  jet::Database::Create(files, file, jet::Format::kJet4);
+  const auto connection = OpenFile(file);
+  for (const std::string_view statement : samples::SchemaStatements(schema))
+    connection->Cn().Execute(statement);
+  connection->Cn().Close();
+}
+
+void RunAll(db::Connection& connection, std::string_view statements) {
+  while (!statements.empty()) {
+    const std::size_t end = statements.find(';');
+    const std::string_view statement = statements.substr(0, end);
+    if (statement.find_first_not_of(" \n") != std::string_view::npos) connection.Execute(statement);
+    if (end == std::string_view::npos) return;
+    statements.remove_prefix(end + 1);
+  }
+}
+
+std::string NewFolder() {
+  const auto folder =
+      std::filesystem::temp_directory_path() /
+      ("vnt-drive-c-" + std::to_string(reinterpret_cast<std::uintptr_t>(&RunAll)) + "-" +
+       std::to_string(std::filesystem::file_time_type::clock::now().time_since_epoch().count()));
+  std::filesystem::create_directories(folder);
+  return folder.string();
+}
+
+}  // namespace
+
+void RecordedMessages::Show(std::string_view text, platform::MessageStyle style) {
+  const char* name = style == platform::MessageStyle::kPlain         ? "plain: "
+                     : style == platform::MessageStyle::kInformation ? "information: "
+                                                                     : "critical: ";
+  shown.push_back(name + std::string(text));
+}
+
+NoticeDatabase::NoticeDatabase() : scoped_messages_(messages), scoped_state_(state), drive_c_(NewFolder()) {
+  setenv("VNTFIX_CDRIVE", drive_c_.c_str(), 1);
+  db::SetFileSystemForTest(&files_);
+  Create(files_, kNotice, samples::Schema::kNotice);
+  Create(files_, kReference, samples::Schema::kReference);
+  Create(files_, kTemplate, samples::Schema::kTemplate);
+  settings.Set("GLOBAL", "VeltRefdb", kReference);
+  settings.Set("GLOBAL", "EmptyDBV6", kTemplate);
+  state.current_database = kNotice;
+  state.reference_database = kReference;
+  state.main_connection = OpenFile(kNotice);
+  state.second_connection = OpenFile(kNotice);
+}
+
+NoticeDatabase::~NoticeDatabase() {
+  CloseAll();
+  try {
+    const auto database = jet::Database::Open(files_, kNotice, jet::OpenMode::kRead);
+    for (const jet::Finding& finding : jet::CheckDatabase(*database)) {
+      if (finding.fatal) ADD_FAILURE() << "page " << finding.page << ": " << finding.text;
+    }
+  } catch (const jet::Error& error) {
+    ADD_FAILURE() << "The notice database cannot be opened any more: " << error.what();
+  }
+  db::SetFileSystemForTest(nullptr);
+  std::error_code ignored;
+  std::filesystem::remove_all(drive_c_, ignored);
+}
+
+void NoticeDatabase::CloseAll() {
+  state.main_connection.reset();
+  state.second_connection.reset();
+  state.reference_connection.reset();
+}
+
+void NoticeDatabase::Run(std::string_view statements) { RunAll(MainCn(), statements); }
+
+void NoticeDatabase::RunOn(const std::string& file, std::string_view statements) {
+  const auto connection = OpenFile(file);
+  RunAll(connection->Cn(), statements);
+  connection->Cn().Close();
+}
+
+std::vector<std::string> NoticeDatabase::Rows(std::string_view query) {
+  db::Recordset records;
+  records.Open(query, MainCn());
+  std::vector<std::string> rows;
+  for (; !records.Eof(); records.MoveNext()) {
+    std::string row;
+    for (int i = 0; i < records.FieldCount(); ++i) {
+      const db::Value value = records.Get(i);
+      row += (i == 0 ? "" : "|") + (value.is_null() ? std::string("-") : value.ToText());
+    }
+    rows.push_back(row);
+  }
+  return rows;
+}
+
+std::vector<std::string> NoticeDatabase::SentBy(const std::function<void()>& work) {
+  std::vector<std::string> sent;
+  db::Connection::SetObserver([&](const db::StatementEvent& event) {
+    if (!event.text.empty()) sent.emplace_back(event.text);
+  });
+  work();
+  db::Connection::SetObserver({});
+  return sent;
+}
+
+void NoticeDatabase::OpenReference() {
+  state.reference_connection = std::make_unique<db::cadodb>();
+  state.reference_connection->DBName = db::Value::Text(kReference);
+  state.reference_connection->Mode = db::AccessMode::kRead;
+  state.reference_connection->OpenADOConnection();
+}
+
+}  // namespace vnt::test

@@ -1,0 +1,189 @@
+// The runner: refusals and their order, order of fixes, its trap, counting, history stamp, durability.
+
+#include <gtest/gtest.h>
+
+#include "tests/fixes/notice_database.h"
+#include "ui/runner/fix_runner.h"
+
+namespace vnt::test {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// Notes what a run tells.
+class Recorder : public RunObserver {
+ public:
+  void RunStarts() override { events.push_back("start"); }
+  void FixStarts(const FixEntry& fix, int number, int count) override {
+    events.push_back(std::to_string(number) + "/" + std::to_string(count) + " " + std::to_string(fix.index));
+  }
+  void FixEnds(const FixResult& result) override {
+    events.push_back(result.fix != nullptr ? "end" : "stamp");
+  }
+  void RunEnds() override { events.push_back("done"); }
+  Lines events;
+};
+
+FixSelection Select(std::initializer_list<int> indices) {
+  FixSelection selection;
+  for (const int index : indices) selection.set(static_cast<std::size_t>(index));
+  return selection;
+}
+
+RunResult RunOf(std::initializer_list<int> indices) {
+  RunObserver observer;
+  return RunFixes(Select(indices), observer);
+}
+
+TEST(Runner, RefusesInOrderWithItsOwnWords) {
+  NoticeDatabase database;
+  database.Run("insert into notice (ntc_id) values (1)");
+  // The last condition fails first: each step below makes an earlier one fail as well.
+  const std::pair<std::function<void()>, const char*> kSteps[] = {
+      {[&] { database.settings.Set("GLOBAL", "VeltRefdb", "missing.mdb"); },
+       "critical: Problem opening the velt reference database.  Please make sure it has been installed. "},
+      {[&] { database.state.read_only = true; }, "critical: VNTFixdb cannot fix a readonly database. "},
+      {[&] { database.settings.Set("GLOBAL", "VeltRefdb", ""); },
+       "plain: Cannot find veltrefdb in the kv_soft ini file"},
+      {[&] { database.state.current_database.clear(); },
+       "information: No Database open.  Please open a database to fix."}};
+  for (const auto& [fail, message] : kSteps) {
+    fail();
+    database.messages.shown.clear();
+    Recorder recorder;
+    EXPECT_TRUE(RunFixes(DefaultSelection(), recorder).refused);
+    EXPECT_EQ(database.messages.shown, Lines{message});
+    EXPECT_TRUE(recorder.events.empty());
+  }
+  EXPECT_TRUE(database.Rows("select * from history").empty());
+}
+
+TEST(Runner, StampsEveryNoticeInScopeEvenWithNothingTicked) {
+  NoticeDatabase database;
+  database.Run(R"(insert into notice (ntc_id, st_cur) values (1, '05');
+                  insert into notice (ntc_id) values (2))");
+  const RunResult result = RunOf({});
+  EXPECT_FALSE(result.refused);
+  EXPECT_FALSE(result.failed());
+  ASSERT_EQ(result.fixes.size(), 1U);
+  EXPECT_EQ(result.fixes[0].rows, 2);
+  EXPECT_EQ(database.Rows("select ntc_id, seq_no, st_cur from history order by ntc_id"),
+            (Lines{"1|1|05", "2|1|01"}));
+  database.state.ntc_id = 2;
+  RunOf({3});
+  database.state.ntc_id = 99;
+  RunOf({3});
+  EXPECT_EQ(database.Rows("select ntc_id, count(*) from history group by ntc_id order by ntc_id"),
+            (Lines{"1|1", "2|2"}));
+  EXPECT_TRUE(database.messages.shown.empty());
+}
+
+TEST(Runner, RunsInItsOwnOrderAndTellsTheObserver) {
+  NoticeDatabase database;
+  Recorder recorder;
+  const RunResult result = RunFixes(Select({39, 8, 7, 3, 38}), recorder);
+  EXPECT_EQ(recorder.events, (Lines{"start", "1/5 38", "end", "2/5 3", "end", "3/5 7", "end", "4/5 8", "end",
+                                    "5/5 39", "end", "stamp", "done"}));
+  ASSERT_EQ(result.fixes.size(), 6U);
+  EXPECT_EQ(result.fixes[1].statements, 0);
+  EXPECT_TRUE(result.fixes[1].implemented);
+  EXPECT_EQ(result.fixes[2].statements, 4);
+}
+
+TEST(Runner, CountsRowsAndReportedErrors) {
+  NoticeDatabase database;
+  database.Run(R"(insert into assgn (grp_id, seq_no, freq_sym, freq_assgn) values (1, 1, 'M', 12000);
+                  insert into assgn (grp_id, seq_no, freq_sym, freq_assgn) values (1, 2, 'M', 13000);
+                  drop table strap)");
+  int told = 0;
+  database.state.on_error = [&](const db::DbError&) { ++told; };
+  const RunResult result = RunOf({7});
+  EXPECT_EQ(result.fixes[0].statements, 3);
+  EXPECT_EQ(result.fixes[0].rows, 2);
+  ASSERT_EQ(result.fixes[0].errors.size(), 1U);
+  EXPECT_EQ(result.fixes[0].errors[0].number(), db::kErrMissingTable);
+  EXPECT_TRUE(result.failed());
+  EXPECT_EQ(told, 1);
+  EXPECT_EQ(database.messages.shown.size(), 1U);
+}
+
+TEST(Runner, ItsTrapAbandonsTheRoutineAndGoesOn) {
+  NoticeDatabase database;
+  database.Run(R"(insert into notice (ntc_id, act_code) values (1, 'A');
+                  insert into grp (grp_id, ntc_id, area_no) values (1, 1, 4);
+                  insert into geo (ntc_id) values (1);
+                  drop table diag_grp)");
+  // 38 traps nothing. In 12 the third of six routines reports itself; the last one still runs.
+  const RunResult result = RunOf({38, 12, 31});
+  EXPECT_EQ(result.fixes[0].errors.size(), 1U);
+  EXPECT_EQ(result.fixes[1].errors.size(), 1U);
+  EXPECT_TRUE(result.fixes[2].errors.empty());
+  ASSERT_EQ(database.messages.shown.size(), 2U);
+  EXPECT_EQ(database.messages.shown[0], "critical: No Database is open!");
+  EXPECT_TRUE(database.messages.shown[1].starts_with("plain: -2147217865 ")) << database.messages.shown[1];
+  EXPECT_EQ(database.Rows("select f_int_ext, f_active from notice, geo"), Lines{"E|A"});
+  EXPECT_EQ(database.Rows("select ntc_id from history"), Lines{"1"});
+}
+
+TEST(Runner, AFailingStampIsToldOnce) {
+  NoticeDatabase database;
+  database.Run(R"(insert into notice (ntc_id) values (1);
+                  insert into notice (ntc_id) values (2);
+                  drop table history)");
+  Recorder recorder;
+  EXPECT_TRUE(RunFixes(Select({3}), recorder).failed());
+  EXPECT_EQ(database.messages.shown, Lines{"critical: No Database is open!"});
+  EXPECT_EQ(recorder.events.back(), "done");
+}
+
+TEST(Runner, TheRemarkLivesForOneRun) {
+  NoticeDatabase database;
+  database.Run(R"(insert into notice (ntc_id, ntf_rsn) values (1, 'C');
+                  insert into grp (grp_id, ntc_id) values (10, 1);
+                  insert into e_as_stn (grp_id, seq_no, pattern_id) values (10, 1, 96))");
+  RunOf({33});
+  RunOf({3});
+  const Lines texts = database.Rows("select hist_text from history order by seq_no");
+  ASSERT_EQ(texts.size(), 2U);
+  EXPECT_TRUE(texts[0].starts_with("VNTFixEN 7.0.0 Potential Pattern Errors  at ")) << texts[0];
+  EXPECT_TRUE(texts[1].starts_with("VNTFixEN 7.0.0 at ")) << texts[1];
+}
+
+TEST(Runner, EachFixIsDurableWhenItEnds) {
+  class PowerLoss : public RunObserver {
+   public:
+    explicit PowerLoss(NoticeDatabase& database) : database_(database) {}
+    void FixStarts(const FixEntry&, int number, int) override {
+      if (number == 2) saved = database_.files().Content(NoticeDatabase::kNotice);
+    }
+    std::string saved;
+
+   private:
+    NoticeDatabase& database_;
+  };
+  NoticeDatabase database;
+  database.Run("insert into geo (ntc_id, f_active) values (1, 'N')");
+  MainCn().Checkpoint();
+  PowerLoss observer(database);
+  RunFixes(Select({31, 32}), observer);
+  database.CloseAll();
+  database.files().SetContent("after.mdb", observer.saved);
+  database.state.main_connection = std::make_unique<db::cadodb>();
+  database.state.main_connection->DBName = db::Value::Text("after.mdb");
+  database.state.main_connection->OpenADOConnection();
+  EXPECT_EQ(database.Rows("select f_active from geo"), Lines{"A"});
+}
+
+TEST(Runner, TheWholeSelectionRunsOnAnEmptyDatabase) {
+  NoticeDatabase database;
+  RunObserver observer;
+  FixSelection all;
+  all.set();
+  const RunResult result = RunFixes(all, observer);
+  EXPECT_FALSE(result.failed());
+  EXPECT_EQ(result.fixes.size(), 41U);
+  EXPECT_TRUE(database.messages.shown.empty());
+}
+
+}  // namespace
+}  // namespace vnt::test

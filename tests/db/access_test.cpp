@@ -35,8 +35,8 @@ class AccessFileProvider : public TestProvider {
   }
   std::string Type(const std::string& name) const override {
     static const std::map<std::string, std::string> kTypes = {
-        {"long", "LONG"}, {"short", "SHORT"},   {"single", "SINGLE"},    {"double", "DOUBLE"},
-        {"memo", "MEMO"}, {"date", "DATETIME"}, {"bytes", "BINARY(50)"}, {"decimal", "DECIMAL(18,4)"}};
+        {"long", "LONG"}, {"short", "SHORT"},   {"single", "SINGLE"},       {"double", "DOUBLE"},
+        {"memo", "MEMO"}, {"date", "DATETIME"}, {"bytes", "VARBINARY(50)"}, {"decimal", "DECIMAL(18,4)"}};
     const auto found = kTypes.find(name);
     return found == kTypes.end() ? "TEXT" + name.substr(4) : found->second;
   }

@@ -160,7 +160,7 @@ TEST_P(ProviderContract, ForwardOnlySurvivesChangesOfItsTable) {
     cn_.Execute("DELETE FROM t WHERE k = " + std::to_string(k));
     cn_.Execute("UPDATE t SET n = 1, s = 'longer one' WHERE k = " + std::to_string(k + 1) + " AND 1 = 0");
     cn_.Execute("UPDATE t SET s = 'long one' WHERE k > " + std::to_string(k + 190));
-    if (k % 50 == 0) cn_.Execute("INSERT INTO t (k) VALUES (" + std::to_string(1000 + k) + ")");
+    if (k <= 200 && k % 50 == 0) cn_.Execute("INSERT INTO t (k) VALUES (" + std::to_string(1000 + k) + ")");
     ASSERT_LT(met.size(), 300u);
     rs.MoveNext();
   }

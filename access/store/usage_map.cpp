@@ -39,9 +39,11 @@ bool BitRange(const std::uint8_t* bits, std::uint32_t count, std::uint32_t* firs
   return true;
 }
 
-// Moves the base of an inline map so that `page` lies inside, when all its pages still do.
-bool Rebase(MutableBytes page_bytes, const MapRow& map, PageNo page) {
-  std::uint8_t* bits = page_bytes.data() + map.row_offset + kInlineHeader;
+// Gives an inline map another base or more bits, or both, so that `page` lies inside; false when that would
+// make it too long or its page has no room.
+bool FitInline(const FormatInfo& format, MutableBytes page_bytes, RowPointer where, const MapRow& map,
+               PageNo page) {
+  const std::uint8_t* bits = page_bytes.data() + map.row_offset + kInlineHeader;
   std::uint32_t first = 0, last = 0;
   PageNo low = page, high = page;
   const bool any = BitRange(bits, map.bits(), &first, &last);
@@ -50,30 +52,20 @@ bool Rebase(MutableBytes page_bytes, const MapRow& map, PageNo page) {
     high = std::max(high, map.base + last);
   }
   const PageNo base = low / 8 * 8;
-  if (high - base >= map.bits()) return false;
-  std::string moved(map.bits() / 8, '\0');
+  std::uint32_t length = map.row_bytes;
+  while ((length - kInlineHeader) * 8 <= high - base) length += kRowStep;
+  if (length > std::max(kLongestInlineRow, map.row_bytes)) return false;
+  if (FreeBytes(format, page_bytes.data(), where.page) < length - map.row_bytes) return false;
+  std::string moved(length - kInlineHeader, '\0');
   for (std::uint32_t i = first; any && i <= last; i = NextBit(bits, i + 1, map.bits())) {
     const std::uint32_t bit = map.base + i - base;
     moved[bit / 8] = static_cast<char>(moved[bit / 8] | 1 << bit % 8);
   }
-  std::copy(moved.begin(), moved.end(), reinterpret_cast<char*>(bits));
-  StoreLe<std::uint32_t>(bits - 4, base);
-  return true;
-}
-
-// Gives an inline map more bits at its end; false when it is long enough or its page has no room.
-bool Lengthen(const FormatInfo& format, MutableBytes page_bytes, RowPointer where, const MapRow& map,
-              PageNo page) {
-  if (page < map.base) return false;
-  const std::uint32_t need = kInlineHeader + (page - map.base) / 8 + 1;
-  std::uint32_t length = map.row_bytes;
-  while (length < need) length += kRowStep;
-  if (length > kLongestInlineRow) return false;
-  if (FreeBytes(format, page_bytes.data(), where.page) < length - map.row_bytes) return false;
-  const std::string old(reinterpret_cast<const char*>(page_bytes.data()) + map.row_offset, map.row_bytes);
-  const std::uint32_t start = ResizeRow(format, page_bytes.data(), where.page, where.row, length, 0);
-  std::copy(old.begin(), old.end(), reinterpret_cast<char*>(page_bytes.data()) + start);
-  std::fill_n(page_bytes.data() + start + map.row_bytes, length - map.row_bytes, std::uint8_t{0});
+  std::uint8_t* row =
+      page_bytes.data() + ResizeRow(format, page_bytes.data(), where.page, where.row, length, 0);
+  row[0] = kInline;
+  StoreLe<std::uint32_t>(row + 1, base);
+  std::copy(moved.begin(), moved.end(), reinterpret_cast<char*>(row) + kInlineHeader);
   return true;
 }
 
@@ -183,7 +175,7 @@ void UsageMap::Add(PageNo page) {
   MapRow map = FindMapRow(format, ref.bytes(), row_);
   std::uint8_t* row = ref.mutable_data() + map.row_offset;
   if (!map.reference && (page < map.base || page - map.base >= map.bits())) {
-    if (!Rebase(ref.mutable_bytes(), map, page) && !Lengthen(format, ref.mutable_bytes(), row_, map, page)) {
+    if (!FitInline(format, ref.mutable_bytes(), row_, map, page)) {
       // No way to hold it inline: becomes a reference map, and its pages are added again.
       const std::vector<PageNo> pages = Pages();
       std::fill_n(row, map.row_bytes, std::uint8_t{0});

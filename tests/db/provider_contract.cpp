@@ -391,7 +391,7 @@ TEST_P(ProviderContract, FailingStatementsReportAndChangeNothing) {
       {"DROP TABLE missing_table ", kErrMissingTable, "missing_table"},
       {"UPDATE t SET missing_column = 1", kErrParameter, "missing_column"},
       {"UPDATE t SET WHERE", kErrSyntax, ""},
-      {"nonsense", kErrSyntax, ""},
+      {"nonsense words", kErrSyntax, ""},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.sql);

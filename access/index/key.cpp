@@ -241,6 +241,10 @@ void AppendText97(std::string_view utf8, std::string* key) {
     const int byte = Windows1252Byte(units.data[i]);
     if (byte < 0) continue;
     const Unit& unit = table[static_cast<std::uint16_t>(byte)];
+    if (byte == 0) {
+      AddByte(key, 0x10);  // as the other control characters; Access's own keys hold it
+      continue;
+    }
     AddInline(unit, key);
     if (byte == 0xDF) {
       placeholders += 2;  // the sharp s is two letters to Access

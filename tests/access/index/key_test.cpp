@@ -110,6 +110,7 @@ TEST(TextKey, Jet3WritesAccentsAsHalfBytes) {
   const Case cases[] = {
       {"", "00"},
       {"ab", "606100"},
+      {std::string("a\0b", 3), "60106100"},
       {"\u00E9", "660400"},             // 0 4 | 0
       {"e\u00E9", "66660240"},          // 0 2 | 4 0
       {"b\u00E9\u00E9", "6166660440"},  // b has no accents, hence no place

@@ -1,0 +1,372 @@
+// Statements that change rows: their row source runs as a query, the store takes the changes.
+//
+// A row source that reads the table it changes must not meet its own changes. It does not when the table is
+// walked from end to end (rows never move to another address) or through an index whose columns stay as they
+// are; then changes are made while it runs. Otherwise they are set aside first.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "access/base/error.h"
+#include "access/sql/dates.h"
+#include "access/sql/names.h"
+#include "access/sql/parser.h"
+#include "access/sql/row_buffer.h"
+#include "access/sql/session_impl.h"
+
+namespace jet::sql {
+namespace {
+
+bool HoldsText(ColumnType type) { return type == ColumnType::kText || type == ColumnType::kMemo; }
+
+// A date that goes into a text column is written out.
+void Adapt(Type from, const ColumnDef& column, Value* v) {
+  if (from == Type::kDate && HoldsText(column.type) && v->kind() == ValueKind::kReal) {
+    *v = Value::Text(DateText(v->real()));
+  }
+}
+
+const DeclaredTable* DeclaredOf(const TableHost& host, const Table* table) {
+  const DeclaredTable* found = nullptr;
+  for (const auto& [id, d] : host.tables) {
+    if (d->table.get() == table) found = d.get();
+  }
+  return found;
+}
+
+// Asked after the first step, when it is known how the table is searched.
+bool MayChangeWhileReading(const Plan& plan, const std::vector<int>& changed_columns) {
+  if (plan.update_targets.size() != 1) return false;
+  // Any second table could make a row come twice, or a subquery see what was changed.
+  const Table* table = plan.update_targets[0].table.get();
+  if (std::count_if(plan.tables.begin(), plan.tables.end(),
+                    [&](const auto& t) { return t.get() == table; }) != 1) {
+    return false;
+  }
+  const DeclaredTable* declared = DeclaredOf(plan.connection->host, table);
+  if (declared == nullptr) return false;
+  if (declared->last_index < 0) return true;
+  if (changed_columns.empty()) return false;  // DELETE takes entries out of the index
+  for (const IndexColumn& c : table->def().indexes[static_cast<std::size_t>(declared->last_index)].columns) {
+    if (std::find(changed_columns.begin(), changed_columns.end(), c.column) != changed_columns.end())
+      return false;
+  }
+  return true;
+}
+
+std::uint32_t PackedId(const Running& rows, int column) {
+  return static_cast<std::uint32_t>(rows.GetInteger(column));
+}
+
+}  // namespace
+
+std::int64_t Session::Impl::RunUpdate(const std::shared_ptr<Plan>& plan, const std::vector<Value>& parameters,
+                                      const std::vector<Value>& lifted) {
+  const std::vector<UpdateTarget>& targets = plan->update_targets;
+  const std::vector<UpdateColumn>& columns = plan->update_columns;
+  std::vector<int> changed;
+  for (const UpdateColumn& c : columns) changed.push_back(c.column);
+  std::vector<std::vector<ColumnChange>> changes(targets.size());
+  std::vector<std::pair<std::size_t, std::size_t>> places;
+  for (const UpdateColumn& c : columns) {
+    auto& list = changes[static_cast<std::size_t>(c.target)];
+    ColumnChange change;
+    change.column = c.column;
+    places.emplace_back(static_cast<std::size_t>(c.target), list.size());
+    list.push_back(std::move(change));
+  }
+
+  std::int64_t count = 0;
+  RowBuffer buffer;
+  std::vector<std::uint32_t> ids(targets.size());
+  std::vector<Value> values(columns.size());
+  {
+    Running rows(plan, parameters, lifted);
+    bool more = rows.Step();
+    // In a join a row may match several times and each match counts from the old values.
+    const bool direct = more && !plan->joined && MayChangeWhileReading(*plan, changed);
+    for (; more; more = rows.Step()) {
+      ++count;
+      for (std::size_t i = 0; i < targets.size(); ++i) {
+        // The outer side of a LEFT JOIN may have no row.
+        ids[i] = rows.IsNull(targets[i].row_id_column) ? 0 : PackedId(rows, targets[i].row_id_column);
+      }
+      for (std::size_t i = 0; i < columns.size(); ++i) {
+        const UpdateColumn& c = columns[i];
+        Value v = rows.Get(c.source_column);
+        Adapt(c.source_type,
+              targets[static_cast<std::size_t>(c.target)].table->def().columns[static_cast<std::size_t>(
+                  c.column)],
+              &v);
+        if (direct) {
+          changes[places[i].first][places[i].second].value = std::move(v);
+        } else {
+          values[i] = std::move(v);
+        }
+      }
+      if (direct) {
+        targets[0].table->Update(RowId::FromPacked(ids[0]), changes[0]);
+      } else {
+        buffer.Append(ids, values);
+      }
+    }
+    if (direct || count == 0) return count;
+  }
+  while (buffer.Next(&ids, &values)) {
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      changes[places[i].first][places[i].second].value = std::move(values[i]);
+    }
+    for (std::size_t i = 0; i < targets.size(); ++i) {
+      if (ids[i] != 0) targets[i].table->Update(RowId::FromPacked(ids[i]), changes[i]);
+    }
+  }
+  return count;
+}
+
+std::int64_t Session::Impl::RunDelete(const std::shared_ptr<Plan>& plan, const std::vector<Value>& parameters,
+                                      const std::vector<Value>& lifted) {
+  Table& table = *plan->update_targets[0].table;
+  std::vector<std::uint32_t> ids;
+  {
+    Running rows(plan, parameters, lifted);
+    bool more = rows.Step();
+    const bool direct = more && !plan->joined && MayChangeWhileReading(*plan, {});
+    std::int64_t count = 0;
+    for (; more; more = rows.Step()) {
+      if (direct) {
+        table.Delete(RowId::FromPacked(PackedId(rows, 0)));
+        ++count;
+      } else if (!rows.IsNull(0)) {
+        ids.push_back(PackedId(rows, 0));
+      }
+    }
+    if (direct) return count;
+  }
+  if (plan->joined) {
+    // A row that matches several times goes once.
+    std::sort(ids.begin(), ids.end());
+    ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+  }
+  for (const std::uint32_t id : ids) table.Delete(RowId::FromPacked(id));
+  return static_cast<std::int64_t>(ids.size());
+}
+
+// ---- INSERT
+
+void Session::Impl::PlanInsert(Statement& s, std::string_view text, Plan* plan) {
+  plan->target = database->FindTable(s.table);
+  if (!plan->target)
+    throw Error(ErrorKind::kNotFound, fmt::format("The table '{}' does not exist.", s.table));
+  const TableDef& def = plan->target->def();
+  Translator translator(*this, text, s.parameters);
+  const bool values = s.kind == StatementKind::kInsertValues;
+  Translation t = values ? translator.Values(s.values) : translator.Query(*s.select, false);
+  plan->sql = std::move(t.sql);
+  plan->columns = std::move(t.columns);
+  plan->tables = std::move(t.tables);
+  plan->insert_sources.assign(def.columns.size(), -1);
+  const auto assign = [&](const std::string& name, std::size_t source) {
+    const int column = def.FindColumn(name);
+    if (column < 0) {
+      throw Error(ErrorKind::kNotFound, fmt::format("No column '{}' in '{}'.", name, def.name));
+    }
+    int& slot = plan->insert_sources[static_cast<std::size_t>(column)];
+    if (slot >= 0)
+      throw Error(ErrorKind::kInvalid, fmt::format("The column '{}' is given two values.", name));
+    slot = static_cast<int>(source);
+  };
+  const std::size_t given = plan->columns.size();
+  if (!s.columns.empty()) {
+    if (s.columns.size() != given) {
+      throw Error(ErrorKind::kInvalid, fmt::format("INSERT INTO '{}' names {} columns but gives {} values.",
+                                                   def.name, s.columns.size(), given));
+    }
+    for (std::size_t i = 0; i < given; ++i) assign(s.columns[i].first, i);
+  } else if (values) {
+    if (def.columns.size() != given) {
+      throw Error(ErrorKind::kInvalid,
+                  fmt::format("INSERT INTO '{}' gives {} values, but the table has {} columns.", def.name,
+                              given, def.columns.size()));
+    }
+    for (std::size_t i = 0; i < given; ++i) plan->insert_sources[i] = static_cast<int>(i);
+  } else {
+    // Columns are matched by name.
+    for (std::size_t i = 0; i < given; ++i) assign(plan->columns[i].name, i);
+  }
+  if (!values) return;
+  plan->constants_only = true;
+  for (const ExprPtr& e : s.values) {
+    if (e->kind == ExprKind::kNull) {
+      plan->constant_sources.push_back(-1);
+    } else if (e->kind == ExprKind::kParameter) {
+      plan->constant_sources.push_back(e->number);
+    } else if (e->kind == ExprKind::kConstant && e->lifted >= 0) {
+      plan->constant_sources.push_back(s.parameters + e->lifted);
+    } else {
+      plan->constants_only = false;
+    }
+  }
+}
+
+Value Session::Impl::DefaultOf(const TableDef& table, const ColumnDef& column) {
+  if (column.default_value.empty() || column.auto_number) return Value::Null();
+  std::string text = column.default_value;
+  if (text[0] == '=') text.erase(0, 1);
+  std::vector<Token> default_tokens;
+  auto plan = std::make_shared<Plan>();
+  plan->connection = connection;
+  plan->keep = false;
+  try {
+    Lex(text, &default_tokens);
+    for (Token& t : default_tokens) t.lifted = -1;
+    std::vector<ExprPtr> expressions;
+    expressions.push_back(Parser(text, default_tokens).ParseWholeExpression());
+    Translation t = Translator(*this, text, 0).Values(expressions);
+    plan->sql = std::move(t.sql);
+    plan->columns = std::move(t.columns);
+    Running row(plan, {}, {});
+    row.Step();
+    Value v = row.Get(0);
+    Adapt(plan->columns[0].type, column, &v);
+    return v;
+  } catch (const Error& e) {
+    throw Error(ErrorKind::kNotSupported,
+                fmt::format("The default value of column '{}' of '{}' cannot be computed: {}", column.name,
+                            table.name, e.what()));
+  }
+}
+
+std::int64_t Session::Impl::RunInsertValues(const std::shared_ptr<Plan>& plan,
+                                            const std::vector<Value>& parameters,
+                                            const std::vector<Value>& lifted) {
+  Table& target = *plan->target;
+  const TableDef& def = target.def();
+  std::vector<Value> values(def.columns.size());
+  const auto adapt = [&](std::size_t column, int source) {
+    Adapt(plan->columns[static_cast<std::size_t>(source)].type, def.columns[column], &values[column]);
+  };
+  std::optional<Running> row;
+  if (!plan->constants_only) {
+    row.emplace(plan, parameters, lifted);
+    row->Step();
+  }
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const int source = plan->insert_sources[i];
+    if (source < 0) {
+      values[i] = DefaultOf(def, def.columns[i]);
+    } else if (row) {
+      values[i] = row->Get(source);
+      adapt(i, source);
+    } else if (const int place = plan->constant_sources[static_cast<std::size_t>(source)]; place >= 0) {
+      values[i] = place < plan->parameters ? parameters[static_cast<std::size_t>(place)]
+                                           : lifted[static_cast<std::size_t>(place - plan->parameters)];
+      adapt(i, source);
+    }
+  }
+  target.Insert(values);
+  return 1;
+}
+
+std::int64_t Session::Impl::InsertRows(Table& target, const std::vector<int>& sources, Running& rows) {
+  const TableDef& def = target.def();
+  const std::vector<OutputColumn>& from = rows.plan().columns;
+  std::vector<Value> defaults(def.columns.size());
+  for (std::size_t i = 0; i < defaults.size(); ++i) {
+    if (sources[i] < 0) defaults[i] = DefaultOf(def, def.columns[i]);
+  }
+  const auto read = [&](std::vector<Value>* values) {
+    for (std::size_t i = 0; i < values->size(); ++i) {
+      if (sources[i] < 0) {
+        (*values)[i] = defaults[i];
+        continue;
+      }
+      (*values)[i] = rows.Get(sources[i]);
+      Adapt(from[static_cast<std::size_t>(sources[i])].type, def.columns[i], &(*values)[i]);
+    }
+  };
+  std::vector<Value> values(def.columns.size());
+  const auto& tables = rows.plan().tables;
+  const bool reads_target =
+      std::any_of(tables.begin(), tables.end(), [&](const auto& t) { return t.get() == &target; });
+  std::int64_t count = 0;
+  if (!reads_target) {
+    for (; rows.Step(); ++count) {
+      read(&values);
+      target.Insert(values);
+    }
+    return count;
+  }
+  RowBuffer buffer;
+  std::vector<std::uint32_t> no_ids;
+  while (rows.Step()) {
+    read(&values);
+    buffer.Append(no_ids, values);
+  }
+  for (; buffer.Next(&no_ids, &values); ++count) target.Insert(values);
+  return count;
+}
+
+std::int64_t Session::Impl::RunInsertSelect(const std::shared_ptr<Plan>& plan,
+                                            const std::vector<Value>& parameters,
+                                            const std::vector<Value>& lifted) {
+  Running rows(plan, parameters, lifted);
+  return InsertRows(*plan->target, plan->insert_sources, rows);
+}
+
+// ---- SELECT INTO
+
+std::int64_t Session::Impl::RunSelectInto(const std::shared_ptr<Plan>& plan,
+                                          const std::vector<Value>& parameters,
+                                          const std::vector<Value>& lifted) {
+  if (database->FindTable(plan->new_table)) {
+    throw Error(ErrorKind::kExists, fmt::format("The table '{}' exists already.", plan->new_table));
+  }
+  std::vector<NewColumn> columns;
+  for (const OutputColumn& c : plan->columns) {
+    NewColumn n;
+    n.name = c.name;
+    if (c.table && c.column >= 0) {
+      // A column shown unchanged keeps its type and length, nothing else.
+      const ColumnDef& def = c.table->def().columns[static_cast<std::size_t>(c.column)];
+      n.type = def.type;
+      n.characters = def.type == ColumnType::kText ? def.max_characters() : def.length;
+      n.fixed_length = def.fixed && (def.type == ColumnType::kText || def.type == ColumnType::kBinary);
+      n.precision = def.precision;
+      n.scale = def.scale;
+      n.auto_number = def.auto_number && plan->tables.size() == 1;
+    } else {
+      switch (c.type) {
+        case Type::kBoolean:
+          n.type = ColumnType::kBoolean;
+          break;
+        case Type::kInteger:
+          n.type = ColumnType::kLong;
+          break;
+        case Type::kDecimal:
+        case Type::kReal:
+          n.type = ColumnType::kDouble;
+          break;
+        case Type::kDate:
+          n.type = ColumnType::kDateTime;
+          break;
+        case Type::kBlob:
+          n.type = ColumnType::kOle;
+          break;
+        default:
+          n.type = ColumnType::kText;
+          n.characters = 255;
+          break;
+      }
+    }
+    columns.push_back(std::move(n));
+  }
+  database->CreateTable(plan->new_table, columns, {});
+  const std::shared_ptr<Table> target = database->FindTable(plan->new_table);
+  std::vector<int> sources;
+  for (std::size_t i = 0; i < columns.size(); ++i) sources.push_back(static_cast<int>(i));
+  Running rows(plan, parameters, lifted);
+  return InsertRows(*target, sources, rows);
+}
+
+}  // namespace jet::sql

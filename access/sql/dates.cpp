@@ -1,0 +1,205 @@
+#include "access/sql/dates.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <vector>
+
+#include "access/sql/names.h"
+
+namespace jet::sql {
+namespace {
+
+constexpr const char* kMonths[] = {"January", "February", "March",     "April",   "May",      "June",
+                                   "July",    "August",   "September", "October", "November", "December"};
+constexpr const char* kWeekdays[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
+                                     "Thursday", "Friday", "Saturday"};
+
+// Days since 1970-01-01 of the proleptic Gregorian calendar.
+long long DaysFromCivil(long long y, int m, int d) {
+  y -= m <= 2;
+  const long long era = (y >= 0 ? y : y - 399) / 400;
+  const auto yoe = static_cast<long long>(y - era * 400);
+  const long long doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
+  const long long doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
+  return era * 146097 + doe - 719468;
+}
+
+void CivilFromDays(long long z, int* y, int* m, int* d) {
+  z += 719468;
+  const long long era = (z >= 0 ? z : z - 146096) / 146097;
+  const long long doe = z - era * 146097;
+  const long long yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+  const long long doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+  const long long mp = (5 * doy + 2) / 153;
+  *d = static_cast<int>(doy - (153 * mp + 2) / 5 + 1);
+  *m = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
+  *y = static_cast<int>(yoe + era * 400 + (*m <= 2));
+}
+
+constexpr long long kEpoch = 25569;  // days from 1899-12-30 to 1970-01-01
+
+bool IsValidDay(int y, int m, int d) {
+  if (y < 100 || y > 9999 || m < 1 || m > 12 || d < 1 || d > 31) return false;
+  int y2, m2, d2;
+  CivilFromDays(DaysFromCivil(y, m, d), &y2, &m2, &d2);
+  return d2 == d && m2 == m;
+}
+
+struct Part {
+  int number = -1;  // digits
+  int digits = 0;
+  int month = 0;   // name of a month
+  char after = 0;  // separator that follows
+};
+
+int MonthOf(const std::string& lower) {
+  if (lower.size() < 3) return 0;
+  for (int m = 1; m <= 12; ++m) {
+    if (LowerText(kMonths[m - 1]).rfind(lower, 0) == 0) return m;
+  }
+  return 0;
+}
+
+int FullYear(const Part& p) {
+  if (p.digits > 2) return p.number;
+  return p.number < 30 ? 2000 + p.number : 1900 + p.number;
+}
+
+bool DayFromParts(const std::vector<Part>& parts, int* y, int* m, int* d) {
+  if (parts.size() != 3) return false;
+  const Part &a = parts[0], &b = parts[1], &c = parts[2];
+  const auto take = [&](int year, int month, int day) {
+    if (!IsValidDay(year, month, day)) return false;
+    *y = year, *m = month, *d = day;
+    return true;
+  };
+  if (a.month) return take(FullYear(c), a.month, b.number);
+  if (b.month) return a.digits > 2 ? take(a.number, b.month, c.number) : take(FullYear(c), b.month, a.number);
+  if (c.month) return false;
+  if (a.digits > 2) return take(a.number, b.number, c.number);
+  // Month first; a pair that makes no date that way is read day first, as Access does.
+  return take(FullYear(c), a.number, b.number) || take(FullYear(c), b.number, a.number);
+}
+
+bool TimeFromParts(const std::vector<Part>& parts, int meridian, int* h, int* n, int* s) {
+  if (parts.empty() || parts.size() > 3 || (parts.size() == 1 && meridian == 0)) return false;
+  *h = parts[0].number;
+  *n = parts.size() > 1 ? parts[1].number : 0;
+  *s = parts.size() > 2 ? parts[2].number : 0;
+  if (meridian != 0) {
+    if (*h < 1 || *h > 12) return false;
+    *h = *h % 12 + (meridian == 2 ? 12 : 0);
+  }
+  return *h <= 23 && *n <= 59 && *s <= 59;
+}
+
+}  // namespace
+
+double DaysOf(int year, int month, int day) {
+  const long long months = static_cast<long long>(year) * 12 + (month - 1);
+  const long long y = months >= 0 ? months / 12 : (months - 11) / 12;
+  const int m = static_cast<int>(months - y * 12) + 1;
+  return static_cast<double>(DaysFromCivil(y, m, 1) + day - 1 + kEpoch);
+}
+
+double DateOf(const CalendarTime& t) {
+  const double days = DaysOf(t.year, t.month, t.day);
+  const double time = (t.hour * 3600.0 + t.minute * 60.0 + t.second) / 86400.0;
+  return days >= 0 ? days + time : days - time;
+}
+
+bool ToCalendar(double date, CalendarTime* out) {
+  if (!(date > -657435.0 && date < 2958466.0)) return false;
+  double days = std::trunc(date);
+  double seconds = std::round(std::fabs(date - days) * 86400.0);
+  if (seconds >= 86400.0) {
+    seconds = 0;
+    days += 1;
+  }
+  CivilFromDays(static_cast<long long>(days) - kEpoch, &out->year, &out->month, &out->day);
+  const int s = static_cast<int>(seconds);
+  out->hour = s / 3600;
+  out->minute = s / 60 % 60;
+  out->second = s % 60;
+  return true;
+}
+
+bool ParseDate(std::string_view text, double* date) {
+  std::vector<Part> day, time;
+  int meridian = 0;
+  for (std::size_t i = 0; i < text.size();) {
+    const char c = text[i];
+    if (c == ' ' || c == ',' || c == '\t') {
+      ++i;
+      continue;
+    }
+    Part p;
+    if (c >= '0' && c <= '9') {
+      p.number = 0;
+      while (i < text.size() && text[i] >= '0' && text[i] <= '9') {
+        if (++p.digits > 4) return false;
+        p.number = p.number * 10 + (text[i++] - '0');
+      }
+    } else if ((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z')) {
+      std::size_t end = i;
+      while (end < text.size() && ((text[end] | 32) >= 'a' && (text[end] | 32) <= 'z')) ++end;
+      const std::string word = LowerText(text.substr(i, end - i));
+      i = end;
+      if (word == "am" || word == "pm") {
+        if (meridian != 0 || (time.empty() && (day.empty() || day.back().number < 0))) return false;
+        meridian = word == "am" ? 1 : 2;
+        if (time.empty()) {  // "5 PM"
+          time.push_back(day.back());
+          day.pop_back();
+        }
+        continue;
+      }
+      if (word == "t" && !day.empty()) continue;  // ISO
+      p.month = MonthOf(word);
+      if (p.month == 0) return false;
+    } else {
+      return false;
+    }
+    const bool after_colon = !time.empty() && time.back().after == ':';
+    if (i < text.size() && (text[i] == '/' || text[i] == '-' || text[i] == '.' || text[i] == ':')) {
+      p.after = text[i++];
+    }
+    if (p.after == ':' || after_colon) {
+      if (p.month) return false;
+      time.push_back(p);
+    } else {
+      day.push_back(p);
+    }
+  }
+  if (day.empty() && time.empty()) return false;
+  CalendarTime t;
+  if (!day.empty() && !DayFromParts(day, &t.year, &t.month, &t.day)) return false;
+  if (!time.empty() && !TimeFromParts(time, meridian, &t.hour, &t.minute, &t.second)) return false;
+  *date = DateOf(t);
+  return true;
+}
+
+std::string DateText(double date) {
+  CalendarTime t;
+  if (!ToCalendar(date, &t)) return fmt::format("{}", date);
+  std::string out;
+  const bool has_time = t.hour != 0 || t.minute != 0 || t.second != 0;
+  const bool has_day = !(t.year == 1899 && t.month == 12 && t.day == 30);
+  if (has_day || !has_time) out = fmt::format("{}/{}/{}", t.month, t.day, t.year);
+  if (has_time) {
+    out += fmt::format("{}{}:{:02}:{:02} {}", out.empty() ? "" : " ", t.hour % 12 == 0 ? 12 : t.hour % 12,
+                       t.minute, t.second, t.hour < 12 ? "AM" : "PM");
+  }
+  return out;
+}
+
+int Weekday(double date) {
+  const auto days = static_cast<long long>(std::floor(date < 0 ? std::trunc(date) : date));
+  return static_cast<int>(((days - 1) % 7 + 7) % 7) + 1;  // day 1 is a Sunday
+}
+
+const char* MonthName(int month) { return kMonths[month - 1]; }
+const char* WeekdayName(int weekday) { return kWeekdays[weekday - 1]; }
+
+}  // namespace jet::sql

@@ -1,0 +1,248 @@
+#include "access/sql/format_text.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <vector>
+
+#include "access/sql/dates.h"
+#include "access/sql/function_support.h"
+#include "access/sql/names.h"
+
+namespace jet::sql {
+namespace {
+
+std::vector<std::string> Sections(std::string_view picture) {
+  std::vector<std::string> out(1);
+  bool quoted = false;
+  for (const char c : picture) {
+    if (c == '"') quoted = !quoted;
+    if (c == ';' && !quoted) {
+      out.emplace_back();
+    } else {
+      out.back().push_back(c);
+    }
+  }
+  return out;
+}
+
+// Halves away from zero, on the shortest decimal text of the double: 0.125 to two places is 0.13, 2.675
+// is 2.68.
+std::string FixedText(double v, int decimals) {
+  const std::string shortest = fmt::format("{:.15g}", v);
+  if (shortest.find('e') == std::string::npos) {
+    const auto point = shortest.find('.');
+    if (point != std::string::npos && shortest.size() - point - 1 > static_cast<std::size_t>(decimals) &&
+        shortest[point + 1 + static_cast<std::size_t>(decimals)] >= '5') {
+      std::string kept = shortest.substr(0, point + 1 + static_cast<std::size_t>(decimals));
+      for (std::size_t i = kept.size(); i-- > 0;) {
+        if (kept[i] == '.') continue;
+        if (kept[i] != '9') {
+          ++kept[i];
+          if (kept.back() == '.') kept.pop_back();
+          return kept;
+        }
+        kept[i] = '0';
+      }
+      kept.insert(0, 1, '1');
+      if (kept.back() == '.') kept.pop_back();
+      return kept;
+    }
+    if (point != std::string::npos && shortest.size() - point - 1 > static_cast<std::size_t>(decimals)) {
+      std::string kept = shortest.substr(0, point + 1 + static_cast<std::size_t>(decimals));
+      if (kept.back() == '.') kept.pop_back();
+      return kept;
+    }
+  }
+  return fmt::format("{:.{}f}", v, decimals);
+}
+
+std::string Picture(double v, const std::string& p, bool sign) {
+  // Split into what stands before, among and behind the digits.
+  int least_whole = 0, least_decimals = 0, most_decimals = 0;
+  bool point = false, grouped = false, percent = false, any = false, quoted = false, exponent = false;
+  std::string before, behind;
+  for (std::size_t i = 0; i < p.size(); ++i) {
+    const char c = p[i];
+    std::string& literal = any ? behind : before;
+    if (quoted) {
+      if (c == '"') {
+        quoted = false;
+      } else {
+        literal.push_back(c);
+      }
+    } else if (c == '0' || c == '#') {
+      any = true;
+      if (exponent) continue;
+      if (point) {
+        ++most_decimals;
+        if (c == '0') least_decimals = most_decimals;
+      } else if (c == '0' || least_whole > 0) {
+        ++least_whole;
+      }
+    } else if (c == '.' && !point) {
+      point = any = true;
+    } else if (c == ',' && any) {
+      grouped = true;
+    } else if (c == '"') {
+      quoted = true;
+    } else if (c == '\\' && i + 1 < p.size()) {
+      literal.push_back(p[++i]);
+    } else if ((c == 'E' || c == 'e') && i + 1 < p.size() && (p[i + 1] == '+' || p[i + 1] == '-')) {
+      exponent = true;
+      ++i;
+    } else {
+      if (c == '%') percent = true;
+      literal.push_back(c);
+    }
+  }
+  if (!any) return before;
+  double magnitude = std::fabs(v) * (percent ? 100 : 1);
+  std::string tail;
+  if (exponent) {
+    const int e = magnitude == 0 ? 0 : static_cast<int>(std::floor(std::log10(magnitude)));
+    magnitude /= std::pow(10.0, e);
+    tail = fmt::format("E{}{:02}", e < 0 ? '-' : '+', std::abs(e));
+  }
+  std::string digits = FixedText(magnitude, most_decimals);
+  std::string whole = digits.substr(0, digits.find('.'));
+  std::string decimals = digits.find('.') == std::string::npos ? "" : digits.substr(digits.find('.') + 1);
+  while (decimals.size() > static_cast<std::size_t>(least_decimals) && decimals.back() == '0')
+    decimals.pop_back();
+  if (whole == "0" && least_whole == 0) whole.clear();
+  while (whole.size() < static_cast<std::size_t>(least_whole)) whole.insert(0, 1, '0');
+  if (grouped) {
+    for (std::size_t i = whole.size(); i > 3; i -= 3) whole.insert(i - 3, 1, ',');
+  }
+  const bool zero = (whole + decimals).find_first_not_of("0,") == std::string::npos;
+  return (sign && v < 0 && !zero ? "-" : "") + before + whole + (point ? "." : "") + decimals + tail + behind;
+}
+
+bool IsOneOf(std::string_view name, std::initializer_list<const char*> names) {
+  for (const char* n : names) {
+    if (EqualNames(n, name)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::string FormatNumber(double v, std::string_view picture) {
+  if (picture.empty() || IsOneOf(picture, {"General Number"})) return NumberText(v);
+  if (IsOneOf(picture, {"Fixed"})) return Picture(v, "0.00", true);
+  if (IsOneOf(picture, {"Standard"})) return Picture(v, "#,##0.00", true);
+  if (IsOneOf(picture, {"Currency"}))
+    return v < 0 ? "(" + Picture(-v, "$#,##0.00", true) + ")" : Picture(v, "$#,##0.00", true);
+  if (IsOneOf(picture, {"Percent"})) return Picture(v, "0.00%", true);
+  if (IsOneOf(picture, {"Scientific"})) return Picture(v, "0.00E+00", true);
+  if (IsOneOf(picture, {"Yes/No"})) return v != 0 ? "Yes" : "No";
+  if (IsOneOf(picture, {"True/False"})) return v != 0 ? "True" : "False";
+  if (IsOneOf(picture, {"On/Off"})) return v != 0 ? "On" : "Off";
+  const std::vector<std::string> sections = Sections(picture);
+  if (v < 0 && sections.size() > 1 && !sections[1].empty()) return Picture(v, sections[1], false);
+  if (v == 0 && sections.size() > 2 && !sections[2].empty()) return Picture(v, sections[2], false);
+  return Picture(v, sections[0], true);
+}
+
+bool IsDatePicture(std::string_view picture) {
+  if (IsOneOf(picture, {"General Date", "Long Date", "Medium Date", "Short Date", "Long Time", "Medium Time",
+                        "Short Time"})) {
+    return true;
+  }
+  if (IsOneOf(picture, {"General Number", "Fixed", "Standard", "Currency", "Percent", "Scientific", "Yes/No",
+                        "True/False", "On/Off"})) {
+    return false;
+  }
+  bool quoted = false;
+  for (const char c : picture) {
+    if (c == '"') quoted = !quoted;
+    if (quoted) continue;
+    if (c == '0' || c == '#') return false;
+    const char lower = static_cast<char>(c | 32);
+    if (lower == 'd' || lower == 'm' || lower == 'y' || lower == 'h' || lower == 'n' || lower == 's')
+      return true;
+  }
+  return false;
+}
+
+std::string FormatDate(double date, std::string_view picture) {
+  if (picture.empty() || IsOneOf(picture, {"General Date"})) return DateText(date);
+  if (IsOneOf(picture, {"Long Date"})) picture = "dddd, mmmm d, yyyy";
+  if (IsOneOf(picture, {"Medium Date"})) picture = "dd-mmm-yy";
+  if (IsOneOf(picture, {"Short Date"})) picture = "m/d/yyyy";
+  if (IsOneOf(picture, {"Long Time"})) picture = "h:nn:ss AM/PM";
+  if (IsOneOf(picture, {"Medium Time"})) picture = "hh:nn AM/PM";
+  if (IsOneOf(picture, {"Short Time"})) picture = "hh:nn";
+  CalendarTime t;
+  if (!ToCalendar(date, &t)) return NumberText(date);
+  const std::string lower = LowerText(picture);
+  const bool half_day = lower.find("am/pm") != std::string::npos || lower.find("a/p") != std::string::npos;
+  std::string out;
+  bool behind_hour = false;
+  for (std::size_t i = 0; i < lower.size();) {
+    const char c = lower[i];
+    if (lower.compare(i, 5, "am/pm") == 0) {
+      out += t.hour < 12 ? "AM" : "PM";
+      if (picture[i] == 'a') out = out.substr(0, out.size() - 2) + (t.hour < 12 ? "am" : "pm");
+      i += 5;
+      continue;
+    }
+    std::size_t n = 1;
+    while (i + n < lower.size() && lower[i + n] == c) ++n;
+    const auto number = [&](int v) { out += n == 1 ? fmt::format("{}", v) : fmt::format("{:02}", v); };
+    switch (c) {
+      case 'd':
+        if (n <= 2) {
+          number(t.day);
+        } else {
+          const std::string name = WeekdayName(Weekday(date));
+          out += n == 3 ? name.substr(0, 3) : name;
+        }
+        break;
+      case 'm':
+        if (behind_hour) {
+          number(t.minute);
+        } else if (n <= 2) {
+          number(t.month);
+        } else {
+          const std::string name = MonthName(t.month);
+          out += n == 3 ? name.substr(0, 3) : name;
+        }
+        break;
+      case 'y':
+        out += n <= 2 ? fmt::format("{:02}", t.year % 100) : fmt::format("{:04}", t.year);
+        break;
+      case 'h':
+        number(half_day ? (t.hour % 12 == 0 ? 12 : t.hour % 12) : t.hour);
+        break;
+      case 'n':
+        number(t.minute);
+        break;
+      case 's':
+        number(t.second);
+        break;
+      case '"': {
+        const std::size_t end = lower.find('"', i + 1);
+        out += std::string(picture.substr(i + 1, (end == std::string::npos ? lower.size() : end) - i - 1));
+        n = (end == std::string::npos ? lower.size() : end + 1) - i;
+        break;
+      }
+      case '\\':
+        if (i + 1 < picture.size()) out.push_back(picture[i + 1]);
+        n = 2;
+        break;
+      default:
+        out += std::string(picture.substr(i, n));
+        break;
+    }
+    if (c == 'h') {
+      behind_hour = true;
+    } else if (c >= 'a' && c <= 'z') {
+      behind_hour = false;
+    }
+    i += n;
+  }
+  return out;
+}
+
+}  // namespace jet::sql

@@ -1,0 +1,287 @@
+// Arithmetic, conversions and aggregates that SQLite has not, or has with other rules.
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+#include "access/sql/dates.h"
+#include "access/sql/function_support.h"
+
+namespace jet::sql {
+namespace {
+
+// Scales by the power of ten in double, rounds half to even, scales back: 5.05 to one decimal is 5 (as a
+// double it lies below the half), 12.35 is 12.4.
+double RoundDecimal(double v, int digits) {
+  static constexpr double kPowers[] = {1,    1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                       1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+  const double scale = digits <= 22 ? kPowers[digits] : std::pow(10.0, digits);
+  const double scaled = v * scale;
+  if (!std::isfinite(scaled) || std::fabs(scaled) >= 4503599627370496.0) return v;
+  return std::nearbyint(scaled) / scale;
+}
+
+void Round(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(n, v)) return;
+    const long long digits = n > 1 ? WholeNumberOf(v[1]) : 0;
+    if (digits < 0 || digits > 300)
+      throw Error(ErrorKind::kSql, "Round cannot round to that number of decimals.");
+    if (sqlite3_value_type(v[0]) == SQLITE_INTEGER) {
+      sqlite3_result_value(c, v[0]);
+    } else {
+      sqlite3_result_double(c, RoundDecimal(NumberOf(v[0]), static_cast<int>(digits)));
+    }
+  });
+}
+
+void Number(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    if (sqlite3_value_type(v[0]) == SQLITE_INTEGER) {
+      sqlite3_result_value(c, v[0]);
+    } else {
+      sqlite3_result_double(c, NumberOf(v[0]));
+    }
+  });
+}
+
+// "+" when the types are not known beforehand: two texts are joined.
+void Add(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(2, v)) return;
+    const int a = sqlite3_value_type(v[0]), b = sqlite3_value_type(v[1]);
+    if (a == SQLITE_TEXT && b == SQLITE_TEXT) {
+      std::string s1, s2;
+      std::string joined(TextOf(v[0], &s1));
+      joined += TextOf(v[1], &s2);
+      ResultText(c, joined);
+    } else if (a == SQLITE_INTEGER && b == SQLITE_INTEGER) {
+      long long sum = 0;
+      if (__builtin_add_overflow(sqlite3_value_int64(v[0]), sqlite3_value_int64(v[1]), &sum)) {
+        sqlite3_result_double(c, sqlite3_value_double(v[0]) + sqlite3_value_double(v[1]));
+      } else {
+        sqlite3_result_int64(c, sum);
+      }
+    } else {
+      sqlite3_result_double(c, NumberOf(v[0]) + NumberOf(v[1]));
+    }
+  });
+}
+
+[[noreturn]] void DivisionByZero() { throw Error(ErrorKind::kSql, "Division by zero."); }
+
+void Divide(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(2, v)) return;
+    const double b = NumberOf(v[1]);
+    if (b == 0) DivisionByZero();
+    sqlite3_result_double(c, NumberOf(v[0]) / b);
+  });
+}
+
+template <bool kRemainder>
+void DivideWhole(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(2, v)) return;
+    const long long a = WholeNumberOf(v[0]), b = WholeNumberOf(v[1]);
+    if (b == 0) DivisionByZero();
+    if (b == -1) {
+      sqlite3_result_int64(c,
+                           kRemainder ? 0 : static_cast<long long>(0 - static_cast<unsigned long long>(a)));
+    } else {
+      sqlite3_result_int64(c, kRemainder ? a % b : a / b);
+    }
+  });
+}
+
+// Functions of one number. `Whole`: what it does to integers.
+template <double (*kReal)(double), bool kKeepsIntegers>
+void OfNumber(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    if (kKeepsIntegers && sqlite3_value_type(v[0]) == SQLITE_INTEGER) {
+      sqlite3_result_value(c, v[0]);
+      return;
+    }
+    const double r = kReal(NumberOf(v[0]));
+    if (std::isnan(r) || std::isinf(r))
+      throw Error(ErrorKind::kOverflow, "A function was given a number outside its range.");
+    sqlite3_result_double(c, r);
+  });
+}
+
+void Abs(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    if (sqlite3_value_type(v[0]) == SQLITE_INTEGER && sqlite3_value_int64(v[0]) > INT64_MIN) {
+      sqlite3_result_int64(c, std::llabs(sqlite3_value_int64(v[0])));
+    } else {
+      sqlite3_result_double(c, std::fabs(NumberOf(v[0])));
+    }
+  });
+}
+
+void Sgn(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    const double d = NumberOf(v[0]);
+    sqlite3_result_int(c, d > 0 ? 1 : d < 0 ? -1 : 0);
+  });
+}
+
+double Floor(double v) { return std::floor(v); }
+double Truncate(double v) { return std::trunc(v); }
+double Root(double v) { return std::sqrt(v); }
+double Exp(double v) { return std::exp(v); }
+double Log(double v) { return std::log(v); }
+double Sin(double v) { return std::sin(v); }
+double Cos(double v) { return std::cos(v); }
+double Tan(double v) { return std::tan(v); }
+double Atn(double v) { return std::atan(v); }
+double Single(double v) { return static_cast<double>(static_cast<float>(v)); }
+double Currency(double v) { return std::nearbyint(v * 10000) / 10000; }
+
+void Power(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(2, v)) return;
+    const double r = std::pow(NumberOf(v[0]), NumberOf(v[1]));
+    if (!std::isfinite(r)) throw Error(ErrorKind::kOverflow, "The result of ^ is out of range.");
+    sqlite3_result_double(c, r);
+  });
+}
+
+template <long long kLeast, long long kMost>
+void ToWhole(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    const long long n = WholeNumberOf(v[0]);
+    if (n < kLeast || n > kMost)
+      throw Error(ErrorKind::kOverflow, fmt::format("Overflow: {} is out of range.", n));
+    sqlite3_result_int64(c, n);
+  });
+}
+
+void ToBoolean(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (!IsNullValue(v[0])) sqlite3_result_int(c, NumberOf(v[0]) != 0 ? -1 : 0);
+  });
+}
+
+// The number at the beginning of a text, blanks left out; 0 when there is none.
+void Val(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    std::string storage, digits;
+    for (const char ch : TextOf(v[0], &storage)) {
+      if (ch == ' ' || ch == '\t' || ch == '\n') continue;
+      if (std::strchr("0123456789.+-eEdD", ch) == nullptr) break;
+      digits.push_back(ch == 'd' || ch == 'D' ? 'e' : ch);
+    }
+    sqlite3_result_double(c, std::strtod(digits.c_str(), nullptr));
+  });
+}
+
+void IsNumeric(sqlite3_context* c, int, sqlite3_value** v) {
+  bool numeric = !IsNullValue(v[0]);
+  try {
+    if (numeric) NumberOf(v[0]);
+  } catch (const Error&) {
+    numeric = false;
+  }
+  sqlite3_result_int(c, numeric ? -1 : 0);
+}
+
+// ---- aggregates
+
+struct Moments {
+  long long count = 0;
+  double mean = 0, squares = 0;
+};
+
+void AddMoment(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    auto* m = static_cast<Moments*>(sqlite3_aggregate_context(c, sizeof(Moments)));
+    if (m == nullptr || IsNullValue(v[0])) return;
+    const double x = NumberOf(v[0]), delta = x - m->mean;
+    ++m->count;
+    m->mean += delta / static_cast<double>(m->count);
+    m->squares += delta * (x - m->mean);
+  });
+}
+
+template <bool kRoot, int kLess>
+void EndMoments(sqlite3_context* c) {
+  const auto* m = static_cast<Moments*>(sqlite3_aggregate_context(c, 0));
+  if (m == nullptr || m->count <= kLess) return;
+  const double variance = m->squares / static_cast<double>(m->count - kLess);
+  sqlite3_result_double(c, kRoot ? std::sqrt(variance) : variance);
+}
+
+struct Kept {
+  sqlite3_value* value = nullptr;
+};
+
+template <bool kLast>
+void Keep(sqlite3_context* c, int, sqlite3_value** v) {
+  auto* k = static_cast<Kept*>(sqlite3_aggregate_context(c, sizeof(Kept)));
+  if (k == nullptr || (!kLast && k->value != nullptr)) return;
+  sqlite3_value_free(k->value);
+  k->value = sqlite3_value_dup(v[0]);
+}
+
+void EndKept(sqlite3_context* c) {
+  auto* k = static_cast<Kept*>(sqlite3_aggregate_context(c, 0));
+  if (k == nullptr || k->value == nullptr) return;
+  sqlite3_result_value(c, k->value);
+  sqlite3_value_free(k->value);
+  k->value = nullptr;
+}
+
+using Step = void (*)(sqlite3_context*, int, sqlite3_value**);
+using End = void (*)(sqlite3_context*);
+
+void AddAggregate(sqlite3* db, const char* name, Step step, End end, FailureSlot* slot) {
+  sqlite3_create_function_v2(db, name, 1, SQLITE_UTF8 | SQLITE_INNOCUOUS, slot, nullptr, step, end, nullptr);
+}
+
+}  // namespace
+
+void RegisterNumberFunctions(sqlite3* db, FailureSlot* slot) {
+  AddFunction(db, "x_round", Round, slot);
+  AddFunction(db, "x_number", Number, slot);
+  AddFunction(db, "x_add", Add, slot);
+  AddFunction(db, "x_divide", Divide, slot);
+  AddFunction(db, "x_int_divide", DivideWhole<false>, slot);
+  AddFunction(db, "x_mod", DivideWhole<true>, slot);
+  AddFunction(db, "x_power", Power, slot);
+  AddFunction(db, "x_abs", Abs, slot);
+  AddFunction(db, "x_sgn", Sgn, slot);
+  AddFunction(db, "x_int", OfNumber<Floor, true>, slot);
+  AddFunction(db, "x_fix", OfNumber<Truncate, true>, slot);
+  AddFunction(db, "x_sqr", OfNumber<Root, false>, slot);
+  AddFunction(db, "x_exp", OfNumber<Exp, false>, slot);
+  AddFunction(db, "x_log", OfNumber<Log, false>, slot);
+  AddFunction(db, "x_sin", OfNumber<Sin, false>, slot);
+  AddFunction(db, "x_cos", OfNumber<Cos, false>, slot);
+  AddFunction(db, "x_tan", OfNumber<Tan, false>, slot);
+  AddFunction(db, "x_atn", OfNumber<Atn, false>, slot);
+  AddFunction(db, "x_csng", OfNumber<Single, false>, slot);
+  AddFunction(db, "x_ccur", OfNumber<Currency, true>, slot);
+  AddFunction(db, "x_cint", ToWhole<-32768, 32767>, slot);
+  AddFunction(db, "x_clng", ToWhole<-2147483648LL, 2147483647LL>, slot);
+  AddFunction(db, "x_cbyte", ToWhole<0, 255>, slot);
+  AddFunction(db, "x_cbool", ToBoolean, slot);
+  AddFunction(db, "x_val", Val, slot);
+  AddFunction(db, "x_isnumeric", IsNumeric, slot);
+  AddAggregate(db, "x_stdev", AddMoment, EndMoments<true, 1>, slot);
+  AddAggregate(db, "x_stdevp", AddMoment, EndMoments<true, 0>, slot);
+  AddAggregate(db, "x_var", AddMoment, EndMoments<false, 1>, slot);
+  AddAggregate(db, "x_varp", AddMoment, EndMoments<false, 0>, slot);
+  AddAggregate(db, "x_first", Keep<false>, EndKept, slot);
+  AddAggregate(db, "x_last", Keep<true>, EndKept, slot);
+}
+
+}  // namespace jet::sql

@@ -1,0 +1,384 @@
+// Functions on text. Positions and lengths count UTF-16 units, as in Access.
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "access/sql/dates.h"
+#include "access/sql/format_text.h"
+#include "access/sql/function_support.h"
+#include "access/sql/names.h"
+
+namespace jet::sql {
+namespace {
+
+bool IsAscii(std::string_view s) {
+  return std::all_of(s.begin(), s.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+}
+
+std::size_t CountOf(sqlite3_value* v, const char* function) {
+  const long long n = WholeNumberOf(v);
+  if (n < 0) throw Error(ErrorKind::kSql, fmt::format("{} was given the negative length {}.", function, n));
+  return static_cast<std::size_t>(n);
+}
+
+void Left(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(2, v)) return;
+    std::string storage;
+    const std::string_view s = TextOf(v[0], &storage);
+    const std::size_t n = CountOf(v[1], "Left");
+    if (IsAscii(s)) {
+      ResultText(c, s.substr(0, n));
+    } else {
+      ResultText(c, Utf16Substring(s, 0, n));
+    }
+  });
+}
+
+void Right(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(2, v)) return;
+    std::string storage;
+    const std::string_view s = TextOf(v[0], &storage);
+    const std::size_t n = CountOf(v[1], "Right"), length = Utf16Length(s);
+    const std::size_t start = n >= length ? 0 : length - n;
+    if (length == s.size()) {
+      ResultText(c, s.substr(start));
+    } else {
+      ResultText(c, Utf16Substring(s, start, n));
+    }
+  });
+}
+
+void Mid(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(n, v)) return;
+    std::string storage;
+    const std::string_view s = TextOf(v[0], &storage);
+    const std::size_t start = CountOf(v[1], "Mid");
+    if (start == 0) throw Error(ErrorKind::kSql, "Mid counts characters from 1.");
+    ResultText(c, Utf16Substring(s, start - 1, n > 2 ? CountOf(v[2], "Mid") : std::string_view::npos));
+  });
+}
+
+void Len(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    std::string storage;
+    sqlite3_result_int64(c, static_cast<long long>(Utf16Length(TextOf(v[0], &storage))));
+  });
+}
+
+template <std::string (*kMap)(std::string_view)>
+void Mapped(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    std::string storage;
+    ResultText(c, kMap(TextOf(v[0], &storage)));
+  });
+}
+
+// Blanks only, not tabs or line ends.
+template <bool kLeft, bool kRight>
+void Trim(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    std::string storage;
+    std::string_view s = TextOf(v[0], &storage);
+    while (kLeft && !s.empty() && s.front() == ' ') s.remove_prefix(1);
+    while (kRight && !s.empty() && s.back() == ' ') s.remove_suffix(1);
+    ResultText(c, s);
+  });
+}
+
+// InStr([start,] text, wanted [, compare]). Without "compare" letter case does not count, as in queries of
+// Access.
+void InStr(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(n, v)) return;
+    const bool has_start = n > 2;
+    std::size_t start = has_start ? CountOf(v[0], "InStr") : 1;
+    if (start == 0) throw Error(ErrorKind::kSql, "InStr counts characters from 1.");
+    const bool binary = n == 4 && WholeNumberOf(v[3]) == 0;
+    std::string s1, s2;
+    std::string text(TextOf(v[has_start ? 1 : 0], &s1)), wanted(TextOf(v[has_start ? 2 : 1], &s2));
+    if (!binary) text = UpperText(text), wanted = UpperText(wanted);
+    const std::size_t length = Utf16Length(text);
+    if (wanted.empty()) {
+      sqlite3_result_int64(c, start <= length ? static_cast<long long>(start) : 0);
+      return;
+    }
+    if (start > length) {
+      sqlite3_result_int64(c, 0);
+      return;
+    }
+    const std::size_t from = Utf16Substring(text, 0, start - 1).size();
+    const std::size_t at = text.find(wanted, from);
+    sqlite3_result_int64(c,
+                         at == std::string::npos
+                             ? 0
+                             : static_cast<long long>(Utf16Length(std::string_view(text).substr(0, at)) + 1));
+  });
+}
+
+void InStrRev(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(n, v)) return;
+    std::string s1, s2;
+    const std::string text = UpperText(TextOf(v[0], &s1)), wanted = UpperText(TextOf(v[1], &s2));
+    const std::size_t at = text.rfind(wanted);
+    sqlite3_result_int64(c,
+                         at == std::string::npos
+                             ? 0
+                             : static_cast<long long>(Utf16Length(std::string_view(text).substr(0, at)) + 1));
+  });
+}
+
+void Chr(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    const long long code = WholeNumberOf(v[0]);
+    if (code < 0 || code > 0xFFFF)
+      throw Error(ErrorKind::kSql, fmt::format("There is no character {}.", code));
+    std::string s;
+    AppendCodePoint(static_cast<char32_t>(code), &s);
+    ResultText(c, s);
+  });
+}
+
+void Asc(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    std::string storage;
+    const std::string_view s = TextOf(v[0], &storage);
+    if (s.empty()) throw Error(ErrorKind::kSql, "Asc was given an empty text.");
+    std::size_t i = 0;
+    char32_t code = NextCodePoint(s, &i);
+    if (code >= 0x10000) code = 0xD800 + ((code - 0x10000) >> 10);
+    sqlite3_result_int64(c, static_cast<long long>(code));
+  });
+}
+
+constexpr std::size_t kLongestRepeat = 1u << 20;
+
+void Repeat(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(n, v)) return;
+    const std::size_t count = CountOf(v[0], n == 1 ? "Space" : "String");
+    if (count > kLongestRepeat) throw Error(ErrorKind::kTooLong, "The text would be longer than 1 MB.");
+    std::string unit = " ", storage;
+    if (n == 2) {
+      unit.clear();
+      const std::string_view s = TextOf(v[1], &storage);
+      if (sqlite3_value_type(v[1]) == SQLITE_INTEGER) {
+        AppendCodePoint(static_cast<char32_t>(sqlite3_value_int64(v[1]) & 0xFF), &unit);
+      } else if (!s.empty()) {
+        std::size_t i = 0;
+        AppendCodePoint(NextCodePoint(s, &i), &unit);
+      }
+    }
+    std::string out;
+    for (std::size_t i = 0; i < count; ++i) out += unit;
+    ResultText(c, out);
+  });
+}
+
+void Replace(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(n, v)) return;
+    std::string s1, s2, s3;
+    const std::string text(TextOf(v[0], &s1)), wanted(TextOf(v[1], &s2)), with(TextOf(v[2], &s3));
+    if (wanted.empty()) {
+      ResultText(c, text);
+      return;
+    }
+    std::string out;
+    std::size_t from = 0;
+    for (std::size_t at; (at = text.find(wanted, from)) != std::string::npos; from = at + wanted.size()) {
+      out.append(text, from, at - from);
+      out += with;
+    }
+    out.append(text, from);
+    ResultText(c, out);
+  });
+}
+
+void StrComp(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(n, v)) return;
+    std::string s1, s2;
+    std::string a(TextOf(v[0], &s1)), b(TextOf(v[1], &s2));
+    if (n < 3 || WholeNumberOf(v[2]) != 0) a = UpperText(a), b = UpperText(b);
+    sqlite3_result_int(c, a < b ? -1 : a > b ? 1 : 0);
+  });
+}
+
+std::string Reversed(std::string_view s) {
+  std::vector<char32_t> all;
+  for (std::size_t i = 0; i < s.size();) all.push_back(NextCodePoint(s, &i));
+  std::string out;
+  for (auto it = all.rbegin(); it != all.rend(); ++it) AppendCodePoint(*it, &out);
+  return out;
+}
+
+// A number with a blank in the place of a plus sign.
+void Str(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    const double d = NumberOf(v[0]);
+    ResultText(c, (d < 0 ? "" : " ") + NumberText(d));
+  });
+}
+
+std::string Same(std::string_view s) { return std::string(s); }
+
+void DateAsText(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    if (sqlite3_value_type(v[0]) == SQLITE_TEXT) {
+      sqlite3_result_value(c, v[0]);
+    } else {
+      ResultText(c, DateText(NumberOf(v[0])));
+    }
+  });
+}
+
+// Null counts as empty, but two Nulls are Null.
+void Concat(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0]) && IsNullValue(v[1])) return;
+    std::string s1, s2;
+    std::string joined(TextOf(v[0], &s1));
+    joined += TextOf(v[1], &s2);
+    ResultText(c, joined);
+  });
+}
+
+// LIKE with * ? # [list] [!list]; letter case does not count.
+bool MatchSet(const std::u32string& p, std::size_t* at, char32_t c, bool* closed) {
+  std::size_t i = *at + 1;
+  bool negated = false, match = false;
+  if (i < p.size() && p[i] == '!') negated = true, ++i;
+  const std::size_t first = i;
+  for (; i < p.size() && (p[i] != ']' || i == first); ++i) {
+    if (i + 2 < p.size() && p[i + 1] == '-' && p[i + 2] != ']') {
+      match = match || (c >= p[i] && c <= p[i + 2]);
+      i += 2;
+    } else {
+      match = match || c == p[i];
+    }
+  }
+  *closed = i < p.size();
+  *at = i + 1;
+  return match != negated;
+}
+
+bool Like(const std::u32string& s, const std::u32string& p) {
+  std::size_t i = 0, k = 0, star = std::u32string::npos, mark = 0;
+  while (i < s.size()) {
+    bool match = false;
+    std::size_t next = k + 1;
+    if (k < p.size()) {
+      if (p[k] == '*') {
+        star = k++;
+        mark = i;
+        continue;
+      }
+      if (p[k] == '[') {
+        bool closed = false;
+        next = k;
+        match = MatchSet(p, &next, s[i], &closed);
+        if (!closed) throw Error(ErrorKind::kSql, "The pattern of LIKE has a [ without ].");
+      } else {
+        match = p[k] == '?' || (p[k] == '#' ? s[i] >= '0' && s[i] <= '9' : p[k] == s[i]);
+      }
+    }
+    if (match) {
+      ++i;
+      k = next;
+    } else if (star != std::u32string::npos) {
+      k = star + 1;
+      i = ++mark;
+    } else {
+      return false;
+    }
+  }
+  while (k < p.size() && p[k] == '*') ++k;
+  return k == p.size();
+}
+
+std::u32string Folded(std::string_view s) {
+  std::u32string out;
+  for (std::size_t i = 0; i < s.size();) out.push_back(ToUpper(NextCodePoint(s, &i)));
+  return out;
+}
+
+void LikeFunction(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(2, v)) return;
+    std::string s1, s2;
+    sqlite3_result_int(c, Like(Folded(TextOf(v[0], &s1)), Folded(TextOf(v[1], &s2))) ? 1 : 0);
+  });
+}
+
+// x_format(is_date, value [, picture])
+void Format(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    const bool is_date = sqlite3_value_int(v[0]) != 0;
+    std::string storage, storage2;
+    const std::string_view picture = n > 2 ? TextOf(v[2], &storage2) : std::string_view();
+    if (IsNullValue(v[1])) {
+      ResultText(c, "");
+    } else if (sqlite3_value_type(v[1]) == SQLITE_TEXT) {
+      const std::string_view text = TextOf(v[1], &storage);
+      double date = 0;
+      if (IsDatePicture(picture) && ParseDate(text, &date)) {
+        ResultText(c, FormatDate(date, picture));
+      } else if (picture == ">" || picture == "<") {
+        ResultText(c, picture == ">" ? UpperText(text) : LowerText(text));
+      } else {
+        ResultText(c, text);
+      }
+    } else {
+      const double d = NumberOf(v[1]);
+      if (IsDatePicture(picture) || (is_date && picture.empty())) {
+        ResultText(c, FormatDate(d, picture));
+      } else {
+        ResultText(c, FormatNumber(d, picture));
+      }
+    }
+  });
+}
+
+}  // namespace
+
+void RegisterTextFunctions(sqlite3* db, FailureSlot* slot) {
+  AddFunction(db, "x_left", Left, slot);
+  AddFunction(db, "x_right", Right, slot);
+  AddFunction(db, "x_mid", Mid, slot);
+  AddFunction(db, "x_len", Len, slot);
+  AddFunction(db, "x_ucase", Mapped<UpperText>, slot);
+  AddFunction(db, "x_lcase", Mapped<LowerText>, slot);
+  AddFunction(db, "x_trim", Trim<true, true>, slot);
+  AddFunction(db, "x_ltrim", Trim<true, false>, slot);
+  AddFunction(db, "x_rtrim", Trim<false, true>, slot);
+  AddFunction(db, "x_instr", InStr, slot);
+  AddFunction(db, "x_instrrev", InStrRev, slot);
+  AddFunction(db, "x_chr", Chr, slot);
+  AddFunction(db, "x_asc", Asc, slot);
+  AddFunction(db, "x_string", Repeat, slot);
+  AddFunction(db, "x_space", Repeat, slot);
+  AddFunction(db, "x_replace", Replace, slot);
+  AddFunction(db, "x_strcomp", StrComp, slot);
+  AddFunction(db, "x_strreverse", Mapped<Reversed>, slot);
+  AddFunction(db, "x_str", Str, slot);
+  AddFunction(db, "x_cstr", Mapped<Same>, slot);
+  AddFunction(db, "x_datetext", DateAsText, slot);
+  AddFunction(db, "x_concat", Concat, slot);
+  AddFunction(db, "x_like", LikeFunction, slot);
+  AddFunction(db, "x_format", Format, slot);
+}
+
+}  // namespace jet::sql

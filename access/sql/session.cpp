@@ -1,0 +1,477 @@
+#include "access/sql/session.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+#include "access/base/error.h"
+#include "access/sql/names.h"
+#include "access/sql/parser.h"
+#include "access/sql/session_impl.h"
+
+namespace jet::sql {
+
+// ---- connection
+
+Connection::Connection() {
+  if (sqlite3_open_v2(":memory:", &host.db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_MEMORY | SQLITE_OPEN_NOMUTEX,
+                      nullptr) != SQLITE_OK) {
+    sqlite3_close(host.db);
+    throw Error(ErrorKind::kSql, "SQLite cannot be started.");
+  }
+  sqlite3* db = host.db;
+  // A text literal that was not translated must fail, not become a name or the other way round.
+  sqlite3_db_config(db, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+  sqlite3_db_config(db, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
+  sqlite3_limit(db, SQLITE_LIMIT_ATTACHED, 0);
+  sqlite3_limit(db, SQLITE_LIMIT_SQL_LENGTH, 8 << 20);
+  sqlite3_limit(db, SQLITE_LIMIT_TRIGGER_DEPTH, 1);
+  sqlite3_limit(db, SQLITE_LIMIT_WORKER_THREADS, 0);
+  // Results that are sorted go to temporary files past this cache (8 MB).
+  sqlite3_exec(db, "PRAGMA cache_size=-8000; PRAGMA temp_store=FILE", nullptr, nullptr, nullptr);
+  RegisterFunctions(db, &host);
+  RegisterTableModule(&host);
+}
+
+Connection::~Connection() { sqlite3_close_v2(host.db); }
+
+void Connection::Raise() {
+  if (host.failure) std::rethrow_exception(std::exchange(host.failure, nullptr));
+  throw Error(ErrorKind::kSql, fmt::format("The statement failed: {}.", sqlite3_errmsg(host.db)));
+}
+
+sqlite3_stmt* Connection::Prepare(const std::string& sql) {
+  sqlite3_stmt* statement = nullptr;
+  if (sqlite3_prepare_v3(host.db, sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
+                         &statement, nullptr) != SQLITE_OK) {
+    Raise();
+  }
+  return statement;
+}
+
+bool Connection::Step(sqlite3_stmt* statement) {
+  ++host.epoch;
+  const int rc = sqlite3_step(statement);
+  if (rc == SQLITE_ROW) return true;
+  if (rc == SQLITE_DONE) return false;
+  Raise();
+}
+
+// ---- plans
+
+sqlite3_stmt* Plan::Take() {
+  if (idle.empty()) return connection->Prepare(sql);
+  sqlite3_stmt* statement = idle.back();
+  idle.pop_back();
+  return statement;
+}
+
+void Plan::Release(sqlite3_stmt* statement) {
+  sqlite3_reset(statement);
+  // What the reset reports was reported by the step.
+  connection->host.failure = nullptr;
+  if (idle.size() >= 4 || !keep) {
+    sqlite3_finalize(statement);
+    return;
+  }
+  sqlite3_clear_bindings(statement);
+  idle.push_back(statement);
+}
+
+Plan::~Plan() {
+  for (sqlite3_stmt* s : idle) sqlite3_finalize(s);
+}
+
+namespace {
+
+void Bind(sqlite3_stmt* statement, int number, const Value& v) {
+  switch (v.kind()) {
+    case ValueKind::kNull:
+      sqlite3_bind_null(statement, number);
+      break;
+    case ValueKind::kInteger:
+      sqlite3_bind_int64(statement, number, v.integer());
+      break;
+    case ValueKind::kReal:
+      sqlite3_bind_double(statement, number, v.real());
+      break;
+    case ValueKind::kDecimal:
+      sqlite3_bind_double(statement, number, v.decimal().ToDouble());
+      break;
+    case ValueKind::kText:
+      sqlite3_bind_text64(statement, number, v.bytes().data(), v.bytes().size(), SQLITE_TRANSIENT,
+                          SQLITE_UTF8);
+      break;
+    case ValueKind::kBlob:
+      sqlite3_bind_blob64(statement, number, v.bytes().data(), v.bytes().size(), SQLITE_TRANSIENT);
+      break;
+  }
+}
+
+}  // namespace
+
+Running::Running(std::shared_ptr<Plan> plan, const std::vector<Value>& parameters,
+                 const std::vector<Value>& lifted)
+    : plan_(std::move(plan)), statement_(plan_->Take()) {
+  for (int i = 0; i < plan_->parameters; ++i)
+    Bind(statement_, i + 1, parameters[static_cast<std::size_t>(i)]);
+  for (std::size_t i = 0; i < lifted.size(); ++i) {
+    Bind(statement_, plan_->parameters + static_cast<int>(i) + 1, lifted[i]);
+  }
+}
+
+Running::~Running() { plan_->Release(statement_); }
+
+bool Running::Step() { return plan_->connection->Step(statement_); }
+
+Value Running::Get(int column) const {
+  switch (sqlite3_column_type(statement_, column)) {
+    case SQLITE_INTEGER:
+      return Value::Integer(sqlite3_column_int64(statement_, column));
+    case SQLITE_FLOAT:
+      return Value::Real(sqlite3_column_double(statement_, column));
+    case SQLITE_TEXT: {
+      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+      std::string s(text, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
+      // The exact text of a decimal column.
+      Decimal d;
+      if (static_cast<std::size_t>(column) < plan_->columns.size() &&
+          plan_->columns[static_cast<std::size_t>(column)].type == Type::kDecimal &&
+          Decimal::FromText(s, &d)) {
+        return Value::Dec(d);
+      }
+      return Value::Text(std::move(s));
+    }
+    case SQLITE_BLOB: {
+      const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
+      const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
+      return Value::Blob(size == 0 ? std::string() : std::string(bytes, size));
+    }
+    default:
+      return Value::Null();
+  }
+}
+
+// ---- catalog
+
+Session::Impl::Impl(std::shared_ptr<Database> db, Opener open)
+    : database(std::move(db)), opener(std::move(open)), connection(std::make_shared<Connection>()) {
+  schema_version = database->schema_version();
+}
+
+Session::Impl::~Impl() = default;
+
+void Session::Impl::ForgetTables() {
+  plan_by_key.clear();
+  plans.clear();
+  declared.clear();
+  files.clear();
+  // A table that a running query reads cannot be dropped now; it goes with the next change of the schema.
+  TableHost& host = connection->host;
+  for (auto it = host.tables.begin(); it != host.tables.end();) {
+    const std::string sql = "DROP TABLE IF EXISTS " + it->second->sql_name;
+    if (sqlite3_exec(host.db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK) {
+      it = host.tables.erase(it);
+    } else {
+      ++it;
+    }
+  }
+}
+
+void Session::Impl::CheckSchema() {
+  if (database->schema_version() == schema_version) return;
+  ForgetTables();
+  schema_version = database->schema_version();
+}
+
+CatalogTable Session::Impl::Find(const std::string& name, const std::string& file) {
+  const std::string id = LowerText(file) + '\n' + LowerText(name);
+  auto it = declared.find(id);
+  if (it == declared.end()) {
+    std::shared_ptr<Database> other;
+    if (!file.empty()) {
+      other_files = true;
+      std::shared_ptr<Database>& slot = files[LowerText(file)];
+      if (!slot) {
+        if (!opener)
+          throw Error(ErrorKind::kNotSupported,
+                      fmt::format("The database '{}' cannot be opened from here.", file));
+        slot = opener(file);
+        if (!slot) throw Error(ErrorKind::kNotFound, fmt::format("The database '{}' does not exist.", file));
+      }
+      other = slot;
+    }
+    std::shared_ptr<Table> table = (other ? other : database)->FindTable(name);
+    if (!table) {
+      throw Error(ErrorKind::kNotFound,
+                  file.empty() ? fmt::format("The table '{}' does not exist.", name)
+                               : fmt::format("The table '{}' does not exist in '{}'.", name, file));
+    }
+    auto d = std::make_shared<DeclaredTable>();
+    d->id = next_table_id++;
+    d->sql_name = fmt::format("t{}", d->id);
+    d->database = std::move(other);
+    d->table = std::move(table);
+    connection->host.tables[d->id] = d;
+    DeclareTable(&connection->host, *d);
+    it = declared.emplace(id, std::move(d)).first;
+  }
+  return {it->second->sql_name, it->second->table->def().name, it->second->table};
+}
+
+// ---- plans of statements
+
+std::shared_ptr<Plan> Session::Impl::PlanOf(std::string_view statement, std::vector<Value>* lifted) {
+  CheckSchema();
+  Lex(statement, &tokens);
+  MakeKey(statement, tokens, &key);
+  for (const Token& t : tokens) {
+    if (t.lifted >= 0) lifted->push_back(ConstantValue(statement, t));
+  }
+  const auto found = plan_by_key.find(key);
+  if (found != plan_by_key.end()) {
+    plans.splice(plans.begin(), plans, found->second);
+    return found->second->second;
+  }
+  std::shared_ptr<Plan> plan = MakePlan(statement);
+  if (!plan->keep) {
+    // Plans on other files hold them open; the next statement opens them anew.
+    std::erase_if(declared, [](const auto& d) { return d.second->database != nullptr; });
+    files.clear();
+    return plan;
+  }
+  if (plan->definition) return plan;
+  plans.emplace_front(key, plan);
+  plan_by_key[plans.front().first] = plans.begin();
+  if (plans.size() > kMaxPlans) {
+    plan_by_key.erase(plans.back().first);
+    plans.pop_back();
+  }
+  return plan;
+}
+
+std::shared_ptr<Plan> Session::Impl::MakePlan(std::string_view statement) {
+  std::unique_ptr<Statement> s;
+  if (tokens.size() == 2 &&
+      (tokens[0].kind == TokenKind::kName || tokens[0].kind == TokenKind::kBracketName)) {
+    // A table's name alone stands for all its rows.
+    s = std::make_unique<Statement>();
+    s->select = std::make_unique<Select>();
+    SelectItem all;
+    all.star = true;
+    s->select->items.push_back(std::move(all));
+    auto ref = std::make_unique<TableRef>();
+    ref->name = std::string(statement.substr(tokens[0].offset, tokens[0].length));
+    if (ref->name[0] == '[') ref->name = ref->name.substr(1, ref->name.size() - 2);
+    s->select->from.push_back(std::move(ref));
+  } else {
+    s = Parse(statement, tokens);
+  }
+  auto plan = std::make_shared<Plan>();
+  plan->connection = connection;
+  plan->kind = s->kind;
+  plan->parameters = s->parameters;
+  other_files = false;
+  switch (s->kind) {
+    case StatementKind::kSelect:
+    case StatementKind::kSelectInto:
+      PlanQuery(*s, statement, plan.get());
+      plan->new_table = s->select->into;
+      break;
+    case StatementKind::kUpdate:
+    case StatementKind::kDelete: {
+      Translator translator(*this, statement, s->parameters);
+      UpdateTranslation u = s->kind == StatementKind::kUpdate ? translator.Update(*s) : translator.Delete(*s);
+      plan->sql = std::move(u.source.sql);
+      plan->tables = std::move(u.source.tables);
+      plan->update_targets = std::move(u.targets);
+      plan->update_columns = std::move(u.columns);
+      plan->joined = s->select->from.size() != 1 || s->select->from[0]->kind == TableRef::kJoin;
+      // Decimals arrive as exact text.
+      plan->columns.resize(plan->update_targets.size());
+      for (const UpdateColumn& c : plan->update_columns) {
+        OutputColumn column;
+        column.type = c.source_type;
+        plan->columns.push_back(std::move(column));
+      }
+      if (other_files) throw Error(ErrorKind::kNotSupported, "Tables of another file cannot be changed.");
+      break;
+    }
+    case StatementKind::kInsertValues:
+    case StatementKind::kInsertSelect:
+      PlanInsert(*s, statement, plan.get());
+      break;
+    default:
+      plan->definition = std::move(s);
+      return plan;
+  }
+  plan->keep = !other_files;
+  return plan;
+}
+
+void Session::Impl::PlanQuery(const Statement& s, std::string_view text, Plan* plan) {
+  Translator translator(*this, text, s.parameters);
+  Translation t = translator.Query(*s.select, s.kind == StatementKind::kSelect);
+  plan->sql = std::move(t.sql);
+  plan->columns = std::move(t.columns);
+  plan->base_table = std::move(t.base_table);
+  plan->tables = std::move(t.tables);
+  for (const OutputColumn& c : plan->columns) {
+    ResultColumn r;
+    r.name = c.name;
+    if (c.table && c.column >= 0) {
+      const ColumnDef& def = c.table->def().columns[static_cast<std::size_t>(c.column)];
+      r.table = c.table->def().name;
+      r.column = def.name;
+      r.type = def.type;
+    }
+    plan->result_columns.push_back(std::move(r));
+  }
+}
+
+// ---- queries
+
+namespace {
+
+class SessionQuery : public Query {
+ public:
+  SessionQuery(std::shared_ptr<Plan> plan, const std::vector<Value>& parameters,
+               const std::vector<Value>& lifted)
+      : running_(plan, parameters, lifted), row_id_column_(static_cast<int>(plan->columns.size())) {}
+
+  const std::vector<ResultColumn>& columns() const override { return running_.plan().result_columns; }
+  bool Step() override {
+    if (done_) return false;
+    done_ = !running_.Step();
+    return !done_;
+  }
+  Value Get(int column) override { return running_.Get(column); }
+  std::shared_ptr<Table> base_table() const override { return running_.plan().base_table; }
+  RowId row_id() const override {
+    return RowId::FromPacked(static_cast<std::uint32_t>(running_.GetInteger(row_id_column_)));
+  }
+
+ private:
+  Running running_;
+  int row_id_column_;
+  bool done_ = false;
+};
+
+void CheckParameters(const Plan& plan, const std::vector<Value>& parameters) {
+  if (static_cast<int>(parameters.size()) < plan.parameters) {
+    throw Error(ErrorKind::kInvalid, fmt::format("The statement has {} parameters, but {} values were given.",
+                                                 plan.parameters, parameters.size()));
+  }
+}
+
+}  // namespace
+
+Session::Session(std::shared_ptr<Database> database, Opener opener)
+    : impl_(std::make_unique<Impl>(std::move(database), std::move(opener))) {}
+Session::~Session() = default;
+
+Database& Session::database() { return *impl_->database; }
+
+std::unique_ptr<Query> Session::Open(std::string_view select, const std::vector<Value>& parameters) {
+  std::vector<Value> lifted;
+  std::shared_ptr<Plan> plan = impl_->PlanOf(select, &lifted);
+  if (plan->kind != StatementKind::kSelect || plan->definition) {
+    throw Error(ErrorKind::kInvalid, "The statement is no query: it gives no rows.");
+  }
+  CheckParameters(*plan, parameters);
+  return std::make_unique<SessionQuery>(std::move(plan), parameters, lifted);
+}
+
+std::int64_t Session::Execute(std::string_view statement, const std::vector<Value>& parameters) {
+  return impl_->Execute(statement, parameters);
+}
+
+std::int64_t Session::Impl::Execute(std::string_view statement, const std::vector<Value>& parameters) {
+  std::vector<Value> lifted;
+  const std::shared_ptr<Plan> plan = PlanOf(statement, &lifted);
+  CheckParameters(*plan, parameters);
+  if (plan->kind == StatementKind::kSelect && !plan->definition) {
+    Running rows(plan, parameters, lifted);
+    rows.Step();
+    return 0;
+  }
+  std::int64_t count = 0;
+  StatementScope scope(*database);
+  try {
+    switch (plan->kind) {
+      case StatementKind::kUpdate:
+        count = RunUpdate(plan, parameters, lifted);
+        break;
+      case StatementKind::kDelete:
+        count = RunDelete(plan, parameters, lifted);
+        break;
+      case StatementKind::kInsertValues:
+        count = RunInsertValues(plan, parameters, lifted);
+        break;
+      case StatementKind::kInsertSelect:
+        count = RunInsertSelect(plan, parameters, lifted);
+        break;
+      case StatementKind::kSelectInto:
+        count = RunSelectInto(plan, parameters, lifted);
+        break;
+      default:
+        RunDefinition(*plan->definition);
+        break;
+    }
+    scope.Commit();
+  } catch (...) {
+    // What a definition made and took back again must not be found by the next statement.
+    if (plan->definition || plan->kind == StatementKind::kSelectInto) ForgetTables();
+    throw;
+  }
+  return count;
+}
+
+bool Session::IsQuery(std::string_view statement) {
+  std::vector<Token> tokens;
+  try {
+    Lex(statement, &tokens);
+  } catch (const Error&) {
+    return false;
+  }
+  std::size_t first = 0;
+  while (tokens[first].kind == TokenKind::kOperator && tokens[first].op == '(') ++first;
+  if (first == 0 && tokens.size() == 2) {
+    return tokens[0].kind == TokenKind::kName || tokens[0].kind == TokenKind::kBracketName;
+  }
+  if (!IsWord(statement, tokens[first], "SELECT")) return false;
+  return std::none_of(tokens.begin(), tokens.end(),
+                      [&](const Token& t) { return IsWord(statement, t, "INTO"); });
+}
+
+namespace {
+
+// Takes every table and column as it is named.
+class OpenCatalog : public TableCatalog {
+ public:
+  CatalogTable Find(const std::string& name, const std::string& file) override {
+    return {"\"" + name + "\"" + (file.empty() ? "" : " /* " + file + " */"), name, nullptr};
+  }
+};
+
+}  // namespace
+
+std::string TranslateForTest(std::string_view statement) {
+  std::vector<Token> tokens;
+  Lex(statement, &tokens);
+  const std::unique_ptr<Statement> s = Parse(statement, tokens);
+  OpenCatalog catalog;
+  Translator translator(catalog, statement, s->parameters);
+  switch (s->kind) {
+    case StatementKind::kUpdate:
+      return translator.Update(*s).source.sql;
+    case StatementKind::kDelete:
+      return translator.Delete(*s).source.sql;
+    case StatementKind::kInsertValues:
+      return translator.Values(s->values).sql;
+    default:
+      return s->select ? translator.Query(*s->select, false).sql : std::string();
+  }
+}
+
+}  // namespace jet::sql

@@ -1,0 +1,448 @@
+#include "access/sql/translate.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "access/base/error.h"
+#include "access/sql/lexer.h"
+#include "access/sql/names.h"
+
+namespace jet::sql {
+
+Type TypeOf(ColumnType type) {
+  switch (type) {
+    case ColumnType::kBoolean:
+      return Type::kBoolean;
+    case ColumnType::kByte:
+    case ColumnType::kInteger:
+    case ColumnType::kLong:
+    case ColumnType::kBigInt:
+      return Type::kInteger;
+    case ColumnType::kSingle:
+    case ColumnType::kDouble:
+      return Type::kReal;
+    case ColumnType::kCurrency:
+    case ColumnType::kDecimal:
+      return Type::kDecimal;
+    case ColumnType::kDateTime:
+      return Type::kDate;
+    case ColumnType::kText:
+    case ColumnType::kMemo:
+    case ColumnType::kGuid:
+    case ColumnType::kDateTimeExtended:
+      return Type::kText;
+    default:
+      return Type::kBlob;
+  }
+}
+
+std::string Translator::ColumnSql(const Source& s, int column, bool exact) {
+  const bool twin = exact && s.table &&
+                    TypeOf(s.table->def().columns[static_cast<std::size_t>(column)].type) == Type::kDecimal;
+  return fmt::format("{}.{}{}", s.sql_alias, twin ? 'e' : 'c', column);
+}
+
+// ---- public
+
+Translation Translator::Query(const Select& select, bool want_row_id) {
+  Translation t;
+  t.sql = PrintSelect(select, nullptr, true, want_row_id, &t.columns, &t.base_table);
+  t.tables = mentions_;
+  return t;
+}
+
+Translation Translator::Values(const std::vector<ExprPtr>& values) {
+  Translation t;
+  Scope scope;
+  for (const ExprPtr& e : values) {
+    OutputColumn column;
+    const std::string sql = PrintValue(*e, &scope, &column.type);
+    t.sql += (t.sql.empty() ? "SELECT " : ", ") + sql;
+    t.columns.push_back(std::move(column));
+  }
+  t.tables = mentions_;
+  return t;
+}
+
+UpdateTranslation Translator::Update(const Statement& s) {
+  UpdateTranslation u;
+  Scope scope;
+  const std::string from = PrintFrom(*s.select, nullptr, &scope);
+  std::vector<std::string> ids, values;
+  std::vector<const Source*> sources;
+  for (const Assignment& a : s.assignments) {
+    Found found;
+    if (!FindColumn(a.table, a.column, scope, &found)) {
+      Expr name;
+      name.table = a.table;
+      name.name = a.column;
+      UnknownColumn(name, scope);
+    }
+    if (!found.source->table && !found.source->open) {
+      throw Error(ErrorKind::kNotSupported,
+                  fmt::format("The column '{}' belongs to a query and cannot be updated.", a.column));
+    }
+    const auto it = std::find(sources.begin(), sources.end(), found.source);
+    const auto target = static_cast<int>(it - sources.begin());
+    if (it == sources.end()) {
+      sources.push_back(found.source);
+      u.targets.push_back({found.source->table, target});
+      ids.push_back(found.source->sql_alias + ".rowid");
+    }
+    Printed value = PrintExact(*a.expr, &scope);
+    u.columns.push_back({target, found.column, static_cast<int>(values.size()), value.type});
+    values.push_back(std::move(value.sql));
+  }
+  std::string items;
+  for (const std::string& sql : ids) items += (items.empty() ? "" : ", ") + sql;
+  for (const std::string& sql : values) items += ", " + sql;
+  for (UpdateColumn& c : u.columns) c.source_column += static_cast<int>(ids.size());
+  u.source.sql = "SELECT " + items + from;
+  if (s.select->where) u.source.sql += " WHERE " + PrintCondition(*s.select->where, &scope);
+  u.source.tables = mentions_;
+  return u;
+}
+
+UpdateTranslation Translator::Delete(const Statement& s) {
+  UpdateTranslation u;
+  Scope scope;
+  const std::string from = PrintFrom(*s.select, nullptr, &scope);
+  const Source* target = nullptr;
+  if (s.table.empty()) {
+    if (scope.sources.size() != 1) {
+      throw Error(ErrorKind::kInvalid,
+                  "A DELETE from several tables must name the one whose rows go: DELETE t.* FROM ...");
+    }
+    target = &scope.sources[0];
+  } else {
+    for (const Source& source : scope.sources) {
+      if (EqualNames(SourceName(source), s.table)) target = &source;
+    }
+    if (target == nullptr) {
+      throw Error(ErrorKind::kNotFound, fmt::format("The table '{}' is not in the FROM list.", s.table));
+    }
+  }
+  if (!target->table && !target->open)
+    throw Error(ErrorKind::kNotSupported, "Rows of a query cannot be deleted.");
+  u.targets.push_back({target->table, 0});
+  u.source.sql = "SELECT " + target->sql_alias + ".rowid" + from;
+  if (s.select->where) u.source.sql += " WHERE " + PrintCondition(*s.select->where, &scope);
+  u.source.tables = mentions_;
+  return u;
+}
+
+// ---- FROM
+
+void Translator::Declare(const TableRef& ref, const std::string& file, const Scope* outer, Scope* scope) {
+  if (ref.kind == TableRef::kJoin) {
+    Declare(*ref.left, file, outer, scope);
+    Declare(*ref.right, file, outer, scope);
+    return;
+  }
+  Source source;
+  source.alias = ref.alias;
+  source.sql_alias = fmt::format("a{}", next_alias_++);
+  if (ref.kind == TableRef::kTable) {
+    CatalogTable found = catalog_.Find(ref.name, file);
+    source.table = found.table;
+    source.table_name = found.name;
+    source.open = found.table == nullptr;
+    source.from_sql = found.sql_name + " AS " + source.sql_alias;
+    mentions_.push_back(found.table);
+  } else {
+    source.from_sql = "(" + PrintSelect(*ref.select, outer, false, false, &source.columns, nullptr) +
+                      ") AS " + source.sql_alias;
+  }
+  for (const Source& other : scope->sources) {
+    if (!SourceName(source).empty() && EqualNames(SourceName(other), SourceName(source))) {
+      throw Error(
+          ErrorKind::kInvalid,
+          fmt::format("The FROM list names '{}' twice; give one of them another name.", SourceName(source)));
+    }
+  }
+  scope->sources.push_back(std::move(source));
+}
+
+std::string Translator::PrintRef(const TableRef& ref, Scope* scope, std::size_t* next) {
+  if (ref.kind != TableRef::kJoin) return scope->sources[(*next)++].from_sql;
+  std::string left = PrintRef(*ref.left, scope, next);
+  std::string right = PrintRef(*ref.right, scope, next);
+  const TableRef* right_ref = ref.right.get();
+  const char* word = ref.join == TableRef::kInner ? " JOIN " : " LEFT JOIN ";
+  if (ref.join == TableRef::kRight) {
+    std::swap(left, right);
+    right_ref = ref.left.get();
+  }
+  if (right_ref->kind == TableRef::kJoin) right = "(" + right + ")";
+  return left + word + right + " ON " + PrintCondition(*ref.on, scope);
+}
+
+std::string Translator::PrintFrom(const Select& select, const Scope* outer, Scope* scope) {
+  scope->outer = outer;
+  for (const TableRefPtr& ref : select.from) Declare(*ref, select.in_file, outer, scope);
+  std::string sql;
+  std::size_t next = 0;
+  for (const TableRefPtr& ref : select.from)
+    sql += (sql.empty() ? " FROM " : ", ") + PrintRef(*ref, scope, &next);
+  return sql;
+}
+
+// ---- output columns
+
+void Translator::StarItems(const Scope& scope, const SelectItem& item, bool exact, std::vector<Item>* items,
+                           std::vector<OutputColumn>* columns) {
+  bool any = false;
+  for (const Source& s : scope.sources) {
+    if (!item.star_table.empty() && !EqualNames(SourceName(s), item.star_table)) continue;
+    any = true;
+    if (s.open) {
+      items->push_back({s.sql_alias + ".*", s.sql_alias + ".*"});
+      columns->emplace_back();
+      continue;
+    }
+    const std::size_t count = s.table ? s.table->def().columns.size() : s.columns.size();
+    for (std::size_t i = 0; i < count; ++i) {
+      OutputColumn c;
+      if (s.table) {
+        const ColumnDef& def = s.table->def().columns[i];
+        c.name = def.name;
+        c.type = TypeOf(def.type);
+        c.table = s.table;
+        c.column = static_cast<int>(i);
+      } else {
+        c = s.columns[i];
+      }
+      items->push_back({ColumnSql(s, static_cast<int>(i), exact), ColumnSql(s, static_cast<int>(i), false)});
+      columns->push_back(std::move(c));
+    }
+  }
+  if (!any) {
+    if (item.star_table.empty()) ThrowSyntax(text_, item.offset, 1);
+    throw Error(ErrorKind::kNotFound,
+                fmt::format("The table '{}' is not in the FROM list.", item.star_table));
+  }
+}
+
+void Translator::PrintItems(const Select& select, Scope* scope, bool exact, std::vector<Item>* items,
+                            std::vector<OutputColumn>* columns) {
+  int unnamed = 0;
+  for (const SelectItem& item : select.items) {
+    if (item.star) {
+      StarItems(*scope, item, exact, items, columns);
+      continue;
+    }
+    Printed p = PrintExact(*item.expr, scope);
+    OutputColumn c;
+    c.type = p.type;
+    c.table = p.table;
+    c.column = p.column;
+    c.name = item.alias;
+    std::string sorted = p.sql;
+    if (item.expr->kind == ExprKind::kColumn) {
+      sorted = PrintValue(*item.expr, scope);
+      if (!exact) p.sql = sorted;
+      if (c.name.empty()) {
+        c.name = p.table ? p.table->def().columns[static_cast<std::size_t>(p.column)].name : item.expr->name;
+      }
+    } else if (c.name.empty()) {
+      // The name Access makes up.
+      c.name = fmt::format("Expr{}", 1000 + unnamed++);
+      c.named = false;
+    }
+    items->push_back({std::move(p.sql), std::move(sorted)});
+    columns->push_back(std::move(c));
+  }
+}
+
+// ---- ORDER BY and TOP
+
+std::vector<std::string> Translator::PrintOrder(const Select& select, Scope* scope,
+                                                const std::vector<Item>& items,
+                                                const std::vector<OutputColumn>& columns) {
+  std::vector<std::string> order;
+  for (const OrderTerm& term : select.order_by) {
+    const Expr& e = *term.expr;
+    std::string sql;
+    if (e.kind == ExprKind::kConstant && e.value.kind() == ValueKind::kInteger) {
+      const std::int64_t position = e.value.integer();
+      if (position < 1 || position > static_cast<std::int64_t>(items.size())) {
+        ThrowSyntax(text_, e.offset, "ORDER BY names an output column that does not exist,");
+      }
+      sql = items[static_cast<std::size_t>(position - 1)].sorted;
+    } else if (e.kind == ExprKind::kColumn && e.table.empty()) {
+      // A column of the tables comes before an alias of the same name.
+      Found found;
+      if (!FindColumn("", e.name, *scope, &found)) {
+        for (std::size_t i = 0; i < columns.size() && sql.empty(); ++i) {
+          if (EqualNames(columns[i].name, e.name)) sql = items[i].sorted;
+        }
+      }
+    }
+    if (sql.empty()) sql = PrintValue(e, scope);
+    // A number would be taken for a position.
+    order.push_back("+(" + sql + ")" + (term.descending ? " DESC" : ""));
+    if (sql.size() > 2 && sql[0] == 'a' && sql.find_first_of(" (,") == std::string::npos) {
+      order.back() = sql + (term.descending ? " DESC" : "");
+    }
+  }
+  return order;
+}
+
+namespace {
+std::string Join(const std::vector<std::string>& parts) {
+  std::string out;
+  for (const std::string& p : parts) out += (out.empty() ? "" : ", ") + p;
+  return out;
+}
+}  // namespace
+
+// TOP n keeps every row that compares equal to the n-th, as Access does; without ORDER BY it is the first n.
+std::string Translator::WithTop(const Select& select, const std::vector<Item>& items, const std::string& rest,
+                                const std::vector<std::string>& order, bool name_columns) const {
+  std::string list;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    list += (i == 0 ? "" : ", ") + items[i].shown;
+    if (name_columns) list += fmt::format(" AS c{}", i);
+  }
+  const char* head = select.distinct ? "SELECT DISTINCT " : "SELECT ";
+  const std::string plain = head + list + rest + (order.empty() ? "" : " ORDER BY " + Join(order));
+  if (!select.top) return plain;
+  const auto n = static_cast<std::int64_t>(std::max(0.0, std::min(*select.top, 9e15)));
+  if (!select.top_percent && (order.empty() || select.distinct)) return plain + fmt::format(" LIMIT {}", n);
+  if (select.distinct)
+    throw Error(ErrorKind::kNotSupported, "TOP ... PERCENT with DISTINCT is not supported.");
+  std::string inner, outer;
+  for (std::size_t i = 0; i < items.size(); ++i) {
+    inner += fmt::format("{} AS n{}, ", items[i].shown, i);
+    outer += fmt::format("{}n{}", i == 0 ? "" : ", ", i);
+    if (name_columns) outer += fmt::format(" AS c{}", i);
+  }
+  // The tie-breaking row identifier stands last, it takes no part in the ranking.
+  std::vector<std::string> keys = order;
+  if (!keys.empty() && keys.size() > select.order_by.size()) keys.pop_back();
+  const std::string rank =
+      keys.empty() ? "row_number() OVER ()" : "rank() OVER (ORDER BY " + Join(keys) + ")";
+  const std::string place =
+      order.empty() ? "row_number() OVER ()" : "row_number() OVER (ORDER BY " + Join(order) + ")";
+  const std::string limit =
+      select.top_percent
+          ? fmt::format("max(1, CAST(total * {:.10g} / 100.0 + 0.999999 AS INTEGER))", *select.top)
+          : fmt::format("{}", n);
+  return fmt::format(
+      "SELECT {} FROM (SELECT {}{} AS ranked, {} AS place, count(*) OVER () AS total{}) WHERE ranked <= {} "
+      "ORDER BY "
+      "place",
+      outer, inner, rank, place, rest, limit);
+}
+
+// ---- SELECT
+
+std::string Translator::PrintSelect(const Select& select, const Scope* outer, bool top_level,
+                                    bool want_row_id, std::vector<OutputColumn>* columns,
+                                    std::shared_ptr<Table>* base_table) {
+  if (!select.into.empty() && !top_level) ThrowSyntax(text_, select.into_offset, "INTO has no place");
+  if (select.nested || !select.unions.empty()) return PrintCompound(select, outer, columns);
+  Scope scope;
+  std::string rest = PrintFrom(select, outer, &scope);
+  std::vector<Item> items;
+  PrintItems(select, &scope, top_level, &items, columns);
+  if (select.where) rest += " WHERE " + PrintCondition(*select.where, &scope);
+  for (std::size_t i = 0; i < select.group_by.size(); ++i) {
+    rest += (i == 0 ? " GROUP BY " : ", ") + PrintValue(*select.group_by[i], &scope);
+  }
+  if (select.having) rest += " HAVING " + PrintCondition(*select.having, &scope);
+  std::vector<std::string> order = PrintOrder(select, &scope, items, *columns);
+
+  const bool rows_of_one_table = scope.sources.size() == 1 &&
+                                 (scope.sources[0].table || scope.sources[0].open) && !select.distinct &&
+                                 select.group_by.empty() && !select.having && !scope.aggregates;
+  if (rows_of_one_table) {
+    // Rows that compare equal come in the order in which the table holds them.
+    if (!order.empty()) order.push_back(scope.sources[0].sql_alias + ".rowid");
+    if (want_row_id) {
+      items.push_back({scope.sources[0].sql_alias + ".rowid", ""});
+      if (base_table != nullptr) *base_table = scope.sources[0].table;
+    }
+  }
+  if (top_level) {
+    // Equal names of columns of several tables are told apart by their tables.
+    std::vector<bool> twice(columns->size());
+    for (std::size_t i = 0; i < columns->size(); ++i) {
+      for (std::size_t k = 0; k < columns->size(); ++k) {
+        const OutputColumn &a = (*columns)[i], &b = (*columns)[k];
+        if (i != k && a.table && b.table && a.table != b.table && EqualNames(a.name, b.name)) twice[i] = true;
+      }
+    }
+    for (std::size_t i = 0; i < columns->size(); ++i) {
+      OutputColumn& c = (*columns)[i];
+      if (twice[i]) c.name = c.table->def().name + "." + c.name;
+    }
+  }
+  return WithTop(select, items, rest, order, !top_level);
+}
+
+std::string Translator::PrintMember(const Select& select, const Scope* outer,
+                                    std::vector<OutputColumn>* columns) {
+  std::string sql;
+  if (select.nested) {
+    sql = "SELECT * FROM (" + PrintSelect(*select.nested, outer, false, false, columns, nullptr) + ")";
+  } else {
+    sql = PrintSelect(select, outer, false, false, columns, nullptr);
+    if (select.top) sql = "SELECT * FROM (" + sql + ")";
+  }
+  return sql;
+}
+
+std::string Translator::PrintCompound(const Select& select, const Scope* outer,
+                                      std::vector<OutputColumn>* columns) {
+  // The first member's own lists stand in `select` itself; its unions and order belong to the whole.
+  std::string sql;
+  if (select.nested) {
+    sql = PrintMember(select, outer, columns);
+  } else {
+    Scope scope;
+    std::string rest = PrintFrom(select, outer, &scope);
+    std::vector<Item> items;
+    PrintItems(select, &scope, false, &items, columns);
+    if (select.where) rest += " WHERE " + PrintCondition(*select.where, &scope);
+    for (std::size_t i = 0; i < select.group_by.size(); ++i) {
+      rest += (i == 0 ? " GROUP BY " : ", ") + PrintValue(*select.group_by[i], &scope);
+    }
+    if (select.having) rest += " HAVING " + PrintCondition(*select.having, &scope);
+    sql = WithTop(select, items, rest, {}, true);
+    if (select.top) sql = "SELECT * FROM (" + sql + ")";
+  }
+  for (const Select::Member& member : select.unions) {
+    std::vector<OutputColumn> others;
+    sql += (member.all ? " UNION ALL " : " UNION ") + PrintMember(*member.select, outer, &others);
+    if (others.size() != columns->size()) {
+      throw Error(ErrorKind::kInvalid, "The queries that a UNION joins have different numbers of columns.");
+    }
+    for (std::size_t i = 0; i < others.size(); ++i) {
+      if (others[i].type != (*columns)[i].type) (*columns)[i].type = Type::kUnknown;
+    }
+  }
+  for (OutputColumn& c : *columns) c.table.reset(), c.column = -1;
+  std::string order;
+  for (const OrderTerm& term : select.order_by) {
+    std::size_t position = 0;
+    const Expr& e = *term.expr;
+    if (e.kind == ExprKind::kConstant && e.value.kind() == ValueKind::kInteger) {
+      position = static_cast<std::size_t>(e.value.integer());
+    } else if (e.kind == ExprKind::kColumn) {
+      for (std::size_t i = 0; i < columns->size() && position == 0; ++i) {
+        if (EqualNames((*columns)[i].name, e.name)) position = i + 1;
+      }
+    }
+    if (position < 1 || position > columns->size()) {
+      ThrowSyntax(text_, e.offset, "The ORDER BY of a UNION must name an output column,");
+    }
+    order +=
+        fmt::format("{}{}{}", order.empty() ? " ORDER BY " : ", ", position, term.descending ? " DESC" : "");
+  }
+  return sql + order;
+}
+
+}  // namespace jet::sql

@@ -1,0 +1,161 @@
+// Turns parsed Access SQL into SQLite's: looks names up, infers what types can be known, and prints.
+//
+// A table in a FROM list becomes "<sql name> AS aN", a column "aN.cM" (M: its position in the table), so that
+// no name of a file ever meets SQLite's grammar. Decimal and currency columns have a second, hidden column
+// "eM" that gives their exact text; "cM" gives the nearest double, which is what comparisons and arithmetic
+// use.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "access/sql/ast.h"
+#include "access/store/database.h"
+
+namespace jet::sql {
+
+enum class Type : std::uint8_t { kUnknown, kNull, kBoolean, kInteger, kReal, kDecimal, kDate, kText, kBlob };
+
+Type TypeOf(ColumnType type);
+
+// A table as the catalog knows it.
+struct CatalogTable {
+  std::string sql_name;
+  std::string name;
+  std::shared_ptr<Table> table;
+};
+
+class TableCatalog {
+ public:
+  virtual ~TableCatalog() = default;
+  // kNotFound when there is none. `file` is empty for the session's own database.
+  virtual CatalogTable Find(const std::string& name, const std::string& file) = 0;
+};
+
+struct OutputColumn {
+  std::string name;
+  Type type = Type::kUnknown;
+  std::shared_ptr<Table> table;  // base table and position of the column it shows unchanged
+  int column = -1;
+  bool named = true;  // false: an expression without alias, the name is made up
+};
+
+// A query, printed.
+struct Translation {
+  std::string sql;
+  std::vector<OutputColumn> columns;
+  std::shared_ptr<Table> base_table;  // set when the last column of `sql` is the row identifier in it
+  std::vector<std::shared_ptr<Table>> tables;  // every mention of a table, subqueries included
+};
+
+// Where a changing statement puts its values.
+struct UpdateTarget {
+  std::shared_ptr<Table> table;
+  int row_id_column = 0;  // in the row source
+};
+struct UpdateColumn {
+  int target = 0;
+  int column = 0;
+  int source_column = 0;
+  Type source_type = Type::kUnknown;
+};
+struct UpdateTranslation {
+  Translation source;
+  std::vector<UpdateTarget> targets;
+  std::vector<UpdateColumn> columns;
+};
+
+// `statement_parameters` is the number of "?" in the statement: "?" number i is SQLite's ?i+1, lifted
+// constant j is ?parameters+j+1.
+class Translator {
+ public:
+  Translator(TableCatalog& catalog, std::string_view text, int statement_parameters)
+      : catalog_(catalog), text_(text), parameters_(statement_parameters) {}
+
+  // `want_row_id`: append the row identifier when every row is one row of one base table.
+  Translation Query(const Select& select, bool want_row_id);
+  UpdateTranslation Update(const Statement& s);
+  // Row identifiers of the rows to delete.
+  UpdateTranslation Delete(const Statement& s);
+  // "SELECT a, b, ..." of expressions without a table.
+  Translation Values(const std::vector<ExprPtr>& values);
+
+ private:
+  struct Source {
+    std::string alias;      // as the statement names it
+    std::string sql_alias;  // aN
+    std::string from_sql;
+    std::shared_ptr<Table> table;
+    std::string table_name;
+    std::vector<OutputColumn> columns;  // of a subquery in FROM
+    bool open = false;  // columns not known, any name is taken (translation without a database)
+  };
+  struct Scope {
+    std::vector<Source> sources;
+    const Scope* outer = nullptr;
+    bool aggregates = false;
+  };
+  struct Printed {
+    std::string sql;
+    Type type = Type::kUnknown;
+    bool truth = false;  // gives 1 or 0 where Access gives -1 or 0
+    std::shared_ptr<Table> table;
+    int column = -1;
+  };
+  struct Found {
+    const Source* source = nullptr;
+    int column = -1;
+  };
+  std::string PrintSelect(const Select& select, const Scope* outer, bool top_level, bool want_row_id,
+                          std::vector<OutputColumn>* columns, std::shared_ptr<Table>* base_table);
+  std::string PrintCompound(const Select& select, const Scope* outer, std::vector<OutputColumn>* columns);
+  std::string PrintMember(const Select& select, const Scope* outer, std::vector<OutputColumn>* columns);
+  // One printed output column: as it is shown, and as ORDER BY uses it.
+  struct Item {
+    std::string shown, sorted;
+  };
+  void PrintItems(const Select& select, Scope* scope, bool exact, std::vector<Item>* items,
+                  std::vector<OutputColumn>* columns);
+  void StarItems(const Scope& scope, const SelectItem& item, bool exact, std::vector<Item>* items,
+                 std::vector<OutputColumn>* columns);
+  std::string PrintFrom(const Select& select, const Scope* outer, Scope* scope);
+  void Declare(const TableRef& ref, const std::string& file, const Scope* outer, Scope* scope);
+  std::string PrintRef(const TableRef& ref, Scope* scope, std::size_t* next);
+  std::vector<std::string> PrintOrder(const Select& select, Scope* scope, const std::vector<Item>& items,
+                                      const std::vector<OutputColumn>& columns);
+  std::string WithTop(const Select& select, const std::vector<Item>& items, const std::string& rest,
+                      const std::vector<std::string>& order, bool name_columns) const;
+
+  // Expressions (translate_expression.cpp).
+  Printed Print(const Expr& e, Scope* scope);
+  std::string PrintValue(const Expr& e, Scope* scope, Type* type = nullptr);
+  std::string PrintCondition(const Expr& e, Scope* scope);
+  // With the exact text of a decimal column that is shown unchanged.
+  Printed PrintExact(const Expr& e, Scope* scope);
+  Printed PrintConstant(const Expr& e);
+  Printed PrintColumn(const Expr& e, Scope* scope, bool exact);
+  Printed PrintArithmetic(const Expr& e, Scope* scope);
+  Printed PrintCompare(const Expr& e, Scope* scope);
+  Printed PrintLogic(const Expr& e, Scope* scope);
+  Printed PrintIn(const Expr& e, Scope* scope);
+  Printed PrintFunction(const Expr& e, Scope* scope);
+  Printed PrintAggregate(const Expr& e, const std::string& name, Scope* scope);
+  Printed PrintConditional(const Expr& e, const std::string& name, Scope* scope);
+  std::string PrintSubquery(const Expr& e, Scope* scope, Type* type);
+  void CheckComparable(const Printed& a, const Printed& b) const;
+  bool FindColumn(const std::string& table, const std::string& name, const Scope& scope, Found* found) const;
+  [[noreturn]] void UnknownColumn(const Expr& e, const Scope& scope) const;
+  static const std::string& SourceName(const Source& s) { return s.alias.empty() ? s.table_name : s.alias; }
+  static std::string ColumnSql(const Source& s, int column, bool exact);
+
+  TableCatalog& catalog_;
+  std::string_view text_;
+  int parameters_;
+  int next_alias_ = 0;
+  std::vector<std::shared_ptr<Table>> mentions_;
+};
+
+}  // namespace jet::sql

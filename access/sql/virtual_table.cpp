@@ -1,0 +1,423 @@
+#include "access/sql/virtual_table.h"
+
+#include <fmt/format.h>
+
+#include <cstring>
+
+#include "access/base/error.h"
+
+namespace jet::sql {
+namespace {
+
+struct VirtualTable : sqlite3_vtab {
+  TableHost* host = nullptr;
+  std::shared_ptr<DeclaredTable> declared;
+};
+
+enum class ColumnClass : std::uint8_t { kWhole, kReal, kDecimal, kText, kBlob };
+
+ColumnClass ClassOf(ColumnType type) {
+  switch (TypeOf(type)) {
+    case Type::kBoolean:
+    case Type::kInteger:
+      return ColumnClass::kWhole;
+    case Type::kReal:
+    case Type::kDate:
+      return ColumnClass::kReal;
+    case Type::kDecimal:
+      return ColumnClass::kDecimal;
+    case Type::kText:
+      return ColumnClass::kText;
+    default:
+      return ColumnClass::kBlob;
+  }
+}
+
+// A comparison the cursor makes on each row, with SQLite's rules.
+struct Filter {
+  char op = '=';
+  int column = 0;
+  ColumnClass column_class = ColumnClass::kWhole;
+  bool is_text_column = false;  // Text or Memo: may be read without a Value
+  ValueKind kind = ValueKind::kNull;
+  std::int64_t integer = 0;
+  double real = 0;
+  std::string text;
+};
+
+struct Cursor : sqlite3_vtab_cursor {
+  TableHost* host = nullptr;
+  Table* table = nullptr;
+  DeclaredTable* declared = nullptr;
+  std::optional<TableCursor> scan;
+  std::optional<IndexCursor> search;
+  std::vector<Filter> filters;
+  std::size_t filter_count = 0;
+  std::vector<SearchValue> search_values;
+  const char* plan_text = nullptr;
+  std::vector<PlannedValue> plan;
+  std::string plan_copy;
+  Row row;
+  RowId id;
+  bool at_end = true;
+  bool gone = false;  // the row was deleted while the statement stood still
+  std::uint64_t epoch = 0;
+  std::string buffer;
+};
+
+int Fail(TableHost* host, sqlite3_vtab* vtab) {
+  host->failure = std::current_exception();
+  sqlite3_free(vtab->zErrMsg);
+  vtab->zErrMsg = sqlite3_mprintf("table access failed");
+  return SQLITE_ERROR;
+}
+
+bool Holds(char op, int order) {
+  switch (op) {
+    case '=':
+      return order == 0;
+    case 'n':
+      return order != 0;
+    case '<':
+      return order < 0;
+    case 'l':
+      return order <= 0;
+    case '>':
+      return order > 0;
+    default:
+      return order >= 0;
+  }
+}
+
+template <typename T>
+int Order(T a, T b) {
+  return a < b ? -1 : a > b ? 1 : 0;
+}
+
+bool Passes(Cursor& c, const Filter& f) {
+  if (f.op == '0') return c.row.IsNull(f.column);
+  if (c.row.IsNull(f.column)) return false;
+  if (f.op == '1') return true;
+  const bool number = f.kind == ValueKind::kInteger || f.kind == ValueKind::kReal;
+  switch (f.column_class) {
+    case ColumnClass::kWhole: {
+      if (!number) return Holds(f.op, -1);  // text and blobs come after numbers
+      const std::int64_t v = c.row.GetInteger(f.column);
+      return Holds(f.op, f.kind == ValueKind::kInteger ? Order(v, f.integer) : CompareIntegerReal(v, f.real));
+    }
+    case ColumnClass::kReal: {
+      if (!number) return Holds(f.op, -1);
+      const double v = c.row.GetReal(f.column);
+      return Holds(f.op, f.kind == ValueKind::kReal ? Order(v, f.real) : -CompareIntegerReal(f.integer, v));
+    }
+    case ColumnClass::kDecimal: {
+      if (!number) return Holds(f.op, -1);
+      const double v = c.row.Get(f.column).decimal().ToDouble();
+      return Holds(f.op, f.kind == ValueKind::kReal ? Order(v, f.real) : -CompareIntegerReal(f.integer, v));
+    }
+    default: {
+      if (f.kind == ValueKind::kBlob) return Holds(f.op, -1);
+      if (f.is_text_column) {
+        c.row.GetText(f.column, &c.buffer);
+      } else {
+        c.buffer = c.row.Get(f.column).bytes();
+      }
+      const int order = c.buffer.compare(f.text);
+      return Holds(f.op, order);
+    }
+  }
+}
+
+bool PassesAll(Cursor& c) {
+  for (std::size_t i = 0; i < c.filter_count; ++i) {
+    if (!Passes(c, c.filters[i])) return false;
+  }
+  return true;
+}
+
+void Advance(Cursor& c) {
+  if (c.scan) {
+    while (c.scan->Next(&c.row, &c.id)) {
+      if (PassesAll(c)) {
+        c.epoch = c.host->epoch;
+        c.gone = false;
+        return;
+      }
+    }
+  } else {
+    while (c.search->Next(&c.id)) {
+      if (c.table->Fetch(c.id, &c.row) && PassesAll(c)) {
+        c.epoch = c.host->epoch;
+        c.gone = false;
+        return;
+      }
+    }
+  }
+  c.at_end = true;
+}
+
+// ---- module callbacks
+
+int Connect(sqlite3* db, void* aux, int argc, const char* const* argv, sqlite3_vtab** out, char** error) {
+  auto* host = static_cast<TableHost*>(aux);
+  const auto found = argc > 3 ? host->tables.find(std::atoi(argv[3])) : host->tables.end();
+  if (found == host->tables.end()) {
+    *error = sqlite3_mprintf("no such table");
+    return SQLITE_ERROR;
+  }
+  std::string sql = "CREATE TABLE x(", twins;
+  const TableDef& def = found->second->table->def();
+  for (std::size_t i = 0; i < def.columns.size(); ++i) {
+    const char* affinity = "BLOB";
+    switch (ClassOf(def.columns[i].type)) {
+      case ColumnClass::kWhole:
+        affinity = "INTEGER";
+        break;
+      case ColumnClass::kReal:
+      case ColumnClass::kDecimal:
+        affinity = "REAL";
+        break;
+      case ColumnClass::kText:
+        affinity = "TEXT";
+        break;
+      case ColumnClass::kBlob:
+        break;
+    }
+    sql += fmt::format("{}c{} {}", i == 0 ? "" : ", ", i, affinity);
+  }
+  // Every column has its twin, so that eN stands at a fixed place.
+  for (std::size_t i = 0; i < def.columns.size(); ++i) twins += fmt::format(", e{} HIDDEN", i);
+  sql += twins + ")";
+  const int rc = sqlite3_declare_vtab(db, sql.c_str());
+  if (rc != SQLITE_OK) {
+    *error = sqlite3_mprintf("%s", sqlite3_errmsg(db));
+    return rc;
+  }
+  auto* vtab = new VirtualTable();
+  vtab->host = host;
+  vtab->declared = found->second;
+  *out = vtab;
+  return SQLITE_OK;
+}
+
+int Disconnect(sqlite3_vtab* vtab) {
+  delete static_cast<VirtualTable*>(vtab);
+  return SQLITE_OK;
+}
+
+int BestIndex(sqlite3_vtab* base, sqlite3_index_info* info) {
+  auto* vtab = static_cast<VirtualTable*>(base);
+  try {
+    return PlanSearch(*vtab->declared->table, info);
+  } catch (...) {
+    return Fail(vtab->host, base);
+  }
+}
+
+int OpenCursor(sqlite3_vtab* base, sqlite3_vtab_cursor** out) {
+  auto* vtab = static_cast<VirtualTable*>(base);
+  auto* c = new Cursor();
+  c->host = vtab->host;
+  c->declared = vtab->declared.get();
+  c->table = vtab->declared->table.get();
+  *out = c;
+  return SQLITE_OK;
+}
+
+int CloseCursor(sqlite3_vtab_cursor* base) {
+  delete static_cast<Cursor*>(base);
+  return SQLITE_OK;
+}
+
+// Reads the value of a comparison, converted as SQLite would for a column of that class. False when the
+// comparison cannot be true.
+bool TakeValue(const PlannedValue& p, ColumnClass column_class, sqlite3_value* value, Filter* f) {
+  f->op = p.op;
+  f->column = p.column;
+  f->column_class = column_class;
+  f->kind = ValueKind::kNull;
+  if (p.op == '0' || p.op == '1') return true;
+  int type = sqlite3_value_type(value);
+  if (type == SQLITE_NULL) return false;
+  if (column_class != ColumnClass::kText && type == SQLITE_TEXT) type = sqlite3_value_numeric_type(value);
+  if (type == SQLITE_BLOB) {
+    f->kind = ValueKind::kBlob;
+  } else if (column_class == ColumnClass::kText || type == SQLITE_TEXT) {
+    f->kind = ValueKind::kText;
+    const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
+    f->text.assign(text != nullptr ? text : "", static_cast<std::size_t>(sqlite3_value_bytes(value)));
+  } else if (type == SQLITE_INTEGER) {
+    f->kind = ValueKind::kInteger;
+    f->integer = sqlite3_value_int64(value);
+  } else {
+    f->kind = ValueKind::kReal;
+    f->real = sqlite3_value_double(value);
+  }
+  return true;
+}
+
+bool Start(Cursor& c, int index, const char* plan_text, sqlite3_value** argv) {
+  if (c.plan_copy != plan_text) {
+    c.plan_copy = plan_text;
+    c.plan = DecodePlan(plan_text);
+    c.filters.resize(c.plan.size());
+  }
+  c.filter_count = 0;
+  c.search_values.clear();
+  bool search = index >= 0, usable = true;
+  for (std::size_t i = 0; i < c.plan.size(); ++i) {
+    const PlannedValue& p = c.plan[i];
+    const ColumnType type = c.table->def().columns[static_cast<std::size_t>(p.column)].type;
+    Filter& f = c.filters[i];
+    if (!TakeValue(p, ClassOf(type), argv[i], &f)) return false;
+    f.is_text_column = type == ColumnType::kText || type == ColumnType::kMemo;
+    if (!p.index) continue;
+    const bool number = f.kind == ValueKind::kInteger || f.kind == ValueKind::kReal;
+    const bool fits =
+        p.op == '0' || (f.column_class == ColumnClass::kText ? f.kind == ValueKind::kText : number);
+    // A text among numbers: the rows before it may bound the search, the rest is left to the filter.
+    usable = usable && fits;
+    if (usable) c.search_values.push_back({f.op, f.column, f.kind, f.integer, f.real, f.text});
+  }
+  c.filter_count = c.plan.size();
+  c.declared->last_index = index;
+  if (!search) {
+    c.scan.emplace(*c.table);
+    return true;
+  }
+  IndexCursor::Bounds bounds;
+  if (!MakeBounds(*c.table, index, c.search_values, &bounds)) return false;
+  c.search.emplace(*c.table, index, std::move(bounds));
+  return true;
+}
+
+int StartSearch(sqlite3_vtab_cursor* base, int index_number, const char* plan, int, sqlite3_value** argv) {
+  auto& c = *static_cast<Cursor*>(base);
+  try {
+    c.scan.reset();
+    c.search.reset();
+    c.at_end = false;
+    if (Start(c, index_number - 1, plan != nullptr ? plan : "", argv)) {
+      Advance(c);
+    } else {
+      c.at_end = true;
+    }
+    return SQLITE_OK;
+  } catch (...) {
+    return Fail(c.host, base->pVtab);
+  }
+}
+
+int Next(sqlite3_vtab_cursor* base) {
+  auto& c = *static_cast<Cursor*>(base);
+  try {
+    Advance(c);
+    return SQLITE_OK;
+  } catch (...) {
+    return Fail(c.host, base->pVtab);
+  }
+}
+
+int AtEnd(sqlite3_vtab_cursor* base) { return static_cast<Cursor*>(base)->at_end ? 1 : 0; }
+
+int ReadRowId(sqlite3_vtab_cursor* base, sqlite3_int64* id) {
+  *id = static_cast<Cursor*>(base)->id.packed;
+  return SQLITE_OK;
+}
+
+void ResultText(sqlite3_context* context, const std::string& text) {
+  sqlite3_result_text(context, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+}
+
+int ReadColumn(sqlite3_vtab_cursor* base, sqlite3_context* context, int column) {
+  auto& c = *static_cast<Cursor*>(base);
+  try {
+    if (c.epoch != c.host->epoch) {
+      // The statement stood still meanwhile: the page may hold something else now.
+      c.epoch = c.host->epoch;
+      c.gone = !c.table->Fetch(c.id, &c.row);
+    }
+    const auto& columns = c.table->def().columns;
+    const bool exact = column >= static_cast<int>(columns.size());
+    if (exact) column -= static_cast<int>(columns.size());
+    if (c.gone || c.row.IsNull(column)) return SQLITE_OK;
+    const ColumnType type = columns[static_cast<std::size_t>(column)].type;
+    switch (type) {
+      case ColumnType::kBoolean:
+      case ColumnType::kByte:
+      case ColumnType::kInteger:
+      case ColumnType::kLong:
+      case ColumnType::kBigInt:
+        sqlite3_result_int64(context, c.row.GetInteger(column));
+        break;
+      case ColumnType::kSingle:
+      case ColumnType::kDouble:
+      case ColumnType::kDateTime:
+        sqlite3_result_double(context, c.row.GetReal(column));
+        break;
+      case ColumnType::kText:
+      case ColumnType::kMemo:
+        c.row.GetText(column, &c.buffer);
+        ResultText(context, c.buffer);
+        break;
+      case ColumnType::kCurrency:
+      case ColumnType::kDecimal: {
+        const Value v = c.row.Get(column);
+        if (exact) {
+          ResultText(context, v.decimal().ToText());
+        } else {
+          sqlite3_result_double(context, v.decimal().ToDouble());
+        }
+        break;
+      }
+      default: {
+        const Value v = c.row.Get(column);
+        if (v.kind() == ValueKind::kText) {
+          ResultText(context, v.bytes());
+        } else {
+          sqlite3_result_blob64(context, v.bytes().data(), v.bytes().size(), SQLITE_TRANSIENT);
+        }
+      }
+    }
+    return SQLITE_OK;
+  } catch (...) {
+    return Fail(c.host, base->pVtab);
+  }
+}
+
+const sqlite3_module& Module() {
+  static const sqlite3_module module = [] {
+    sqlite3_module m{};
+    m.iVersion = 2;
+    m.xCreate = Connect;
+    m.xConnect = Connect;
+    m.xBestIndex = BestIndex;
+    m.xDisconnect = Disconnect;
+    m.xDestroy = Disconnect;
+    m.xOpen = OpenCursor;
+    m.xClose = CloseCursor;
+    m.xFilter = StartSearch;
+    m.xNext = Next;
+    m.xEof = AtEnd;
+    m.xColumn = ReadColumn;
+    m.xRowid = ReadRowId;
+    return m;
+  }();
+  return module;
+}
+
+}  // namespace
+
+void RegisterTableModule(TableHost* host) {
+  sqlite3_create_module_v2(host->db, "access", &Module(), host, nullptr);
+}
+
+void DeclareTable(TableHost* host, const DeclaredTable& table) {
+  const std::string sql = fmt::format("CREATE VIRTUAL TABLE {} USING access({})", table.sql_name, table.id);
+  if (sqlite3_exec(host->db, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+    throw Error(ErrorKind::kSql, fmt::format("The table '{}' cannot be declared: {}", table.table->def().name,
+                                             sqlite3_errmsg(host->db)));
+  }
+}
+
+}  // namespace jet::sql

@@ -115,12 +115,12 @@ void DatabaseImpl::RollbackStatement() {
   catalog_->Forget();
   if (!replaced_.empty()) ++schema_version_;
   for (auto& [page, old] : replaced_) {
-    if (old == nullptr) {
+    if (old.table == nullptr) {
       tables_.erase(page);
       continue;
     }
-    MutableDef(*old).read_only_reason.clear();
-    tables_[page] = old;
+    MutableDef(*old.table).read_only_reason = old.read_only_reason;
+    tables_[page] = old.table;
   }
   replaced_.clear();
   for (const auto& [page, table] : tables_) table->OnRollbackStatement();
@@ -171,7 +171,7 @@ void DatabaseImpl::Replace(PageNo tdef_page) {
   const auto it = tables_.find(tdef_page);
   const std::shared_ptr<StoredTable> old = it == tables_.end() ? nullptr : it->second;
   // Only the state before the statement matters, should it change a table twice.
-  replaced_.emplace(tdef_page, old);
+  replaced_.emplace(tdef_page, Replaced{old, old == nullptr ? std::string() : old->def().read_only_reason});
   if (old != nullptr) {
     MutableDef(*old).read_only_reason = kReplacedReason;
     tables_.erase(it);

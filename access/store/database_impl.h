@@ -93,7 +93,11 @@ class DatabaseImpl final : public Database {
   std::unique_ptr<jet::Catalog> catalog_;
   std::uint64_t schema_version_ = 1;
   // What stood in tables_ before the statement changed it; null: nothing.
-  std::map<PageNo, std::shared_ptr<StoredTable>> replaced_;
+  struct Replaced {
+    std::shared_ptr<StoredTable> table;
+    std::string read_only_reason;
+  };
+  std::map<PageNo, Replaced> replaced_;
 };
 
 // Makes the core tables of a new file in an empty page store, and fills the catalog. See create_database.cpp.

@@ -13,6 +13,10 @@ target_compile_definitions(vnt_options INTERFACE
   VNT_VERSION_MINOR=${PROJECT_VERSION_MINOR}
   VNT_VERSION_REVISION=${PROJECT_VERSION_PATCH})
 target_compile_options(vnt_options INTERFACE -Wall -Wextra -Wshadow -Wnon-virtual-dtor -Wimplicit-fallthrough)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
+  # GCC 12 sees overlaps in std::string's operator+ that are not there.
+  target_compile_options(vnt_options INTERFACE -Wno-restrict)
+endif()
 if(VNT_WERROR)
   target_compile_options(vnt_options INTERFACE -Werror)
 endif()

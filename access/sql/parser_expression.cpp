@@ -240,8 +240,8 @@ ExprPtr Parser::ParseNamed() {
       if (IsWordAt("ANY") || IsWordAt("ALL") || IsWordAt("SOME")) {
         throw Error(ErrorKind::kNotSupported, "Comparisons with ANY, ALL or SOME are not supported.");
       }
-      // LEFT and RIGHT are words of joins and functions.
-      if (!IsReserved(t) || IsWordAt("LEFT") || IsWordAt("RIGHT")) {
+      // LEFT and RIGHT are words of joins and functions, ASC one of orders and a function.
+      if (!IsReserved(t) || IsWordAt("LEFT") || IsWordAt("RIGHT") || IsWordAt("ASC")) {
         Take();
         return ParseFunction(TextOf(t), t.offset);
       }

@@ -8,6 +8,7 @@
 #include "access/check/check.h"
 #include "access/store/database.h"
 #include "db/access_provider/access_provider.h"
+#include "db/provider.h"
 #include "samples/schema.h"
 
 namespace vnt::test {
@@ -37,6 +38,33 @@ void RunAll(db::Connection& connection, std::string_view statements) {
     statements.remove_prefix(end + 1);
   }
 }
+
+class IngresStandIn : public db::ProviderConnection {
+ public:
+  IngresStandIn()
+      : access_(
+            db::OpenAccess(NoticeDatabase::kNotice, db::AccessMode::kReadWrite, db::AccessFormats::kJet)) {}
+
+  std::int64_t Execute(std::string_view sql, const std::vector<db::Value>& parameters) override {
+    try {
+      return access_->Execute(sql, parameters);
+    } catch (const db::DbError&) {
+      return 0;
+    }
+  }
+  std::unique_ptr<db::ProviderRecordset> OpenRecordset(std::string_view sql, db::CursorType cursor,
+                                                       db::LockType lock) override {
+    try {
+      return access_->OpenRecordset(sql, cursor, lock);
+    } catch (const db::DbError&) {
+      return access_->OpenRecordset("select * from vnt_ooak where version_no = -1", cursor, lock);
+    }
+  }
+  void Checkpoint() override { access_->Checkpoint(); }
+
+ private:
+  std::shared_ptr<db::ProviderConnection> access_;
+};
 
 std::string NewFolder() {
   const auto folder =
@@ -122,6 +150,15 @@ std::vector<std::string> NoticeDatabase::SentBy(const std::function<void()>& wor
   work();
   db::Connection::SetObserver({});
   return sent;
+}
+
+void NoticeDatabase::SpeakIngres() {
+  db::SetProviderFactory([](const std::string&) { return std::make_shared<IngresStandIn>(); });
+  state.main_connection = std::make_unique<db::cadodb>();
+  state.main_connection->DsName = db::Value::Text("TLKP-ING");
+  state.main_connection->username = db::Value::Text("TEST");
+  state.main_connection->OpenIngresAdoConnection();
+  db::SetProviderFactory({});
 }
 
 void NoticeDatabase::OpenReference() {

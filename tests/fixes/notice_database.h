@@ -52,8 +52,9 @@ class NoticeDatabase {
 
   // Opens the reference database as a run does.
   void OpenReference();
-  // Makes the main connection count as one on Ingres.
-  void SpeakIngres() { state.main_connection->DsName = db::Value::Text("TEST-ING"); }
+  // Opens the main connection anew as the data source "TLKP-ING". A stand-in serves it: it takes statements
+  // that only Ingres would understand for done, and gives the rows of the Access file otherwise.
+  void SpeakIngres();
   // The folder that drive C: stands for.
   const std::string& drive_c() const { return drive_c_; }
   void CloseAll();

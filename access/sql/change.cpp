@@ -154,6 +154,42 @@ std::int64_t Session::Impl::RunDelete(const std::shared_ptr<Plan>& plan, const s
 
 // ---- INSERT
 
+namespace {
+
+Plan::InsertValue InsertValueOf(const Expr& e, int parameters) {
+  using V = Plan::InsertValue;
+  switch (e.kind) {
+    case ExprKind::kNull:
+      return {V::kNull};
+    case ExprKind::kBoolean:
+      return {e.number != 0 ? V::kTrue : V::kFalse};
+    case ExprKind::kParameter:
+      return {V::kParameter, e.number};
+    case ExprKind::kConstant:
+      if (e.lifted >= 0) return {V::kParameter, parameters + e.lifted};
+      break;
+    case ExprKind::kNegate:
+      if (e.args[0]->kind == ExprKind::kConstant && e.args[0]->lifted >= 0 &&
+          e.args[0]->value.kind() != ValueKind::kText && !e.args[0]->is_date) {
+        return {V::kNegated, parameters + e.args[0]->lifted};
+      }
+      break;
+    default:
+      break;
+  }
+  return {V::kComputed};
+}
+
+Value Negated(const Value& v) {
+  if (v.kind() == ValueKind::kInteger) return Value::Integer(-v.integer());
+  if (v.kind() == ValueKind::kReal) return Value::Real(-v.real());
+  Decimal d = v.decimal();
+  d.negative = !d.negative;
+  return Value::Dec(d);
+}
+
+}  // namespace
+
 void Session::Impl::PlanInsert(Statement& s, std::string_view text, Plan* plan) {
   plan->target = database->FindTable(s.table);
   if (!plan->target)
@@ -195,18 +231,7 @@ void Session::Impl::PlanInsert(Statement& s, std::string_view text, Plan* plan) 
     for (std::size_t i = 0; i < given; ++i) assign(plan->columns[i].name, i);
   }
   if (!values) return;
-  plan->constants_only = true;
-  for (const ExprPtr& e : s.values) {
-    if (e->kind == ExprKind::kNull) {
-      plan->constant_sources.push_back(-1);
-    } else if (e->kind == ExprKind::kParameter) {
-      plan->constant_sources.push_back(e->number);
-    } else if (e->kind == ExprKind::kConstant && e->lifted >= 0) {
-      plan->constant_sources.push_back(s.parameters + e->lifted);
-    } else {
-      plan->constants_only = false;
-    }
-  }
+  for (const ExprPtr& e : s.values) plan->insert_values.push_back(InsertValueOf(*e, s.parameters));
 }
 
 Value Session::Impl::DefaultOf(const TableDef& table, const ColumnDef& column) {
@@ -243,26 +268,41 @@ std::int64_t Session::Impl::RunInsertValues(const std::shared_ptr<Plan>& plan,
   Table& target = *plan->target;
   const TableDef& def = target.def();
   std::vector<Value> values(def.columns.size());
-  const auto adapt = [&](std::size_t column, int source) {
-    Adapt(plan->columns[static_cast<std::size_t>(source)].type, def.columns[column], &values[column]);
-  };
+  using V = Plan::InsertValue;
   std::optional<Running> row;
-  if (!plan->constants_only) {
-    row.emplace(plan, parameters, lifted);
-    row->Step();
-  }
   for (std::size_t i = 0; i < values.size(); ++i) {
     const int source = plan->insert_sources[i];
     if (source < 0) {
       values[i] = DefaultOf(def, def.columns[i]);
-    } else if (row) {
-      values[i] = row->Get(source);
-      adapt(i, source);
-    } else if (const int place = plan->constant_sources[static_cast<std::size_t>(source)]; place >= 0) {
-      values[i] = place < plan->parameters ? parameters[static_cast<std::size_t>(place)]
-                                           : lifted[static_cast<std::size_t>(place - plan->parameters)];
-      adapt(i, source);
+      continue;
     }
+    const V& v = plan->insert_values[static_cast<std::size_t>(source)];
+    const auto constant = [&]() -> const Value& {
+      return v.place < plan->parameters ? parameters[static_cast<std::size_t>(v.place)]
+                                        : lifted[static_cast<std::size_t>(v.place - plan->parameters)];
+    };
+    switch (v.kind) {
+      case V::kNull:
+        break;
+      case V::kTrue:
+      case V::kFalse:
+        values[i] = Value::Integer(v.kind == V::kTrue ? -1 : 0);
+        break;
+      case V::kParameter:
+        values[i] = constant();
+        break;
+      case V::kNegated:
+        values[i] = Negated(constant());
+        break;
+      case V::kComputed:
+        if (!row) {
+          row.emplace(plan, parameters, lifted);
+          row->Step();
+        }
+        values[i] = row->Get(source);
+        break;
+    }
+    Adapt(plan->columns[static_cast<std::size_t>(source)].type, def.columns[i], &values[i]);
   }
   target.Insert(values);
   return 1;

@@ -2,8 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
-#include <limits>
 
 #include "access/base/error.h"
 #include "access/sql/dates.h"
@@ -217,6 +217,13 @@ Value ConstantValue(std::string_view statement, const Token& token) {
   std::int64_t integer = 0;
   const auto whole = std::from_chars(text.data(), text.data() + text.size(), integer);
   if (whole.ec == std::errc() && whole.ptr == text.data() + text.size()) return Value::Integer(integer);
+  // More digits than a double holds: a decimal, as in Access.
+  const auto digits = std::count_if(text.begin(), text.end(), IsDigit);
+  Decimal decimal;
+  if (digits > 15 && text.find_first_of("eE") == std::string_view::npos &&
+      Decimal::FromText(text, &decimal)) {
+    return Value::Dec(decimal);
+  }
   double real = 0;
   const auto result = std::from_chars(text.data(), text.data() + text.size(), real);
   if (result.ec != std::errc()) {

@@ -124,7 +124,9 @@ SelectPtr Parser::ParseSelectCore() {
     } else if (IsWordAt("TOP") && Peek(1).kind == TokenKind::kNumber) {
       Take();
       const Value n = ConstantValue(text_, Take());
-      select->top = n.kind() == ValueKind::kInteger ? static_cast<double>(n.integer()) : n.real();
+      select->top = n.kind() == ValueKind::kInteger   ? static_cast<double>(n.integer())
+                    : n.kind() == ValueKind::kDecimal ? n.decimal().ToDouble()
+                                                      : n.real();
       select->top_percent = TakeWord("PERCENT");
     } else if (!TakeWord("ALL") && !TakeWord("DISTINCTROW")) {
       break;

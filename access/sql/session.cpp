@@ -57,6 +57,11 @@ bool Connection::Step(sqlite3_stmt* statement) {
   Raise();
 }
 
+bool Connection::Drop(const DeclaredTable& table) {
+  const std::string sql = "DROP TABLE IF EXISTS " + table.sql_name;
+  return sqlite3_exec(host.db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+}
+
 // ---- plans
 
 sqlite3_stmt* Plan::Take() {
@@ -80,6 +85,9 @@ void Plan::Release(sqlite3_stmt* statement) {
 
 Plan::~Plan() {
   for (sqlite3_stmt* s : idle) sqlite3_finalize(s);
+  for (const auto& table : other_tables) {
+    if (connection->Drop(*table)) connection->host.tables.erase(table->id);
+  }
 }
 
 namespace {
@@ -169,8 +177,7 @@ void Session::Impl::ForgetTables() {
   // A table that a running query reads cannot be dropped now; it goes with the next change of the schema.
   TableHost& host = connection->host;
   for (auto it = host.tables.begin(); it != host.tables.end();) {
-    const std::string sql = "DROP TABLE IF EXISTS " + it->second->sql_name;
-    if (sqlite3_exec(host.db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK) {
+    if (connection->Drop(*it->second)) {
       it = host.tables.erase(it);
     } else {
       ++it;
@@ -233,13 +240,17 @@ std::shared_ptr<Plan> Session::Impl::PlanOf(std::string_view statement, std::vec
     plans.splice(plans.begin(), plans, found->second);
     return found->second->second;
   }
-  std::shared_ptr<Plan> plan = MakePlan(statement);
-  if (!plan->keep) {
-    // Plans on other files hold them open; the next statement opens them anew.
-    std::erase_if(declared, [](const auto& d) { return d.second->database != nullptr; });
-    files.clear();
-    return plan;
+  std::shared_ptr<Plan> plan;
+  try {
+    plan = MakePlan(statement);
+  } catch (...) {
+    const auto unused = std::make_shared<Plan>();
+    unused->connection = connection;
+    GiveOtherFilesTo(unused.get());
+    throw;
   }
+  GiveOtherFilesTo(plan.get());
+  if (!plan->keep) return plan;
   if (plan->definition) return plan;
   plans.emplace_front(key, plan);
   plan_by_key[plans.front().first] = plans.begin();
@@ -248,6 +259,17 @@ std::shared_ptr<Plan> Session::Impl::PlanOf(std::string_view statement, std::vec
     plans.pop_back();
   }
   return plan;
+}
+
+// Other files stay open as long as the plan that reads them; the next statement opens them anew.
+void Session::Impl::GiveOtherFilesTo(Plan* plan) {
+  if (files.empty()) return;
+  std::erase_if(declared, [&](const auto& d) {
+    if (d.second->database == nullptr) return false;
+    plan->other_tables.push_back(d.second);
+    return true;
+  });
+  files.clear();
 }
 
 std::shared_ptr<Plan> Session::Impl::MakePlan(std::string_view statement) {

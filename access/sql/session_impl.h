@@ -35,10 +35,14 @@ class Connection {
   bool Step(sqlite3_stmt* statement);
   sqlite3_stmt* Prepare(const std::string& sql);
   [[noreturn]] void Raise();
+  // False while a statement still reads it.
+  bool Drop(const DeclaredTable& table);
 };
 
 // How a statement is carried out. Shared by the cache and by queries that run it.
 struct Plan {
+  // Other files that are read, and their tables: given up with the plan. First, so that they go last.
+  std::vector<std::shared_ptr<DeclaredTable>> other_tables;
   std::shared_ptr<Connection> connection;
   StatementKind kind = StatementKind::kSelect;
   std::string sql;  // of the query or row source; empty when there is none
@@ -57,10 +61,13 @@ struct Plan {
   std::vector<UpdateColumn> update_columns;
   // INSERT: per column of the target, the output column it comes from, or -1: its default.
   std::vector<int> insert_sources;
-  // INSERT ... VALUES of plain constants: per output column, the parameter (from 0; lifted constants behind
-  // the statement's own), or -1 for Null. Empty when SQLite has to compute.
-  std::vector<int> constant_sources;
-  bool constants_only = false;
+  // INSERT ... VALUES, per value: constants need no SQLite. `place`: the parameter, from 0; lifted constants
+  // stand behind the statement's own.
+  struct InsertValue {
+    enum Kind : std::uint8_t { kNull, kTrue, kFalse, kParameter, kNegated, kComputed } kind = kNull;
+    int place = 0;
+  };
+  std::vector<InsertValue> insert_values;
   std::unique_ptr<Statement> definition;
 
   std::vector<sqlite3_stmt*> idle;
@@ -99,6 +106,7 @@ struct Session::Impl : TableCatalog {
   std::shared_ptr<Plan> MakePlan(std::string_view statement);
   void PlanQuery(const Statement& s, std::string_view text, Plan* plan);
   void PlanInsert(Statement& s, std::string_view text, Plan* plan);
+  void GiveOtherFilesTo(Plan* plan);
   void CheckSchema();
   void ForgetTables();
 

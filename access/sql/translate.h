@@ -104,6 +104,7 @@ class Translator {
     bool truth = false;  // gives 1 or 0 where Access gives -1 or 0
     std::shared_ptr<Table> table;
     int column = -1;
+    char chain = 0;  // kind of operator when `sql` is "(a op b ...)" and may go on with the same kind
   };
   struct Found {
     const Source* source = nullptr;
@@ -145,6 +146,7 @@ class Translator {
   Printed PrintAggregate(const Expr& e, const std::string& name, Scope* scope);
   Printed PrintConditional(const Expr& e, const std::string& name, Scope* scope);
   std::string PrintSubquery(const Expr& e, Scope* scope, Type* type);
+  static std::string AsLeft(const Printed& left, char chain);
   void CheckComparable(const Printed& a, const Printed& b) const;
   bool FindColumn(const std::string& table, const std::string& name, const Scope& scope, Found* found) const;
   [[noreturn]] void UnknownColumn(const Expr& e, const Scope& scope) const;

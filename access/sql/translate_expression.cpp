@@ -59,6 +59,17 @@ const char* CompareText(char op) {
   }
 }
 
+double NumberIn(const Value& v) {
+  switch (v.kind()) {
+    case ValueKind::kInteger:
+      return static_cast<double>(v.integer());
+    case ValueKind::kDecimal:
+      return v.decimal().ToDouble();
+    default:
+      return v.real();
+  }
+}
+
 Type Common(Type a, Type b) {
   if (a == b || b == Type::kNull) return a;
   if (a == Type::kNull) return b;
@@ -190,7 +201,7 @@ Translator::Printed Translator::PrintConstant(const Expr& e) {
     p.sql = QuoteText(e.value.bytes());
   } else {
     p.sql = e.value.kind() == ValueKind::kInteger ? fmt::format("{}", e.value.integer())
-                                                  : RealText(e.value.real());
+                                                  : RealText(NumberIn(e.value));
   }
   return p;
 }
@@ -308,26 +319,30 @@ Translator::Printed Translator::PrintCompare(const Expr& e, Scope* scope) {
   return p;
 }
 
+// SQLite's parser stops at a hundred open parentheses: a chain of one kind of operator needs only one pair.
+std::string Translator::AsLeft(const Printed& left, char chain) {
+  return left.chain == chain ? left.sql.substr(1, left.sql.size() - 2) : left.sql;
+}
+
 Translator::Printed Translator::PrintLogic(const Expr& e, Scope* scope) {
-  const std::string a = PrintCondition(*e.args[0], scope), b = PrintCondition(*e.args[1], scope);
+  const Printed a = Print(*e.args[0], scope), b = Print(*e.args[1], scope);
   Printed p;
   p.type = Type::kBoolean;
   p.truth = true;
   switch (e.op) {
     case 'A':
-      p.sql = "(" + a + " AND " + b + ")";
-      break;
     case 'O':
-      p.sql = "(" + a + " OR " + b + ")";
+      p.sql = "(" + AsLeft(a, e.op) + (e.op == 'A' ? " AND " : " OR ") + b.sql + ")";
+      p.chain = e.op;
       break;
     case 'X':
-      p.sql = "((NOT " + a + ") <> (NOT " + b + "))";
+      p.sql = "((NOT " + a.sql + ") <> (NOT " + b.sql + "))";
       break;
     case 'E':
-      p.sql = "((NOT " + a + ") = (NOT " + b + "))";
+      p.sql = "((NOT " + a.sql + ") = (NOT " + b.sql + "))";
       break;
     default:
-      p.sql = "((NOT " + a + ") OR " + b + ")";
+      p.sql = "((NOT " + a.sql + ") OR " + b.sql + ")";
       break;
   }
   return p;
@@ -357,8 +372,11 @@ Translator::Printed Translator::PrintIn(const Expr& e, Scope* scope) {
 }
 
 Translator::Printed Translator::PrintArithmetic(const Expr& e, Scope* scope) {
-  Type ta = Type::kUnknown, tb = Type::kUnknown;
-  std::string a = PrintValue(*e.args[0], scope, &ta), b = PrintValue(*e.args[1], scope, &tb);
+  Printed left = Print(*e.args[0], scope);
+  const Type ta = left.type;
+  Type tb = Type::kUnknown;
+  if (left.truth) left.sql = "-(" + left.sql + ")", left.chain = 0;
+  std::string a = left.sql, b = PrintValue(*e.args[1], scope, &tb);
   const bool numeric = IsNumeric(ta) && IsNumeric(tb);
   // A number on one side decides unless the other is known to be text: then the text must be one, too.
   const bool number_decides =
@@ -368,7 +386,11 @@ Translator::Printed Translator::PrintArithmetic(const Expr& e, Scope* scope) {
   p.type = Common(ta, tb);
   if (p.type == Type::kBoolean) p.type = Type::kInteger;
   const auto call = [&](const char* name) { p.sql = fmt::format("{}({}, {})", name, a, b); };
-  const auto native = [&](const char* op) { p.sql = "(" + a + op + b + ")"; };
+  const auto native = [&](const char* op, char chain) {
+    if (a == left.sql) a = AsLeft(left, chain);
+    p.sql = "(" + a + op + b + ")";
+    p.chain = chain;
+  };
   const auto number = [&](std::string* sql, Type t) {
     if (t == Type::kText || t == Type::kUnknown) *sql = "x_number(" + *sql + ")";
   };
@@ -378,10 +400,10 @@ Translator::Printed Translator::PrintArithmetic(const Expr& e, Scope* scope) {
         p.sql = "NULL";
         p.type = Type::kNull;
       } else if (ta == Type::kText && tb == Type::kText) {
-        native(" || ");
+        native(" || ", '|');
         p.type = Type::kText;
       } else if (number_decides) {
-        native(" + ");
+        native(" + ", '+');
       } else {
         call("x_add");
       }
@@ -390,20 +412,17 @@ Translator::Printed Translator::PrintArithmetic(const Expr& e, Scope* scope) {
     case '*':
       number(&a, ta);
       number(&b, tb);
-      native(e.op == '-' ? " - " : " * ");
+      native(e.op == '-' ? " - " : " * ", e.op == '-' ? '+' : '*');
       if (e.op == '-' && ta == Type::kDate && tb == Type::kDate) p.type = Type::kReal;
       if (p.type == Type::kUnknown || p.type == Type::kText) p.type = Type::kReal;
       break;
     case '/': {
       const Expr& divisor = *e.args[1];
       const bool safe = divisor.kind == ExprKind::kConstant && divisor.lifted < 0 && IsNumeric(tb) &&
-                        (divisor.value.kind() == ValueKind::kInteger ? divisor.value.integer() != 0
-                                                                     : divisor.value.real() != 0);
+                        NumberIn(divisor.value) != 0;
       if (safe && IsNumeric(ta)) {
-        b = RealText(divisor.value.kind() == ValueKind::kInteger
-                         ? static_cast<double>(divisor.value.integer())
-                         : divisor.value.real());
-        native(" / ");
+        b = RealText(NumberIn(divisor.value));
+        native(" / ", '*');
       } else {
         call("x_divide");
       }

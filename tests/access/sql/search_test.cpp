@@ -1,0 +1,128 @@
+// Searching through indexes gives what walking the table gives: two tables with the same rows, one with
+// indexes.
+#include <random>
+
+#include "sql_fixture.h"
+
+namespace jet::sql {
+namespace {
+
+class SearchTest : public SqlTest {
+ protected:
+  void SetUp() override {
+    SqlTest::SetUp();
+    for (const char* name : {"plain", "keyed"}) {
+      Run({fmt::format(
+          "create table {} (id long, a short, b byte, s single, d double, w datetime, t text(6), f yesno, "
+          "m currency)",
+          name)});
+    }
+    Run({"create unique index i0 on keyed (id)", "create index i1 on keyed (a, b desc, d)",
+         "create index i2 on keyed (s)", "create index i3 on keyed (d desc, id)",
+         "create index i4 on keyed (t, a)", "create index i5 on keyed (f, w)", "create index i6 on keyed (m)",
+         "create index i7 on keyed (w) with ignore null",
+         "create index i8 on keyed (a, t) with ignore null"});
+    std::mt19937 random(5);
+    for (int i = 0; i < 400; ++i) {
+      std::string values = fmt::format("{}", i - 200);
+      const auto maybe = [&](const std::string& v) {
+        values += ", " + (random() % 6 == 0 ? std::string("null") : v);
+      };
+      maybe(fmt::format("{}", static_cast<int>(random() % 9) - 4));
+      maybe(fmt::format("{}", random() % 4));
+      maybe(fmt::format("{}", (static_cast<int>(random() % 21) - 10) / 10.0));
+      maybe(random() % 9 == 0 ? "-0.0" : fmt::format("{}", (static_cast<int>(random() % 21) - 10) / 8.0));
+      maybe(fmt::format("#1/{}/2000#", 1 + random() % 9));
+      constexpr const char* kTexts[] = {"'a'", "'A'", "'a '", "'b'", "''", "'é'", "'e'", "'a-b'", "'ab'"};
+      maybe(kTexts[random() % std::size(kTexts)]);
+      values += random() % 2 ? ", true" : ", false";
+      maybe(fmt::format("{}", (random() % 7) / 10.0));
+      for (const char* name : {"plain", "keyed"})
+        Run({fmt::format("insert into {} values ({})", name, values)});
+    }
+  }
+};
+
+TEST_F(SearchTest, IndexedAndPlainTablesAgree) {
+  struct Column {
+    const char* name;
+    std::vector<const char*> values;
+  };
+  const std::vector<Column> columns = {
+      {"id", {"-200", "0", "5", "199", "5.5", "-3.25", "1e300", "99999999999", "-99999999999"}},
+      {"a", {"-4", "0", "2", "2.5", "-2.5", "40000", "-40000", "1e300"}},
+      {"b", {"0", "1", "3", "-1", "256", "1.5"}},
+      {"s", {"0", "0.5", "0.1", "-0.3", "1e300", "-1e300", "1"}},
+      {"d", {"0", "-0.0", "0.125", "0.1", "-1.25", "1", "9007199254740993"}},
+      {"w", {"#1/3/2000#", "#1/9/2000#", "#1/1/1900#", "36529.5"}},
+      {"t", {"'a'", "'A'", "'a '", "''", "'e'", "'é'", "'zzz'", "'ab'"}},
+      {"f", {"true", "false", "1", "0.5"}},
+      {"m", {"0.1", "0.3", "0", "0.25"}},
+  };
+  constexpr const char* kOperators[] = {"=", "=", "=", "<", "<=", ">", ">=", "<>"};
+  std::mt19937 random(11);
+  int with_rows = 0;
+  for (int round = 0; round < 1500; ++round) {
+    std::string where;
+    const auto terms = 1 + random() % 3;
+    for (unsigned i = 0; i < terms; ++i) {
+      const Column& c = columns[random() % columns.size()];
+      const auto value = [&] { return std::string(c.values[random() % c.values.size()]); };
+      if (!where.empty()) where += random() % 8 == 0 ? " or " : " and ";
+      switch (random() % 10) {
+        case 0:
+          where += std::string(c.name) + " is null";
+          break;
+        case 1:
+          where += std::string(c.name) + " is not null";
+          break;
+        case 2:
+          where += std::string(c.name) + " in (" + value() + ", " + value() + ")";
+          break;
+        case 3:
+          where += std::string(c.name) + " between " + value() + " and " + value();
+          break;
+        default:
+          where += std::string(c.name) + " " + kOperators[random() % std::size(kOperators)] + " " + value();
+      }
+    }
+    constexpr const char* kOrders[] = {"id", "a, b desc, id", "d desc, id", "d desc", "w, id",
+                                       "a",  "t, a, id"};
+    const char* order = kOrders[random() % std::size(kOrders)];
+    const std::string rest = " where " + where + " order by " + order;
+    const std::string plain = Ask("select id from plain" + rest), keyed = Ask("select id from keyed" + rest);
+    ASSERT_EQ(plain.find("error"), std::string::npos) << rest << plain;
+    ASSERT_EQ(plain, keyed) << rest;
+    with_rows += !plain.empty();
+  }
+  EXPECT_GT(with_rows, 500);
+}
+
+TEST_F(SearchTest, ParametersOfOtherTypes) {
+  for (const char* column : {"id", "a", "s", "d", "t", "f", "m", "w"}) {
+    for (const char* op : {"=", "<", ">=", "<>"}) {
+      for (const Value& v : {Value::Integer(1), Value::Real(0.5), Value::Text("1"), Value::Text("x"),
+                             Value::Null(), Value::Blob("a"), Value::Text("a")}) {
+        const std::string rest = fmt::format(" where {} {} ? order by id", column, op);
+        EXPECT_EQ(Ask("select id from plain" + rest, {v}), Ask("select id from keyed" + rest, {v}))
+            << rest << Show(v);
+      }
+    }
+  }
+}
+
+TEST_F(SearchTest, JoinsAgree) {
+  for (const char* on :
+       {"x.a = y.a and x.b = y.b", "x.t = y.t and y.a = 1", "x.d = y.d", "x.id = y.a", "x.s = y.d"}) {
+    const std::string rest = fmt::format(" y on {} where x.id < -150", on);
+    EXPECT_EQ(Ask("select count(*), sum(y.id) from plain x inner join plain" + rest),
+              Ask("select count(*), sum(y.id) from plain x inner join keyed" + rest))
+        << on;
+    EXPECT_EQ(Ask("select count(*), sum(y.id) from plain x left join plain" + rest),
+              Ask("select count(*), sum(y.id) from plain x left join keyed" + rest))
+        << on;
+  }
+}
+
+}  // namespace
+}  // namespace jet::sql

@@ -58,6 +58,9 @@ class TreeWalk {
       if (view.free_field() != view.geometry().area_size - view.used()) {
         Report(false, page_no, "the free bytes of an index page are not what its entries leave");
       }
+      if (view.HighestBit() != view.used()) {
+        Report(true, page_no, "the bitmap of an index page marks entries where there are none");
+      }
       if (view.is_leaf()) {
         VisitLeaf(view, depth);
       } else {

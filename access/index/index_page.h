@@ -111,6 +111,8 @@ class IndexPageView {
   std::uint8_t level() const { return page_[g_->level]; }
   unsigned free_field() const { return LoadLe<std::uint16_t>(page_ + 2); }
   const IndexGeometry& geometry() const { return *g_; }
+  // The last mark of the whole bitmap; on a sound page used().
+  unsigned HighestBit() const;
 
   // The first entry that is not less than the target.
   Slot Search(const Target& target) const;
@@ -143,7 +145,6 @@ class IndexPageView {
   std::uint64_t Word(unsigned index) const;
   unsigned BitAtOrBefore(unsigned position) const;
   unsigned BitAfter(unsigned position) const;
-  unsigned HighestBit() const;
   unsigned RestStart(unsigned start) const { return start == 0 ? prefix_ : start; }
   int CompareRest(const Slot& slot, const Target& target) const;
   [[noreturn]] void Corrupt(const char* what, unsigned offset = 0) const;
@@ -186,7 +187,7 @@ class EntryList {
 class IndexPageEditor {
  public:
   // `view` must be of the same page; it is brought up to date by every change.
-  IndexPageEditor(MutableBytes page, IndexPageView* view) : page_(page.data()), view_(view) {}
+  IndexPageEditor(MutableBytes page, IndexPageView* view);
 
   // Puts an entry before the one that starts at `start`. False, with nothing changed, when it does not fit or
   // does not share the prefix of the page.

@@ -190,10 +190,9 @@ class Workload {
     return false;
   }
 
-  std::uint32_t RandomRow() const {
-    auto& random = const_cast<std::mt19937&>(random_);
-    auto at = model_.rows.lower_bound(
-        static_cast<std::uint32_t>(random() % (model_.rows.rbegin()->first + std::uint64_t{1})));
+  std::uint32_t RandomRow() {
+    const std::uint64_t range = model_.rows.rbegin()->first + std::uint64_t{1};
+    auto at = model_.rows.lower_bound(static_cast<std::uint32_t>(random_() % range));
     if (at == model_.rows.end()) at = model_.rows.begin();
     return at->first;
   }
@@ -255,7 +254,7 @@ class Workload {
   }
 
   static bool Same(const Value& stored, const Value& expected) {
-    // Zero-length binary values are stored as they are; currencies come back with four decimals.
+    // A currency comes back with four decimals.
     return stored == expected ||
            (expected.kind() == ValueKind::kDecimal && stored.kind() == ValueKind::kDecimal &&
             stored.decimal().ToText() == expected.decimal().ToText());

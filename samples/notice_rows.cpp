@@ -233,7 +233,7 @@ void NoticeWriter::WriteBeams(const NoticeKind& kind) {
           defect < 0 ? I(beam % 2 == 0 ? 1 : 9) : I(kOldPatterns[static_cast<std::size_t>(defect)]);
       const std::string name = std::string(*kind.reason == 'U' && beam == 0 ? "RS49" : kNames[beam]) +
                                (defect % 3 == 0 ? "  " : "");
-      Insert(s_beam_, {I(ntc_id_), C(direction), T(name), T(kind.action), beam == 0 ? N() : T("EC"), pattern,
+      Insert(s_beam_, {I(ntc_id_), C(direction), T(name), T(kind.action), beam == 0 ? N() : T("C"), pattern,
                        R(0.1f), R(3.5f), R(4.5f), T("A12"), T("L3"), R(12.5f), R(10.5f), R(30.0f), R(28.0f),
                        R(11700), R(12500)});
       const int ant_defect = NextDefect(e_ant_, static_cast<int>(kOldPatterns.size()));
@@ -267,11 +267,12 @@ void NoticeWriter::WriteNoticeTables(const NoticeKind& kind) {
   for (int i = 1; i <= 2; ++i) Insert(pub_ssn_, {I(ntc_id_), I(i), T("API/A"), I(Random(1, 9999))});
   for (int i = 1; i <= 3; ++i)
     Insert(tr_aff_ntw_, {I(ntc_id_), I(i), T(fmt::format("NETWORK {}", Random(1, 500)))});
-  static constexpr std::array<const char*, 4> kStatuses{"R", "O", "V", "A"};
   for (int i = 0; i < 6; ++i) {
     const bool territory = NextDefect(tr_provn_, 2) == 0;
     Insert(tr_provn_, {I(ntc_id_), I(2400 + i / 3), T(i % 3 == 2 ? "9.7 " : "9.7"),
-                       T(Cycle(kStatuses, static_cast<std::uint64_t>(i / 2))),
+                       T(i % 3 == 2 ? "O"
+                         : i == 4   ? "V"
+                                    : "R"),
                        T(territory ? "MRC" : Cycle(kAdministrations, Random())), T(territory ? "AOE" : "F"),
                        i % 2 == 0 ? N() : T("INTELNET"), I(6 - i)});
   }
@@ -304,7 +305,7 @@ void NoticeWriter::WriteGroup(const NoticeKind& kind, int position) {
                 I(ntc_id_),
                 C(direction_),
                 T(name),
-                band_edges ? N() : T("EC"),
+                band_edges ? N() : T("C"),
                 position % 4 == 3 ? T("A") : T(kind.action),
                 T(provision),
                 bandwidth == 250 && band_edges ? N() : I(bandwidth),
@@ -468,17 +469,17 @@ void NoticeWriter::WriteGroupLists(const NoticeKind& kind, int position) {
 }
 
 void NoticeWriter::WriteProvisions() {
-  static constexpr std::array<const char*, 4> kProvisions{"9.7", "9.7 ", "9.11A", "RR1060"};
   static constexpr std::array<const char*, 5> kStatuses{"R", "O", "V", "A", "P"};
-  // Several rows of a block, numbered against the order of their administrations. The codes of a group
-  // ascend, so that no two rows share all of provision, status and number.
+  // Blocks numbered against the order of their administrations. In one group of four all rows share a status
+  // and half of the provisions end in a blank: the sort takes them as one block, as the file's indexes do.
+  const bool one_block = grp_id_ % 4 == 0;
   for (int i = 0; i < 6; ++i) {
     const int defect = NextDefect(provn_, 4);
     const bool territory = defect == 0;
     const bool empty_codes = defect == 3 && i == 5;
-    const char* status = Cycle(kStatuses, static_cast<std::uint64_t>(grp_id_ % 5 + i / 3));
-    Insert(provn_, {I(grp_id_), T(empty_codes ? "" : Cycle(kProvisions, static_cast<std::uint64_t>(i % 2))),
-                    T(empty_codes ? "R" : status),
+    const char* provision = one_block ? (i < 3 ? "9.7" : "9.7 ") : (i % 2 == 0 ? "9.11A" : "RR1060");
+    const char* status = Cycle(kStatuses, static_cast<std::uint64_t>(grp_id_ % 5 + (one_block ? 0 : i / 3)));
+    Insert(provn_, {I(grp_id_), T(empty_codes ? "" : provision), T(empty_codes ? "" : status),
                     T(territory ? "MRC" : kAdministrations[static_cast<std::size_t>(Random(0, 13))]),
                     T(territory ? "AOE" : "F"), i % 3 == 0 ? T("INTELNET") : N(), I(6 - i)});
   }

@@ -92,8 +92,8 @@ wxSizer* frmMain::PlaceBoxes() {
     for (const FixEntry* fix : columns[number]) {
       column->Add(Chkfix[static_cast<std::size_t>(fix->index)], 0, wxTOP | wxBOTTOM, FromDIP(kBoxGap));
     }
-    if (number > 0) frame->AddSpacer(FromDIP(kColumnGap));
-    frame->Add(column, 1, wxALL, FromDIP(kMargin));
+    if (number > 0) frame->Add(FromDIP(kColumnGap), 0, 1);
+    frame->Add(column, 0, wxALL, FromDIP(kMargin));
   }
   return frame;
 }

@@ -1,0 +1,115 @@
+// Places of the controls: the columns in their order, nothing cut off, on a small screen and at every scale
+// that the test runs are started with.
+
+#include <wx/display.h>
+#include <wx/scrolwin.h>
+#include <wx/sizer.h>
+
+#include <algorithm>
+
+#include "tests/ui/window_fixture.h"
+
+namespace vnt::ui {
+namespace {
+
+class LayoutTest : public WindowTest {
+ protected:
+  wxRect OnScreen(const wxWindow& window) { return {window.GetScreenPosition(), window.GetSize()}; }
+  wxRect ClientOnScreen(const wxWindow& window) {
+    return {window.ClientToScreen(wxPoint(0, 0)), window.GetClientSize()};
+  }
+  std::vector<wxWindow*> Controls() {
+    std::vector<wxWindow*> controls;
+    for (int index = 0; index < kFixCount; ++index) controls.push_back(&Box(index));
+    for (const char* button : {"Command1", "Command2", "Command3", "cmdclear"}) {
+      controls.push_back(&Named<wxButton>(button));
+    }
+    return controls;
+  }
+};
+
+TEST_F(LayoutTest, ColumnsFromTopToBottom) {
+  const std::vector<int> columns[] = {{0, 1, 2, 3, 9, 10, 12, 14, 35, 4, 7, 8, 11, 26, 27, 32, 29, 5},
+                                      {15, 17, 18, 20, 21, 6, 22, 23, 31, 30, 28, 13, 33, 34, 36, 37, 38, 39},
+                                      {16, 25, 19, 24}};
+  int right_edge = 0;
+  for (const auto& column : columns) {
+    const wxRect top = OnScreen(Box(column.front()));
+    EXPECT_GT(top.x, right_edge);
+    EXPECT_EQ(top.y, OnScreen(Box(0)).y);
+    int bottom = top.y - 1;
+    for (const int index : column) {
+      const wxRect box = OnScreen(Box(index));
+      EXPECT_EQ(box.x, top.x) << index;
+      EXPECT_GT(box.y, bottom) << index;
+      bottom = box.GetBottom();
+      right_edge = std::max(right_edge, box.GetRight());
+    }
+  }
+}
+
+TEST_F(LayoutTest, NothingIsCutOff) {
+  Window();
+  const wxRect screen = wxDisplay(0U).GetClientArea();
+  EXPECT_TRUE(screen.Contains(OnScreen(Window())));
+  const auto& list = Named<wxScrolledWindow>("FixList");
+  const wxSize room = list.GetVirtualSize();
+  for (wxWindow* control : Controls()) {
+    const wxSize best = control->GetBestSize();
+    EXPECT_GE(control->GetSize().GetWidth(), best.GetWidth()) << control->GetName();
+    EXPECT_GE(control->GetSize().GetHeight(), best.GetHeight()) << control->GetName();
+    if (wxDynamicCast(control, wxButton)) {
+      EXPECT_TRUE(ClientOnScreen(Window()).Contains(OnScreen(*control))) << control->GetName();
+    } else {
+      const wxPoint place =
+          control->GetScreenPosition() - list.ClientToScreen(list.CalcScrolledPosition(wxPoint(0, 0)));
+      EXPECT_TRUE(wxRect(room).Contains(wxRect(place, control->GetSize()))) << control->GetName();
+    }
+  }
+  const auto& status_bar = Named<wxStatusBar>("sbStatusBar");
+  for (const int panel : {1, 2}) {
+    wxRect field;
+    status_bar.GetFieldRect(panel, field);
+    EXPECT_GT(field.GetWidth(), status_bar.GetTextExtent(status_bar.GetStatusText(panel)).GetWidth());
+  }
+}
+
+TEST_F(LayoutTest, WholeListShowsOnAScreenThatHoldsIt) {
+  Window();
+  auto& list = Named<wxScrolledWindow>("FixList");
+  const wxSize whole = list.GetSizer()->GetMinSize();
+  const wxSize screen = wxDisplay(0U).GetClientArea().GetSize();
+  if (whole.GetWidth() + 36 > screen.GetWidth() || whole.GetHeight() + 180 > screen.GetHeight()) {
+    GTEST_SKIP() << "the texts are too large for this screen";
+  }
+  EXPECT_FALSE(list.HasScrollbar(wxVERTICAL));
+  EXPECT_FALSE(list.HasScrollbar(wxHORIZONTAL));
+}
+
+TEST_F(LayoutTest, SmallestWindowKeepsButtonsInSightAndScrollsToTheFocus) {
+  Window().SetSize(Window().GetMinSize());
+  Settle();
+  for (const char* button : {"Command1", "Command2", "Command3", "cmdclear"}) {
+    EXPECT_TRUE(ClientOnScreen(Window()).Contains(OnScreen(Named<wxButton>(button)))) << button;
+  }
+  auto& list = Named<wxScrolledWindow>("FixList");
+  for (const int index : {5, 39, 24, 0}) {
+    Box(index).SetFocus();
+    Settle();
+    const wxRect seen = ClientOnScreen(list);
+    EXPECT_TRUE(seen.Contains(OnScreen(Box(index)).GetTopLeft())) << index;
+    EXPECT_TRUE(seen.Contains(OnScreen(Box(index)).GetBottomLeft())) << index;
+  }
+}
+
+TEST_F(LayoutTest, EveryControlHasAName) {
+  for (wxWindow* control : Controls()) {
+    EXPECT_NE(control->GetLabel(), "") << control->GetName();
+    EXPECT_NE(control->GetName(), "");
+  }
+  Box(0).SetLabel(wxControl::EscapeMnemonics("A & B"));
+  EXPECT_EQ(Box(0).GetLabelText(), "A & B");
+}
+
+}  // namespace
+}  // namespace vnt::ui

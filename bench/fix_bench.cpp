@@ -23,9 +23,9 @@
 
 #include <fmt/format.h>
 
+#include "access/store/database.h"
 #include "bench/sqlite_copy.h"
 #include "bench/sqlite_provider.h"
-#include "access/store/database.h"
 #include "db/guards/guards.h"
 #include "samples/sample_database.h"
 #include "startup/platform/messages.h"

@@ -65,6 +65,13 @@ std::string ToSqlite(std::string_view access_sql) {
                   "create table $2 as select $1 from reference.$3");
     sql = Replace(sql, R"(^ *select (.+) into (\w+) from (.*))", "create table $2 as select $1 from $3");
   }
+  // The sixteenth column, which no build writes, is left out by name in Access.
+  if (sql.starts_with("INSERT INTO freq  SELECT")) {
+    sql.replace(0, 16,
+                "INSERT INTO freq (ntc_id, emi_rcp, beam_name, grp_id, seq_no, freq_sym, freq_assgn, "
+                "freq_mhz, freq_min, "
+                "freq_max, bdwdth, fdg_reg, d_prot_eff, wic_no, ntc_type)");
+  }
   if (has("#")) {
     std::smatch date;
     while (std::regex_search(sql, date, std::regex(R"(#(\d+)/(\d+)/(\d+)#)"))) {

@@ -18,6 +18,10 @@ using platform::ShowMessage;
 
 constexpr char kSource[] = "VNTFixdb";
 
+// Fixes that take no time share a checkpoint: what a run has done is on the disk at most this long after the
+// fix that did it, and a run on one notice does not spend its time waiting for the disk.
+constexpr auto kCheckpointInterval = std::chrono::milliseconds(250);
+
 // Makes the reference connection anew. False when it cannot be opened; nothing is told here.
 bool OpenReferenceDatabase() {
   auto reference = std::make_unique<db::cadodb>();
@@ -129,7 +133,7 @@ class Run {
     }
     counter_.Start(nullptr);
     UnderTrap(StampHistory);
-    EndFix();
+    EndFix(/*last=*/true);
     observer_.RunEnds();
     return std::move(result_);
   }
@@ -152,11 +156,15 @@ class Run {
     ShowMessage("No Database is open!", MessageStyle::kCritical);
   }
 
-  // What a fix did becomes durable before the next one starts; a failure of that counts as the fix's own.
-  void EndFix() {
-    Trapped([] {
-      if (State().main_connection && State().main_connection->has_connection()) MainCn().Checkpoint();
-    });
+  // What was done becomes durable; a failure of that counts as the fix's own.
+  void EndFix(bool last = false) {
+    const auto now = std::chrono::steady_clock::now();
+    if (last || now - last_checkpoint_ >= kCheckpointInterval) {
+      Trapped([] {
+        if (State().main_connection && State().main_connection->has_connection()) MainCn().Checkpoint();
+      });
+      last_checkpoint_ = std::chrono::steady_clock::now();
+    }
     result_.fixes.push_back(counter_.End());
     observer_.FixEnds(result_.fixes.back());
   }
@@ -164,6 +172,7 @@ class Run {
   RunObserver& observer_;
   Counter counter_;
   RunResult result_;
+  std::chrono::steady_clock::time_point last_checkpoint_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace

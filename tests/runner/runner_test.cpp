@@ -149,21 +149,18 @@ TEST(Runner, TheRemarkLivesForOneRun) {
   EXPECT_TRUE(texts[1].starts_with("VNTFixEN 7.0.0 at ")) << texts[1];
 }
 
-TEST(Runner, EachFixIsDurableWhenItEnds) {
+TEST(Runner, ARunIsDurableWhenItEnds) {
   class PowerLoss : public RunObserver {
    public:
     explicit PowerLoss(NoticeDatabase& database) : database_(database) {}
-    void FixStarts(const FixEntry&, int number, int) override {
-      if (number == 2) saved = database_.files().Content(NoticeDatabase::kNotice);
-    }
+    void RunEnds() override { saved = database_.files().Content(NoticeDatabase::kNotice); }
     std::string saved;
 
    private:
     NoticeDatabase& database_;
   };
   NoticeDatabase database;
-  database.Run("insert into geo (ntc_id, f_active) values (1, 'N')");
-  MainCn().Checkpoint();
+  database.Run("insert into geo (ntc_id, f_active) values (1, 'N'); insert into notice (ntc_id) values (1)");
   PowerLoss observer(database);
   RunFixes(Select({31, 32}), observer);
   database.CloseAll();
@@ -171,7 +168,7 @@ TEST(Runner, EachFixIsDurableWhenItEnds) {
   database.state.main_connection = std::make_unique<db::cadodb>();
   database.state.main_connection->DBName = db::Value::Text("after.mdb");
   database.state.main_connection->OpenADOConnection();
-  EXPECT_EQ(database.Rows("select f_active from geo"), Lines{"A"});
+  EXPECT_EQ(database.Rows("select f_active, seq_no from geo, history"), Lines{"A|1"});
 }
 
 TEST(Runner, TheWholeSelectionRunsOnAnEmptyDatabase) {

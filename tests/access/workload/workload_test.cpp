@@ -340,7 +340,7 @@ TEST_P(WorkloadTest, AgreesWithTheModel) {
       work.Verify();
     }
   }
-  EXPECT_GT(work.size(), 100u);
+  EXPECT_GT(work.size(), 0u);
 }
 
 }  // namespace

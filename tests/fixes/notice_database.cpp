@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <random>
 
 #include "access/check/check.h"
 #include "access/store/database.h"
@@ -67,15 +68,22 @@ class IngresStandIn : public db::ProviderConnection {
 };
 
 std::string NewFolder() {
-  const auto folder =
-      std::filesystem::temp_directory_path() /
-      ("vnt-drive-c-" + std::to_string(reinterpret_cast<std::uintptr_t>(&RunAll)) + "-" +
-       std::to_string(std::filesystem::file_time_type::clock::now().time_since_epoch().count()));
+  std::random_device random;
+  const auto folder = std::filesystem::temp_directory_path() /
+                      ("vnt-drive-c-" + std::to_string(random()) + std::to_string(random()));
   std::filesystem::create_directories(folder);
   return folder.string();
 }
 
 }  // namespace
+
+void SetEnvironment(const char* name, const std::string& value) {
+#ifdef _WIN32
+  _putenv_s(name, value.c_str());
+#else
+  setenv(name, value.c_str(), 1);
+#endif
+}
 
 void RecordedMessages::Show(std::string_view text, platform::MessageStyle style) {
   const char* name = style == platform::MessageStyle::kPlain         ? "plain: "
@@ -85,7 +93,7 @@ void RecordedMessages::Show(std::string_view text, platform::MessageStyle style)
 }
 
 NoticeDatabase::NoticeDatabase() : scoped_messages_(messages), scoped_state_(state), drive_c_(NewFolder()) {
-  setenv("VNTFIX_CDRIVE", drive_c_.c_str(), 1);
+  SetEnvironment("VNTFIX_CDRIVE", drive_c_);
   db::SetFileSystemForTest(&files_);
   Create(files_, kNotice, samples::Schema::kNotice);
   Create(files_, kReference, samples::Schema::kReference);

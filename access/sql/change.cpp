@@ -27,8 +27,8 @@ void Adapt(Type from, const ColumnDef& column, Value* v) {
   }
 }
 
-const DeclaredTable* DeclaredOf(const TableHost& host, const Table* table) {
-  const DeclaredTable* found = nullptr;
+DeclaredTable* DeclaredOf(const TableHost& host, const Table* table) {
+  DeclaredTable* found = nullptr;
   for (const auto& [id, d] : host.tables) {
     if (d->table.get() == table) found = d.get();
   }
@@ -37,13 +37,9 @@ const DeclaredTable* DeclaredOf(const TableHost& host, const Table* table) {
 
 // Asked after the first step, when it is known how the table is searched.
 bool MayChangeWhileReading(const Plan& plan, const std::vector<int>& changed_columns) {
-  if (plan.update_targets.size() != 1) return false;
-  // Any second table could make a row come twice, or a subquery see what was changed.
+  // A second mention could make a row come twice, or a subquery see what was changed.
+  if (!plan.MentionsTargetOnce()) return false;
   const Table* table = plan.update_targets[0].table.get();
-  if (std::count_if(plan.tables.begin(), plan.tables.end(),
-                    [&](const auto& t) { return t.get() == table; }) != 1) {
-    return false;
-  }
   const DeclaredTable* declared = DeclaredOf(plan.connection->host, table);
   if (declared == nullptr) return false;
   if (declared->last_index < 0) return true;
@@ -55,11 +51,33 @@ bool MayChangeWhileReading(const Plan& plan, const std::vector<int>& changed_col
   return true;
 }
 
+// Lets the table that a plan changes be searched among its candidate rows, for as long as this lives.
+class CandidateSearch {
+ public:
+  explicit CandidateSearch(const Plan& plan) {
+    if (!plan.candidates) return;
+    declared_ = DeclaredOf(plan.connection->host, plan.update_targets[0].table.get());
+    if (declared_ != nullptr) declared_->candidates = plan.candidates.get();
+  }
+  ~CandidateSearch() {
+    if (declared_ != nullptr) declared_->candidates = nullptr;
+  }
+  CandidateSearch(const CandidateSearch&) = delete;
+  CandidateSearch& operator=(const CandidateSearch&) = delete;
+
+ private:
+  DeclaredTable* declared_ = nullptr;
+};
+
 std::uint32_t PackedId(const Running& rows, int column) {
   return static_cast<std::uint32_t>(rows.GetInteger(column));
 }
 
 }  // namespace
+
+bool Plan::MentionsTargetOnce() const {
+  return update_targets.size() == 1 && std::count(tables.begin(), tables.end(), update_targets[0].table) == 1;
+}
 
 std::int64_t Session::Impl::RunUpdate(const std::shared_ptr<Plan>& plan, const std::vector<Value>& parameters,
                                       const std::vector<Value>& lifted) {
@@ -82,6 +100,7 @@ std::int64_t Session::Impl::RunUpdate(const std::shared_ptr<Plan>& plan, const s
   std::vector<std::uint32_t> ids(targets.size());
   std::vector<Value> values(columns.size());
   {
+    const CandidateSearch search(*plan);
     Running rows(plan, parameters, lifted);
     bool more = rows.Step();
     // In a join a row may match several times and each match counts from the old values.
@@ -129,6 +148,7 @@ std::int64_t Session::Impl::RunDelete(const std::shared_ptr<Plan>& plan, const s
   Table& table = *plan->update_targets[0].table;
   std::vector<std::uint32_t> ids;
   {
+    const CandidateSearch search(*plan);
     Running rows(plan, parameters, lifted);
     bool more = rows.Step();
     const bool direct = more && !plan->joined && MayChangeWhileReading(*plan, {});

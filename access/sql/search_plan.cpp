@@ -77,7 +77,8 @@ struct Candidate {
   double cost = 0;
 };
 
-Candidate TryIndex(const TableDef& def, int number, const std::vector<Usable>& usable, double total) {
+Candidate TryIndex(DeclaredTable& declared, int number, const std::vector<Usable>& usable, double total) {
+  const TableDef& def = declared.table->def();
   const IndexDef& index = def.indexes[static_cast<std::size_t>(number)];
   Candidate c;
   c.index = number;
@@ -118,12 +119,10 @@ Candidate TryIndex(const TableDef& def, int number, const std::vector<Usable>& u
     break;
   }
   if (c.chosen.empty()) return c;
-  const double columns = static_cast<double>(index.columns.size());
   if (index.unique && matched == index.columns.size() && !nulls) {
     c.rows = 1;
   } else {
-    const double share = static_cast<double>(matched) / columns * (index.unique ? 1.0 : 0.75);
-    c.rows = std::max(index.unique ? 1.0 : 2.0, std::pow(total, 1.0 - share));
+    c.rows = matched == 0 ? total : declared.statistics.RowsPerPrefix(*declared.table, number, matched);
     if (c.range) c.rows = std::max(1.0, c.rows * (c.chosen.size() - matched == 2 ? 0.1 : 0.35));
   }
   const double searches = c.has_in ? 25 : 1;
@@ -180,9 +179,11 @@ std::vector<PlannedValue> DecodePlan(const char* text) {
   return values;
 }
 
-int PlanSearch(const Table& table, sqlite3_index_info* info) {
-  const TableDef& def = table.def();
-  const double total = std::max<double>(table.row_count(), 1);
+int PlanSearch(DeclaredTable& declared, sqlite3_index_info* info) {
+  const TableDef& def = declared.table->def();
+  // A plan lives on when its table grows: a small table counts as one that is not.
+  constexpr double kLeastTotal = 5000;
+  const double total = std::max<double>(declared.table->row_count(), kLeastTotal);
   std::vector<Usable> usable;
   for (int i = 0; i < info->nConstraint; ++i) {
     const auto& constraint = info->aConstraint[i];
@@ -209,7 +210,7 @@ int PlanSearch(const Table& table, sqlite3_index_info* info) {
   best.rows = std::max(1.0, total * kept);
   best.cost = 20 + total * (0.3 + kept);
   for (std::size_t i = 0; i < def.indexes.size(); ++i) {
-    Candidate c = TryIndex(def, static_cast<int>(i), usable, total);
+    Candidate c = TryIndex(declared, static_cast<int>(i), usable, total);
     if (!c.chosen.empty() && c.cost < best.cost) best = c;
   }
 

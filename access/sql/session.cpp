@@ -174,12 +174,15 @@ void Session::Impl::ForgetTables() {
   plans.clear();
   declared.clear();
   files.clear();
-  // A table that a running query reads cannot be dropped now; it goes with the next change of the schema.
+  // A table that a running query reads cannot be dropped now; it goes with the next change of the schema, and
+  // the query ends with an error when its table is no longer what it was.
   TableHost& host = connection->host;
   for (auto it = host.tables.begin(); it != host.tables.end();) {
     if (connection->Drop(*it->second)) {
       it = host.tables.erase(it);
     } else {
+      DeclaredTable& d = *it->second;
+      d.gone = d.gone || (d.database ? d.database : database)->FindTable(d.table->def().name) != d.table;
       ++it;
     }
   }
@@ -317,6 +320,11 @@ std::shared_ptr<Plan> Session::Impl::MakePlan(std::string_view statement) {
         plan->columns.push_back(std::move(column));
       }
       if (other_files) throw Error(ErrorKind::kNotSupported, "Tables of another file cannot be changed.");
+      if (!plan->joined && s->select->where && plan->MentionsTargetOnce()) {
+        if (auto filter = RowFilter::Make(*s->select->where, *plan->update_targets[0].table)) {
+          plan->candidates = std::make_unique<CandidateRows>(std::move(filter));
+        }
+      }
       break;
     }
     case StatementKind::kInsertValues:
@@ -346,6 +354,10 @@ void Session::Impl::PlanQuery(const Statement& s, std::string_view text, Plan* p
       r.table = c.table->def().name;
       r.column = def.name;
       r.type = def.type;
+    } else if (c.type == Type::kDate) {
+      r.type = ColumnType::kDateTime;
+    } else if (c.type == Type::kBoolean) {
+      r.type = ColumnType::kBoolean;
     }
     plan->result_columns.push_back(std::move(r));
   }
@@ -417,35 +429,45 @@ std::int64_t Session::Impl::Execute(std::string_view statement, const std::vecto
     rows.Step();
     return 0;
   }
+  const bool defines = plan->definition || plan->kind == StatementKind::kSelectInto;
   std::int64_t count = 0;
-  StatementScope scope(*database);
   try {
-    switch (plan->kind) {
-      case StatementKind::kUpdate:
-        count = RunUpdate(plan, parameters, lifted);
-        break;
-      case StatementKind::kDelete:
-        count = RunDelete(plan, parameters, lifted);
-        break;
-      case StatementKind::kInsertValues:
-        count = RunInsertValues(plan, parameters, lifted);
-        break;
-      case StatementKind::kInsertSelect:
-        count = RunInsertSelect(plan, parameters, lifted);
-        break;
-      case StatementKind::kSelectInto:
-        count = RunSelectInto(plan, parameters, lifted);
-        break;
-      default:
-        RunDefinition(*plan->definition);
-        break;
-    }
-    scope.Commit();
+    count = RunChange(plan, parameters, lifted);
   } catch (...) {
     // What a definition made and took back again must not be found by the next statement.
-    if (plan->definition || plan->kind == StatementKind::kSelectInto) ForgetTables();
+    if (defines) ForgetTables();
     throw;
   }
+  if (defines) CheckSchema();
+  return count;
+}
+
+// A statement that changes something, whole or not at all.
+std::int64_t Session::Impl::RunChange(const std::shared_ptr<Plan>& plan, const std::vector<Value>& parameters,
+                                      const std::vector<Value>& lifted) {
+  StatementScope scope(*database);
+  std::int64_t count = 0;
+  switch (plan->kind) {
+    case StatementKind::kUpdate:
+      count = RunUpdate(plan, parameters, lifted);
+      break;
+    case StatementKind::kDelete:
+      count = RunDelete(plan, parameters, lifted);
+      break;
+    case StatementKind::kInsertValues:
+      count = RunInsertValues(plan, parameters, lifted);
+      break;
+    case StatementKind::kInsertSelect:
+      count = RunInsertSelect(plan, parameters, lifted);
+      break;
+    case StatementKind::kSelectInto:
+      count = RunSelectInto(plan, parameters, lifted);
+      break;
+    default:
+      RunDefinition(*plan->definition);
+      break;
+  }
+  scope.Commit();
   return count;
 }
 

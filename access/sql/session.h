@@ -25,7 +25,8 @@ struct ResultColumn {
   std::string name;
   std::string table;  // base table and column it shows unchanged, else empty
   std::string column;
-  std::optional<ColumnType> type;  // of the base column
+  // Of the base column. Of a computed one: kDateTime or kBoolean when it is known to give that, else nothing.
+  std::optional<ColumnType> type;
 };
 
 // A running SELECT.

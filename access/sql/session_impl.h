@@ -59,6 +59,7 @@ struct Plan {
   std::string new_table;          // of SELECT INTO
   std::vector<UpdateTarget> update_targets;
   std::vector<UpdateColumn> update_columns;
+  std::unique_ptr<CandidateRows> candidates;  // of UPDATE and DELETE on one table that is mentioned once
   // INSERT: per column of the target, the output column it comes from, or -1: its default.
   std::vector<int> insert_sources;
   // INSERT ... VALUES, per value: constants need no SQLite. `place`: the parameter, from 0; lifted constants
@@ -69,6 +70,9 @@ struct Plan {
   };
   std::vector<InsertValue> insert_values;
   std::unique_ptr<Statement> definition;
+
+  // UPDATE, DELETE: no subquery or second mention reads the (only) table that is changed.
+  bool MentionsTargetOnce() const;
 
   std::vector<sqlite3_stmt*> idle;
   sqlite3_stmt* Take();
@@ -111,6 +115,8 @@ struct Session::Impl : TableCatalog {
   void ForgetTables();
 
   std::int64_t Execute(std::string_view statement, const std::vector<Value>& parameters);
+  std::int64_t RunChange(const std::shared_ptr<Plan>& plan, const std::vector<Value>& parameters,
+                         const std::vector<Value>& lifted);
   std::int64_t RunUpdate(const std::shared_ptr<Plan>& plan, const std::vector<Value>& parameters,
                          const std::vector<Value>& lifted);
   std::int64_t RunDelete(const std::shared_ptr<Plan>& plan, const std::vector<Value>& parameters,

@@ -51,6 +51,8 @@ struct Cursor : sqlite3_vtab_cursor {
   DeclaredTable* declared = nullptr;
   std::optional<TableCursor> scan;
   std::optional<IndexCursor> search;
+  CandidateRows::List candidates;
+  std::size_t next_candidate = 0;
   std::vector<Filter> filters;
   std::size_t filter_count = 0;
   std::vector<SearchValue> search_values;
@@ -135,23 +137,33 @@ bool PassesAll(Cursor& c) {
   return true;
 }
 
+// Reads the next row of whatever the cursor walks; false at the end.
+bool NextRow(Cursor& c) {
+  if (c.scan) return c.scan->Next(&c.row, &c.id);
+  if (c.candidates) {
+    while (c.next_candidate < c.candidates->size()) {
+      c.id = (*c.candidates)[c.next_candidate++];
+      if (c.table->Fetch(c.id, &c.row)) return true;
+    }
+    return false;
+  }
+  while (c.search->Next(&c.id)) {
+    if (c.table->Fetch(c.id, &c.row)) return true;
+  }
+  return false;
+}
+
 void Advance(Cursor& c) {
-  if (c.scan) {
-    while (c.scan->Next(&c.row, &c.id)) {
-      if (PassesAll(c)) {
-        c.epoch = c.host->epoch;
-        c.gone = false;
-        return;
-      }
-    }
-  } else {
-    while (c.search->Next(&c.id)) {
-      if (c.table->Fetch(c.id, &c.row) && PassesAll(c)) {
-        c.epoch = c.host->epoch;
-        c.gone = false;
-        return;
-      }
-    }
+  if (c.declared->gone) {
+    throw Error(
+        ErrorKind::kSql,
+        fmt::format("The table '{}' was dropped or redefined while it was being read.", c.table->def().name));
+  }
+  while (NextRow(c)) {
+    if (!PassesAll(c)) continue;
+    c.epoch = c.host->epoch;
+    c.gone = false;
+    return;
   }
   c.at_end = true;
 }
@@ -208,7 +220,7 @@ int Disconnect(sqlite3_vtab* vtab) {
 int BestIndex(sqlite3_vtab* base, sqlite3_index_info* info) {
   auto* vtab = static_cast<VirtualTable*>(base);
   try {
-    return PlanSearch(*vtab->declared->table, info);
+    return PlanSearch(*vtab->declared, info);
   } catch (...) {
     return Fail(vtab->host, base);
   }
@@ -281,6 +293,11 @@ bool Start(Cursor& c, int index, const char* plan_text, sqlite3_value** argv) {
   }
   c.filter_count = c.plan.size();
   c.declared->last_index = index;
+  if (!search && c.declared->candidates != nullptr) {
+    c.candidates = c.declared->candidates->Of(*c.table);
+    c.next_candidate = 0;
+    return true;
+  }
   if (!search) {
     c.scan.emplace(*c.table);
     return true;
@@ -296,6 +313,7 @@ int StartSearch(sqlite3_vtab_cursor* base, int index_number, const char* plan, i
   try {
     c.scan.reset();
     c.search.reset();
+    c.candidates.reset();
     c.at_end = false;
     if (Start(c, index_number - 1, plan != nullptr ? plan : "", argv)) {
       Advance(c);
@@ -335,7 +353,7 @@ int ReadColumn(sqlite3_vtab_cursor* base, sqlite3_context* context, int column) 
     if (c.epoch != c.host->epoch) {
       // The statement stood still meanwhile: the page may hold something else now.
       c.epoch = c.host->epoch;
-      c.gone = !c.table->Fetch(c.id, &c.row);
+      c.gone = c.declared->gone || !c.table->Fetch(c.id, &c.row);
     }
     const auto& columns = c.table->def().columns;
     const bool exact = column >= static_cast<int>(columns.size());

@@ -17,6 +17,8 @@
 #include <vector>
 
 #include "access/sql/functions.h"
+#include "access/sql/row_filter.h"
+#include "access/sql/statistics.h"
 #include "access/store/database.h"
 
 namespace jet::sql {
@@ -26,8 +28,12 @@ struct DeclaredTable {
   std::string sql_name;
   std::shared_ptr<Database> database;  // keeps another file open; null for the session's own
   std::shared_ptr<Table> table;
+  IndexStatistics statistics;
   // Of the search that ran last: -1 the whole table, else the index.
   int last_index = -1;
+  // While a changing statement runs: the rows to look at in place of the whole table; else null.
+  CandidateRows* candidates = nullptr;
+  bool gone = false;  // dropped or redefined while a query read it
 };
 
 // What the callbacks share.
@@ -52,7 +58,7 @@ struct PlannedValue {
 std::string EncodePlan(const std::vector<PlannedValue>& values);
 std::vector<PlannedValue> DecodePlan(const char* text);
 
-int PlanSearch(const Table& table, sqlite3_index_info* info);
+int PlanSearch(DeclaredTable& declared, sqlite3_index_info* info);
 
 // The bounds for searching an index; false when no row can satisfy them. `values` are those with index set,
 // in the order of the index's columns.

@@ -209,6 +209,18 @@ TEST_F(DialectTest, Errors) {
   }
 }
 
+TEST_F(DialectTest, TableDroppedUnderAQuery) {
+  auto query = session_->Open("select id, name from t");
+  auto other = session_->Open("select id from u");
+  ASSERT_TRUE(query->Step());
+  ASSERT_TRUE(other->Step());
+  EXPECT_EQ(Do("drop table t"), "0");
+  EXPECT_EQ(Do("create table t (id long)"), "0");
+  EXPECT_THROW(query->Step(), Error);
+  EXPECT_TRUE(other->Step());
+  EXPECT_EQ(Ask("select * from t"), "");
+}
+
 TEST_F(DialectTest, ColumnsTellTheirOrigin) {
   auto query = session_->Open("select ID, n * 2, n as other, t.f from t");
   ASSERT_EQ(query->columns().size(), 4u);
@@ -218,6 +230,8 @@ TEST_F(DialectTest, ColumnsTellTheirOrigin) {
   EXPECT_EQ(query->columns()[1].name, "Expr1000");
   EXPECT_EQ(query->columns()[1].table, "");
   EXPECT_FALSE(query->columns()[1].type.has_value());
+  EXPECT_EQ(session_->Open("select max(d) from t")->columns()[0].type, ColumnType::kDateTime);
+  EXPECT_EQ(session_->Open("select id = 1 from t")->columns()[0].type, ColumnType::kBoolean);
   EXPECT_EQ(query->columns()[2].name, "other");
   EXPECT_EQ(query->columns()[2].column, "n");
   ASSERT_NE(query->base_table(), nullptr);

@@ -2,6 +2,7 @@
 // indexes.
 #include <random>
 
+#include "access/sql/row_buffer.h"
 #include "sql_fixture.h"
 
 namespace jet::sql {
@@ -121,6 +122,32 @@ TEST_F(SearchTest, JoinsAgree) {
     EXPECT_EQ(Ask("select count(*), sum(y.id) from plain x left join plain" + rest),
               Ask("select count(*), sum(y.id) from plain x left join keyed" + rest))
         << on;
+  }
+}
+
+// Rows set aside come back as they were, whether they fit into memory or not.
+TEST(RowBufferTest, GivesRowsBack) {
+  for (const std::size_t limit : {std::size_t{1}, std::size_t{700}, std::size_t{1} << 20}) {
+    RowBuffer buffer(limit);
+    Decimal d;
+    ASSERT_TRUE(Decimal::FromText("-12345678901234567890.5", &d));
+    const auto row = [&](int i) {
+      return std::vector<Value>{Value::Integer(-i),
+                                Value::Real(i / 3.0),
+                                Value::Null(),
+                                Value::Dec(d),
+                                Value::Text(std::string(static_cast<std::size_t>(i * i), 'x')),
+                                Value::Blob({"\0a", 2})};
+    };
+    for (int i = 0; i < 60; ++i) buffer.Append({static_cast<std::uint32_t>(i), 7u}, row(i));
+    std::vector<std::uint32_t> ids(2);
+    std::vector<Value> values(6);
+    for (int i = 0; i < 60; ++i) {
+      ASSERT_TRUE(buffer.Next(&ids, &values));
+      EXPECT_EQ(ids[0], static_cast<std::uint32_t>(i));
+      EXPECT_EQ(values, row(i));
+    }
+    EXPECT_FALSE(buffer.Next(&ids, &values));
   }
 }
 

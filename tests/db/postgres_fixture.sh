@@ -5,6 +5,7 @@
 #                                      ODBCINI and ODBCSYSINI); FOLDER/port holds the port on 127.0.0.1
 #   postgres_fixture.sh stop FOLDER    stops the server and removes FOLDER
 #   postgres_fixture.sh kill FOLDER    stops the server at once, as a crash would; FOLDER stays
+#   postgres_fixture.sh resume FOLDER  starts it again, on the same port
 #
 # Data sources: TLKP-ING (database tlkp) and TLKD-ING (database tlkd). Everybody on this machine may connect
 # as postgres, or under the name of the user who starts it in either letter case.
@@ -27,6 +28,11 @@ run_sql() {
   "$bin/psql" -q -v ON_ERROR_STOP=1 -h 127.0.0.1 -p "$port" -U postgres -c "$2" "$1"
 }
 
+run_server() {
+  as_server "$bin/pg_ctl" -D "$folder/data" -w -t 60 -l "$folder/data/server.log" \
+    -o "-h 127.0.0.1 -p $port -k $folder -F -c max_connections=50" start >>"$folder/log" 2>&1
+}
+
 start() {
   mkdir -p "$folder"
   [ "$(id -u)" != 0 ] || chown postgres "$folder"
@@ -37,8 +43,7 @@ start() {
   # A port that is taken makes the start fail; then the next one is tried.
   port=$((20000 + ($$ * 7 + $(date +%S)) % 20000))
   tries=0
-  until as_server "$bin/pg_ctl" -D "$folder/data" -w -t 60 -l "$folder/data/server.log" \
-    -o "-h 127.0.0.1 -p $port -k $folder -F -c max_connections=50" start >>"$folder/log" 2>&1; do
+  until run_server; do
     tries=$((tries + 1))
     [ $tries -lt 20 ] || { cat "$folder/log" "$folder/data/server.log" >&2; exit 1; }
     port=$((port + 1))
@@ -52,6 +57,12 @@ start() {
   # has them.
   run_sql template1 "CREATE FUNCTION uppercase(text) RETURNS text LANGUAGE sql IMMUTABLE AS 'SELECT upper(\$1)'"
   run_sql template1 "CREATE FUNCTION lowercase(text) RETURNS text LANGUAGE sql IMMUTABLE AS 'SELECT lower(\$1)'"
+  run_sql template1 "CREATE FUNCTION round(double precision, integer) RETURNS double precision LANGUAGE sql IMMUTABLE
+    AS 'SELECT round(\$1 * power(10::float8, \$2)) / power(10::float8, \$2)'"
+  run_sql template1 "CREATE OPERATOR + (LEFTARG = text, RIGHTARG = text, FUNCTION = textcat)"
+  # Texts in quotes give dates day first.
+  run_sql postgres "ALTER SYSTEM SET datestyle = 'ISO, DMY'"
+  run_sql postgres "SELECT pg_reload_conf()" >/dev/null
   run_sql postgres "CREATE DATABASE tlkp"
   run_sql postgres "CREATE DATABASE tlkd"
 
@@ -86,8 +97,12 @@ stop)
   rm -rf "$folder"
   ;;
 kill) halt ;;
+resume)
+  port=$(cat "$folder/port")
+  run_server
+  ;;
 *)
-  echo "usage: $0 start|stop|kill FOLDER" >&2
+  echo "usage: $0 start|stop|kill|resume FOLDER" >&2
   exit 2
   ;;
 esac

@@ -29,6 +29,12 @@ PostgresServer::PostgresServer() {
   setenv("ODBCINI", (folder_ + "/odbc.ini").c_str(), 1);
 }
 
+void PostgresServer::Crash() { RunFixture("kill", folder_); }
+
+void PostgresServer::Resume() {
+  if (RunFixture("resume", folder_) != 0) throw std::runtime_error("PostgreSQL does not start again.");
+}
+
 PostgresServer::~PostgresServer() { RunFixture("stop", folder_); }
 
 void PostgresServer::Reset(const std::string& data_source, const std::string& setup) {

@@ -17,6 +17,10 @@ class PostgresServer {
   // Drops everything in the database behind a data source and runs the statements of `setup` in it.
   void Reset(const std::string& data_source, const std::string& setup = {});
 
+  // Stops the server as a crash would; and starts it again on the same port, with what it had committed.
+  void Crash();
+  void Resume();
+
   ~PostgresServer();
   PostgresServer(const PostgresServer&) = delete;
   PostgresServer& operator=(const PostgresServer&) = delete;

@@ -106,8 +106,10 @@ class Lifter {
       if (values_ && t.op == ')' && --depth_ == 0) values_ = false;
     } else if (t.kind == TokenKind::kName) {
       if (t.length == 6 && IsWord(statement_, t, "VALUES")) values_ = true, depth_ = 0;
+      if (tokens_.size() == 1)
+        keeps_texts_ = IsWord(statement_, t, "UPDATE") || IsWord(statement_, t, "DELETE");
     } else if ((t.kind == TokenKind::kNumber || t.kind == TokenKind::kText || t.kind == TokenKind::kDate) &&
-               count_ < kMaxLifted && AtPlace()) {
+               count_ < kMaxLifted && !(keeps_texts_ && t.kind == TokenKind::kText) && AtPlace()) {
       t.lifted = static_cast<std::int16_t>(count_++);
     }
   }
@@ -125,6 +127,7 @@ class Lifter {
   std::string_view statement_;
   std::vector<Token>& tokens_;
   bool values_ = false;
+  bool keeps_texts_ = false;
   int depth_ = 0;
   int count_ = 0;
 };

@@ -2,8 +2,9 @@
 //
 // The lexer runs for every statement sent, so that statements which differ only in their constants share one
 // plan: constants right after a comparison operator and constants in a VALUES list are "lifted", that is, the
-// cache key holds a mark in their place and the plan takes them as parameters. Tokens point into the
-// statement.
+// cache key holds a mark in their place and the plan takes them as parameters. Texts of UPDATE and DELETE
+// stay: such statements are sent again for other numbers, and what they say of texts is known to the plan
+// (row_filter.h). Tokens point into the statement.
 #pragma once
 
 #include <cstdint>

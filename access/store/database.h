@@ -146,6 +146,8 @@ class Table {
 
   const TableDef& def() const { return def_; }
   virtual std::uint32_t row_count() const = 0;
+  // Changes whenever rows may have come or got other values (not when rows are deleted).
+  virtual std::uint64_t content_version() const = 0;
 
   // Reads one row; false when it does not live (any more).
   virtual bool Fetch(RowId id, Row* row) = 0;

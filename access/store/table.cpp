@@ -273,6 +273,7 @@ void StoredTableImpl::OnRollbackStatement() {
   touched_ = false;
   counters_ = saved_;
   ++rollbacks_;
+  ++content_version_;
   space_.Forget();
   for (const auto& store : long_stores_) {
     if (store) store->Forget();

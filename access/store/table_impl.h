@@ -34,6 +34,7 @@ class StoredTableImpl final : public StoredTable {
   StoredTableImpl(StoreContext& context, TableDef def, TableLayout layout);
 
   std::uint32_t row_count() const override { return counters_.rows; }
+  std::uint64_t content_version() const override { return content_version_; }
   bool Fetch(RowId id, Row* row) override;
   RowId Insert(const std::vector<Value>& values) override;
   void Update(RowId id, const std::vector<ColumnChange>& changes) override;
@@ -158,6 +159,7 @@ class StoredTableImpl final : public StoredTable {
   int holds_ = 0;
   bool inserted_while_held_ = false;
   std::uint64_t rollbacks_ = 0;
+  std::uint64_t content_version_ = 0;
 
   // Buffers that are used again for every row.
   std::vector<Prepared> prepared_;

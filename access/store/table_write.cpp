@@ -393,6 +393,7 @@ void StoredTableImpl::ReplaceRow(const Location& at) {
 
 RowId StoredTableImpl::Insert(const std::vector<Value>& values) {
   RequireChangeable();
+  ++content_version_;
   if (values.size() != def_.columns.size()) {
     throw Error(ErrorKind::kInvalid, fmt::format("A record of table \"{}\" needs {} values, not {}.",
                                                  def_.name, def_.columns.size(), values.size()));
@@ -454,6 +455,7 @@ RowId StoredTableImpl::Insert(const std::vector<Value>& values) {
 
 void StoredTableImpl::Update(RowId id, const std::vector<ColumnChange>& changes) {
   RequireChangeable();
+  ++content_version_;
   const Location at = LocateForChange(id);
   BeginPrepare(changes.size());
   std::uint32_t affected = 0;

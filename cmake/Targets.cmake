@@ -32,12 +32,12 @@ function(vnt_library name)
   target_link_libraries(${name} PUBLIC vnt_options ${ARG_DEPS} PRIVATE ${ARG_PRIVATE_DEPS})
 endfunction()
 
-# vnt_test(NAME SOURCES a.cpp ... [DEPS target ...] [LABELS l ...]); those labelled "engine" also run under the sanitizers.
+# vnt_test(NAME SOURCES a.cpp ... [DEPS target ...] [LABELS l ...]); those labelled "access" also run under the sanitizers.
 function(vnt_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE vnt_options ${ARG_DEPS} GTest::gtest GTest::gmock GTest::gtest_main)
-  if("engine" IN_LIST ARG_LABELS)
+  if("access" IN_LIST ARG_LABELS)
     set_property(GLOBAL APPEND PROPERTY VNT_ENGINE_TESTS ${name})
   endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES LABELS "${ARG_LABELS}")

@@ -8,7 +8,6 @@
 #include <map>
 #include <random>
 #include <utility>
-#include <utility>
 #include <vector>
 
 #include "access/file/test_files.h"
@@ -85,11 +84,13 @@ struct MemoryFileSystem::Impl {
   std::uint64_t nodes = 0;
   std::uint64_t operations = 0;
   std::uint64_t fail_at = 0;
+  std::uint64_t fail_also_from = 0;
   Failure failure = Failure::kIo;
   bool from_then_on = false;
 
   bool NextFails() {
     ++operations;
+    if (fail_also_from != 0 && operations >= fail_also_from) return true;
     return fail_at != 0 && (operations == fail_at || (from_then_on && operations > fail_at));
   }
   [[noreturn]] void Fail(const std::string& path) const {
@@ -273,7 +274,7 @@ void MemoryFileSystem::SetContent(const std::string& path, std::string content) 
 
 void MemoryFileSystem::LosePower(std::uint64_t keep_seed) {
   ++impl_->generation;
-  impl_->fail_at = 0;
+  impl_->fail_at = impl_->fail_also_from = 0;
   std::mt19937_64 random(keep_seed);
   const auto keep = [&] { return keep_seed != 0 && random() % 2 == 0; };
   for (const NameChange& change : impl_->unsynced_names) {
@@ -305,6 +306,8 @@ void MemoryFileSystem::FailAt(std::uint64_t operation, Failure failure, bool fro
   impl_->failure = failure;
   impl_->from_then_on = from_then_on;
 }
+
+void MemoryFileSystem::FailAlsoFrom(std::uint64_t operation) { impl_->fail_also_from = operation; }
 
 void MemoryFileSystem::SetReadOnly(const std::string& path, bool read_only) {
   impl_->read_only[path] = read_only;

@@ -41,6 +41,8 @@ class MemoryFileSystem : public FileSystem {
   std::uint64_t operations() const;
   enum class Failure { kIo, kFull, kShortWrite };
   void FailAt(std::uint64_t operation, Failure failure, bool from_then_on = false);
+  // Beside FailAt: all operations from this one on fail too (0: none do).
+  void FailAlsoFrom(std::uint64_t operation);
   void SetReadOnly(const std::string& path, bool read_only);
   // What AccessUsers answers for the database.
   void SetAccessUsers(const std::string& database_path, std::string users);

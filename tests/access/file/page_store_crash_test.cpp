@@ -272,6 +272,42 @@ TEST(Checkpoint, FailureStopsFurtherWriting) {
   EXPECT_NO_THROW(store->Read(1));
 }
 
+// A checkpoint fails, and while it is being taken back the power goes.
+TEST(Checkpoint, PowerLossWhileAFailureIsTakenBack) {
+  const std::string old_content = OldContent();
+  std::uint64_t first = 0, last = 0;
+  std::string new_content;
+  {
+    MemoryFileSystem files;
+    files.SetContent(kPath, old_content);
+    auto store = OpenStore(files);
+    Work(*store);
+    first = files.operations() + 1;
+    store->Checkpoint();
+    last = files.operations();
+    new_content = files.Content(kPath);
+  }
+  for (std::uint64_t n = first; n < last; ++n) {
+    for (std::uint64_t later = 1; later <= 10; ++later) {
+      for (std::uint64_t keep_seed = 0; keep_seed < 3; ++keep_seed) {
+        MemoryFileSystem files;
+        files.SetContent(kPath, old_content);
+        auto store = OpenStore(files);
+        Work(*store);
+        files.FailAt(n, MemoryFileSystem::Failure::kIo);
+        files.FailAlsoFrom(n + later);
+        EXPECT_THROW(store->Checkpoint(), Error);
+        files.LosePower(keep_seed == 0 ? 0 : keep_seed + 1000 * n + 10 * later);
+        store.reset();
+        OpenStore(files);
+        const std::string content = files.Content(kPath);
+        ASSERT_TRUE(content == old_content || content == new_content)
+            << "operations " << n << " and " << n + later;
+      }
+    }
+  }
+}
+
 // A statement that cannot be taken back must never reach the file.
 TEST(Statement, FailedRollbackStopsFurtherWriting) {
   MemoryFileSystem files;

@@ -243,7 +243,7 @@ void Fuzz(const std::string& name, const std::string& content, std::size_t page_
 }
 
 TEST(Fuzz, OwnFiles) {
-  const std::uint64_t iterations = FromEnvironment("ACCESS_FUZZ_ITERATIONS", 25);
+  const std::uint64_t iterations = FromEnvironment("ACCESS_FUZZ_ITERATIONS", 150);
   Fuzz("Jet 4", testing::MakeWorkDatabase(Format::kJet4), 4096, iterations);
   Fuzz("ACE 14", testing::MakeWorkDatabase(Format::kAce14), 4096, iterations);
 }
@@ -251,7 +251,7 @@ TEST(Fuzz, OwnFiles) {
 TEST(Fuzz, FilesOfAccess) {
   const char* folder = std::getenv("ACCESS_SAMPLES");
   if (folder == nullptr) GTEST_SKIP() << "ACCESS_SAMPLES does not name the folder of sample files.";
-  const std::uint64_t iterations = FromEnvironment("ACCESS_FUZZ_ITERATIONS", 1);
+  const std::uint64_t iterations = FromEnvironment("ACCESS_FUZZ_ITERATIONS", 4);
   int files = 0;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     const std::string extension = entry.path().extension().string();

@@ -1,8 +1,10 @@
 #!/bin/sh
 # A PostgreSQL server of its own for tests, with two data sources that stand for the Ingres ones.
 #
-#   postgres_fixture.sh start FOLDER   makes FOLDER: the server's data, odbc.ini and odbcinst.ini (for
-#                                      ODBCINI and ODBCSYSINI); FOLDER/port holds the port on 127.0.0.1
+#   postgres_fixture.sh start FOLDER [PID]
+#                                      makes FOLDER: the server's data, odbc.ini and odbcinst.ini (for
+#                                      ODBCINI and ODBCSYSINI); FOLDER/port holds the port on 127.0.0.1.
+#                                      When the process PID ends without stopping the server, it is stopped
 #   postgres_fixture.sh stop FOLDER    stops the server and removes FOLDER
 #   postgres_fixture.sh kill FOLDER    stops the server at once, as a crash would; FOLDER stays
 #   postgres_fixture.sh resume FOLDER  starts it again, on the same port
@@ -13,6 +15,7 @@ set -eu
 
 action=$1
 folder=$2
+user=${3:-}
 
 bin=$(ls -d /usr/lib/postgresql/*/bin 2>/dev/null | sort -V | tail -n 1)
 driver=$(ls /usr/lib/*/odbc/psqlodbcw.so 2>/dev/null | head -n 1)
@@ -91,7 +94,15 @@ halt() {
 }
 
 case $action in
-start) start ;;
+start)
+  start
+  [ -z "$user" ] || setsid "$0" guard "$folder" "$user" </dev/null >/dev/null 2>&1 &
+  ;;
+guard)
+  while [ -d "$folder/data" ] && kill -0 "$user" 2>/dev/null; do sleep 2; done
+  halt
+  rm -rf "$folder"
+  ;;
 stop)
   halt
   rm -rf "$folder"

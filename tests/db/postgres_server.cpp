@@ -1,5 +1,7 @@
 #include "tests/db/postgres_server.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
@@ -9,8 +11,8 @@
 namespace vnt::db {
 namespace {
 
-int RunFixture(const std::string& action, const std::string& folder) {
-  return std::system(("'" VNT_POSTGRES_FIXTURE "' " + action + " '" + folder + "'").c_str());
+int RunFixture(const std::string& action, const std::string& folder, const std::string& more = {}) {
+  return std::system(("'" VNT_POSTGRES_FIXTURE "' " + action + " '" + folder + "' " + more).c_str());
 }
 
 }  // namespace
@@ -24,7 +26,8 @@ PostgresServer::PostgresServer() {
   std::string pattern = (std::filesystem::temp_directory_path() / "vnt-postgres-XXXXXX").string();
   if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("No folder for the PostgreSQL server.");
   folder_ = pattern;
-  if (RunFixture("start", folder_) != 0) throw std::runtime_error("PostgreSQL for the tests does not start.");
+  if (RunFixture("start", folder_, std::to_string(getpid())) != 0)
+    throw std::runtime_error("PostgreSQL for the tests does not start.");
   setenv("ODBCSYSINI", folder_.c_str(), 1);
   setenv("ODBCINI", (folder_ + "/odbc.ini").c_str(), 1);
 }

@@ -91,6 +91,16 @@ NoticeServer::NoticeServer() {
   db::SetFileSystemForTest(nullptr);
   std::sort(one_of_each_kind_.begin(), one_of_each_kind_.end());
   one_of_each_kind_.resize(samples::kMinNotices);
+  const std::string others = "ntc_id > " + std::to_string(one_of_each_kind_.back());
+  for (auto& [table, condition] : others_) {
+    if (condition == "ntc_id") {
+      condition = " where " + others;
+    } else if (condition == "grp_id") {
+      condition = " where grp_id in (select grp_id from grp where " + others + ")";
+    } else {
+      condition.clear();
+    }
+  }
 }
 
 void NoticeServer::ReconnectAdmin() {
@@ -101,6 +111,7 @@ void NoticeServer::ReconnectAdmin() {
 void NoticeServer::LoadTable(db::Connection& file, const std::string& table) {
   db::Recordset rows;
   rows.Open("select * from " + table, file);
+  others_[table] = rows.FieldName(0);
   std::string values;
   for (int count = 1; !rows.Eof(); rows.MoveNext(), ++count) {
     values += values.empty() ? "(" : ", (";
@@ -127,20 +138,30 @@ void NoticeServer::CopyFilesTo(NoticeDatabase& database) const {
   database.files().SetContent(NoticeDatabase::kTemplate, template_file_);
 }
 
+std::vector<std::string> NoticeServer::ReadTable(db::Connection& connection, const std::string& table,
+                                                 const std::string& condition) const {
+  std::vector<std::string> rows;
+  try {
+    db::Recordset records;
+    records.Open("select * from " + table + condition, connection);
+    for (; !records.Eof(); records.MoveNext()) rows.push_back(RowText(records, table));
+  } catch (const db::DbError&) {
+    rows = {"missing"};
+  }
+  std::sort(rows.begin(), rows.end());
+  return rows;
+}
+
 Rows NoticeServer::Read(db::Connection& connection) const {
   Rows all;
-  for (const std::string& table : tables_) {
-    std::vector<std::string>& rows = all[table];
-    try {
-      db::Recordset records;
-      records.Open("select * from " + table, connection);
-      for (; !records.Eof(); records.MoveNext()) rows.push_back(RowText(records, table));
-    } catch (const db::DbError&) {
-      rows = {"missing"};
-    }
-    std::sort(rows.begin(), rows.end());
-  }
+  for (const std::string& table : tables_) all[table] = ReadTable(connection, table, "");
   return all;
+}
+
+Rows NoticeServer::ReadOthers(db::Connection& connection) const {
+  Rows others;
+  for (const auto& [table, condition] : others_) others[table] = ReadTable(connection, table, condition);
+  return others;
 }
 
 void NoticeServer::OpenServer(NoticeDatabase& database) {

@@ -27,7 +27,6 @@ class NoticeServer {
 
   // Numbers of the first ten notices. As many again are there to be left alone.
   const std::vector<std::int32_t>& one_of_each_kind() const { return one_of_each_kind_; }
-  const std::vector<std::string>& tables() const { return tables_; }
 
   // Puts the server's tables back to the sample rows.
   void Restore();
@@ -37,6 +36,8 @@ class NoticeServer {
   void OpenFile(NoticeDatabase& database) const;
   // The rows of all tables, over the connection. A table that is missing has the one row "missing".
   Rows Read(db::Connection& connection) const;
+  // Those of them that belong to none of the first ten notices.
+  Rows ReadOthers(db::Connection& connection) const;
 
   // A connection beside those of the program; made anew after the server was stopped.
   db::Connection& admin() { return admin_; }
@@ -45,10 +46,14 @@ class NoticeServer {
  private:
   NoticeServer();
   void LoadTable(db::Connection& file, const std::string& table);
+  std::vector<std::string> ReadTable(db::Connection& connection, const std::string& table,
+                                     const std::string& condition) const;
   void CopyFilesTo(NoticeDatabase& database) const;
 
   std::string notice_file_, reference_file_, template_file_;
   std::vector<std::string> tables_;
+  std::map<std::string, std::string>
+      others_;  // by table: condition on the rows of no notice of the first ten
   std::vector<std::int32_t> one_of_each_kind_;
   std::string restore_;
   db::Connection admin_;

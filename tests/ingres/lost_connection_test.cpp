@@ -62,6 +62,7 @@ class LostConnection : public ::testing::Test {
         continue;
       }
       EXPECT_EQ(fix.errors.empty(), fix.fix != nullptr && IsSilent(*fix.fix));
+      EXPECT_LE(fix.errors.size(), 2u) << "not one message for each group of the notice";
       for (const db::DbError& error : fix.errors) EXPECT_THAT(error.description(), HasSubstr(kLost));
     }
   }

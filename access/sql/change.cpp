@@ -143,33 +143,51 @@ std::int64_t Session::Impl::RunUpdate(const std::shared_ptr<Plan>& plan, const s
   return count;
 }
 
+std::int64_t Session::Impl::FindRowsToDelete(const std::shared_ptr<Plan>& plan,
+                                             const std::vector<Value>& parameters,
+                                             const std::vector<Value>& lifted, bool may_delete,
+                                             std::vector<std::uint32_t>* ids) {
+  Table& table = *plan->update_targets[0].table;
+  const CandidateSearch search(*plan);
+  Running rows(plan, parameters, lifted);
+  bool more = rows.Step();
+  const bool direct = more && may_delete && !plan->joined && MayChangeWhileReading(*plan, {});
+  std::int64_t count = 0;
+  for (; more; more = rows.Step()) {
+    if (direct) {
+      table.Delete(RowId::FromPacked(PackedId(rows, 0)));
+      ++count;
+    } else if (!rows.IsNull(0)) {
+      ids->push_back(PackedId(rows, 0));
+    }
+  }
+  return count;
+}
+
 std::int64_t Session::Impl::RunDelete(const std::shared_ptr<Plan>& plan, const std::vector<Value>& parameters,
                                       const std::vector<Value>& lifted) {
   Table& table = *plan->update_targets[0].table;
   std::vector<std::uint32_t> ids;
-  {
-    const CandidateSearch search(*plan);
-    Running rows(plan, parameters, lifted);
-    bool more = rows.Step();
-    const bool direct = more && !plan->joined && MayChangeWhileReading(*plan, {});
-    std::int64_t count = 0;
-    for (; more; more = rows.Step()) {
-      if (direct) {
-        table.Delete(RowId::FromPacked(PackedId(rows, 0)));
-        ++count;
-      } else if (!rows.IsNull(0)) {
-        ids.push_back(PackedId(rows, 0));
-      }
-    }
-    if (direct) return count;
+  std::int64_t count = 0;
+  if (plan->alternatives.empty()) {
+    count = FindRowsToDelete(plan, parameters, lifted, true, &ids);
+  } else {
+    for (const auto& part : plan->alternatives) FindRowsToDelete(part, parameters, lifted, false, &ids);
   }
-  if (plan->joined) {
-    // A row that matches several times goes once.
+  if (plan->joined || !plan->alternatives.empty()) {
+    // A row that is found several times goes once.
     std::sort(ids.begin(), ids.end());
     ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
   }
   for (const std::uint32_t id : ids) table.Delete(RowId::FromPacked(id));
-  return static_cast<std::int64_t>(ids.size());
+  count += static_cast<std::int64_t>(ids.size());
+  if (count > 0) {
+    for (const auto& part : plan->alternatives) {
+      if (part->candidates) part->candidates->DropDeleted(table);
+    }
+    if (plan->candidates) plan->candidates->DropDeleted(table);
+  }
+  return count;
 }
 
 // ---- INSERT

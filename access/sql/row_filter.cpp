@@ -32,6 +32,11 @@ std::unique_ptr<RowFilter> RowFilter::Make(const Expr& where, const Table& table
   return IsServedBySearch(filter->root_) ? nullptr : std::move(filter);
 }
 
+bool RowFilter::Decides(const Expr& condition, const Table& table) {
+  const Node node = Compile(condition, table);
+  return node.kind == Kind::kIsIn && (node.change == Change::kNone || node.change == Change::kTrim);
+}
+
 bool RowFilter::IsServedBySearch(const Node& node) {
   switch (node.kind) {
     case Kind::kTrue:
@@ -173,6 +178,16 @@ CandidateRows::List CandidateRows::Of(Table& table) {
   rows_ = std::move(rows);
   version_ = table.content_version();
   return rows_;
+}
+
+void CandidateRows::DropDeleted(Table& table) {
+  if (!rows_ || version_ != table.content_version()) return;
+  auto rows = std::make_shared<std::vector<RowId>>();
+  Row row;
+  for (const RowId id : *rows_) {
+    if (table.Fetch(id, &row)) rows->push_back(id);
+  }
+  rows_ = std::move(rows);
 }
 
 }  // namespace jet::sql

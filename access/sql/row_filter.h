@@ -23,6 +23,10 @@ class RowFilter {
   // of plain columns that all must hold).
   static std::unique_ptr<RowFilter> Make(const Expr& where, const Table& table);
 
+  // Whether the condition is a comparison of one text column with literals and nothing else, so that the
+  // filter's answer is the condition's.
+  static bool Decides(const Expr& condition, const Table& table);
+
   // False when the clause cannot hold for the row.
   bool MayHold(const Row& row) const;
 
@@ -56,6 +60,8 @@ class CandidateRows {
   using List = std::shared_ptr<const std::vector<RowId>>;
   // The rows that pass, in the order of the table. Some may have been deleted since.
   List Of(Table& table);
+  // Lets go of rows that have been deleted.
+  void DropDeleted(Table& table);
 
  private:
   std::unique_ptr<RowFilter> filter_;

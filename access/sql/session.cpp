@@ -304,29 +304,11 @@ std::shared_ptr<Plan> Session::Impl::MakePlan(std::string_view statement) {
       plan->new_table = s->select->into;
       break;
     case StatementKind::kUpdate:
-    case StatementKind::kDelete: {
-      Translator translator(*this, statement, s->parameters);
-      UpdateTranslation u = s->kind == StatementKind::kUpdate ? translator.Update(*s) : translator.Delete(*s);
-      plan->sql = std::move(u.source.sql);
-      plan->tables = std::move(u.source.tables);
-      plan->update_targets = std::move(u.targets);
-      plan->update_columns = std::move(u.columns);
-      plan->joined = s->select->from.size() != 1 || s->select->from[0]->kind == TableRef::kJoin;
-      // Decimals arrive as exact text.
-      plan->columns.resize(plan->update_targets.size());
-      for (const UpdateColumn& c : plan->update_columns) {
-        OutputColumn column;
-        column.type = c.source_type;
-        plan->columns.push_back(std::move(column));
-      }
-      if (other_files) throw Error(ErrorKind::kNotSupported, "Tables of another file cannot be changed.");
-      if (!plan->joined && s->select->where && plan->MentionsTargetOnce()) {
-        if (auto filter = RowFilter::Make(*s->select->where, *plan->update_targets[0].table)) {
-          plan->candidates = std::make_unique<CandidateRows>(std::move(filter));
-        }
-      }
+    case StatementKind::kDelete:
+      PlanChange(*s, statement, plan.get());
+      if (s->kind == StatementKind::kDelete && plan->candidates)
+        PlanAlternatives(s.get(), statement, plan.get());
       break;
-    }
     case StatementKind::kInsertValues:
     case StatementKind::kInsertSelect:
       PlanInsert(*s, statement, plan.get());
@@ -337,6 +319,81 @@ std::shared_ptr<Plan> Session::Impl::MakePlan(std::string_view statement) {
   }
   plan->keep = !other_files;
   return plan;
+}
+
+void Session::Impl::PlanChange(const Statement& s, std::string_view text, Plan* plan) {
+  Translator translator(*this, text, s.parameters);
+  UpdateTranslation u = s.kind == StatementKind::kUpdate ? translator.Update(s) : translator.Delete(s);
+  plan->sql = std::move(u.source.sql);
+  plan->tables = std::move(u.source.tables);
+  plan->update_targets = std::move(u.targets);
+  plan->update_columns = std::move(u.columns);
+  plan->joined = s.select->from.size() != 1 || s.select->from[0]->kind == TableRef::kJoin;
+  // Decimals arrive as exact text.
+  plan->columns.resize(plan->update_targets.size());
+  for (const UpdateColumn& c : plan->update_columns) {
+    OutputColumn column;
+    column.type = c.source_type;
+    plan->columns.push_back(std::move(column));
+  }
+  if (other_files) throw Error(ErrorKind::kNotSupported, "Tables of another file cannot be changed.");
+  if (!plan->joined && s.select->where && plan->MentionsTargetOnce()) {
+    if (auto filter = RowFilter::Make(*s.select->where, *plan->update_targets[0].table)) {
+      plan->candidates = std::make_unique<CandidateRows>(std::move(filter));
+    }
+  }
+}
+
+namespace {
+
+// Takes "a OR b OR c" apart.
+void TakeAlternatives(ExprPtr e, std::vector<ExprPtr>* alternatives) {
+  if (e->kind != ExprKind::kLogic || e->op != 'O') {
+    alternatives->push_back(std::move(e));
+    return;
+  }
+  for (ExprPtr& arg : e->args) TakeAlternatives(std::move(arg), alternatives);
+}
+
+ExprPtr JoinAlternatives(std::vector<ExprPtr> alternatives) {
+  ExprPtr joined;
+  for (ExprPtr& e : alternatives) {
+    if (!joined) {
+      joined = std::move(e);
+      continue;
+    }
+    auto both = std::make_unique<Expr>();
+    both->kind = ExprKind::kLogic;
+    both->op = 'O';
+    both->args.push_back(std::move(joined));
+    both->args.push_back(std::move(e));
+    joined = std::move(both);
+  }
+  return joined;
+}
+
+}  // namespace
+
+// "DELETE FROM t WHERE a = 'x' OR b = 'y' AND c IN (SELECT ...)": as one search it walks all candidates for
+// every notice; taken apart, the first part finds its rows once and the second one by its index.
+void Session::Impl::PlanAlternatives(Statement* s, std::string_view text, Plan* plan) {
+  const Table& table = *plan->update_targets[0].table;
+  std::vector<ExprPtr> all, texts, others;
+  TakeAlternatives(std::move(s->select->where), &all);
+  for (ExprPtr& e : all) (RowFilter::Decides(*e, table) ? texts : others).push_back(std::move(e));
+  if (texts.empty() || others.empty()) return;
+  std::vector<ExprPtr> parts;
+  parts.push_back(JoinAlternatives(std::move(texts)));
+  for (ExprPtr& e : others) parts.push_back(std::move(e));
+  for (ExprPtr& e : parts) {
+    s->select->where = std::move(e);
+    auto part = std::make_shared<Plan>();
+    part->connection = connection;
+    part->kind = s->kind;
+    part->parameters = s->parameters;
+    PlanChange(*s, text, part.get());
+    plan->alternatives.push_back(std::move(part));
+  }
 }
 
 void Session::Impl::PlanQuery(const Statement& s, std::string_view text, Plan* plan) {

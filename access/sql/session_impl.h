@@ -60,6 +60,9 @@ struct Plan {
   std::vector<UpdateTarget> update_targets;
   std::vector<UpdateColumn> update_columns;
   std::unique_ptr<CandidateRows> candidates;  // of UPDATE and DELETE on one table that is mentioned once
+  // DELETE with alternatives (OR) of different kinds: a plan for each kind; a row goes when one of them finds
+  // it.
+  std::vector<std::shared_ptr<Plan>> alternatives;
   // INSERT: per column of the target, the output column it comes from, or -1: its default.
   std::vector<int> insert_sources;
   // INSERT ... VALUES, per value: constants need no SQLite. `place`: the parameter, from 0; lifted constants
@@ -108,6 +111,8 @@ struct Session::Impl : TableCatalog {
   // The plan of a statement and its lifted constants, from the cache if it is there.
   std::shared_ptr<Plan> PlanOf(std::string_view statement, std::vector<Value>* lifted);
   std::shared_ptr<Plan> MakePlan(std::string_view statement);
+  void PlanChange(const Statement& s, std::string_view text, Plan* plan);
+  void PlanAlternatives(Statement* s, std::string_view text, Plan* plan);
   void PlanQuery(const Statement& s, std::string_view text, Plan* plan);
   void PlanInsert(Statement& s, std::string_view text, Plan* plan);
   void GiveOtherFilesTo(Plan* plan);
@@ -127,6 +132,10 @@ struct Session::Impl : TableCatalog {
                                const std::vector<Value>& lifted);
   std::int64_t RunSelectInto(const std::shared_ptr<Plan>& plan, const std::vector<Value>& parameters,
                              const std::vector<Value>& lifted);
+  // The rows that a DELETE finds; or, where that is safe, deletes them at once and gives their number.
+  std::int64_t FindRowsToDelete(const std::shared_ptr<Plan>& plan, const std::vector<Value>& parameters,
+                                const std::vector<Value>& lifted, bool may_delete,
+                                std::vector<std::uint32_t>* ids);
   void RunDefinition(const Statement& s);
   std::int64_t InsertRows(Table& target, const std::vector<int>& sources, Running& rows);
   // The value of a column that an INSERT does not name.

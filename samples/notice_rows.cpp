@@ -98,6 +98,7 @@ void NoticeWriter::WriteDatabaseRows() {
 void NoticeWriter::WriteNotice(int number) {
   state_ = seed_ * 0xD1342543DE82EF95u + static_cast<std::uint64_t>(number);
   ntc_id_ = kFirstNotice + number;
+  old_capture_ = number / 10 % 10 == 0;
   const NoticeKind& kind = kKinds[static_cast<std::size_t>(number) % kKinds.size()];
   WriteHead(number, kind);
   WriteIdentity(kind);
@@ -108,6 +109,12 @@ void NoticeWriter::WriteNotice(int number) {
     grp_id_ = number * kGroupsPerNotice + position + 1;
     WriteGroup(kind, position);
   }
+}
+
+// 506 to 520 were in use for a while only; elsewhere a number that no list knows stands in their place.
+int NoticeWriter::OldPattern(int pattern) const {
+  constexpr int kUnknown = 996;
+  return pattern >= 506 && pattern <= 520 && !old_capture_ ? kUnknown : pattern;
 }
 
 void NoticeWriter::WriteHead(int number, const NoticeKind& kind) {
@@ -229,8 +236,8 @@ void NoticeWriter::WriteBeams(const NoticeKind& kind) {
   for (std::size_t beam = 0; beam < kNames.size(); ++beam) {
     for (const char direction : {'E', 'R'}) {
       const int defect = NextDefect(s_beam_, static_cast<int>(kOldPatterns.size()));
-      const Value pattern =
-          defect < 0 ? I(beam % 2 == 0 ? 1 : 9) : I(kOldPatterns[static_cast<std::size_t>(defect)]);
+      const Value pattern = defect < 0 ? I(beam % 2 == 0 ? 1 : 9)
+                                       : I(OldPattern(kOldPatterns[static_cast<std::size_t>(defect)]));
       const std::string name = std::string(*kind.reason == 'U' && beam == 0 ? "RS49" : kNames[beam]) +
                                (defect % 3 == 0 ? "  " : "");
       Insert(s_beam_, {I(ntc_id_), C(direction), T(name), T(kind.action), beam == 0 ? N() : T("C"), pattern,
@@ -239,7 +246,7 @@ void NoticeWriter::WriteBeams(const NoticeKind& kind) {
       const int ant_defect = NextDefect(e_ant_, static_cast<int>(kOldPatterns.size()));
       if (kind.earth_station() || beam == 1) {
         const Value ant_pattern =
-            ant_defect < 0 ? I(33) : I(kOldPatterns[static_cast<std::size_t>(ant_defect)]);
+            ant_defect < 0 ? I(33) : I(OldPattern(kOldPatterns[static_cast<std::size_t>(ant_defect)]));
         Insert(e_ant_, {I(ntc_id_), C(direction), T(std::string(kNames[beam]) + (ant_defect >= 0 ? " " : "")),
                         N(), ant_pattern, R(54.5f), R(0.3f)});
       }
@@ -490,8 +497,8 @@ void NoticeWriter::WriteStations(const NoticeKind& kind) {
                                                     400, 96,  201, 130, 9999, 997, 204};
   for (int seq = 1; seq <= 2; ++seq) {
     const int defect = NextDefect(e_as_stn_, static_cast<int>(kOldPatterns.size()));
-    const Value pattern =
-        defect < 0 ? I(*kind.reason == 'B' ? 130 : 33) : I(kOldPatterns[static_cast<std::size_t>(defect)]);
+    const Value pattern = defect < 0 ? I(*kind.reason == 'B' ? 130 : 33)
+                                     : I(OldPattern(kOldPatterns[static_cast<std::size_t>(defect)]));
     const int number = Random(1, 900);
     Insert(e_as_stn_, {I(grp_id_), I(seq),
                        T(defect >= 0 ? fmt::format("Station {}", number) : fmt::format("STATION {}", number)),

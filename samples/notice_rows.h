@@ -49,6 +49,7 @@ class NoticeWriter {
   static int NextDefect(Target& target, int count);
   void Insert(Target& target, const Values& values);
 
+  int OldPattern(int pattern) const;
   void WriteHead(int number, const NoticeKind& kind);
   void WriteIdentity(const NoticeKind& kind);
   void WriteOrbits();
@@ -71,7 +72,8 @@ class NoticeWriter {
   std::int64_t rows_ = 0;
   std::int32_t ntc_id_ = 0;
   std::int32_t grp_id_ = 0;
-  char direction_ = 'E';  // emi_rcp of the current group
+  bool old_capture_ = false;  // captured when patterns 506 to 520 were in use
+  char direction_ = 'E';      // emi_rcp of the current group
 };
 
 }  // namespace vnt::samples

@@ -12,7 +12,10 @@
 //     ends at -999 and up.
 //   - The group sort trims before it compares, the notice sort does not.
 //   - A Null in a compared column is an error (94): the unit keeps the numbers above 1000 given so far.
-//   - The notice sort is run once for each tr_provn row of a notice; each pass gives the same numbers.
+//   - The notice sort is run once for each tr_provn row of a notice; each pass gives the same numbers. The
+//   rows
+//     are listed before the first pass: a list read along the way would follow an index that the passes
+//     change, and leave rows out.
 
 #include "fixes/provision_sort.h"
 
@@ -100,8 +103,8 @@ void SortTrProvnByAdm(std::int32_t ntc_id) {
 void SortTrProvnAllNotices() {
   Trapped([] {
     db::Recordset notices;
-    notices.Open("SELECT ntc_id from tr_provn" + CurrentNotice(kOfNotice), MainCn(),
-                 db::CursorType::kForwardOnly, db::LockType::kReadOnly);
+    notices.Open("SELECT ntc_id from tr_provn" + CurrentNotice(kOfNotice), MainCn(), db::CursorType::kStatic,
+                 db::LockType::kReadOnly);
     for (; !notices.Eof(); notices.MoveNext()) SortTrProvnByAdm(notices.Get("ntc_id").ToInt32());
     notices.Close();
   });

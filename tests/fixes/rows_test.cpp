@@ -513,6 +513,22 @@ INSTANTIATE_TEST_SUITE_P(
                  "3|5|-18.5|500|V"}}),
     Name);
 
+// The passes change the index that finds the notice's rows; none of them may drop out of the repetition.
+TEST(NoticeSort, RunsOnceForEveryRowThatWasThere) {
+  NoticeDatabase database;
+  for (const std::int32_t seq_no : {1003, 7, 8, -2}) {
+    database.Run(
+        "insert into tr_provn (ntc_id, wic_no, coord_prov, agree_st, adm, seq_no) values (7, 1, 'A', 'R', "
+        "'F', " +
+        std::to_string(seq_no) + ")");
+  }
+  for (const std::int32_t ntc_id : {0, 7}) {
+    database.state.ntc_id = ntc_id;
+    EXPECT_EQ(database.SentBy(SortTrProvnAllNotices).size(), 1U + 4 * 2) << ntc_id;
+    database.Run("update tr_provn set seq_no = seq_no + 100");
+  }
+}
+
 TEST(DateInUse, IsReadInTheRegionalOrder) {
   NoticeDatabase database;
   database.Run(R"(insert into grp (grp_id, ntc_id, d_inuse) values (1, 7, #3/5/1949#);

@@ -136,6 +136,14 @@ TEST(Runner, AFailingStampIsToldOnce) {
   EXPECT_EQ(recorder.events.back(), "done");
 }
 
+TEST(Runner, AConnectionThatIsNotOpenIsToldByTheFixesAlone) {
+  NoticeDatabase database;
+  database.state.main_connection->Cn().Close();
+  RunOf({3, 15});
+  EXPECT_EQ(database.messages.shown,
+            (Lines{"plain: 3704 The connection is not open.", "critical: No Database is open!"}));
+}
+
 TEST(Runner, TheRemarkLivesForOneRun) {
   NoticeDatabase database;
   database.Run(R"(insert into notice (ntc_id, ntf_rsn) values (1, 'C');

@@ -161,7 +161,9 @@ class Run {
     const auto now = std::chrono::steady_clock::now();
     if (last || now - last_checkpoint_ >= kCheckpointInterval) {
       Trapped([] {
-        if (State().main_connection && State().main_connection->has_connection()) MainCn().Checkpoint();
+        // A connection that never opened has nothing to keep, and every fix has said so.
+        const auto& main = State().main_connection;
+        if (main && main->has_connection() && main->Cn().is_open()) main->Cn().Checkpoint();
       });
       last_checkpoint_ = std::chrono::steady_clock::now();
     }

@@ -13,9 +13,8 @@
 //   - The group sort trims before it compares, the notice sort does not.
 //   - A Null in a compared column is an error (94): the unit keeps the numbers above 1000 given so far.
 //   - The notice sort is run once for each tr_provn row of a notice; each pass gives the same numbers. The
-//   rows
-//     are listed before the first pass: a list read along the way would follow an index that the passes
-//     change, and leave rows out.
+//     rows are listed before the first pass: read along the way, the list would follow an index that the
+//     passes change, and leave rows out.
 
 #include "fixes/provision_sort.h"
 

@@ -98,7 +98,7 @@ void NoticeWriter::WriteDatabaseRows() {
 void NoticeWriter::WriteNotice(int number) {
   state_ = seed_ * 0xD1342543DE82EF95u + static_cast<std::uint64_t>(number);
   ntc_id_ = kFirstNotice + number;
-  old_capture_ = number / 10 % 10 == 0;
+  old_capture_ = number / 10 % 20 < 2;
   const NoticeKind& kind = kKinds[static_cast<std::size_t>(number) % kKinds.size()];
   WriteHead(number, kind);
   WriteIdentity(kind);

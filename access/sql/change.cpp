@@ -179,7 +179,11 @@ std::int64_t Session::Impl::RunDelete(const std::shared_ptr<Plan>& plan, const s
     std::sort(ids.begin(), ids.end());
     ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
   }
-  for (const std::uint32_t id : ids) table.Delete(RowId::FromPacked(id));
+  Row row;
+  for (const std::uint32_t id : ids) {
+    // A row that refers to one deleted before it may have gone with that one.
+    if (table.Fetch(RowId::FromPacked(id), &row)) table.Delete(RowId::FromPacked(id));
+  }
   count += static_cast<std::int64_t>(ids.size());
   if (count > 0) {
     for (const auto& part : plan->alternatives) {

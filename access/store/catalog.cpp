@@ -88,6 +88,14 @@ const CatalogRow* Catalog::Find(std::string_view name) {
   return it == by_name_.end() ? nullptr : &rows_[it->second];
 }
 
+const CatalogRow* Catalog::FindTableAt(PageNo tdef_page) {
+  Load();
+  for (const CatalogRow& r : rows_) {
+    if (r.entry.type == object_type::kTable && static_cast<PageNo>(r.entry.id) == tdef_page) return &r;
+  }
+  return nullptr;
+}
+
 std::string Catalog::Properties(const CatalogRow& row) {
   Row stored;
   if (!objects_->Fetch(row.row, &stored)) return {};

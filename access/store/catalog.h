@@ -49,6 +49,8 @@ class Catalog {
   std::vector<CatalogEntry> List();
   // The child of the container "Tables" with that name: a table, a link or a query.
   const CatalogRow* Find(std::string_view name);
+  // The table whose definition begins on that page; null when there is none.
+  const CatalogRow* FindTableAt(PageNo tdef_page);
   // The LvProp value of an object, empty when null.
   std::string Properties(const CatalogRow& row);
   void SetProperties(const CatalogRow& row, const std::string& blob);

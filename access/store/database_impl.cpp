@@ -64,7 +64,7 @@ DatabaseImpl::DatabaseImpl(std::string path, std::unique_ptr<PageStore> pages, c
       pages_(std::move(pages)),
       header_(header),
       allocator_(MakePageAllocator(*pages_, *header_.format)),
-      context_{*pages_, *header_.format, *allocator_, header_.code_page} {
+      context_{*pages_, *header_.format, *allocator_, header_.code_page, this} {
   for (const PageNo page : {PageNo{1}, header_.objects}) {
     const std::uint8_t type = page == 1 ? kPageData : kPageTdef;
     if (page >= pages_->page_count() || pages_->Read(page).data()[0] != type) {
@@ -96,6 +96,13 @@ std::shared_ptr<Table> DatabaseImpl::FindTable(std::string_view name) {
   const auto page = static_cast<PageNo>(row->entry.id);
   if (const auto it = tables_.find(page); it != tables_.end()) return it->second;
   return LoadTable(page, row->entry.name, catalog_->Properties(*row), row->entry.system());
+}
+
+StoredTable* DatabaseImpl::TableAt(PageNo tdef_page) {
+  if (const auto it = tables_.find(tdef_page); it != tables_.end()) return it->second.get();
+  const CatalogRow* row = catalog_->FindTableAt(tdef_page);
+  if (row == nullptr) return nullptr;
+  return LoadTable(tdef_page, row->entry.name, catalog_->Properties(*row), row->entry.system()).get();
 }
 
 void DatabaseImpl::BeginStatement() {

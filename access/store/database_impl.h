@@ -20,7 +20,7 @@
 
 namespace jet {
 
-class DatabaseImpl final : public Database {
+class DatabaseImpl final : public Database, private TableSource {
  public:
   DatabaseImpl(std::string path, std::unique_ptr<PageStore> pages, const FileHeader& header);
 
@@ -74,6 +74,7 @@ class DatabaseImpl final : public Database {
     Definition definition;
   };
 
+  StoredTable* TableAt(PageNo tdef_page) override;
   // Runs `change` in the open statement, or in one of its own.
   void InStatement(const std::function<void()>& change);
   void RequireWritable() const;

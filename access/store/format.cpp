@@ -61,6 +61,8 @@ constexpr FormatInfo MakeJet3() {
   f.logical_index_side_offset = 8;
   f.logical_index_partner_offset = 9;
   f.logical_index_table_offset = 13;
+  f.logical_index_cascade_updates_offset = 17;
+  f.logical_index_cascade_deletes_offset = 18;
   f.logical_index_kind_offset = 19;
   return f;
 }

@@ -101,6 +101,8 @@ struct FormatInfo {
   std::uint16_t logical_index_side_offset = 12;
   std::uint16_t logical_index_partner_offset = 13;
   std::uint16_t logical_index_table_offset = 17;
+  std::uint16_t logical_index_cascade_updates_offset = 21;
+  std::uint16_t logical_index_cascade_deletes_offset = 22;
   std::uint16_t logical_index_kind_offset = 23;
 };
 

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "access/base/types.h"
@@ -34,6 +35,17 @@ struct TableLayout {
     RowPointer free_map;
   };
   std::map<std::uint16_t, LongColumn> long_columns;  // by column number
+  // One end of an enforced relationship. Each end names the index it stands on, and the other end.
+  struct Relationship {
+    std::string name;
+    std::uint32_t number = 0;  // of the logical index that is this end
+    std::uint32_t index = 0;   // position in TableDef::indexes
+    bool referenced = false;   // this table holds the keys that the other one refers to
+    PageNo partner_table = 0;
+    std::int32_t partner_number = -1;
+    bool cascades_updates = false, cascades_deletes = false, sets_null = false;
+  };
+  std::vector<Relationship> relationships;
   // Byte offsets within the first tdef page of the counters that the data side keeps up.
   std::uint32_t row_count_offset = 16;
   std::uint32_t auto_number_offset = 20;
@@ -57,11 +69,23 @@ class PageAllocator {
 };
 std::unique_ptr<PageAllocator> MakePageAllocator(PageStore& pages, const FormatInfo& format);
 
+class StoredTable;
+
+// Finds the other table of a relationship.
+class TableSource {
+ public:
+  virtual ~TableSource() = default;
+  // The table whose definition begins on that page; null when there is none.
+  virtual StoredTable* TableAt(PageNo tdef_page) = 0;
+};
+
 struct StoreContext {
   PageStore& pages;
   const FormatInfo& format;
   PageAllocator& allocator;
   std::uint16_t code_page = 1252;  // of Jet 3 text
+  TableSource* tables =
+      nullptr;  // null: relationships cannot be kept, and changes that touch one are refused
 };
 
 // The Table that the database hands out, with what only the database may call.

@@ -141,6 +141,25 @@ class StoredTableImpl final : public StoredTable {
   bool RequireUnique(int index, const std::string& key, bool all_null, const RowView* old);
   KeyChange& NextKeyChange(int index);
   void ApplyKeyChanges(RowId id);
+
+  // ---- table_relationships.cpp ----
+  using Relationship = TableLayout::Relationship;
+  // Rows of another table that refer to a key which is going away, and what becomes of them.
+  struct Cascade {
+    StoredTableImpl* table = nullptr;
+    std::vector<RowId> rows;
+    std::vector<ColumnChange> changes;  // empty: the rows are deleted
+  };
+  StoredTableImpl& PartnerOf(const Relationship& end, const Relationship** other) const;
+  // The values of the relationship's columns, `get(column)`; false when one is Null.
+  template <typename Get>
+  bool RelatedValues(const Relationship& end, Get get, std::vector<Value>* values) const;
+  bool HoldsKey(int index, const std::vector<Value>& values);
+  // The new keys must be among those that they refer to. Uses the key changes that have been prepared.
+  void RequireParents(const RowView* old);
+  // Whether the old keys may go: kConstraint when rows refer to them that are to stay as they are.
+  std::vector<Cascade> RequireNoChildren(RowId id, const RowView& old, bool deletes);
+  void RunCascades(std::vector<Cascade> cascades);
   [[noreturn]] void ThrowDuplicate(int index, const RowView* old) const;
 
   StoreContext& context_;
@@ -157,6 +176,7 @@ class StoredTableImpl final : public StoredTable {
   Counters counters_, saved_;
   bool touched_ = false;
   int holds_ = 0;
+  int cascade_depth_ = 0;
   bool inserted_while_held_ = false;
   std::uint64_t rollbacks_ = 0;
   std::uint64_t content_version_ = 0;

@@ -439,6 +439,7 @@ RowId StoredTableImpl::Insert(const std::vector<Value>& values) {
     change.new_is_unseen = RequireUnique(index, change.new_key, all_null, nullptr);
     ++key_change_count_;
   }
+  RequireParents(nullptr);
   AssembleRow(nullptr);
 
   Touch();
@@ -485,6 +486,8 @@ void StoredTableImpl::Update(RowId id, const std::vector<ColumnChange>& changes)
     if (change.has_new) change.new_is_unseen = RequireUnique(index, change.new_key, new_null, &at.view);
     ++key_change_count_;
   }
+  RequireParents(&at.view);
+  std::vector<Cascade> cascades = RequireNoChildren(id, at.view, false);
   if (!patch) AssembleRow(&at.view);
 
   Touch();
@@ -497,6 +500,7 @@ void StoredTableImpl::Update(RowId id, const std::vector<ColumnChange>& changes)
     ReplaceRow(at);
   }
   ApplyKeyChanges(id);
+  RunCascades(std::move(cascades));
 }
 
 void StoredTableImpl::Delete(RowId id) {
@@ -511,6 +515,7 @@ void StoredTableImpl::Delete(RowId id) {
         index, [&](int c) { return OldValue(c, at.view); }, false, &change.old_key, &all_null);
     if (change.has_old) ++key_change_count_;
   }
+  std::vector<Cascade> cascades = RequireNoChildren(id, at.view, true);
 
   Touch();
   FreeLongValues(at.view, false);
@@ -525,6 +530,7 @@ void StoredTableImpl::Delete(RowId id) {
   space_.NoteRoom(id.page(), page.data());
   ApplyKeyChanges(id);
   if (counters_.rows > 0) --counters_.rows;
+  RunCascades(std::move(cascades));
 }
 
 // ---- Building an index ----

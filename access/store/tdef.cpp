@@ -24,6 +24,9 @@ constexpr std::uint8_t kExtCalculated = 0xC0;
 constexpr std::uint8_t kIndexUnique = 0x01;
 constexpr std::uint8_t kIndexIgnoreNulls = 0x02;
 constexpr std::uint8_t kIndexRequired = 0x08;
+constexpr std::uint8_t kCascadeUpdates = 0x01;
+constexpr std::uint8_t kCascadeDeletes = 0x01;
+constexpr std::uint8_t kSetNull = 0x02;
 constexpr std::uint16_t kNoColumn = 0xFFFF;
 constexpr std::size_t kLongColumnBytes = 10;
 
@@ -172,6 +175,11 @@ LogicalIndex InterpretLogical(const RawTdef::Named& raw, const FormatInfo& f) {
   l.partner_index = LoadLe<std::int32_t>(p + f.logical_index_partner_offset);
   l.partner_table = LoadLe<std::uint32_t>(p + f.logical_index_table_offset);
   l.kind = p[f.logical_index_kind_offset];
+  if (l.kind == LogicalIndex::kForeign) {
+    l.cascades_updates = (p[f.logical_index_cascade_updates_offset] & kCascadeUpdates) != 0;
+    l.cascades_deletes = (p[f.logical_index_cascade_deletes_offset] & kCascadeDeletes) != 0;
+    l.sets_null = (p[f.logical_index_cascade_deletes_offset] & kSetNull) != 0;
+  }
   return l;
 }
 
@@ -309,6 +317,11 @@ Definition InterpretTdef(const RawTdef& raw, const DefinitionContext& context, P
   }
   for (const RawTdef::Named& l : raw.logical_indexes) d.logical_indexes.push_back(InterpretLogical(l, f));
   ApplyLogicalIndexes(d.logical_indexes, &d.def.indexes, page);
+  for (const LogicalIndex& l : d.logical_indexes) {
+    if (l.kind != LogicalIndex::kForeign) continue;
+    layout.relationships.push_back({l.name, l.number, l.real, l.side == 1, l.partner_table, l.partner_index,
+                                    l.cascades_updates, l.cascades_deletes, l.sets_null});
+  }
 
   for (const std::string& record : raw.long_columns) {
     const std::uint8_t* p = AsBytes(record).data();

@@ -49,6 +49,7 @@ struct LogicalIndex {
   PageNo partner_table = 0;
   std::int32_t partner_index = -1;
   std::uint8_t side = 0;
+  bool cascades_updates = false, cascades_deletes = false, sets_null = false;
 };
 
 struct Definition {

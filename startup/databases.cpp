@@ -52,28 +52,29 @@ bool CloseDatabases() {
   return reference && second && main;
 }
 
-std::optional<std::string> OpenChosenDatabase(const std::string& path, const std::function<void()>& open) {
+void OpenChosenDatabase(const std::string& path, const std::function<void()>& open,
+                        const std::function<void(const std::string&)>& set_panel) {
   const std::string former = std::exchange(State().current_database, path);
   try {
     open();
   } catch (const db::DbError& error) {
     State().current_database = former;
     ShowError(error);
-    return std::nullopt;
+    return;
   }
   const std::int16_t version = State().version_no;
   if (version >= kOldestRefusedVersion && version <= kNewestRefusedVersion) {
     State().current_database.clear();
     // Nothing will be asked of the refused file any more; it must not stay locked.
     CloseDatabases();
+    set_panel("no database open");
     platform::ShowMessage("This database is an old version.  Please use VNTfixV7 for Version 7 only.",
                           platform::MessageStyle::kCritical);
-    return "no database open";
+    return;
   }
-  if (version == kOwnVersion) return path;
   // Any other version is let through without a word, and the panel keeps its text. This is wanted: databases
   // under construction have no version row yet and must be repairable.
-  return std::nullopt;
+  if (version == kOwnVersion) set_panel(path);
 }
 
 }  // namespace vnt

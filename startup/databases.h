@@ -3,7 +3,6 @@
 #pragma once
 
 #include <functional>
-#include <optional>
 #include <string>
 
 namespace vnt {
@@ -16,8 +15,10 @@ void OpenIngresDatabase();
 bool CloseDatabases();
 
 // Makes `path` the current database and opens it with `open`, which leaves the program's state alone when it
-// raises a DbError: the error is reported and the database that was open before stays open. Returns the new
-// text of the window's database panel; nothing when that keeps its text.
-std::optional<std::string> OpenChosenDatabase(const std::string& path, const std::function<void()>& open);
+// raises a DbError: the error is reported and the database that was open before stays open. `set_panel` gets
+// the new text of the window's database panel, before any message about it; it is not called when the panel
+// keeps its text.
+void OpenChosenDatabase(const std::string& path, const std::function<void()>& open,
+                        const std::function<void(const std::string&)>& set_panel);
 
 }  // namespace vnt

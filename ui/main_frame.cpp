@@ -154,8 +154,9 @@ void frmMain::mnuFileOpen_Click() {
   if (path.empty()) return;
   try {
     const wxBusyCursor hourglass;
-    const auto panel_text = OpenChosenDatabase(path, [this] { services_.OpenAccessDatabase(); });
-    if (panel_text) SetDatabasePanel(*panel_text);
+    OpenChosenDatabase(
+        path, [this] { services_.OpenAccessDatabase(); },
+        [this](const std::string& text) { SetDatabasePanel(text); });
   } catch (const EndProgram& end) {
     services_.EndProgram(end.exit_code);
   }

@@ -1,5 +1,6 @@
 #include "cli/cli.h"
 
+#include <limits>
 #include <map>
 #include <ostream>
 
@@ -34,12 +35,16 @@ void AddFix(CLI::App& app, Parsed& p) {
                   "Pattern reference database (default: VeltRefdb of KV_SOFT.ini)");
   fix->add_option("--template", p.fix.empty_template,
                   "Empty template database (default: EmptyDBV6 of KV_SOFT.ini)");
-  fix->add_option("--notice", p.fix.notice, "Only this notice")->check(CLI::PositiveNumber);
+  fix->add_option("--notice", p.fix.notice, "Only this notice")
+      ->check(CLI::Range(1, std::numeric_limits<std::int32_t>::max()));
+  // A list is one word: the file may stand after it.
   auto* only = fix->add_option("--only", p.fix.only, "Only these fixes, by index")
                    ->delimiter(',')
+                   ->allow_extra_args(false)
                    ->check(CLI::Range(0, 39));
   auto* except = fix->add_option("--except", p.fix.except, "The default fixes without these")
                      ->delimiter(',')
+                     ->allow_extra_args(false)
                      ->check(CLI::Range(0, 39));
   auto* all = fix->add_flag("--all", p.fix.all, "All forty fixes");
   only->excludes(except)->excludes(all);
@@ -123,6 +128,15 @@ int Run(const std::vector<std::string>& arguments, Streams streams) {
   try {
     // The parser takes the arguments from the back.
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+  } catch (const CLI::RequiredError& e) {
+    // The parser complains of a missing command before it looks at words that it does not know.
+    if (app.get_subcommands().empty() && !arguments.empty() && !arguments.front().starts_with('-')) {
+      streams.err << "There is no command '" << arguments.front()
+                  << "'.\nRun with --help for more information.\n";
+      return kUsage;
+    }
+    app.exit(e, streams.out, streams.err);
+    return kUsage;
   } catch (const CLI::ParseError& e) {
     return app.exit(e, streams.out, streams.err) == 0 ? kOk : kUsage;
   }

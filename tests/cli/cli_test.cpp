@@ -176,7 +176,7 @@ TEST_F(CliTest, FailingFixExitsWithOneAndTheRunGoesOn) {
   MakeSample();
   const std::string file = At("notices.mdb");
   ASSERT_EQ(RunCli({"sql", file, "drop table strap"}).code, kOk);
-  const Outcome failed = RunCli({"fix", file, "--reference", At("reference.mdb"), "--only", "7,15"});
+  const Outcome failed = RunCli({"fix", "--reference", At("reference.mdb"), "--only", "7,15", file});
   EXPECT_EQ(failed.code, kFailed);
   EXPECT_THAT(failed.err, HasSubstr("-2147217865 "));
   EXPECT_THAT(failed.err, HasSubstr("strap"));
@@ -184,6 +184,17 @@ TEST_F(CliTest, FailingFixExitsWithOneAndTheRunGoesOn) {
                     "select count(*) as n from notice where st_cur <> '01' or st_cur is null"})
                 .out,
             "\"n\"\n0\n");
+}
+
+TEST_F(CliTest, MessagesSayWhatIsWrong) {
+  EXPECT_THAT(RunCli({"frobnicate"}).err, HasSubstr("There is no command 'frobnicate'."));
+  EXPECT_THAT(RunCli({"fix", "a.mdb", "--notice", "0"}).err, HasSubstr("not in range 1 to 2147483647"));
+  MakeSample();
+  // A reference database without its tables: the runner's message does not name them, the report does.
+  const std::string no_reference = NewDatabase();
+  const Outcome failed = RunCli({"fix", At("notices.mdb"), "--reference", no_reference, "--only", "35"});
+  EXPECT_EQ(failed.err, "No Database is open!\n");
+  EXPECT_THAT(failed.out, HasSubstr("1 error\n    -2147217865 The table 'rf_ant_type' does not exist.\n"));
 }
 
 TEST_F(CliTest, OneNoticeOnly) {

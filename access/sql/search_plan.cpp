@@ -73,6 +73,7 @@ struct Candidate {
   std::vector<std::size_t> chosen;  // positions in the list of usable constraints
   bool has_in = false;
   bool range = false;
+  bool single = false;  // at most one row can be found
   double rows = 0;
   double cost = 0;
 };
@@ -121,6 +122,7 @@ Candidate TryIndex(DeclaredTable& declared, int number, const std::vector<Usable
   if (c.chosen.empty()) return c;
   if (index.unique && matched == index.columns.size() && !nulls) {
     c.rows = 1;
+    c.single = !c.has_in;
   } else {
     c.rows = matched == 0 ? total : declared.statistics.RowsPerPrefix(*declared.table, number, matched);
     if (c.range) c.rows = std::max(1.0, c.rows * (c.chosen.size() - matched == 2 ? 0.1 : 0.35));
@@ -234,7 +236,8 @@ int PlanSearch(DeclaredTable& declared, sqlite3_index_info* info) {
   info->needToFreeIdxStr = 1;
   info->estimatedCost = best.cost;
   info->estimatedRows = static_cast<sqlite3_int64>(std::min(best.rows, 1e12));
-  if (best.index >= 0 && best.rows <= 1 && !best.has_in) info->idxFlags = SQLITE_INDEX_SCAN_UNIQUE;
+  // A promise, which an estimate of one row is not: SQLite leaves sorting and outer joins out for it.
+  if (best.index >= 0 && best.single) info->idxFlags = SQLITE_INDEX_SCAN_UNIQUE;
   return info->idxStr != nullptr ? SQLITE_OK : SQLITE_NOMEM;
 }
 

@@ -126,6 +126,22 @@ TEST_F(SearchTest, JoinsAgree) {
 }
 
 // Rows set aside come back as they were, whether they fit into memory or not.
+// An index whose entries look unique to the planner's samples (rows 1, 5, 25, ...), and is not.
+TEST_F(SearchTest, AnEstimateOfOneRowIsNoPromise) {
+  Run({"create table u (k long, v long)", "create table w (k long, v long)"});
+  for (int i = 1; i <= 130; ++i) {
+    const int k = i == 12 || i == 13 ? 11 : i;
+    Run({fmt::format("insert into u values ({}, {})", k, 1000 - i),
+         fmt::format("insert into w values ({}, 0)", i)});
+  }
+  Run({"create index uk on u (k)"});
+  EXPECT_EQ(Ask("select v from u where k = 11 order by v"), "987; 988; 989");
+  EXPECT_EQ(Ask("select top 1 v from u where k = 11 order by v"), "987");
+  EXPECT_EQ(Ask("select distinct k from u where k = 11"), "11");
+  EXPECT_EQ(Ask("select w.k from w left join u on w.k = u.k where w.k = 11"), "11; 11; 11");
+  EXPECT_EQ(Ask("select count(*) from w left join u on w.k = u.k"), "132");
+}
+
 TEST(RowBufferTest, GivesRowsBack) {
   for (const std::size_t limit : {std::size_t{1}, std::size_t{700}, std::size_t{1} << 20}) {
     RowBuffer buffer(limit);

@@ -236,6 +236,7 @@ void Session::Impl::PlanInsert(Statement& s, std::string_view text, Plan* plan) 
   plan->target = database->FindTable(s.table);
   if (!plan->target)
     throw Error(ErrorKind::kNotFound, fmt::format("The table '{}' does not exist.", s.table));
+  RequireNoSystemTable(*plan->target);
   const TableDef& def = plan->target->def();
   Translator translator(*this, text, s.parameters);
   const bool values = s.kind == StatementKind::kInsertValues;

@@ -321,6 +321,13 @@ std::shared_ptr<Plan> Session::Impl::MakePlan(std::string_view statement) {
   return plan;
 }
 
+// The catalog keeps these; a change past it would cut tables off from their names and rights.
+void Session::Impl::RequireNoSystemTable(const Table& table) {
+  if (!table.def().system) return;
+  throw Error(ErrorKind::kInvalid,
+              fmt::format("'{}' is a system table; its rows cannot be changed.", table.def().name));
+}
+
 void Session::Impl::PlanChange(const Statement& s, std::string_view text, Plan* plan) {
   Translator translator(*this, text, s.parameters);
   UpdateTranslation u = s.kind == StatementKind::kUpdate ? translator.Update(s) : translator.Delete(s);
@@ -337,6 +344,7 @@ void Session::Impl::PlanChange(const Statement& s, std::string_view text, Plan* 
     plan->columns.push_back(std::move(column));
   }
   if (other_files) throw Error(ErrorKind::kNotSupported, "Tables of another file cannot be changed.");
+  for (const UpdateTarget& target : plan->update_targets) RequireNoSystemTable(*target.table);
   if (!plan->joined && s.select->where && plan->MentionsTargetOnce()) {
     if (auto filter = RowFilter::Make(*s.select->where, *plan->update_targets[0].table)) {
       plan->candidates = std::make_unique<CandidateRows>(std::move(filter));

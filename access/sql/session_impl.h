@@ -115,6 +115,7 @@ struct Session::Impl : TableCatalog {
   void PlanAlternatives(Statement* s, std::string_view text, Plan* plan);
   void PlanQuery(const Statement& s, std::string_view text, Plan* plan);
   void PlanInsert(Statement& s, std::string_view text, Plan* plan);
+  static void RequireNoSystemTable(const Table& table);
   void GiveOtherFilesTo(Plan* plan);
   void CheckSchema();
   void ForgetTables();

@@ -136,7 +136,8 @@ std::unique_ptr<ProviderRecordset> OpenAccessRecordset(AccessConnection& connect
   // moved ahead of it in an index.
   if (updatable || cursor == CursorType::kKeyset || cursor == CursorType::kDynamic) {
     if (auto table = query->base_table()) {
-      return OpenKeyset(connection, std::move(table), *query, forward_only, updatable);
+      const bool system = table->def().system;  // the engine keeps those
+      return OpenKeyset(connection, std::move(table), *query, forward_only, updatable && !system);
     }
   }
   return std::make_unique<SnapshotRecordset>(*query, forward_only);

@@ -87,6 +87,18 @@ TEST_F(ChangeTest, FailingStatementsChangeNothing) {
   EXPECT_EQ(Ask("select * from n"), "error: The table 'n' does not exist.");
 }
 
+TEST_F(ChangeTest, SystemTablesAreReadOnly) {
+  const std::string before = Ask("select * from MSysObjects order by Id");
+  for (const char* sql :
+       {"delete from MSysObjects where Name = 't'", "update MSysObjects set Name = 'x'",
+        "insert into MSysACEs (ObjectId) values (1)", "insert into MSysACEs select * from MSysACEs",
+        "update t inner join MSysObjects on t.id = MSysObjects.Id set MSysObjects.Name = 'x'",
+        "drop table MSysACEs"}) {
+    EXPECT_NE(Do(sql).find("is a system table"), std::string::npos) << sql;
+  }
+  EXPECT_EQ(Ask("select * from MSysObjects order by Id"), before);
+}
+
 TEST_F(ChangeTest, SelectInto) {
   EXPECT_EQ(
       Do("select grp.id as g, s, x * 2 as dbl, count(*) as c, 'k' as txt into n from t as grp where id < 3 "

@@ -53,6 +53,8 @@ class FileSystem {
   // A text that is equal for two paths exactly when they name the same existing file (links and letter case
   // resolved).
   virtual std::string Identity(const std::string& path) = 0;
+  // The path of the file itself where `path` is a link to it; `path` when it names no file.
+  virtual std::string ResolveLinks(const std::string& path) { return path; }
   // Who has the database open, as its Access lock file (`.ldb`, `.laccdb`) tells: empty when nobody, else
   // names such as "ADMIN on PC7". A lock file whose slots are demonstrably not locked does not count.
   virtual std::string AccessUsers(const std::string& database_path) = 0;

@@ -274,6 +274,14 @@ class PosixFileSystem : public FileSystem {
     return fmt::format("{}:{}", static_cast<std::uint64_t>(st.st_dev), static_cast<std::uint64_t>(st.st_ino));
   }
 
+  std::string ResolveLinks(const std::string& path) override {
+    char* resolved = realpath(path.c_str(), nullptr);
+    if (resolved == nullptr) return path;
+    std::string result = resolved;
+    std::free(resolved);
+    return result;
+  }
+
   // On a local disk the locks of everybody can be seen (those of a file server on this machine too), so a
   // lock file whose entries nobody locks is a leftover and does not count. On a network mount a lock that is
   // not seen proves nothing, as not every mount passes locks on: there every entry counts that has a name.

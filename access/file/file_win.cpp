@@ -240,6 +240,20 @@ class WinFileSystem : public FileSystem {
                        std::uint64_t{info.nFileIndexHigh} << 32 | info.nFileIndexLow);
   }
 
+  std::string ResolveLinks(const std::string& path) override {
+    const Handle handle(CreateFileW(Wide(path).c_str(), 0,
+                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    if (!handle.valid()) return path;
+    const DWORD size = GetFinalPathNameByHandleW(handle.get(), nullptr, 0, FILE_NAME_NORMALIZED);
+    std::wstring resolved(size, L'\0');
+    const DWORD length =
+        size == 0 ? 0 : GetFinalPathNameByHandleW(handle.get(), resolved.data(), size, FILE_NAME_NORMALIZED);
+    if (length == 0 || length >= size) return path;  // some network drives have no such answer
+    resolved.resize(length);
+    return Utf8(resolved);
+  }
+
   // Locks on a lock file can be tried here wherever it lies, so one whose entries nobody locks is a leftover.
   std::string AccessUsers(const std::string& database_path) override {
     const std::string_view extension = internal::LockFileExtension(database_path);

@@ -209,8 +209,17 @@ Journal::Journal(FileSystem& files, std::string path, std::uint32_t page_size)
 Journal::~Journal() = default;
 
 void Journal::Begin(File& database, PageNo old_pages, PageNo new_pages, const std::vector<PageNo>& pages) {
-  // Whatever lies here is void: a valid one was rolled back when the database was opened.
-  if (files_.Exists(path_)) files_.Remove(path_);
+  if (files_.Exists(path_)) {
+    // A valid one was rolled back when the database was opened. One that has come since is not ours to
+    // remove.
+    if (ReadHeader(*files_.Open(path_, OpenMode::kRead))) {
+      throw Error(
+          ErrorKind::kLocked,
+          fmt::format("The journal {} was made by another program meanwhile. It must not be overwritten.",
+                      path_));
+    }
+    files_.Remove(path_);
+  }
   state_ = State::kWriting;
   file_ = files_.Open(path_, OpenMode::kCreateNew);
   header_->page_size = page_size_;

@@ -178,6 +178,7 @@ class Overlay : public FileSystem {
   std::string Identity(const std::string& path) override {
     return fmt::format("overlay:{}", FindNode(path)->number);
   }
+  std::string ResolveLinks(const std::string& path) override { return base_.ResolveLinks(path); }
   std::string AccessUsers(const std::string& database_path) override {
     return base_.AccessUsers(database_path);
   }

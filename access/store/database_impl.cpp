@@ -16,10 +16,17 @@ constexpr const char* kReplacedReason = "its definition has changed meanwhile";
 
 std::string NamesFile(const std::string& path) { return fmt::format("\"{}\"", path); }
 
-// A journal that an interrupted checkpoint left can only be rolled back by a writer.
+// A journal that an interrupted checkpoint left can only be rolled back by a writer. Where nobody may write
+// now, nothing happens: the page store then tells whether the journal keeps readers out.
 void RollBackJournal(FileSystem& files, const std::string& path, const std::string& journal) {
-  if (!files.Exists(journal) || !files.Exists(path)) return;
-  std::unique_ptr<File> file = files.Open(path, OpenMode::kReadWrite);
+  if (!files.Exists(journal) || !files.Exists(path) || !files.AccessUsers(path).empty()) return;
+  std::unique_ptr<File> file;
+  try {
+    file = files.Open(path, OpenMode::kReadWrite);
+  } catch (const Error& error) {
+    if (error.kind() == ErrorKind::kReadOnly || error.kind() == ErrorKind::kLocked) return;
+    throw;
+  }
   // Page 0 never changes, so it can be trusted even now.
   const std::uint32_t page_size = ReadFileHeader(*file, path).format->page_size;
   PageStore store(files, std::move(file), journal, true, page_size);
@@ -30,8 +37,10 @@ void RollBackJournal(FileSystem& files, const std::string& path, const std::stri
 std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& path, OpenMode mode,
                                          const Options& options) {
   if (mode == OpenMode::kCreateNew) throw Error(ErrorKind::kInvalid, "A new database is made with Create.");
-  const std::string journal = path + kJournalSuffix;
-  if (mode == OpenMode::kRead) RollBackJournal(files, path, journal);
+  // Journal and lock file stand beside the file itself, by whatever link it is opened.
+  const std::string home = files.ResolveLinks(path);
+  const std::string journal = home + kJournalSuffix;
+  if (mode == OpenMode::kRead) RollBackJournal(files, home, journal);
   std::unique_ptr<File> file = files.Open(path, mode);
   FileHeader header = ReadFileHeader(*file, path);
   if (mode == OpenMode::kReadWrite) {
@@ -39,7 +48,7 @@ std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& p
       file.reset();
       return Open(files, path, OpenMode::kRead, options);
     }
-    const std::string users = files.AccessUsers(path);
+    const std::string users = files.AccessUsers(home);
     if (!users.empty()) {
       throw Error(ErrorKind::kLocked, fmt::format("{} is open in Access, by {}.", NamesFile(path), users));
     }

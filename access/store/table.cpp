@@ -229,7 +229,7 @@ StoredTableImpl::StoredTableImpl(StoreContext& context, TableDef def, TableLayou
     IndexState state;
     for (const IndexColumn& c : d.columns) {
       state.columns.push_back(MakeKeyColumn(def_.columns[c.column], c.descending, format.format));
-      indexes_of_column_[c.column] |= 1u << i;
+      if (i < kMaxIndexes) indexes_of_column_[c.column] |= 1u << i;  // with more, the table is read-only
     }
     state.pages = std::make_unique<IndexPages>(
         context, i < layout_.index_maps.size() ? layout_.index_maps[i] : RowPointer{});

@@ -208,6 +208,10 @@ std::string ReadOnlyReason(const TableDef& def, const FormatInfo& format) {
     if (c.calculated) return fmt::format("column \"{}\" is calculated", c.name);
     if (c.type == ColumnType::kComplex) return fmt::format("column \"{}\" holds several values", c.name);
   }
+  if (def.indexes.size() > kMaxIndexes) {
+    return fmt::format("it has {} indexes, and {} are the most that can be maintained", def.indexes.size(),
+                       kMaxIndexes);
+  }
   for (const IndexDef& index : def.indexes) {
     if (index.supported) continue;
     for (const IndexColumn& part : index.columns) {

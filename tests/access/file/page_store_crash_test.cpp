@@ -249,6 +249,22 @@ TEST(Journal, WithoutValidHeaderIsRemoved) {
   }
 }
 
+// Only after it was opened does a journal appear beside the file, such as one of another program that opened
+// another file of that name.
+TEST(Journal, AForeignOneIsNotOverwritten) {
+  MemoryFileSystem other;
+  Interrupt(other, OldContent());
+  MemoryFileSystem files;
+  files.SetContent(kPath, OldContent());
+  auto store = OpenStore(files);
+  Work(*store);
+  files.SetContent(kJournal, other.Content(kJournal));
+  EXPECT_THROW(store->Checkpoint(), Error);
+  store.reset();
+  EXPECT_TRUE(files.Content(kPath) == OldContent());
+  EXPECT_TRUE(files.Content(kJournal) == other.Content(kJournal));
+}
+
 TEST(Checkpoint, FailureStopsFurtherWriting) {
   MemoryFileSystem files;
   files.SetContent(kPath, OldContent());

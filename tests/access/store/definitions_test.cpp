@@ -1,6 +1,9 @@
 // What is opened and what is refused, what definitions say, and that damage is an error that names its page.
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <fstream>
+#include <random>
 #include <set>
 
 #include "access/base/bytes.h"
@@ -88,6 +91,44 @@ TEST(OpenTest, LocksAndReadOnly) {
   EXPECT_EQ(ErrorOf([&] { d.Open(); }).first, ErrorKind::kReadOnly);
   EXPECT_EQ(ErrorOf([&] { Database::Open(d.files, "other.mdb", OpenMode::kRead); }).first,
             ErrorKind::kNotFound);
+}
+
+// A journal that says nothing keeps nobody from reading, also where it cannot be removed.
+TEST(OpenTest, AVoidJournalKeepsNoReaderOut) {
+  OpenDatabase d;
+  d.db.reset();
+  const std::string journal = std::string(kFile) + "-vntjournal";
+  d.files.SetContent(journal, std::string(5000, '\0'));
+  d.files.SetReadOnly(kFile, true);
+  d.Open(OpenMode::kRead);
+  d.db.reset();
+  d.files.SetReadOnly(kFile, false);
+  d.files.SetAccessUsers(kFile, "ADMIN on PC7");
+  d.Open(OpenMode::kRead);
+  EXPECT_TRUE(d.files.Exists(journal)) << "nothing is written while Access has the file open";
+  d.db.reset();
+  d.files.SetAccessUsers(kFile, "");
+  d.Open(OpenMode::kRead);
+  EXPECT_FALSE(d.files.Exists(journal));
+}
+
+// However a file is reached, its journal is the one beside the file itself.
+TEST(OpenTest, TheJournalOfALinkIsThatOfTheFile) {
+  namespace fs = std::filesystem;
+  const fs::path folder = fs::temp_directory_path() / ("jet-link-" + std::to_string(std::random_device()()));
+  fs::create_directories(folder / "links");
+  const std::string file = (folder / "a.mdb").string(), link = (folder / "links" / "b.mdb").string();
+  std::error_code failed;
+  fs::create_symlink(file, link, failed);
+  if (!failed) {
+    FileSystem& files = PlatformFileSystem();
+    Database::Create(files, file, Format::kJet4);
+    std::ofstream(file + "-vntjournal", std::ios::binary) << std::string(5000, '\0');
+    EXPECT_EQ(Database::Open(files, link, OpenMode::kReadWrite)->path(), link);
+    EXPECT_FALSE(fs::exists(file + "-vntjournal")) << "a void journal is removed";
+  }
+  fs::remove_all(folder);
+  if (failed) GTEST_SKIP() << "no links here";
 }
 
 TEST(OpenTest, OpeningAndReadingWriteNothing) {

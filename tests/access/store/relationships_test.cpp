@@ -222,5 +222,27 @@ TEST(Relationships, AnEndThatLeadsNowhereIsDamage) {
   d.InStatement([&] { d->FindTable("t")->Insert({Value::Null()}); });
 }
 
+TEST(DefinitionLimits, MoreIndexesThanCanBeMaintainedMakeATableReadOnly) {
+  OpenDatabase d;
+  std::vector<NewIndex> indexes;
+  for (int i = 0; i < 32; ++i) indexes.push_back(Idx("i" + std::to_string(i), {"id"}));
+  d->CreateTable("t", {Col("id", ColumnType::kLong)}, indexes);
+  d.InStatement([&] { d->FindTable("t")->Insert({Value::Integer(1)}); });
+  auto& impl = static_cast<DatabaseImpl&>(*d.db);
+  const FormatInfo& f = impl.context().format;
+  d.InStatement([&] {
+    const PageNo page = d->FindTable("t")->def().tdef_page;
+    std::vector<PageNo> chain;
+    RawTdef raw = SplitTdef(ReadTdefStream(d->pages(), f, page, &chain), f, page);
+    raw.counters.push_back(raw.counters.back());
+    raw.real_indexes.push_back(raw.real_indexes.back());
+    WriteTdefStream(impl.context(), JoinTdef(&raw), &chain);
+  });
+  d.CheckpointAndReopen();
+  EXPECT_THAT(d->FindTable("t")->def().read_only_reason, HasSubstr("33 indexes"));
+  EXPECT_EQ(ErrorOf([&] { d.InStatement([&] { d->FindTable("t")->Insert({Value::Integer(2)}); }); }).first,
+            ErrorKind::kNotSupported);
+}
+
 }  // namespace
 }  // namespace jet::testing

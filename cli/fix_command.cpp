@@ -1,5 +1,8 @@
 // vntfix fix and vntfix list.
+#include <functional>
 #include <ostream>
+#include <set>
+#include <string>
 
 #include <fmt/format.h>
 
@@ -18,16 +21,26 @@ namespace {
 class StreamMessages : public platform::Messages {
  public:
   explicit StreamMessages(std::ostream& err) : err_(err) {}
-  void Show(std::string_view text, platform::MessageStyle) override { err_ << text << '\n'; }
+  void Show(std::string_view text, platform::MessageStyle) override {
+    err_ << text << '\n';
+    shown_.emplace(text);
+  }
+  // Shows the text unless it was shown since the last Forget().
+  void ShowOnce(const std::string& text) {
+    if (shown_.insert(text).second) err_ << text << '\n';
+  }
+  void Forget() { shown_.clear(); }
 
  private:
   std::ostream& err_;
+  std::set<std::string, std::less<>> shown_;
 };
 
 // Prints a line per fix as it ends, and on a terminal the name of the running one.
 class FixPrinter : public RunReport {
  public:
-  explicit FixPrinter(Streams& streams) : RunReport(streams.out), streams_(streams) {}
+  FixPrinter(Streams& streams, StreamMessages& messages)
+      : RunReport(streams.out), streams_(streams), messages_(messages) {}
 
   void FixStarts(const FixEntry& fix, int number, int count) override {
     if (streams_.progress) {
@@ -35,8 +48,18 @@ class FixPrinter : public RunReport {
     }
   }
 
+  // The runner's own message does not say what failed, and what goes into a log file is not shown at all.
+  void FixEnds(const FixResult& result) override {
+    for (const db::DbError& error : result.errors) {
+      messages_.ShowOnce(std::to_string(error.number()) + " " + error.description());
+    }
+    messages_.Forget();
+    RunReport::FixEnds(result);
+  }
+
  private:
   Streams& streams_;
+  StreamMessages& messages_;
 };
 
 FixSelection Select(const FixOptions& options) {
@@ -68,7 +91,7 @@ int Fix(const FixOptions& options, Streams& streams) {
     ShowError(error);
     return kRefused;
   }
-  FixPrinter printer(streams);
+  FixPrinter printer(streams, messages);
   const RunResult result = RunFixes(Select(options), printer);
   if (result.refused) return kRefused;
   return result.failed() ? kFailed : kOk;

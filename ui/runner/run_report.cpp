@@ -37,14 +37,7 @@ std::string ReportLine(const FixResult& result) {
   return fmt::format("{:>2}  {:<42} {}", index, caption, outcome);
 }
 
-void RunReport::FixEnds(const FixResult& result) {
-  constexpr std::size_t kShown = 3;
-  out_ << ReportLine(result) << '\n';
-  for (std::size_t i = 0; i < result.errors.size() && i < kShown; ++i) {
-    out_ << fmt::format("    {} {}\n", result.errors[i].number(), result.errors[i].description());
-  }
-  if (result.errors.size() > kShown) out_ << fmt::format("    and {} more\n", result.errors.size() - kShown);
-}
+void RunReport::FixEnds(const FixResult& result) { out_ << ReportLine(result) << '\n'; }
 
 std::unique_ptr<RunObserver> MakeReportFromEnvironment() {
   if (const char* name = std::getenv("VNTFIX_RUN_REPORT"); name != nullptr && *name != '\0') {

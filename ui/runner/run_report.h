@@ -1,6 +1,5 @@
 // A run as text: a line per fix with rows changed and time, as `vntfix fix` prints it and as the unattended
-// run writes it to the file that the environment variable VNTFIX_RUN_REPORT names. Under a fix with errors
-// stand the first of them: the message of the runner's trap does not say what failed.
+// run writes it to the file that the environment variable VNTFIX_RUN_REPORT names.
 #pragma once
 
 #include <iosfwd>

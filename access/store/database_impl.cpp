@@ -53,6 +53,14 @@ std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& p
       throw Error(ErrorKind::kLocked, fmt::format("{} is open in Access, by {}.", NamesFile(path), users));
     }
   }
+  if (mode == OpenMode::kReadWrite && header.unfinished_write) {
+    // Page 0 says so; none of the files seen that were closed in order does.
+    throw Error(
+        ErrorKind::kCorrupt,
+        fmt::format("{} was left by Access in the middle of a write and may be damaged. Let Access open "
+                    "and repair it before it is changed here; it can be read.",
+                    NamesFile(path)));
+  }
   if (!files.Exists(journal) && file->Size() % header.format->page_size != 0) {
     throw Error(ErrorKind::kCorrupt, fmt::format("{} is cut short: it ends within a page.", NamesFile(path)));
   }

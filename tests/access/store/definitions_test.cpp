@@ -93,6 +93,19 @@ TEST(OpenTest, LocksAndReadOnly) {
             ErrorKind::kNotFound);
 }
 
+TEST(OpenTest, AWriteThatAccessLeftUnfinishedKeepsWritersOut) {
+  OpenDatabase d;
+  d.db.reset();
+  std::string content = d.files.Content(kFile);
+  content[0xE00 + 2 * 3] = content[0xE00 + 2 * 3 + 1] = '\0';  // the bytes of the user in slot 3
+  d.files.SetContent(kFile, content);
+  const auto [kind, text] = ErrorOf([&] { d.Open(); });
+  EXPECT_EQ(kind, ErrorKind::kCorrupt);
+  EXPECT_THAT(text, HasSubstr("in the middle of a write"));
+  d.Open(OpenMode::kRead);
+  EXPECT_NE(d->FindTable("MSysObjects"), nullptr);
+}
+
 // A journal that says nothing keeps nobody from reading, also where it cannot be removed.
 TEST(OpenTest, AVoidJournalKeepsNoReaderOut) {
   OpenDatabase d;

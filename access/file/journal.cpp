@@ -13,9 +13,15 @@ namespace jet::internal {
 namespace {
 
 constexpr std::size_t kHeaderBytes = 512;
-constexpr std::size_t kRecordPrefix = 16;
+constexpr std::size_t kHashesOffset = 16;
+constexpr std::size_t kSector = 512;
+constexpr std::size_t kSectorHashes = 8;
+constexpr std::size_t kRecordPrefix = kHashesOffset + 4 * kSectorHashes;
+// Sectors that a crash may leave with neither their old nor their new content: what was on its way to a disk
+// or server that does not write sectors of this size whole.
+constexpr std::size_t kMaxTornSectors = 8;
 constexpr std::uint32_t kMaxWitnesses = 28;
-constexpr char kMagic[8] = {'p', 'g', 'j', 'r', 'n', 'l', '\x1A', '\x01'};
+constexpr char kMagic[8] = {'p', 'g', 'j', 'r', 'n', 'l', '\x1A', '\x02'};
 
 // Not cryptographic: it has to notice torn and stale blocks, not forged ones.
 std::uint64_t Hash(std::uint64_t seed, const std::uint8_t* data, std::size_t size) {
@@ -60,8 +66,13 @@ struct JournalHeader {
   std::uint64_t salt = 0;
   std::vector<Witness> witnesses;
 
-  std::uint64_t RecordHash(PageNo page, const std::uint8_t* content) const {
-    return Hash(salt + page, content, page_size);
+  // Of a whole record but for the field that holds it.
+  std::uint64_t RecordHash(const std::uint8_t* record) const {
+    const std::uint64_t start = Hash(salt, record, 8);
+    return Hash(start, record + kHashesOffset, page_size + kRecordPrefix - kHashesOffset);
+  }
+  std::uint32_t SectorHash(PageNo page, const std::uint8_t* sector) const {
+    return static_cast<std::uint32_t>(Hash(salt + page, sector, kSector));
   }
   std::uint64_t FileBytes() const {
     return kHeaderBytes + std::uint64_t{records} * (kRecordPrefix + page_size);
@@ -131,7 +142,7 @@ std::vector<JournalHeader::Witness> PickWitnesses(File& database, std::uint32_t 
   return witnesses;
 }
 
-// Calls visit(page, content) for every record, in order. A record that does not match its checksum is
+// Calls visit(page, content, record) for every record, in order. A record that does not match its checksum is
 // Error(kCorrupt): the header vouches for them all.
 template <typename Visit>
 void ForEachRecord(File& journal, const std::string& path, const JournalHeader& header, Visit visit) {
@@ -144,20 +155,19 @@ void ForEachRecord(File& journal, const std::string& path, const JournalHeader& 
     for (std::size_t i = 0; i < n; ++i) {
       const std::uint8_t* record = buffer.data() + i * record_bytes;
       const auto page = LoadLe<PageNo>(record);
-      if (page >= header.old_pages ||
-          LoadLe<std::uint64_t>(record + 8) != header.RecordHash(page, record + kRecordPrefix)) {
+      if (page >= header.old_pages || LoadLe<std::uint64_t>(record + 8) != header.RecordHash(record)) {
         throw Error(ErrorKind::kCorrupt,
                     fmt::format("The journal {} is damaged: its record {} does not match its checksum.", path,
                                 done + i));
       }
-      visit(page, record + kRecordPrefix);
+      visit(page, record + kRecordPrefix, record);
     }
   }
 }
 
 void RestorePages(File& journal, const std::string& path, const JournalHeader& header, File& database) {
   RunWriter writer(database, header.page_size);
-  ForEachRecord(journal, path, header, [&](PageNo page, const std::uint8_t* content) {
+  ForEachRecord(journal, path, header, [&](PageNo page, const std::uint8_t* content, const std::uint8_t*) {
     std::memcpy(writer.Add(page), content, header.page_size);
   });
   writer.Flush();
@@ -180,6 +190,25 @@ void CheckBelongs(const std::string& path, const JournalHeader& header, File& da
     database.Read(std::uint64_t{witness.page} * page_size, content);
     if (Hash(witness.page, content.data(), page_size) != witness.hash) ThrowForeign(path);
   }
+}
+
+// Looks at all records before the first page of the database is overwritten.
+void CheckRecords(File& journal, const std::string& path, const JournalHeader& header, File& database) {
+  if (journal.Size() < header.FileBytes()) {
+    throw Error(ErrorKind::kCorrupt, fmt::format("The journal {} is damaged: it ends too early.", path));
+  }
+  std::vector<std::uint8_t> now(header.page_size);
+  std::size_t strange = 0;
+  ForEachRecord(
+      journal, path, header, [&](PageNo page, const std::uint8_t* content, const std::uint8_t* record) {
+        database.Read(std::uint64_t{page} * header.page_size, now);
+        for (std::size_t i = 0; i * kSector < header.page_size; ++i) {
+          const std::uint8_t* sector = now.data() + i * kSector;
+          strange += std::memcmp(sector, content + i * kSector, kSector) != 0 &&
+                     LoadLe<std::uint32_t>(record + kHashesOffset + 4 * i) != header.SectorHash(page, sector);
+        }
+      });
+  if (strange > kMaxTornSectors) ThrowForeign(path);
 }
 
 }  // namespace
@@ -208,7 +237,8 @@ Journal::Journal(FileSystem& files, std::string path, std::uint32_t page_size)
 
 Journal::~Journal() = default;
 
-void Journal::Begin(File& database, PageNo old_pages, PageNo new_pages, const std::vector<PageNo>& pages) {
+void Journal::Begin(File& database, PageNo old_pages, PageNo new_pages, const std::vector<PageNo>& pages,
+                    const NewContent& new_content) {
   if (files_.Exists(path_)) {
     // A valid one was rolled back when the database was opened. One that has come since is not ours to
     // remove.
@@ -228,18 +258,19 @@ void Journal::Begin(File& database, PageNo old_pages, PageNo new_pages, const st
   header_->records = static_cast<std::uint32_t>(pages.size());
   header_->salt = NewSalt();
   header_->witnesses = PickWitnesses(database, page_size_, old_pages, pages);
-  WriteRecords(database, pages);
+  WriteRecords(database, pages, new_content);
   file_->Sync();
   WriteHeader();
   files_.SyncFolder(path_);
   state_ = State::kActive;
 }
 
-void Journal::WriteRecords(File& database, const std::vector<PageNo>& pages) {
+void Journal::WriteRecords(File& database, const std::vector<PageNo>& pages, const NewContent& new_content) {
   const std::size_t at_once = std::min(RecordsAtOnce(page_size_), std::max<std::size_t>(pages.size(), 1));
   const std::size_t record_bytes = kRecordPrefix + page_size_;
   std::vector<std::uint8_t> run(at_once * page_size_);
   std::vector<std::uint8_t> records(at_once * record_bytes);
+  std::vector<std::uint8_t> fresh(page_size_);
   std::uint64_t offset = kHeaderBytes;
   for (std::size_t next = 0; next < pages.size();) {
     std::size_t filled = 0;
@@ -252,8 +283,12 @@ void Journal::WriteRecords(File& database, const std::vector<PageNo>& pages) {
         const PageNo page = pages[next + i];
         StoreLe(record, page);
         StoreLe(record + 4, std::uint32_t{0});
+        new_content(page, fresh.data());
+        for (std::size_t s = 0; s * kSector < page_size_; ++s) {
+          StoreLe(record + kHashesOffset + 4 * s, header_->SectorHash(page, fresh.data() + s * kSector));
+        }
         std::memcpy(record + kRecordPrefix, run.data() + i * page_size_, page_size_);
-        StoreLe(record + 8, header_->RecordHash(page, record + kRecordPrefix));
+        StoreLe(record + 8, header_->RecordHash(record));
       }
       filled += n;
       next += n;
@@ -325,11 +360,7 @@ void Journal::RollBackAtOpen(FileSystem& files, const std::string& path, File& d
                     path));
   }
   CheckBelongs(path, *header, database, page_size);
-  // All of them are looked at before the first page of the database is overwritten.
-  if (journal.file_->Size() < header->FileBytes()) {
-    throw Error(ErrorKind::kCorrupt, fmt::format("The journal {} is damaged: it ends too early.", path));
-  }
-  ForEachRecord(*journal.file_, path, *header, [](PageNo, const std::uint8_t*) {});
+  CheckRecords(*journal.file_, path, *header, database);
   RestorePages(*journal.file_, path, *header, database);
   journal.Void();
   journal.Remove();

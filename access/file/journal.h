@@ -4,7 +4,8 @@
 //   byte 8    page size, u32                 byte 32   number of witnesses, u32 (u32 of zeros follows)
 //   byte 12   pages before the checkpoint    byte 40   28 witnesses: page u32, zeros u32, hash u64
 //   byte 16   pages after it                 byte 504  checksum of bytes 0..503, u64
-//   byte 20   number of records, u32         byte 512  records: page u32, zeros u32, checksum u64, content
+//   byte 20   number of records, u32         byte 512  records: page u32, zeros u32, checksum u64,
+//                                                       8 hashes u32 of the new content, old content
 //
 // Life of a journal: records are written and synced, then the header, then header and folder entry are
 // synced; only now the database file is touched. When the database file is complete and synced, the header is
@@ -13,10 +14,13 @@
 //
 // Witnesses are hashes of pages that the checkpoint does not touch. They, and the size, tell whether the
 // file that is found beside a journal is the one that the journal was made for: a file that was replaced or
-// changed in between must not get another file's pages.
+// changed in between must not get another file's pages. The pages that it does touch are looked at too: each
+// of their sectors holds its old or its new content, as far as the crash tore none; an older copy of the
+// same file, put in place of it since, has neither.
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -50,8 +54,12 @@ class Journal {
   Journal(FileSystem& files, std::string path, std::uint32_t page_size);
   ~Journal();
 
+  // Copies what the checkpoint will write to a page.
+  using NewContent = std::function<void(PageNo page, std::uint8_t* out)>;
+
   // Saves `pages` (ascending, all below `old_pages`) as they stand in `database`. Durable on return.
-  void Begin(File& database, PageNo old_pages, PageNo new_pages, const std::vector<PageNo>& pages);
+  void Begin(File& database, PageNo old_pages, PageNo new_pages, const std::vector<PageNo>& pages,
+             const NewContent& new_content);
   // The checkpoint is complete: makes the journal void. Removing it is tried, no more.
   void Finish();
   // The checkpoint failed: brings `database` back to what it was before and makes the journal void. When that
@@ -66,7 +74,7 @@ class Journal {
  private:
   enum class State { kNone, kWriting, kActive, kEnding };
 
-  void WriteRecords(File& database, const std::vector<PageNo>& pages);
+  void WriteRecords(File& database, const std::vector<PageNo>& pages, const NewContent& new_content);
   void WriteHeader();
   void Void();
   void Remove();

@@ -149,17 +149,17 @@ struct PageStore::Impl {
     return entry.spill != 0 || (entry.frame != nullptr && entry.frame->unsaved);
   }
 
+  void CopyChanged(const PageEntry& entry, std::uint8_t* out) {
+    if (entry.frame != nullptr) {
+      std::memcpy(out, entry.frame->data, page_size);
+    } else {
+      spill.Read(entry.spill - 1, out);
+    }
+  }
+
   void WritePages(const std::vector<PageEntry>& entries, const std::vector<PageNo>& pages) {
     internal::RunWriter writer(*file, page_size);
-    for (const PageNo page : pages) {
-      std::uint8_t* out = writer.Add(page);
-      const PageEntry& entry = entries[page];
-      if (entry.frame != nullptr) {
-        std::memcpy(out, entry.frame->data, page_size);
-      } else {
-        spill.Read(entry.spill - 1, out);
-      }
-    }
+    for (const PageNo page : pages) CopyChanged(entries[page], writer.Add(page));
     writer.Flush();
   }
 
@@ -171,7 +171,8 @@ struct PageStore::Impl {
     }
     internal::Journal journal(files, journal_path, page_size);
     try {
-      journal.Begin(*file, file_pages, page_count, overwritten);
+      journal.Begin(*file, file_pages, page_count, overwritten,
+                    [&](PageNo page, std::uint8_t* out) { CopyChanged(entries[page], out); });
       // First the new pages: a full disk shows before anything old is overwritten.
       WritePages(entries, appended);
       WritePages(entries, overwritten);

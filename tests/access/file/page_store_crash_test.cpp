@@ -217,6 +217,16 @@ TEST(Journal, IsNotAppliedToAnotherFileNorWhenDamaged) {
        [&](auto& f) { f.SetContent(kPath, std::string(old_content.size(), 'x')); }},
       {"a page changed since",
        [&](auto& f) { f.SetContent(kPath, overwrite(f.Content(kPath), kPage + 17, "changed")); }},
+      {"an older copy, which differs in the pages of the journal only",
+       [&](auto& f) {
+         const std::string journal = f.Content(kJournal);
+         std::string copy = old_content;
+         for (std::size_t at = 512; at + 48 + kPage <= journal.size(); at += 48 + kPage) {
+           const auto page = LoadLe<PageNo>(reinterpret_cast<const std::uint8_t*>(journal.data()) + at);
+           copy = overwrite(copy, page * kPage + 1000, "older");
+         }
+         f.SetContent(kPath, copy);
+       }},
       {"a record changed",
        [&](auto& f) { f.SetContent(kJournal, overwrite(f.Content(kJournal), 5000, "changed")); }},
       {"a journal cut short",
@@ -238,7 +248,7 @@ TEST(Journal, IsNotAppliedToAnotherFileNorWhenDamaged) {
 
 TEST(Journal, WithoutValidHeaderIsRemoved) {
   for (const std::string& journal : {std::string(), std::string(511, 'x'), std::string(5000, '\0'),
-                                     std::string("pgjrnl\x1A\x01") + std::string(600, 'x')}) {
+                                     std::string("pgjrnl\x1A\x02") + std::string(600, 'x')}) {
     MemoryFileSystem files;
     files.SetContent(kPath, OldContent());
     files.SetContent(kJournal, journal);

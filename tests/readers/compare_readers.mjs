@@ -8,10 +8,11 @@ import { execFileSync } from 'node:child_process';
 import { createRequire } from 'node:module';
 import fs from 'node:fs';
 import path from 'node:path';
+import { pathToFileURL } from 'node:url';
 
 const [vntfix, modules, ...files] = process.argv.slice(2);
-const loaded = createRequire(path.join(path.resolve(modules), '/'))('mdb-reader');
-const MDBReader = loaded.default ?? loaded;
+const entry = createRequire(path.join(path.resolve(modules), '/')).resolve('mdb-reader');
+const { default: MDBReader } = await import(pathToFileURL(entry));
 
 const run = (program, args) => execFileSync(program, args, { encoding: 'utf8', maxBuffer: 1 << 30 });
 

@@ -196,7 +196,10 @@ RunResult RunFixes(const FixSelection& selection, RunObserver& observer) {
     refused.refused = true;
     return refused;
   }
-  return Run(observer).Execute(selection);
+  RunResult result = Run(observer).Execute(selection);
+  // Between runs the reference database belongs to whoever wants to open it.
+  State().reference_connection.reset();
+  return result;
 }
 
 }  // namespace vnt

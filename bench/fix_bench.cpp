@@ -51,6 +51,8 @@ double PeakMegabytes() {
 }
 void ResetPeak() { std::ofstream("/proc/self/clear_refs") << "5"; }
 
+constexpr char kWholeRun[] = "whole default run";
+
 struct Measure {
   std::string caption;
   std::int64_t rows = 0;
@@ -77,7 +79,23 @@ class QuietMessages : public platform::Messages {
   void Show(std::string_view, platform::MessageStyle) override {}
 };
 
-// The main and reference connections by one provider, then all the ticked fixes.
+// Runs a selection and adds the sum of it under `name`.
+void RunSelection(const FixSelection& selection, const std::string& name, std::vector<Measure>* measures) {
+  Meter meter;
+  const auto start = Clock::now();
+  RunFixes(selection, meter);
+  Measure whole{name, 0, Since(start), 0, 0};
+  for (const Measure& m : meter.measures) {
+    whole.rows += m.rows;
+    whole.peak = std::max(whole.peak, m.peak);
+    whole.errors += m.errors;
+    measures->push_back(m);
+  }
+  if (whole.errors > 0) fmt::print("({} errors, the last: {})\n", whole.errors, meter.last_error);
+  measures->push_back(whole);
+}
+
+// The main and reference connections by one provider, then all the ticked fixes, then the others.
 std::vector<Measure> RunOn(const std::string& notices, const std::string& reference, bool sqlite) {
   QuietMessages messages;
   platform::ScopedMessages scoped_messages(messages);
@@ -90,19 +108,10 @@ std::vector<Measure> RunOn(const std::string& notices, const std::string& refere
   std::optional<ScopedSqliteProvider> provider;
   if (sqlite) provider.emplace();
   OpenAccessDatabase();
-  Meter meter;
-  const auto start = Clock::now();
-  RunFixes(DefaultSelection(), meter);
-  const double total = Since(start);
-  Measure whole{"whole default run", 0, total, 0, 0};
-  for (const Measure& m : meter.measures) {
-    whole.rows += m.rows;
-    whole.peak = std::max(whole.peak, m.peak);
-    whole.errors += m.errors;
-  }
-  if (whole.errors > 0) fmt::print("({} errors, the last: {})\n", whole.errors, meter.last_error);
-  meter.measures.push_back(whole);
-  return meter.measures;
+  std::vector<Measure> measures;
+  RunSelection(DefaultSelection(), kWholeRun, &measures);
+  RunSelection(~DefaultSelection(), "the fixes not ticked by default", &measures);
+  return measures;
 }
 
 // In a process of its own, so that the memory of one run does not colour the next.
@@ -167,8 +176,15 @@ std::vector<std::string> TableNames(const std::string& file) {
 
 struct SizeResult {
   int notices = 0;
-  double ours = 0, yardstick = 0;
+  double one_notice = 0;
+  std::map<std::string, double> ours, yardstick;  // seconds by caption
 };
+
+std::map<std::string, double> SecondsByCaption(const std::vector<Measure>& measures) {
+  std::map<std::string, double> seconds;
+  for (const Measure& m : measures) seconds.emplace(m.caption, m.seconds);
+  return seconds;
+}
 
 SizeResult RunSize(int notices, const fs::path& base, const std::string& vntfix) {
   const fs::path folder = base / std::to_string(notices);
@@ -210,19 +226,36 @@ SizeResult RunSize(int notices, const fs::path& base, const std::string& vntfix)
   const auto size_after = fs::file_size(files.notice);
   const std::vector<Measure> yardstick = RunApart(at("notices.sqlite"), at("reference.sqlite"), true);
 
-  std::map<std::string, double> seconds;
-  for (const Measure& m : yardstick) seconds[m.caption] = m.seconds;
+  const std::map<std::string, double> seconds = SecondsByCaption(yardstick);
   fmt::print("{:<44} {:>10} {:>9} {:>8} {:>9} {:>6}\n", "fix", "rows", "seconds", "peak MB", "SQLite s",
              "ratio");
   for (const Measure& m : ours) {
-    const double theirs = seconds[m.caption];
+    const double theirs = seconds.at(m.caption);
     fmt::print("{:<44} {:>10} {:>9.3f} {:>8.1f} {:>9.3f} {:>6.2f}{}\n", m.caption, m.rows, m.seconds, m.peak,
                theirs, theirs > 0 ? m.seconds / theirs : 0, m.errors > 0 ? "  errors" : "");
   }
   fmt::print("size of the file after the run: {:+.1f} %\n",
              (static_cast<double>(size_after) / static_cast<double>(size_before) - 1) * 100);
   fs::remove_all(folder);
-  return {notices, ours.back().seconds, yardstick.back().seconds};
+  return {notices, one_notice, SecondsByCaption(ours), seconds};
+}
+
+// The exponent of each fix from size to size: 1 is linear. Times too short to measure are left out.
+void PrintGrowth(const std::vector<SizeResult>& results) {
+  constexpr double kMeasurable = 0.02;
+  for (std::size_t i = 1; i < results.size(); ++i) {
+    const SizeResult& a = results[i - 1];
+    const SizeResult& b = results[i];
+    const double factor = std::log(static_cast<double>(b.notices) / a.notices);
+    fmt::print("\n== Growth from {} to {} notices (exponent; SQLite's)\n", a.notices, b.notices);
+    for (const auto& [caption, seconds] : b.ours) {
+      const double before = a.ours.at(caption);
+      if (before < kMeasurable && caption != kWholeRun) continue;
+      fmt::print("{:<44} {:>6.3f} {:>6.3f}\n", caption, std::log(seconds / before) / factor,
+                 std::log(b.yardstick.at(caption) / a.yardstick.at(caption)) / factor);
+    }
+    fmt::print("one notice, process start to end: {:.2f} times as long\n", b.one_notice / a.one_notice);
+  }
 }
 
 }  // namespace
@@ -245,13 +278,6 @@ int main(int argc, char** argv) {
   if (sizes.empty()) sizes = {100, 1000, 10000};
   std::vector<vnt::bench::SizeResult> results;
   for (const int notices : sizes) results.push_back(vnt::bench::RunSize(notices, folder, vntfix));
-  fmt::print("\n== Growth of the whole default run\n");
-  for (std::size_t i = 1; i < results.size(); ++i) {
-    const auto& a = results[i - 1];
-    const auto& b = results[i];
-    const double factor = std::log(static_cast<double>(b.notices) / a.notices);
-    fmt::print("{} -> {} notices: exponent {:.3f} (SQLite {:.3f})\n", a.notices, b.notices,
-               std::log(b.ours / a.ours) / factor, std::log(b.yardstick / a.yardstick) / factor);
-  }
+  vnt::bench::PrintGrowth(results);
   return 0;
 }

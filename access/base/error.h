@@ -11,14 +11,17 @@
 namespace jet {
 
 enum class ErrorKind {
-  kNotFound,      // file, table, column or index that does not exist
+  kNotFound,      // file, index or row that does not exist
+  kNoTable,       // table that does not exist, or that a statement does not read
+  kNoColumn,      // column that does not exist
   kCorrupt,       // the file contradicts its own format
   kNotSupported,  // a format, collation, type or statement this engine does not handle
   kInvalid,       // a request that makes no sense (bad name, wrong number of values, ...)
   kIo,            // the operating system reported a failure
   kLocked,        // somebody else has the file open
   kReadOnly,      // a write to something that cannot be written
-  kConstraint,    // unique key, required column
+  kConstraint,    // required column, relationship
+  kDuplicate,     // key that a unique index holds already
   kFull,          // file size limit or disk full
   kTooLong,       // value, record or key longer than its place
   kOverflow,      // number out of the range of its column

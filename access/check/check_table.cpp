@@ -152,7 +152,7 @@ void TableChecker::ClaimPages() {
   const TableLayout& layout = definition_.layout;
   const auto claim = [&](RowPointer owned_map, RowPointer free_map, PageUse use, std::uint32_t owner,
                          const std::string& what) {
-    const std::vector<PageNo> owned = ClaimMap(context_, owned_map, number_, what);
+    std::vector<PageNo> owned = ClaimMap(context_, owned_map, number_, what);
     const std::vector<PageNo> free = ClaimMap(context_, free_map, number_, what);
     if (!std::includes(owned.begin(), owned.end(), free.begin(), free.end())) {
       sink_.Fatal(free_map.page,

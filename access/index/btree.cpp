@@ -18,7 +18,7 @@ using internal::TargetBuffer;
 BTree::BTree(PageStore& pages, IndexPageAllocator* allocator, PageNo root, PageNo owner, bool jet3)
     : pages_(pages), allocator_(allocator), root_(root), owner_(owner), jet3_(jet3) {}
 
-void BTree::InitRoot(MutablePageRef page, PageNo owner) {
+void BTree::InitRoot(const MutablePageRef& page, PageNo owner) {
   internal::InitIndexPage(page.mutable_bytes(), internal::kLeafPage, owner, 0);
 }
 

@@ -39,7 +39,7 @@ class BTree {
   BTree(PageStore& pages, IndexPageAllocator* allocator, PageNo root, PageNo owner, bool jet3 = false);
 
   // Makes `page` an empty leaf.
-  static void InitRoot(MutablePageRef page, PageNo owner);
+  static void InitRoot(const MutablePageRef& page, PageNo owner);
 
   // The largest key Insert accepts, in bytes.
   static constexpr std::size_t kMaxKeyBytes = 3600;

@@ -24,7 +24,6 @@ using internal::kJet4Geometry;
 using internal::kRowBytes;
 using internal::Slot;
 using internal::Target;
-using internal::TargetBuffer;
 
 namespace {
 

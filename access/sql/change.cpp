@@ -84,6 +84,7 @@ std::int64_t Session::Impl::RunUpdate(const std::shared_ptr<Plan>& plan, const s
   const std::vector<UpdateTarget>& targets = plan->update_targets;
   const std::vector<UpdateColumn>& columns = plan->update_columns;
   std::vector<int> changed;
+  changed.reserve(columns.size());
   for (const UpdateColumn& c : columns) changed.push_back(c.column);
   std::vector<std::vector<ColumnChange>> changes(targets.size());
   std::vector<std::pair<std::size_t, std::size_t>> places;
@@ -234,8 +235,7 @@ Value Negated(const Value& v) {
 
 void Session::Impl::PlanInsert(Statement& s, std::string_view text, Plan* plan) {
   plan->target = database->FindTable(s.table);
-  if (!plan->target)
-    throw Error(ErrorKind::kNotFound, fmt::format("The table '{}' does not exist.", s.table));
+  if (!plan->target) throw Error(ErrorKind::kNoTable, fmt::format("The table '{}' does not exist.", s.table));
   RequireNoSystemTable(*plan->target);
   const TableDef& def = plan->target->def();
   Translator translator(*this, text, s.parameters);
@@ -248,7 +248,7 @@ void Session::Impl::PlanInsert(Statement& s, std::string_view text, Plan* plan) 
   const auto assign = [&](const std::string& name, std::size_t source) {
     const int column = def.FindColumn(name);
     if (column < 0) {
-      throw Error(ErrorKind::kNotFound, fmt::format("No column '{}' in '{}'.", name, def.name));
+      throw Error(ErrorKind::kNoColumn, fmt::format("No column '{}' in '{}'.", name, def.name));
     }
     int& slot = plan->insert_sources[static_cast<std::size_t>(column)];
     if (slot >= 0)

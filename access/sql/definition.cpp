@@ -14,7 +14,7 @@ void Session::Impl::RunDefinition(const Statement& s) {
       break;
     case StatementKind::kDropTable:
       if (!database->FindTable(s.table)) {
-        throw Error(ErrorKind::kNotFound, fmt::format("The table '{}' does not exist.", s.table));
+        throw Error(ErrorKind::kNoTable, fmt::format("The table '{}' does not exist.", s.table));
       }
       database->DropTable(s.table);
       break;

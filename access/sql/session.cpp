@@ -213,7 +213,7 @@ CatalogTable Session::Impl::Find(const std::string& name, const std::string& fil
     }
     std::shared_ptr<Table> table = (other ? other : database)->FindTable(name);
     if (!table) {
-      throw Error(ErrorKind::kNotFound,
+      throw Error(ErrorKind::kNoTable,
                   file.empty() ? fmt::format("The table '{}' does not exist.", name)
                                : fmt::format("The table '{}' does not exist in '{}'.", name, file));
     }
@@ -434,7 +434,7 @@ namespace {
 
 class SessionQuery : public Query {
  public:
-  SessionQuery(std::shared_ptr<Plan> plan, const std::vector<Value>& parameters,
+  SessionQuery(const std::shared_ptr<Plan>& plan, const std::vector<Value>& parameters,
                const std::vector<Value>& lifted)
       : running_(plan, parameters, lifted), row_id_column_(static_cast<int>(plan->columns.size())) {}
 
@@ -473,12 +473,12 @@ Database& Session::database() { return *impl_->database; }
 
 std::unique_ptr<Query> Session::Open(std::string_view select, const std::vector<Value>& parameters) {
   std::vector<Value> lifted;
-  std::shared_ptr<Plan> plan = impl_->PlanOf(select, &lifted);
+  const std::shared_ptr<Plan> plan = impl_->PlanOf(select, &lifted);
   if (plan->kind != StatementKind::kSelect || plan->definition) {
     throw Error(ErrorKind::kInvalid, "The statement is no query: it gives no rows.");
   }
   CheckParameters(*plan, parameters);
-  return std::make_unique<SessionQuery>(std::move(plan), parameters, lifted);
+  return std::make_unique<SessionQuery>(plan, parameters, lifted);
 }
 
 std::int64_t Session::Execute(std::string_view statement, const std::vector<Value>& parameters) {

@@ -121,7 +121,7 @@ UpdateTranslation Translator::Delete(const Statement& s) {
       if (EqualNames(SourceName(source), s.table)) target = &source;
     }
     if (target == nullptr) {
-      throw Error(ErrorKind::kNotFound, fmt::format("The table '{}' is not in the FROM list.", s.table));
+      throw Error(ErrorKind::kNoTable, fmt::format("The table \'{}\' is not in the FROM list.", s.table));
     }
   }
   if (!target->table && !target->open)
@@ -220,8 +220,8 @@ void Translator::StarItems(const Scope& scope, const SelectItem& item, bool exac
   }
   if (!any) {
     if (item.star_table.empty()) ThrowSyntax(text_, item.offset, 1);
-    throw Error(ErrorKind::kNotFound,
-                fmt::format("The table '{}' is not in the FROM list.", item.star_table));
+    throw Error(ErrorKind::kNoTable,
+                fmt::format("The table \'{}\' is not in the FROM list.", item.star_table));
   }
 }
 
@@ -307,7 +307,7 @@ std::string Translator::WithTop(const Select& select, const std::vector<Item>& i
     if (name_columns) list += fmt::format(" AS c{}", i);
   }
   const char* head = select.distinct ? "SELECT DISTINCT " : "SELECT ";
-  const std::string plain = head + list + rest + (order.empty() ? "" : " ORDER BY " + Join(order));
+  std::string plain = head + list + rest + (order.empty() ? "" : " ORDER BY " + Join(order));
   if (!select.top) return plain;
   const auto n = static_cast<std::int64_t>(std::max(0.0, std::min(*select.top, 9e15)));
   if (!select.top_percent && (order.empty() || select.distinct)) return plain + fmt::format(" LIMIT {}", n);

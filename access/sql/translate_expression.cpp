@@ -121,15 +121,15 @@ void Translator::UnknownColumn(const Expr& e, const Scope& scope) const {
       const bool known = std::any_of(scope.sources.begin(), scope.sources.end(),
                                      [&](const Source& s) { return EqualNames(SourceName(s), e.table); });
       if (!known) {
-        throw Error(ErrorKind::kNotFound,
+        throw Error(ErrorKind::kNoColumn,
                     fmt::format("No column '{}.{}': the table '{}' is not in the FROM list.", e.table, e.name,
                                 e.table));
       }
     }
   }
   if (tables.empty())
-    throw Error(ErrorKind::kNotFound, fmt::format("No column '{}': there is no FROM list.", e.name));
-  throw Error(ErrorKind::kNotFound, fmt::format("No column '{}' in {}.", e.name, tables));
+    throw Error(ErrorKind::kNoColumn, fmt::format("No column '{}': there is no FROM list.", e.name));
+  throw Error(ErrorKind::kNoColumn, fmt::format("No column '{}' in {}.", e.name, tables));
 }
 
 Translator::Printed Translator::PrintColumn(const Expr& e, Scope* scope, bool exact) {
@@ -540,7 +540,7 @@ Translator::Printed Translator::PrintFunction(const Expr& e, Scope* scope) {
   }
   const FunctionInfo* f = FindFunction(name);
   if (f == nullptr || e.star) {
-    throw Error(ErrorKind::kNotFound, fmt::format("There is no function '{}'.", e.name), Error::kNoPlace,
+    throw Error(ErrorKind::kSyntax, fmt::format("There is no function '{}'.", e.name), Error::kNoPlace,
                 static_cast<std::int64_t>(e.offset));
   }
   const int n = static_cast<int>(e.args.size());
@@ -555,7 +555,7 @@ Translator::Printed Translator::PrintFunction(const Expr& e, Scope* scope) {
     Type t = Type::kUnknown;
     std::string sql = PrintValue(*e.args[i], scope, &t);
     // A date that a text function looks at is its text. Format must know that it is one.
-    if (t == Type::kDate && (makes_text || name == "len")) sql = "x_datetext(" + sql + ")";
+    if (t == Type::kDate && (makes_text || name == "len")) sql.insert(0, "x_datetext(").push_back(')');
     if (i == 0 && name == "format") p.sql += t == Type::kDate ? "1, " : "0, ";
     if (i == 0 && f->type == Type::kUnknown)
       p.type = t == Type::kDate && name != "int" && name != "fix" ? Type::kReal : t;

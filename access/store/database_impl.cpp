@@ -180,7 +180,7 @@ void DatabaseImpl::RequireWritable() const {
 
 const CatalogRow& DatabaseImpl::RequireTable(const std::string& name) {
   const CatalogRow* row = catalog_->Find(name);
-  if (row == nullptr) throw Error(ErrorKind::kNotFound, fmt::format("There is no table \"{}\".", name));
+  if (row == nullptr) throw Error(ErrorKind::kNoTable, fmt::format("There is no table \"{}\".", name));
   if (row->entry.type != object_type::kTable) {
     throw Error(ErrorKind::kInvalid, fmt::format("\"{}\" is a query or a link, not a table.", name));
   }

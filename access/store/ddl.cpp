@@ -129,7 +129,7 @@ void AddIndexColumn(const NewIndex& index, const ColumnDef& column, bool descend
 
 [[noreturn]] void NoSuchIndexColumn(const NewIndex& index, const std::string& column) {
   throw Error(
-      ErrorKind::kNotFound,
+      ErrorKind::kNoColumn,
       fmt::format("Index \"{}\" names column \"{}\", which the table does not have.", index.name, column));
 }
 

@@ -120,31 +120,9 @@ bool RowView::Raw(const ColumnDef& column, Bytes* raw) const {
 }
 
 std::uint32_t FixedSize(const ColumnDef& column) {
-  switch (column.type) {
-    case ColumnType::kBoolean:
-      return 0;
-    case ColumnType::kByte:
-      return 1;
-    case ColumnType::kInteger:
-      return 2;
-    case ColumnType::kLong:
-    case ColumnType::kSingle:
-    case ColumnType::kComplex:
-      return 4;
-    case ColumnType::kCurrency:
-    case ColumnType::kDouble:
-    case ColumnType::kDateTime:
-    case ColumnType::kBigInt:
-      return 8;
-    case ColumnType::kGuid:
-      return 16;
-    case ColumnType::kDecimal:
-      return 17;
-    case ColumnType::kDateTimeExtended:
-      return 42;
-    default:
-      return column.length;
-  }
+  if (column.type == ColumnType::kBoolean) return 0;
+  const std::uint32_t bytes = FixedBytes(column.type);
+  return bytes != 0 ? bytes : column.length;
 }
 
 Bytes Unwrap(const ColumnDef& column, Bytes raw, const RowView& place) {

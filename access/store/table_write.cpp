@@ -146,7 +146,7 @@ void StoredTableImpl::ThrowDuplicate(int index, const RowView* old) const {
     if (!key.empty()) key += ", ";
     key += fmt::format("{} = {}", def_.columns[c.column].name, DescribeValue(NewValue(c.column, old)));
   }
-  throw Error(ErrorKind::kConstraint,
+  throw Error(ErrorKind::kDuplicate,
               fmt::format("The change would make a duplicate key in {} \"{}\" of table \"{}\" ({}).",
                           d.primary ? "the primary key" : "the unique index", d.name, def_.name, key));
 }

@@ -35,37 +35,6 @@ std::string NameKeyOf(const RawTdef::Named& part) {
 
 }  // namespace
 
-std::uint16_t FixedBytes(ColumnType type) {
-  switch (type) {
-    case ColumnType::kByte:
-      return 1;
-    case ColumnType::kInteger:
-      return 2;
-    case ColumnType::kLong:
-    case ColumnType::kSingle:
-    case ColumnType::kComplex:
-      return 4;
-    case ColumnType::kCurrency:
-    case ColumnType::kDouble:
-    case ColumnType::kDateTime:
-    case ColumnType::kBigInt:
-      return 8;
-    case ColumnType::kGuid:
-      return 16;
-    case ColumnType::kDecimal:
-      return 17;
-    case ColumnType::kDateTimeExtended:
-      return 42;
-    case ColumnType::kBoolean:  // lives in the null mask
-    case ColumnType::kBinary:
-    case ColumnType::kText:
-    case ColumnType::kOle:
-    case ColumnType::kMemo:
-      break;
-  }
-  return 0;
-}
-
 void AssignPlaces(std::vector<ColumnSpec>* columns) {
   std::uint16_t number = 0, variable = 0, offset = 0;
   for (ColumnSpec& c : *columns) {

@@ -64,9 +64,6 @@ struct TablePlaces {
   std::map<std::uint16_t, TableLayout::LongColumn> long_columns;
 };
 
-// Bytes that a fixed column of that type takes in a row; 0 for types that cannot be fixed or take none.
-std::uint16_t FixedBytes(ColumnType type);
-
 // Numbers the columns in their order and gives each its place in the row.
 void AssignPlaces(std::vector<ColumnSpec>* columns);
 

@@ -200,10 +200,10 @@ TEST(EngineErrors, GetTheirNumbers) {
   };
   const std::vector<Case> cases = {
       {ErrorKind::kNotFound, "The file \"column table.mdb\" does not exist.", kErrNotFound},
-      {ErrorKind::kNotFound, "There is no table \"column\".", kErrMissingTable},
-      {ErrorKind::kNotFound, "Table \"t\" has no column \"c\".", kErrParameter},
-      {ErrorKind::kNotFound, "There is no function 'table'.", kErrSyntax},
-      {ErrorKind::kConstraint, "The change would make a duplicate key in table \"Null\".", kErrKeyViolation},
+      {ErrorKind::kNoTable, "There is no table \"column\".", kErrMissingTable},
+      {ErrorKind::kNoColumn, "Table \"t\" has no column \"c\".", kErrParameter},
+      {ErrorKind::kSyntax, "There is no function 'table'.", kErrSyntax},
+      {ErrorKind::kDuplicate, "The change would make a duplicate key in table \"Null\".", kErrKeyViolation},
       {ErrorKind::kConstraint, "Column \"duplicate\" must not be Null.", kErrIntegrity},
       {ErrorKind::kReadOnly, "x", kErrReadOnly},
       {ErrorKind::kTooLong, "x", kErrTruncated},

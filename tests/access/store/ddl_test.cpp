@@ -66,7 +66,7 @@ TEST(CreateTableTest, RefusesBeforeAnythingIsWritten) {
       {"n", {scale}, {}, ErrorKind::kInvalid, "scale"},
       {"n", {auto1, auto2}, {}, ErrorKind::kInvalid, "autonumber"},
       {"n", {Col("b", ColumnType::kBigInt)}, {}, ErrorKind::kNotSupported, "\"b\""},
-      {"n", {a}, {Idx("i", {"b"})}, ErrorKind::kNotFound, "\"b\""},
+      {"n", {a}, {Idx("i", {"b"})}, ErrorKind::kNoColumn, "\"b\""},
       {"n", {a}, {Idx("i", {"a", "A"})}, ErrorKind::kInvalid, "twice"},
       {"n", {a}, {Idx("i", {"a"}), Idx("I", {"a"})}, ErrorKind::kExists, "\"I\""},
       {"n", {a}, {Idx("i", {"a"}, true, true), Idx("j", {"a"}, true, true)}, ErrorKind::kExists, "primary"},
@@ -177,7 +177,7 @@ TEST(DropTableTest, FreesEverythingAndForgetsTheName) {
     EXPECT_EQ(d->pages().page_count(), pages);
   }
   EXPECT_EQ(d->FindTable("rows")->row_count(), 10u);
-  EXPECT_EQ(ErrorOf([&] { d->DropTable("big"); }).first, ErrorKind::kNotFound);
+  EXPECT_EQ(ErrorOf([&] { d->DropTable("big"); }).first, ErrorKind::kNoTable);
   EXPECT_EQ(ErrorOf([&] { d->DropTable("MSysACEs"); }).first, ErrorKind::kInvalid);
 }
 
@@ -247,7 +247,7 @@ TEST(IndexTest, BuiltFromRowsAndDropped) {
   by_text.columns[0].second = true;
   d->CreateIndex("rows", by_text);
   const auto [kind, text] = ErrorOf([&] { d->CreateIndex("rows", Idx("by number", {"number"}, true)); });
-  EXPECT_EQ(kind, ErrorKind::kConstraint);
+  EXPECT_EQ(kind, ErrorKind::kDuplicate);
   EXPECT_EQ(d->FindTable("rows")->def().indexes.size(), 2u);
   d->CreateIndex("rows", Idx("by number", {"number", "id"}));
   EXPECT_EQ(ErrorOf([&] { d->CreateIndex("rows", Idx("BY TEXT", {"id"})); }).first, ErrorKind::kExists);

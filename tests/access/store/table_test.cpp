@@ -160,7 +160,7 @@ TEST(TableTest, RandomStatementsAgainstAModel) {
           Record r;
           for (int c = 0; c < 7; ++c) r.push_back(random_value(c));
           if (conflicts(r, RowId())) {
-            ASSERT_EQ(KindOfError([&] { table->Insert(r); }), ErrorKind::kConstraint);
+            ASSERT_EQ(KindOfError([&] { table->Insert(r); }), ErrorKind::kDuplicate);
           } else {
             const RowId id = table->Insert(r);
             ASSERT_TRUE(model.emplace(id, r).second) << "a live row identifier was given again";
@@ -178,7 +178,7 @@ TEST(TableTest, RandomStatementsAgainstAModel) {
             r[static_cast<std::size_t>(c)] = changes.back().value;
           }
           if (conflicts(r, at->first)) {
-            ASSERT_EQ(KindOfError([&] { table->Update(at->first, changes); }), ErrorKind::kConstraint);
+            ASSERT_EQ(KindOfError([&] { table->Update(at->first, changes); }), ErrorKind::kDuplicate);
           } else {
             table->Update(at->first, changes);
             at->second = r;
@@ -241,8 +241,8 @@ TEST(TableTest, ConstraintsAreCheckedBeforeAnythingIsWritten) {
       {"too long", 2, Value::Text(std::string(256, 'x')), ErrorKind::kTooLong, "\"name\""},
       {"out of range", 1, Value::Integer(40000), ErrorKind::kOverflow, "\"seq\""},
       {"no number", 5, Value::Text("x"), ErrorKind::kType, "\"amount\""},
-      {"duplicate primary key", 0, Value::Integer(1), ErrorKind::kConstraint, "id = 1, seq = 2"},
-      {"duplicate in a unique index", 5, Value::Real(4), ErrorKind::kConstraint, "\"uq\""},
+      {"duplicate primary key", 0, Value::Integer(1), ErrorKind::kDuplicate, "id = 1, seq = 2"},
+      {"duplicate in a unique index", 5, Value::Real(4), ErrorKind::kDuplicate, "\"uq\""},
   };
   const auto rows = Rows(*table);
   for (const Case& c : cases) {
@@ -354,7 +354,7 @@ TEST(TableTest, AutonumbersAndCountersFollowTheStatement) {
   insert(Value::Integer(10));
   insert(Value::Null());
   insert(Value::Integer(5));
-  EXPECT_EQ(KindOfError([&] { insert(Value::Integer(11)); }), ErrorKind::kConstraint);
+  EXPECT_EQ(KindOfError([&] { insert(Value::Integer(11)); }), ErrorKind::kDuplicate);
   file.Commit();
   file.Begin();
   insert(Value::Null());
@@ -512,7 +512,7 @@ TEST(TableTest, BuildingAndFreeingAnIndex) {
   filler->Insert({Value::Integer(1), Value::Integer(1)});
   BTree::InitRoot(file.pages().Write(table->def().indexes[1].root), table->layout().tdef_page);
   std::string text;
-  EXPECT_EQ(KindOfError([&] { table->BuildIndex(1); }, &text), ErrorKind::kConstraint);
+  EXPECT_EQ(KindOfError([&] { table->BuildIndex(1); }, &text), ErrorKind::kDuplicate);
   EXPECT_NE(text.find("v = "), std::string::npos) << text;
   file.Rollback();
 }

@@ -234,7 +234,7 @@ class Workload {
       return true;
     } catch (const Error& error) {
       EXPECT_TRUE(refused) << error.what();
-      EXPECT_EQ(error.kind(), ErrorKind::kConstraint) << error.what();
+      EXPECT_EQ(error.kind(), ErrorKind::kDuplicate) << error.what();
       return false;
     }
   }

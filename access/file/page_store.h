@@ -62,7 +62,7 @@ class PageRef {
     if (frame_ != nullptr) ++frame_->pins;
   }
   PageRef(PageRef&& other) noexcept : frame_(std::exchange(other.frame_, nullptr)) {}
-  PageRef& operator=(PageRef other) noexcept {
+  PageRef& operator=(PageRef other) noexcept {  // NOLINT(performance-unnecessary-value-param)
     std::swap(frame_, other.frame_);
     return *this;
   }

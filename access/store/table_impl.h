@@ -159,7 +159,7 @@ class StoredTableImpl final : public StoredTable {
   void RequireParents(const RowView* old);
   // Whether the old keys may go: kConstraint when rows refer to them that are to stay as they are.
   std::vector<Cascade> RequireNoChildren(RowId id, const RowView& old, bool deletes);
-  void RunCascades(std::vector<Cascade> cascades);
+  void RunCascades(const std::vector<Cascade>& cascades);
   [[noreturn]] void ThrowDuplicate(int index, const RowView* old) const;
 
   StoreContext& context_;

@@ -154,7 +154,7 @@ std::vector<StoredTableImpl::Cascade> StoredTableImpl::RequireNoChildren(RowId i
   return cascades;
 }
 
-void StoredTableImpl::RunCascades(std::vector<Cascade> cascades) {
+void StoredTableImpl::RunCascades(const std::vector<Cascade>& cascades) {
   if (cascades.empty()) return;
   struct Depth {
     explicit Depth(int* at) : depth(at) { ++*depth; }

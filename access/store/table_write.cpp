@@ -114,7 +114,7 @@ bool StoredTableImpl::BuildKey(int index, Get get, bool check, std::string* key,
   *all_null = true;
   for (std::size_t i = 0; i < d.columns.size(); ++i) {
     const int column = d.columns[i].column;
-    const Value value = get(column);
+    const Value& value = get(column);
     if (!value.is_null()) {
       *all_null = false;
     } else if (check && (d.primary || d.required)) {
@@ -500,7 +500,7 @@ void StoredTableImpl::Update(RowId id, const std::vector<ColumnChange>& changes)
     ReplaceRow(at);
   }
   ApplyKeyChanges(id);
-  RunCascades(std::move(cascades));
+  RunCascades(cascades);
 }
 
 void StoredTableImpl::Delete(RowId id) {
@@ -530,7 +530,7 @@ void StoredTableImpl::Delete(RowId id) {
   space_.NoteRoom(id.page(), page.data());
   ApplyKeyChanges(id);
   if (counters_.rows > 0) --counters_.rows;
-  RunCascades(std::move(cascades));
+  RunCascades(cascades);
 }
 
 // ---- Building an index ----

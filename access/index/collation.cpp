@@ -30,6 +30,20 @@ constexpr UnitClass ClassOf(char letter) {
   }
 }
 
+constexpr std::uint16_t Number(std::string_view hex) {
+  unsigned value = 0;
+  for (char c : hex) value = value << 4 | HexDigit(c);
+  return static_cast<std::uint16_t>(value);
+}
+
+template <std::size_t N>
+constexpr std::uint8_t FromHex(std::string_view hex, std::array<std::uint8_t, N>& out) {
+  for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
+    out[i / 2] = static_cast<std::uint8_t>(HexDigit(hex[i]) << 4 | HexDigit(hex[i + 1]));
+  }
+  return static_cast<std::uint8_t>(hex.size() / 2);
+}
+
 // One line of a list: the columns first, last, step, class, inline, extra, flag.
 struct Range {
   std::uint16_t first;
@@ -47,19 +61,6 @@ struct Range {
     unit.inline_size = FromHex(inline_hex, unit.inline_bytes);
     unit.extra_size = FromHex(extra_hex, unit.extra_bytes);
     unit.kana_flag = flag.empty() ? std::uint8_t{0} : HexDigit(flag[0]);
-  }
-
-  static constexpr std::uint16_t Number(std::string_view hex) {
-    unsigned value = 0;
-    for (char c : hex) value = value << 4 | HexDigit(c);
-    return static_cast<std::uint16_t>(value);
-  }
-  template <std::size_t N>
-  static constexpr std::uint8_t FromHex(std::string_view hex, std::array<std::uint8_t, N>& out) {
-    for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-      out[i / 2] = static_cast<std::uint8_t>(HexDigit(hex[i]) << 4 | HexDigit(hex[i + 1]));
-    }
-    return static_cast<std::uint8_t>(hex.size() / 2);
   }
 };
 

@@ -55,7 +55,7 @@ std::int64_t ScaledCurrency(const jet::Value& value) {
   }
 }
 
-Value ByKind(jet::Value value) {
+Value ByKind(const jet::Value& value) {
   switch (value.kind()) {
     case ValueKind::kNull:
       return Value::Null();
@@ -115,21 +115,21 @@ jet::Value WholeNumber(const Value& value) {
 
 }  // namespace
 
-Value FromEngine(jet::Value value, std::optional<ColumnType> type) {
+Value FromEngine(const jet::Value& value, std::optional<ColumnType> type) {
   if (value.is_null()) return Value::Null();
-  if (!type) return ByKind(std::move(value));
+  if (!type) return ByKind(value);
   switch (*type) {
     case ColumnType::kCurrency:
       return Value::Currency(ScaledCurrency(value));
     case ColumnType::kDecimal:
       if (value.kind() == ValueKind::kDecimal) return Value::Decimal(value.decimal().ToText());
-      return Value::Decimal(ByKind(std::move(value)).ToText());
+      return Value::Decimal(ByKind(value).ToText());
     case ColumnType::kSingle:
     case ColumnType::kDouble:
     case ColumnType::kDateTime:
       if (value.kind() == ValueKind::kReal) return FromReal(value.real(), *type);
       if (value.kind() == ValueKind::kInteger) return FromReal(static_cast<double>(value.integer()), *type);
-      return ByKind(std::move(value));
+      return ByKind(value);
     case ColumnType::kBoolean:
     case ColumnType::kByte:
     case ColumnType::kInteger:
@@ -137,9 +137,9 @@ Value FromEngine(jet::Value value, std::optional<ColumnType> type) {
     case ColumnType::kBigInt:
     case ColumnType::kComplex:
       if (value.kind() == ValueKind::kInteger) return FromInteger(value.integer(), *type);
-      return ByKind(std::move(value));
+      return ByKind(value);
     default:
-      return ByKind(std::move(value));
+      return ByKind(value);
   }
 }
 

@@ -20,7 +20,7 @@
 namespace vnt::db {
 
 // `type` is the column's, none for an expression.
-Value FromEngine(jet::Value value, std::optional<jet::ColumnType> type);
+Value FromEngine(const jet::Value& value, std::optional<jet::ColumnType> type);
 // Reads one column of a stored row, without a value of the engine in between where the type allows.
 Value FromRow(const jet::Row& row, int column, jet::ColumnType type);
 

@@ -31,7 +31,7 @@ std::string FindProgram(const std::string& name) {
   const std::string path = Environment("PATH");
   for (std::size_t start = 0; start <= path.size();) {
     const std::size_t end = std::min(path.find(':', start), path.size());
-    const std::string candidate = path.substr(start, end - start) + "/" + name;
+    std::string candidate = path.substr(start, end - start) + "/" + name;
     if (end > start && access(candidate.c_str(), X_OK) == 0) return candidate;
     start = end + 1;
   }

@@ -48,7 +48,7 @@ std::string HomeFolder() {
 // letter case, else the name as given.
 fs::path FindEntry(const fs::path& folder, const std::string& name) {
   std::error_code ignored;
-  const fs::path exact = folder / name;
+  fs::path exact = folder / name;
   if (name == "." || name == ".." || fs::exists(exact, ignored)) return exact;
   std::vector<std::string> matches;
   for (fs::directory_iterator it(folder, ignored), end; !ignored && it != end; it.increment(ignored)) {

@@ -26,6 +26,10 @@ double RoundTo(double value, int decimals) {
 constexpr int kFirstNotice = 100000001;
 constexpr int kFirstDay2003 = 37622;  // 1 January 2003 as a date number
 constexpr int kGroupsPerNotice = 8;
+// An Access file ends at 2 GB: with eight groups each, 60,000 notices would fill it. Later notices have
+// fewer.
+constexpr int kLastFullNotice = 40000;
+constexpr int kGroupsOfLaterNotice = 2;
 
 constexpr std::array<NoticeKind, 10> kKinds{{{"A", "G", "A", nullptr},
                                              {"C", "G", nullptr, nullptr},
@@ -105,7 +109,8 @@ void NoticeWriter::WriteNotice(int number) {
   if (*kind.type == 'N') WriteOrbits();
   WriteBeams(kind);
   WriteNoticeTables(kind);
-  for (int position = 0; position < kGroupsPerNotice; ++position) {
+  const int groups = number < kLastFullNotice ? kGroupsPerNotice : kGroupsOfLaterNotice;
+  for (int position = 0; position < groups; ++position) {
     grp_id_ = number * kGroupsPerNotice + position + 1;
     WriteGroup(kind, position);
   }

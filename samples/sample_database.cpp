@@ -3,6 +3,7 @@
 #include <array>
 #include <memory>
 #include <utility>
+#include <vector>
 
 #include <fmt/format.h>
 
@@ -65,6 +66,36 @@ void FillTemplate(jet::Database& database) {
   database.Checkpoint();
 }
 
+// Files on their way: those that are there when this goes are removed, unless everything was finished.
+class UnfinishedFiles {
+ public:
+  explicit UnfinishedFiles(jet::FileSystem& files) : files_(files) {}
+  ~UnfinishedFiles() {
+    for (const std::string& path : paths_) {
+      try {
+        files_.Remove(path);
+      } catch (const jet::Error&) {
+        // What cannot be removed stays; the failure that led here is the one to tell.
+      }
+    }
+  }
+  UnfinishedFiles(const UnfinishedFiles&) = delete;
+  UnfinishedFiles& operator=(const UnfinishedFiles&) = delete;
+
+  // Before a file is made: one that is there already is somebody's and is not touched.
+  void Add(const std::string& path) {
+    if (files_.Exists(path)) {
+      throw jet::Error(jet::ErrorKind::kExists, fmt::format("The file \"{}\" exists already.", path));
+    }
+    paths_.push_back(path);
+  }
+  void Keep() { paths_.clear(); }
+
+ private:
+  jet::FileSystem& files_;
+  std::vector<std::string> paths_;
+};
+
 }  // namespace
 
 SampleFiles MakeSample(jet::FileSystem& files, const std::string& folder, const SampleOptions& options,
@@ -80,9 +111,13 @@ SampleFiles MakeSample(jet::FileSystem& files, const std::string& folder, const 
   };
   SampleFiles result{path("notices"), path("reference"), path("template"), 0};
 
+  UnfinishedFiles unfinished(files);
+  unfinished.Add(result.reference);
   FillReference(*CreateWithSchema(files, result.reference, options.format, Schema::kReference));
+  unfinished.Add(result.empty_template);
   FillTemplate(*CreateWithSchema(files, result.empty_template, options.format, Schema::kTemplate));
 
+  unfinished.Add(result.notice);
   const auto database = CreateWithSchema(files, result.notice, options.format, Schema::kNotice);
   NoticeWriter writer(*database, options.seed);
   constexpr int kNoticesPerStatement = 50;
@@ -99,6 +134,7 @@ SampleFiles MakeSample(jet::FileSystem& files, const std::string& folder, const 
     if (progress) progress(last);
   }
   database->Checkpoint();
+  unfinished.Keep();
   result.rows = writer.rows();
   return result;
 }

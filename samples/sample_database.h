@@ -1,6 +1,7 @@
 // Sample databases: a notice database with realistic content and the defects that the fixes repair, a pattern
 // reference database and a template database. The same options always give the same rows, and the rows of the
-// first notices do not depend on how many follow.
+// first notices do not depend on how many follow. From the 40,001st on, notices have two groups in place of
+// eight, so that 100,000 fit into an Access file.
 #pragma once
 
 #include <cstdint>
@@ -28,8 +29,8 @@ struct SampleFiles {
   std::int64_t rows = 0;       // in the notice database
 };
 
-// Makes the three files in an existing folder. jet::Error(kExists) when one of them is there. `progress` is
-// told the number of notices written so far.
+// Makes the three files in an existing folder; none is left behind when that fails. jet::Error(kExists) when
+// one of them is there. `progress` is told the number of notices written so far.
 SampleFiles MakeSample(jet::FileSystem& files, const std::string& folder, const SampleOptions& options,
                        const std::function<void(int)>& progress = {});
 

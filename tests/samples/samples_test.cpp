@@ -81,6 +81,20 @@ TEST(SampleDatabase, RowsOfTheFirstNoticesDoNotDependOnHowManyFollow) {
   }
 }
 
+TEST(SampleDatabase, FailureLeavesNothingBehindAndNothingIsOverwritten) {
+  jet::MemoryFileSystem files;
+  files.SetContent("/template.mdb", "somebody's");
+  EXPECT_THROW(MakeSample(files, "", {.notices = 10}), jet::Error);
+  EXPECT_EQ(files.Content("/template.mdb"), "somebody's");
+  EXPECT_FALSE(files.Exists("/reference.mdb"));
+  files.Remove("/template.mdb");
+  files.FailAt(files.operations() + 60, jet::MemoryFileSystem::Failure::kFull);
+  EXPECT_THROW(MakeSample(files, "", {.notices = 10}), jet::Error);
+  for (const char* path : {"/template.mdb", "/reference.mdb", "/notices.mdb"})
+    EXPECT_FALSE(files.Exists(path)) << path;
+  MakeSample(files, "", {.notices = 10});
+}
+
 TEST(SampleDatabase, TablesStandInProportion) {
   const Content content = Make(100, 1);
   for (const auto& [table, rows] : content) EXPECT_FALSE(rows.empty()) << table;

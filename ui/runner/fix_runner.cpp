@@ -18,8 +18,9 @@ using platform::ShowMessage;
 
 constexpr char kSource[] = "VNTFixdb";
 
-// Fixes that take no time share a checkpoint: what a run has done is on the disk at most this long after the
-// fix that did it, and a run on one notice does not spend its time waiting for the disk.
+// Fixes that take no time share a checkpoint, so that a run on one notice does not spend its time waiting for
+// the disk. A run that is killed loses the fix that was running and, of those before it, at most what was
+// done in this time.
 constexpr auto kCheckpointInterval = std::chrono::milliseconds(250);
 
 // Makes the reference connection anew. False when it cannot be opened; nothing is told here.

@@ -111,6 +111,8 @@ std::int64_t Connection::Execute(std::string_view sql) {
   return Observed(sql, [&] { return target.Execute(sql, kNoParameters); });
 }
 
+void Connection::Persist() { provider().Persist(); }
+
 void Connection::Checkpoint() { provider().Checkpoint(); }
 
 void Connection::SetObserver(std::function<void(const StatementEvent&)> observer) {

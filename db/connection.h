@@ -56,7 +56,9 @@ class Connection {
   // Runs a statement that returns no rows (a SELECT is run and its rows are dropped); returns the number of
   // rows affected.
   std::int64_t Execute(std::string_view sql);
-  // Makes everything executed so far durable (Access files; nothing to do for ODBC).
+  // Makes everything executed so far durable (Access files; nothing to do for ODBC). The cheaper Persist()
+  // keeps it in the journal beside the file; Checkpoint() brings the file itself up to date.
+  void Persist();
   void Checkpoint();
 
   // Observes all statements of all connections in this process; null switches it off.

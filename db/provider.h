@@ -40,6 +40,7 @@ class ProviderConnection {
   virtual std::unique_ptr<ProviderRecordset> OpenRecordset(std::string_view sql, CursorType cursor,
                                                            LockType lock) = 0;
   virtual void Checkpoint() = 0;
+  virtual void Persist() { Checkpoint(); }
 };
 
 // Serves every connection opened from now on in place of the provider that its string names (benchmarks,

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <optional>
+#include <functional>
 #include <random>
 #include <utility>
 
@@ -13,35 +13,52 @@ namespace jet::internal {
 namespace {
 
 constexpr std::size_t kHeaderBytes = 512;
+constexpr std::uint64_t kHeaderOffsets[] = {0, 4096};
+constexpr std::uint64_t kRecordsOffset = 8192;
+
+std::uint64_t HeaderOffset(std::uint64_t sequence) {
+  return kHeaderOffsets[sequence % std::size(kHeaderOffsets)];
+}
+
 constexpr std::size_t kHashesOffset = 16;
 constexpr std::size_t kSector = 512;
 constexpr std::size_t kSectorHashes = 8;
-constexpr std::size_t kRecordPrefix = kHashesOffset + 4 * kSectorHashes;
 // Sectors that a crash may leave with neither their old nor their new content: what was on its way to a disk
 // or server that does not write sectors of this size whole.
 constexpr std::size_t kMaxTornSectors = 8;
-constexpr std::uint32_t kMaxWitnesses = 28;
-constexpr char kMagic[8] = {'p', 'g', 'j', 'r', 'n', 'l', '\x1A', '\x02'};
+constexpr std::uint32_t kMaxWitnesses = 27;
+constexpr char kMagic[8] = {'p', 'g', 'j', 'r', 'n', 'l', '\x1A', '\x03'};
+constexpr std::size_t kVersionByte = 7;
 
-// Not cryptographic: it has to notice torn and stale blocks, not forged ones.
+std::uint64_t Mix(std::uint64_t hash, std::uint64_t value) {
+  hash = (hash ^ value) * 0xD6E8FEB86659FD93u;
+  return hash ^ (hash >> 32);
+}
+
+// Not cryptographic: it has to notice torn and stale blocks, not forged ones. `size` is a multiple of 8. Four
+// lanes, since each step waits for the one before it.
 std::uint64_t Hash(std::uint64_t seed, const std::uint8_t* data, std::size_t size) {
-  std::uint64_t h = seed ^ (size * 0x9E3779B97F4A7C15u);
-  for (std::size_t i = 0; i + 8 <= size; i += 8) {
-    h = (h ^ LoadLe<std::uint64_t>(data + i)) * 0xD6E8FEB86659FD93u;
-    h ^= h >> 32;
+  std::uint64_t lanes[4] = {seed, seed + 1, seed + 2, seed + 3};
+  std::size_t i = 0;
+  for (; i + 32 <= size; i += 32) {
+    for (std::size_t lane = 0; lane < 4; ++lane) {
+      lanes[lane] = Mix(lanes[lane], LoadLe<std::uint64_t>(data + i + 8 * lane));
+    }
   }
-  return h;
+  std::uint64_t hash = size;
+  for (const std::uint64_t lane : lanes) hash = Mix(hash, lane);
+  for (; i < size; i += 8) hash = Mix(hash, LoadLe<std::uint64_t>(data + i));
+  return hash;
+}
+
+std::uint32_t SectorHash(PageNo page, const std::uint8_t* sector) {
+  return static_cast<std::uint32_t>(Hash(page, sector, kSector));
 }
 
 std::uint64_t NewSalt() {
   std::random_device device;
   const auto now = std::chrono::system_clock::now().time_since_epoch().count();
   return (std::uint64_t{device()} << 32 | device()) ^ static_cast<std::uint64_t>(now);
-}
-
-// How many records fit in a buffer of about a megabyte.
-std::size_t RecordsAtOnce(std::uint32_t page_size) {
-  return (std::size_t{1} << 20) / (page_size + kRecordPrefix);
 }
 
 [[noreturn]] void ThrowForeign(const std::string& path) {
@@ -60,54 +77,63 @@ struct JournalHeader {
     std::uint64_t hash = 0;
   };
   std::uint32_t page_size = 0;
-  PageNo old_pages = 0;
-  PageNo new_pages = 0;
+  Journal::Phase phase = Journal::Phase::kCommitted;
+  PageNo file_pages = 0;
+  PageNo pages = 0;
   std::uint32_t records = 0;
+  std::uint32_t generation = 0;
   std::uint64_t salt = 0;
+  std::uint64_t sequence = 0;
+  std::uint32_t changed = 0;
+  std::uint64_t digest = 0;
   std::vector<Witness> witnesses;
 
   // Of a whole record but for the field that holds it.
   std::uint64_t RecordHash(const std::uint8_t* record) const {
     const std::uint64_t start = Hash(salt, record, 8);
-    return Hash(start, record + kHashesOffset, page_size + kRecordPrefix - kHashesOffset);
-  }
-  std::uint32_t SectorHash(PageNo page, const std::uint8_t* sector) const {
-    return static_cast<std::uint32_t>(Hash(salt + page, sector, kSector));
-  }
-  std::uint64_t FileBytes() const {
-    return kHeaderBytes + std::uint64_t{records} * (kRecordPrefix + page_size);
+    return Hash(start, record + kHashesOffset, Journal::kPrefixBytes - kHashesOffset + page_size);
   }
 
   void Encode(std::uint8_t* out) const {
     std::memset(out, 0, kHeaderBytes);
     std::memcpy(out, kMagic, sizeof kMagic);
     StoreLe(out + 8, page_size);
-    StoreLe(out + 12, old_pages);
-    StoreLe(out + 16, new_pages);
-    StoreLe(out + 20, records);
-    StoreLe(out + 24, salt);
-    StoreLe(out + 32, static_cast<std::uint32_t>(witnesses.size()));
+    StoreLe(out + 12, static_cast<std::uint32_t>(phase));
+    StoreLe(out + 16, file_pages);
+    StoreLe(out + 20, pages);
+    StoreLe(out + 24, records);
+    StoreLe(out + 28, generation);
+    StoreLe(out + 32, salt);
+    StoreLe(out + 40, sequence);
+    StoreLe(out + 48, changed);
+    StoreLe(out + 52, static_cast<std::uint32_t>(witnesses.size()));
+    StoreLe(out + 56, digest);
     for (std::size_t i = 0; i < witnesses.size(); ++i) {
-      StoreLe(out + 40 + 16 * i, witnesses[i].page);
-      StoreLe(out + 48 + 16 * i, witnesses[i].hash);
+      StoreLe(out + 64 + 16 * i, witnesses[i].page);
+      StoreLe(out + 72 + 16 * i, witnesses[i].hash);
     }
     StoreLe(out + 504, Hash(0, out, 504));
   }
   static std::optional<JournalHeader> Decode(const std::uint8_t* in) {
-    const auto witness_count = LoadLe<std::uint32_t>(in + 32);
+    const auto witness_count = LoadLe<std::uint32_t>(in + 52);
     if (std::memcmp(in, kMagic, sizeof kMagic) != 0 || LoadLe<std::uint64_t>(in + 504) != Hash(0, in, 504) ||
         witness_count > kMaxWitnesses) {
       return std::nullopt;
     }
     JournalHeader h;
     h.page_size = LoadLe<std::uint32_t>(in + 8);
-    h.old_pages = LoadLe<std::uint32_t>(in + 12);
-    h.new_pages = LoadLe<std::uint32_t>(in + 16);
-    h.records = LoadLe<std::uint32_t>(in + 20);
-    h.salt = LoadLe<std::uint64_t>(in + 24);
+    h.phase = static_cast<Journal::Phase>(LoadLe<std::uint32_t>(in + 12));
+    h.file_pages = LoadLe<std::uint32_t>(in + 16);
+    h.pages = LoadLe<std::uint32_t>(in + 20);
+    h.records = LoadLe<std::uint32_t>(in + 24);
+    h.generation = LoadLe<std::uint32_t>(in + 28);
+    h.salt = LoadLe<std::uint64_t>(in + 32);
+    h.sequence = LoadLe<std::uint64_t>(in + 40);
+    h.changed = LoadLe<std::uint32_t>(in + 48);
+    h.digest = LoadLe<std::uint64_t>(in + 56);
     for (std::uint32_t i = 0; i < witness_count; ++i) {
       h.witnesses.push_back(
-          {LoadLe<std::uint32_t>(in + 40 + 16 * i), LoadLe<std::uint64_t>(in + 48 + 16 * i)});
+          {LoadLe<std::uint32_t>(in + 64 + 16 * i), LoadLe<std::uint64_t>(in + 72 + 16 * i)});
     }
     return h;
   }
@@ -115,26 +141,41 @@ struct JournalHeader {
 
 namespace {
 
-std::optional<JournalHeader> ReadHeader(File& journal) {
-  if (journal.Size() < kHeaderBytes) return std::nullopt;
-  std::uint8_t bytes[kHeaderBytes];
-  journal.Read(0, bytes);
-  return JournalHeader::Decode(bytes);
+// The newest valid header. Error(kCorrupt) when the journal is of another version, which may say something
+// that would be lost.
+std::optional<JournalHeader> ReadHeader(File& journal, const std::string& path) {
+  std::optional<JournalHeader> newest;
+  for (const std::uint64_t offset : kHeaderOffsets) {
+    if (journal.Size() < offset + kHeaderBytes) break;
+    std::uint8_t bytes[kHeaderBytes];
+    journal.Read(offset, bytes);
+    if (std::memcmp(bytes, kMagic, kVersionByte) == 0 && bytes[kVersionByte] != kMagic[kVersionByte]) {
+      throw Error(
+          ErrorKind::kCorrupt,
+          fmt::format("The journal {} was written by another version of this program. Open the database "
+                      "with that version first.",
+                      path));
+    }
+    auto header = JournalHeader::Decode(bytes);
+    if (header && (!newest || header->sequence > newest->sequence)) newest = std::move(header);
+  }
+  return newest;
 }
 
-// Pages spread over the file, none of which is in `touched` (ascending).
-std::vector<JournalHeader::Witness> PickWitnesses(File& database, std::uint32_t page_size, PageNo old_pages,
-                                                  const std::vector<PageNo>& touched) {
+// Pages spread over the file, none of which is in `changed` (ascending).
+std::vector<JournalHeader::Witness> PickWitnesses(File& database, std::uint32_t page_size, PageNo file_pages,
+                                                  const std::vector<JournalPage>& changed) {
   std::vector<JournalHeader::Witness> witnesses;
   std::vector<std::uint8_t> content(page_size);
   PageNo page = 0;
   for (std::uint32_t i = 0; i < kMaxWitnesses; ++i) {
-    page = std::max(page, static_cast<PageNo>(std::uint64_t{old_pages} * i / kMaxWitnesses));
-    for (auto it = std::lower_bound(touched.begin(), touched.end(), page); it != touched.end() && *it == page;
-         ++it) {
+    page = std::max(page, static_cast<PageNo>(std::uint64_t{file_pages} * i / kMaxWitnesses));
+    for (auto it = std::lower_bound(changed.begin(), changed.end(), page,
+                                    [](const JournalPage&item, PageNo value) { return item.page < value; });
+         it != changed.end() && it->page == page; ++it) {
       ++page;
     }
-    if (page >= old_pages) break;
+    if (page >= file_pages) break;
     database.Read(std::uint64_t{page} * page_size, content);
     witnesses.push_back({page, Hash(page, content.data(), page_size)});
     ++page;
@@ -142,107 +183,74 @@ std::vector<JournalHeader::Witness> PickWitnesses(File& database, std::uint32_t 
   return witnesses;
 }
 
-// Calls visit(page, content, record) for every record, in order. A record that does not match its checksum is
-// Error(kCorrupt): the header vouches for them all.
-template <typename Visit>
-void ForEachRecord(File& journal, const std::string& path, const JournalHeader& header, Visit visit) {
-  const std::size_t record_bytes = kRecordPrefix + header.page_size;
-  const std::size_t at_once = RecordsAtOnce(header.page_size);
-  std::vector<std::uint8_t> buffer(std::min<std::size_t>(at_once, header.records) * record_bytes);
-  for (std::size_t done = 0; done < header.records; done += at_once) {
-    const std::size_t n = std::min<std::size_t>(at_once, header.records - done);
-    journal.Read(kHeaderBytes + done * record_bytes, MutableBytes(buffer.data(), n * record_bytes));
-    for (std::size_t i = 0; i < n; ++i) {
-      const std::uint8_t* record = buffer.data() + i * record_bytes;
-      const auto page = LoadLe<PageNo>(record);
-      if (page >= header.old_pages || LoadLe<std::uint64_t>(record + 8) != header.RecordHash(record)) {
-        throw Error(ErrorKind::kCorrupt,
-                    fmt::format("The journal {} is damaged: its record {} does not match its checksum.", path,
-                                done + i));
-      }
-      visit(page, record + kRecordPrefix, record);
-    }
-  }
-}
-
-void RestorePages(File& journal, const std::string& path, const JournalHeader& header, File& database) {
-  RunWriter writer(database, header.page_size);
-  ForEachRecord(journal, path, header, [&](PageNo page, const std::uint8_t* content, const std::uint8_t*) {
-    std::memcpy(writer.Add(page), content, header.page_size);
-  });
-  writer.Flush();
-  const std::uint64_t old_size = std::uint64_t{header.old_pages} * header.page_size;
-  if (database.Size() != old_size) database.Truncate(old_size);
-  database.Sync();
-}
-
 void CheckBelongs(const std::string& path, const JournalHeader& header, File& database,
                   std::uint32_t page_size) {
   const std::uint64_t size = database.Size();
-  // While a checkpoint runs the file has any size from the old to the new one.
-  if (header.page_size != page_size || size < std::uint64_t{header.old_pages} * page_size ||
-      size > std::uint64_t{header.new_pages} * page_size) {
+  const std::uint64_t old_size = std::uint64_t{header.file_pages} * page_size;
+  const bool applying = header.phase == Journal::Phase::kApplying;
+  // While the file is brought up to date it has any size from the old to the new one.
+  if (header.page_size != page_size || size < old_size ||
+      size > (applying ? std::uint64_t{header.pages} * page_size : old_size)) {
     ThrowForeign(path);
   }
   std::vector<std::uint8_t> content(page_size);
   for (const JournalHeader::Witness& witness : header.witnesses) {
-    if (witness.page >= header.old_pages) ThrowForeign(path);
+    if (witness.page >= header.file_pages) ThrowForeign(path);
     database.Read(std::uint64_t{witness.page} * page_size, content);
     if (Hash(witness.page, content.data(), page_size) != witness.hash) ThrowForeign(path);
   }
 }
 
-// Looks at all records before the first page of the database is overwritten.
-void CheckRecords(File& journal, const std::string& path, const JournalHeader& header, File& database) {
-  if (journal.Size() < header.FileBytes()) {
-    throw Error(ErrorKind::kCorrupt, fmt::format("The journal {} is damaged: it ends too early.", path));
-  }
-  std::vector<std::uint8_t> now(header.page_size);
-  std::size_t strange = 0;
-  ForEachRecord(
-      journal, path, header, [&](PageNo page, const std::uint8_t* content, const std::uint8_t* record) {
-        database.Read(std::uint64_t{page} * header.page_size, now);
-        for (std::size_t i = 0; i * kSector < header.page_size; ++i) {
-          const std::uint8_t* sector = now.data() + i * kSector;
-          strange += std::memcmp(sector, content + i * kSector, kSector) != 0 &&
-                     LoadLe<std::uint32_t>(record + kHashesOffset + 4 * i) != header.SectorHash(page, sector);
-        }
-      });
-  if (strange > kMaxTornSectors) ThrowForeign(path);
-}
-
 }  // namespace
 
-RunWriter::RunWriter(File& file, std::uint32_t page_size) : file_(file), page_size_(page_size) {}
+RunWriter::RunWriter(File& file, std::uint64_t start, std::size_t block_bytes)
+    : file_(file), start_(start), block_bytes_(block_bytes) {}
 
-std::uint8_t* RunWriter::Add(PageNo page) {
-  if (pages_ == kBufferPages || (pages_ != 0 && page != first_ + pages_)) Flush();
-  if (pages_ == 0) first_ = page;
-  ++pages_;
-  if (buffer_.size() < pages_ * page_size_) buffer_.resize(pages_ * page_size_);
-  return buffer_.data() + (pages_ - 1) * page_size_;
+std::uint8_t* RunWriter::Add(std::uint32_t block) {
+  if (blocks_ == kBufferBlocks || (blocks_ != 0 && block != first_ + blocks_)) Flush();
+  if (blocks_ == 0) first_ = block;
+  ++blocks_;
+  if (buffer_.size() < blocks_ * block_bytes_) buffer_.resize(blocks_ * block_bytes_);
+  return buffer_.data() + (blocks_ - 1) * block_bytes_;
 }
 
 void RunWriter::Flush() {
-  if (pages_ == 0) return;
-  const std::size_t bytes = std::exchange(pages_, 0) * page_size_;
-  file_.Write(std::uint64_t{first_} * page_size_, Bytes(buffer_.data(), bytes));
+  if (blocks_ == 0) return;
+  const std::size_t bytes = std::exchange(blocks_, 0) * block_bytes_;
+  file_.Write(start_ + std::uint64_t{first_} * block_bytes_, Bytes(buffer_.data(), bytes));
 }
 
 Journal::Journal(FileSystem& files, std::string path, std::uint32_t page_size)
-    : files_(files),
-      path_(std::move(path)),
-      page_size_(page_size),
-      header_(std::make_unique<JournalHeader>()) {}
+    : files_(files), path_(std::move(path)), page_size_(page_size) {
+  Reset();
+}
 
 Journal::~Journal() = default;
 
-void Journal::Begin(File& database, PageNo old_pages, PageNo new_pages, const std::vector<PageNo>& pages,
-                    const NewContent& new_content) {
+void Journal::Reset() {
+  file_.reset();
+  header_ = std::make_unique<JournalHeader>();
+  header_->page_size = page_size_;
+  header_->salt = NewSalt();
+  header_may_stand_ = false;
+  generation_ = 1;
+  slots_ = 0;
+  checksums_.clear();
+  free_.clear();
+  given_up_.clear();
+}
+
+std::uint64_t Journal::Offset(Slot slot) const {
+  return kRecordsOffset + std::uint64_t{slot - 1} * record_bytes();
+}
+
+std::uint64_t Journal::bytes() const { return Offset(slots_ + 1); }
+
+void Journal::Make() {
+  if (file_ != nullptr) return;
   if (files_.Exists(path_)) {
-    // A valid one was rolled back when the database was opened. One that has come since is not ours to
-    // remove.
-    if (ReadHeader(*files_.Open(path_, OpenMode::kRead))) {
+    // A valid one was dealt with when the database was opened. One that has come since is not ours to remove.
+    if (ReadHeader(*files_.Open(path_, OpenMode::kRead), path_)) {
       throw Error(
           ErrorKind::kLocked,
           fmt::format("The journal {} was made by another program meanwhile. It must not be overwritten.",
@@ -250,120 +258,224 @@ void Journal::Begin(File& database, PageNo old_pages, PageNo new_pages, const st
     }
     files_.Remove(path_);
   }
-  state_ = State::kWriting;
   file_ = files_.Open(path_, OpenMode::kCreateNew);
-  header_->page_size = page_size_;
-  header_->old_pages = old_pages;
-  header_->new_pages = new_pages;
-  header_->records = static_cast<std::uint32_t>(pages.size());
-  header_->salt = NewSalt();
-  header_->witnesses = PickWitnesses(database, page_size_, old_pages, pages);
-  WriteRecords(database, pages, new_content);
-  file_->Sync();
-  WriteHeader();
-  files_.SyncFolder(path_);
-  state_ = State::kActive;
 }
 
-void Journal::WriteRecords(File& database, const std::vector<PageNo>& pages, const NewContent& new_content) {
-  const std::size_t at_once = std::min(RecordsAtOnce(page_size_), std::max<std::size_t>(pages.size(), 1));
-  const std::size_t record_bytes = kRecordPrefix + page_size_;
-  std::vector<std::uint8_t> run(at_once * page_size_);
-  std::vector<std::uint8_t> records(at_once * record_bytes);
-  std::vector<std::uint8_t> fresh(page_size_);
-  std::uint64_t offset = kHeaderBytes;
-  for (std::size_t next = 0; next < pages.size();) {
-    std::size_t filled = 0;
-    while (next < pages.size() && filled < at_once) {
-      std::size_t n = 1;  // neighbours are read in one go
-      while (filled + n < at_once && next + n < pages.size() && pages[next + n] == pages[next] + n) ++n;
-      database.Read(std::uint64_t{pages[next]} * page_size_, MutableBytes(run.data(), n * page_size_));
-      for (std::size_t i = 0; i < n; ++i) {
-        std::uint8_t* record = records.data() + (filled + i) * record_bytes;
-        const PageNo page = pages[next + i];
-        StoreLe(record, page);
-        StoreLe(record + 4, std::uint32_t{0});
-        new_content(page, fresh.data());
-        for (std::size_t s = 0; s * kSector < page_size_; ++s) {
-          StoreLe(record + kHashesOffset + 4 * s, header_->SectorHash(page, fresh.data() + s * kSector));
-        }
-        std::memcpy(record + kRecordPrefix, run.data() + i * page_size_, page_size_);
-        StoreLe(record + 8, header_->RecordHash(record));
-      }
-      filled += n;
-      next += n;
-    }
-    file_->Write(offset, Bytes(records.data(), filled * record_bytes));
-    offset += filled * record_bytes;
+void Journal::NoteFileContent(PageNo page, std::uint8_t* record, std::uint32_t page_size) {
+  std::memset(record, 0, kPrefixBytes);
+  for (std::size_t i = 0; i * kSector < page_size; ++i) {
+    StoreLe(record + kHashesOffset + 4 * i, SectorHash(page, record + kPrefixBytes + i * kSector));
   }
 }
 
-void Journal::WriteHeader() {
+Slot Journal::NextSlot() const { return free_.empty() ? slots_ + 1 : free_.back(); }
+
+void Journal::TakeSlot(Slot slot) {
+  if (slot > slots_) {
+    slots_ = slot;
+    checksums_.resize(slot);
+  } else {
+    free_.pop_back();
+  }
+}
+
+void Journal::Seal(Slot slot, PageNo page, std::uint8_t* record) {
+  StoreLe(record, page);
+  StoreLe(record + 4, generation_);
+  const std::uint64_t checksum = header_->RecordHash(record);
+  StoreLe(record + 8, checksum);
+  checksums_[slot - 1] = checksum;
+}
+
+Slot Journal::Add(PageNo page, std::uint8_t* record) {
+  Make();
+  const Slot slot = NextSlot();
+  if (slot > checksums_.size()) checksums_.resize(slot);
+  Seal(slot, page, record);
+  file_->Write(Offset(slot), {record, record_bytes()});
+  TakeSlot(slot);
+  return slot;
+}
+
+void Journal::Rewrite(Slot slot, PageNo page, std::uint8_t* record) {
+  Seal(slot, page, record);
+  file_->Write(Offset(slot), {record, record_bytes()});
+}
+
+void Journal::Read(Slot slot, std::uint8_t* record) { file_->Read(Offset(slot), {record, record_bytes()}); }
+
+void Journal::GiveUp(Slot slot) {
+  free_.push_back(slot);
+  given_up_.push_back(slot);
+}
+
+void Journal::Write(std::vector<Unsaved>& pages) {
+  Make();
+  // Slots in ascending order are neighbours more often.
+  std::sort(free_.begin(), free_.end(), std::greater<>());
+  RunWriter writer(*file_, kRecordsOffset, record_bytes());
+  for (Unsaved& item : pages) {
+    if (item.slot == 0) {
+      item.slot = NextSlot();
+      TakeSlot(item.slot);
+    }
+    Seal(item.slot, item.page, item.record);
+    std::memcpy(writer.Add(item.slot - 1), item.record, record_bytes());
+  }
+  writer.Flush();
+}
+
+// A record of this generation that is of no use must not look like one that is.
+void Journal::VoidGivenUp() {
+  const std::vector<std::uint8_t> zeros(kPrefixBytes);
+  std::sort(free_.begin(), free_.end(), std::greater<>());
+  for (const Slot slot : given_up_) {
+    if (std::binary_search(free_.begin(), free_.end(), slot, std::greater<>())) {
+      file_->Write(Offset(slot), zeros);
+    }
+  }
+  given_up_.clear();
+}
+
+void Journal::Commit(File& database, PageNo file_pages, PageNo pages, const std::vector<JournalPage>& changed,
+                     Phase phase) {
+  VoidGivenUp();
+  header_->file_pages = file_pages;
+  header_->pages = pages;
+  header_->records = slots_;
+  header_->generation = generation_;
+  header_->changed = static_cast<std::uint32_t>(changed.size());
+  header_->digest = 0;
+  for (const JournalPage& item : changed) header_->digest += checksums_[item.slot - 1];
+  header_->witnesses = PickWitnesses(database, page_size_, file_pages, changed);
+  file_->Sync();
+  const bool first = !has_state();
+  WriteHeader(phase);
+  if (first) files_.SyncFolder(path_);
+  ++generation_;
+}
+
+void Journal::WriteHeader(Phase phase) {
+  header_->phase = phase;
+  ++header_->sequence;
   std::uint8_t bytes[kHeaderBytes];
   header_->Encode(bytes);
-  file_->Write(0, bytes);
+  header_may_stand_ = true;
+  file_->Write(HeaderOffset(header_->sequence), bytes);
   file_->Sync();
 }
 
+void Journal::BeginApplying() {
+  if (header_->phase != Phase::kApplying) WriteHeader(Phase::kApplying);
+}
+
+// The older header goes first: it must not be found alone, as if the file had not been touched since.
 void Journal::Void() {
   const std::uint8_t zeros[kHeaderBytes] = {};
-  file_->Write(0, zeros);
-  file_->Sync();
-}
-
-void Journal::Remove() {
-  file_.reset();
-  files_.Remove(path_);
+  for (std::uint64_t sequence = header_->sequence < 2 ? header_->sequence : header_->sequence - 1;
+       sequence <= header_->sequence; ++sequence) {
+    file_->Write(HeaderOffset(sequence), zeros);
+    file_->Sync();
+  }
+  header_may_stand_ = false;
 }
 
 void Journal::Finish() {
-  state_ = State::kEnding;
   Void();
-  state_ = State::kNone;
+  Discard();
+  Reset();
+}
+
+void Journal::Abandon() noexcept {
+  if (file_ == nullptr || has_state()) return;
   try {
-    Remove();
-  } catch (const Error&) {
+    Void();
+  } catch (const std::exception&) {
+    // The next open finds the state of the failed commit, or none: the file is sound with either.
+  }
+}
+
+void Journal::Discard() noexcept {
+  if (file_ == nullptr || header_may_stand_) return;
+  try {
+    file_.reset();
+    files_.Remove(path_);
+  } catch (const std::exception&) {
     // A void journal harms nobody; the next checkpoint or open removes it.
   }
 }
 
-void Journal::Abandon(File& database) noexcept {
-  if (file_ == nullptr) return;
-  try {
-    // A header that was being made void must stand again before the file is touched, or a second failure
-    // would leave a file half rolled back with nothing to say so. If this fails, the file holds the whole new
-    // state and the journal decides at the next open: both outcomes are a checkpoint.
-    if (state_ == State::kEnding) WriteHeader();
-    if (state_ != State::kWriting) RestorePages(*file_, path_, *header_, database);
-    Void();
-    Remove();
-  } catch (const std::exception&) {
-    file_.reset();  // left for the next open
+std::optional<Journal::Waiting> Journal::Recover(File& database, bool writable) {
+  if (!files_.Exists(path_)) return std::nullopt;
+  file_ = files_.Open(path_, writable ? OpenMode::kReadWrite : OpenMode::kRead);
+  std::optional<JournalHeader> header = ReadHeader(*file_, path_);
+  if (!header) {
+    if (writable) {
+      file_.reset();
+      files_.Remove(path_);
+    }
+    Reset();
+    return std::nullopt;
   }
+  CheckBelongs(path_, *header, database, page_size_);
+  Waiting waiting = ReadState(*header, database);
+  *header_ = std::move(*header);
+  header_may_stand_ = true;
+  slots_ = header_->records;
+  checksums_.resize(slots_);
+  generation_ = header_->generation + 1;
+  return waiting;
 }
 
-void Journal::RollBackAtOpen(FileSystem& files, const std::string& path, File& database, bool writable,
-                             std::uint32_t page_size) {
-  if (!files.Exists(path)) return;
-  Journal journal(files, path, page_size);
-  journal.file_ = files.Open(path, writable ? OpenMode::kReadWrite : OpenMode::kRead);
-  const std::optional<JournalHeader> header = ReadHeader(*journal.file_);
-  if (!header) {
-    if (writable) journal.Remove();
-    return;
+// Reads every record and looks at every page of the database that one is for.
+Journal::Waiting Journal::ReadState(const JournalHeader& header, File& database) {
+  struct Latest {
+    std::uint32_t generation = 0;
+    Slot slot = 0;
+    std::uint64_t checksum = 0;
+    std::size_t strange_sectors = 0;
+  };
+  std::vector<Latest> latest(header.pages);
+  std::vector<std::uint8_t> record(record_bytes());
+  std::vector<std::uint8_t> now(page_size_);
+  const bool applying = header.phase == Phase::kApplying;
+  for (Slot slot = 1; slot <= header.records && file_->Size() >= Offset(slot + 1); ++slot) {
+    Read(slot, record.data());
+    const auto page = LoadLe<PageNo>(record.data());
+    const auto generation = LoadLe<std::uint32_t>(record.data() + 4);
+    const auto checksum = LoadLe<std::uint64_t>(record.data() + 8);
+    // A record that is not part of the state may be torn, or of work that was not committed.
+    if (page >= header.pages || generation > header.generation || generation <= latest[page].generation ||
+        checksum != header.RecordHash(record.data())) {
+      continue;
+    }
+    latest[page] = {generation, slot, checksum, 0};
+    if (page >= header.file_pages) continue;
+    database.Read(std::uint64_t{page} * page_size_, now);
+    for (std::size_t i = 0; i * kSector < page_size_; ++i) {
+      const std::uint8_t* sector = now.data() + i * kSector;
+      const bool old =
+          LoadLe<std::uint32_t>(record.data() + kHashesOffset + 4 * i) == SectorHash(page, sector);
+      const bool fresh =
+          applying && std::memcmp(sector, record.data() + kPrefixBytes + i * kSector, kSector) == 0;
+      latest[page].strange_sectors += !old && !fresh;
+    }
   }
-  if (!writable) {
-    throw Error(
-        ErrorKind::kReadOnly,
-        fmt::format("The database has an unfinished change that has to be taken back with the journal {} "
-                    "before it can be read. Open it for writing once.",
-                    path));
+  Waiting waiting{header.file_pages, header.pages, {}};
+  std::uint64_t digest = 0;
+  std::size_t strange_sectors = 0;
+  for (PageNo page = 0; page < header.pages; ++page) {
+    if (latest[page].slot == 0) continue;
+    waiting.changed.push_back({page, latest[page].slot});
+    digest += latest[page].checksum;
+    strange_sectors += latest[page].strange_sectors;
   }
-  CheckBelongs(path, *header, database, page_size);
-  CheckRecords(*journal.file_, path, *header, database);
-  RestorePages(*journal.file_, path, *header, database);
-  journal.Void();
-  journal.Remove();
+  if (waiting.changed.size() != header.changed || digest != header.digest) {
+    throw Error(ErrorKind::kCorrupt,
+                fmt::format("The journal {} is damaged: its records do not match its header.", path_));
+  }
+  if (strange_sectors > (applying ? kMaxTornSectors : 0)) ThrowForeign(path_);
+  return waiting;
 }
 
 }  // namespace jet::internal

@@ -1,27 +1,39 @@
-// The rollback journal of a checkpoint: the old content of every page that the checkpoint overwrites.
+// The write-ahead journal of a page store: changed pages on their way to the database file.
 //
-//   byte 0    magic, 8 bytes                 byte 24   salt, u64
-//   byte 8    page size, u32                 byte 32   number of witnesses, u32 (u32 of zeros follows)
-//   byte 12   pages before the checkpoint    byte 40   28 witnesses: page u32, zeros u32, hash u64
-//   byte 16   pages after it                 byte 504  checksum of bytes 0..503, u64
-//   byte 20   number of records, u32         byte 512  records: page u32, zeros u32, checksum u64,
-//                                                       8 hashes u32 of the new content, old content
+//   byte 0      header                      header, 512 bytes:
+//   byte 4096   header                        0 magic, 8 bytes          40 sequence, u64
+//   byte 8192   records                       8 page size, u32          48 pages of the state, u32
+//                                            12 phase, u32              52 number of witnesses, u32
+//   record, 64 bytes and a page:             16 pages of the file, u32  56 digest, u64
+//     0 page, u32                            20 pages of the state, u32 64 27 witnesses:
+//     4 generation, u32                      24 records, u32               page u32, zeros u32, hash u64
+//     8 checksum, u64                        28 generation, u32        496 zeros
+//    16 8 hashes u32 of what the             32 salt, u64              504 checksum of bytes 0..503, u64
+//       database file holds
+//    48 zeros
+//    64 content of the page
 //
-// Life of a journal: records are written and synced, then the header, then header and folder entry are
-// synced; only now the database file is touched. When the database file is complete and synced, the header is
-// overwritten with zeros and synced, which ends the checkpoint; removing the file is tidiness. So a journal
-// without a valid header says that the file needs nothing, and one with a valid header has all its records.
+// Life of a journal: pages that do not fit in the cache are written to it as they come. Commit() adds the
+// other changed pages, syncs, writes a header and syncs: from then on the state is durable, though the
+// database file has not been touched. Records of a committed state are never overwritten before the next
+// state is committed; a page that changes again gets another record, of the next generation. The two headers
+// are written in turn, so that a torn one leaves the other. When the database file is to be brought up to
+// date, a header says so first (the phase kApplying); when the file is complete and synced, the headers are
+// overwritten with zeros and synced, the older one first. Removing the journal is tidiness.
 //
-// Witnesses are hashes of pages that the checkpoint does not touch. They, and the size, tell whether the
-// file that is found beside a journal is the one that the journal was made for: a file that was replaced or
-// changed in between must not get another file's pages. The pages that it does touch are looked at too: each
-// of their sectors holds its old or its new content, as far as the crash tore none; an older copy of the
-// same file, put in place of it since, has neither.
+// So a journal without a valid header says that the file needs nothing. The newest valid header tells the
+// state that was committed last: of each page the record of the highest generation up to the header's. Their
+// number and the digest, the sum of their checksums, vouch for all of them.
+//
+// A journal must not be applied to a file that was replaced or changed since it was written. Witnesses are
+// hashes of pages that are not in the journal. The pages that are in it are looked at too: while the phase is
+// kCommitted every sector must hold what the file held when the record was made; once it is kApplying, that
+// or the new content, as far as the crash tore none.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,62 +41,122 @@
 
 namespace jet::internal {
 
-// Collects pages in ascending order and writes neighbours in one go.
+// Collects neighbours among blocks of one size, which come in ascending order, and writes them in one go.
 class RunWriter {
  public:
-  RunWriter(File& file, std::uint32_t page_size);
-  // Place for the content of `page`, to be filled before the next call.
-  std::uint8_t* Add(PageNo page);
+  // Block n stands at byte start + n * block_bytes of the file.
+  RunWriter(File& file, std::uint64_t start, std::size_t block_bytes);
+  // Place for the content of a block, to be filled before the next call.
+  std::uint8_t* Add(std::uint32_t block);
   void Flush();
 
  private:
-  static constexpr std::size_t kBufferPages = 256;
+  static constexpr std::size_t kBufferBlocks = 256;
 
   File& file_;
-  std::uint32_t page_size_;
-  PageNo first_ = 0;
-  std::size_t pages_ = 0;
+  std::uint64_t start_;
+  std::size_t block_bytes_;
+  std::uint32_t first_ = 0;
+  std::size_t blocks_ = 0;
   std::vector<std::uint8_t> buffer_;
+};
+
+// Where the content of a page stands in the journal, counted from 1; 0 is nowhere.
+using Slot = std::uint32_t;
+
+struct JournalPage {
+  PageNo page = 0;
+  Slot slot = 0;
 };
 
 struct JournalHeader;
 
 class Journal {
  public:
+  // Bytes that a record has before the page. Callers keep a page in memory with that much room before it,
+  // which belongs to the journal, so that a record is read and written without being copied.
+  static constexpr std::size_t kPrefixBytes = 64;
+
   Journal(FileSystem& files, std::string path, std::uint32_t page_size);
   ~Journal();
 
-  // Copies what the checkpoint will write to a page.
-  using NewContent = std::function<void(PageNo page, std::uint8_t* out)>;
+  // A committed state that did not get to the database file.
+  struct Waiting {
+    PageNo file_pages = 0;  // of the database file before
+    PageNo pages = 0;
+    std::vector<JournalPage> changed;  // ascending
+  };
+  // Looks for the journal beside a database that is being opened. What it returns can be read with Read(); a
+  // journal that says nothing is removed, unless the database is not `writable`. Error(kCorrupt) when the
+  // journal is damaged or does not belong to the database.
+  std::optional<Waiting> Recover(File& database, bool writable);
 
-  // Saves `pages` (ascending, all below `old_pages`) as they stand in `database`. Durable on return.
-  void Begin(File& database, PageNo old_pages, PageNo new_pages, const std::vector<PageNo>& pages,
-             const NewContent& new_content);
-  // The checkpoint is complete: makes the journal void. Removing it is tried, no more.
+  // Notes in the record of a page, about to be changed for the first time, that the database file holds the
+  // page as it stands in the record.
+  static void NoteFileContent(PageNo page, std::uint8_t* record, std::uint32_t page_size);
+
+  // Writes a record, in a slot of its own. A failure leaves no slot behind. Makes the journal when there is
+  // none: Error(kLocked) when another program has made one meanwhile.
+  Slot Add(PageNo page, std::uint8_t* record);
+  // Overwrites a record that was added since the last Commit().
+  void Rewrite(Slot slot, PageNo page, std::uint8_t* record);
+  void Read(Slot slot, std::uint8_t* record);
+  // A record that was added since the last Commit() is not needed any more.
+  void GiveUp(Slot slot);
+  // The last Commit() has put another record in the place of this one.
+  void Release(Slot slot) { free_.push_back(slot); }
+
+  struct Unsaved {
+    PageNo page = 0;
+    Slot slot = 0;  // as for Rewrite(); 0 as for Add(), and set then
+    std::uint8_t* record = nullptr;
+  };
+  // Writes many records, neighbours in one go. After a failure the new slots are of no use.
+  void Write(std::vector<Unsaved>& pages);
+
+  enum class Phase : std::uint32_t { kCommitted = 1, kApplying = 2 };
+  // Makes the state durable in which the pages `changed` (ascending) differ from the database file of
+  // `file_pages` pages, and `pages` is the number of all.
+  void Commit(File& database, PageNo file_pages, PageNo pages, const std::vector<JournalPage>& changed,
+              Phase phase);
+  // The committed state is about to be written to the database file.
+  void BeginApplying();
+  // The database file holds the committed state, durably: makes the journal void. Removing it is tried, no
+  // more.
   void Finish();
-  // The checkpoint failed: brings `database` back to what it was before and makes the journal void. When that
-  // fails too, the journal stays for the next open.
-  void Abandon(File& database) noexcept;
+  // Commit() failed: makes the journal void, unless it holds an earlier state. Records can still be read.
+  void Abandon() noexcept;
+  // Removes the journal if it says nothing.
+  void Discard() noexcept;
 
-  // Rolls back the journal that may lie beside a database that is being opened. Error(kReadOnly) when there
-  // is one and the database is not writable, Error(kCorrupt) when it does not belong to the database.
-  static void RollBackAtOpen(FileSystem& files, const std::string& path, File& database, bool writable,
-                             std::uint32_t page_size);
+  const std::string& path() const { return path_; }
+  bool has_state() const { return generation_ > 1; }
+  std::uint64_t bytes() const;
 
  private:
-  enum class State { kNone, kWriting, kActive, kEnding };
-
-  void WriteRecords(File& database, const std::vector<PageNo>& pages, const NewContent& new_content);
-  void WriteHeader();
+  std::size_t record_bytes() const { return kPrefixBytes + page_size_; }
+  std::uint64_t Offset(Slot slot) const;
+  void Make();
+  Slot NextSlot() const;
+  void TakeSlot(Slot slot);
+  void Seal(Slot slot, PageNo page, std::uint8_t* record);
+  void VoidGivenUp();
+  void WriteHeader(Phase phase);
   void Void();
-  void Remove();
+  Waiting ReadState(const JournalHeader& header, File& database);
+  void Reset();
 
   FileSystem& files_;
   std::string path_;
   std::uint32_t page_size_;
-  State state_ = State::kNone;
-  std::unique_ptr<JournalHeader> header_;
   std::unique_ptr<File> file_;
+  std::unique_ptr<JournalHeader> header_;  // the last one written, or to be written next
+  bool header_may_stand_ = false;          // in the file, valid
+  std::uint32_t generation_ = 1;           // of the records that are written now
+  std::uint32_t slots_ = 0;
+  std::vector<std::uint64_t> checksums_;  // by slot - 1
+  std::vector<Slot> free_;                // the last one is taken next
+  std::vector<Slot> given_up_;            // since the last Commit()
 };
 
 }  // namespace jet::internal

@@ -10,28 +10,18 @@ PageSlots::PageSlots(FileSystem& files, std::uint32_t page_size, std::size_t mem
       memory_slots_(static_cast<std::uint32_t>(memory_bytes / page_size)) {}
 
 std::uint32_t PageSlots::Add(const std::uint8_t* page) {
-  const std::uint32_t slot = free_.empty() ? used_ : free_.back();
-  Overwrite(slot, page);
-  if (free_.empty()) {
-    ++used_;
-  } else {
-    free_.pop_back();
-  }
-  return slot;
-}
-
-void PageSlots::Overwrite(std::uint32_t slot, const std::uint8_t* page) {
-  if (slot < memory_slots_) {
-    const std::uint32_t block = slot / kBlockPages;
+  if (used_ < memory_slots_) {
+    const std::uint32_t block = used_ / kBlockPages;
     if (block >= blocks_.size()) {
       blocks_.push_back(
           std::make_unique_for_overwrite<std::uint8_t[]>(std::size_t{kBlockPages} * page_size_));
     }
-    std::memcpy(blocks_[block].get() + std::size_t{slot % kBlockPages} * page_size_, page, page_size_);
-    return;
+    std::memcpy(blocks_[block].get() + std::size_t{used_ % kBlockPages} * page_size_, page, page_size_);
+  } else {
+    if (file_ == nullptr) file_ = files_.OpenTemporary();
+    file_->Write(std::uint64_t{used_ - memory_slots_} * page_size_, {page, page_size_});
   }
-  if (file_ == nullptr) file_ = files_.OpenTemporary();
-  file_->Write(std::uint64_t{slot - memory_slots_} * page_size_, {page, page_size_});
+  return used_++;
 }
 
 void PageSlots::Read(std::uint32_t slot, std::uint8_t* page) {
@@ -45,7 +35,6 @@ void PageSlots::Read(std::uint32_t slot, std::uint8_t* page) {
 
 void PageSlots::Clear() {
   used_ = 0;
-  free_.clear();
   file_.reset();
 }
 

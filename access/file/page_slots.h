@@ -18,9 +18,7 @@ class PageSlots {
 
   // Stores a page in a slot of its own. A failed Add leaves no slot behind.
   std::uint32_t Add(const std::uint8_t* page);
-  void Overwrite(std::uint32_t slot, const std::uint8_t* page);
   void Read(std::uint32_t slot, std::uint8_t* page);
-  void Free(std::uint32_t slot) { free_.push_back(slot); }
   // Frees every slot and gives the space of the temporary file back.
   void Clear();
 
@@ -30,8 +28,7 @@ class PageSlots {
   FileSystem& files_;
   std::uint32_t page_size_;
   std::uint32_t memory_slots_;
-  std::uint32_t used_ = 0;  // slots ever given out since Clear()
-  std::vector<std::uint32_t> free_;
+  std::uint32_t used_ = 0;
   std::vector<std::unique_ptr<std::uint8_t[]>> blocks_;
   std::unique_ptr<File> file_;
 };

@@ -11,6 +11,7 @@
 namespace jet {
 
 using internal::Frame;
+using internal::Journal;
 using internal::PageEntry;
 
 struct PageStore::Impl {
@@ -25,23 +26,20 @@ struct PageStore::Impl {
     std::uint32_t slot;
   };
 
-  Impl(FileSystem& file_system, std::unique_ptr<File> database, std::string journal, std::uint32_t page_bytes,
-       const PageStoreOptions& opts)
-      : files(file_system),
-        file(std::move(database)),
-        journal_path(std::move(journal)),
+  Impl(FileSystem& file_system, std::unique_ptr<File> database, std::string journal_path,
+       std::uint32_t page_bytes, const PageStoreOptions& opts)
+      : file(std::move(database)),
+        journal(file_system, std::move(journal_path), page_bytes),
         options(opts),
         page_size(page_bytes),
         frame_limit(std::max<std::size_t>(opts.cache_bytes / page_bytes, 8)),
-        spill(file_system, page_bytes, 0),
         undo(file_system, page_bytes, opts.undo_bytes) {}
 
-  FileSystem& files;
   std::unique_ptr<File> file;
-  std::string journal_path;
+  Journal journal;
   PageStoreOptions options;
   std::uint32_t page_size;
-  PageNo file_pages = 0;  // at the last checkpoint
+  PageNo file_pages = 0;  // of the file itself
   bool broken = false;
 
   std::size_t frame_limit;
@@ -49,21 +47,22 @@ struct PageStore::Impl {
   std::vector<Frame*> frames;  // all of them, in the order of the clock
   std::vector<Frame*> free_frames;
   std::size_t hand = 0;
-  internal::PageSlots spill;
 
   // The statement scope: what the pages were at its begin.
   std::uint32_t statement = 0;
   PageNo statement_pages = 0;
-  std::vector<PageNo> undo_clean;  // equalled the file
+  std::vector<PageNo> undo_clean;  // was as persisted last
   std::vector<UndoImage> undo_images;
   internal::PageSlots undo;
 
+  // Every page in memory has room before it for what the journal puts there.
   void AddBlock(std::size_t count) {
-    Block block{std::make_unique_for_overwrite<std::uint8_t[]>(count * page_size),
+    const std::size_t stride = Journal::kPrefixBytes + page_size;
+    Block block{std::make_unique_for_overwrite<std::uint8_t[]>(count * stride),
                 std::make_unique<Frame[]>(count)};
     for (std::size_t i = count; i-- > 0;) {
       Frame* frame = &block.frames[i];
-      frame->data = block.data.get() + i * page_size;
+      frame->data = block.data.get() + i * stride + Journal::kPrefixBytes;
       frame->size = page_size;
       frames.push_back(frame);
       free_frames.push_back(frame);
@@ -105,10 +104,10 @@ struct PageStore::Impl {
     if (!frame->attached) return;
     PageEntry& entry = entries[frame->page];
     if (frame->unsaved) {
-      if (entry.spill != 0) {
-        spill.Overwrite(entry.spill - 1, frame->data);
+      if (entry.stored != entry.persisted) {
+        journal.Rewrite(entry.stored, frame->page, Record(frame));
       } else {
-        entry.spill = spill.Add(frame->data) + 1;
+        entry.stored = journal.Add(frame->page, Record(frame));
       }
     }
     Detach(frame, entry);
@@ -130,10 +129,17 @@ struct PageStore::Impl {
     frame->use = 1;
   }
 
-  // The page is no more, or is to be read from the file again.
+  static std::uint8_t* Record(Frame* frame) { return frame->data - Journal::kPrefixBytes; }
+
+  void BackToPersisted(PageEntry& entry) {
+    if (entry.stored == entry.persisted) return;
+    journal.GiveUp(entry.stored);
+    entry.stored = entry.persisted;
+  }
+
+  // The page is no more, or is to be read again as it was persisted last.
   void Drop(PageEntry& entry) {
-    if (entry.spill != 0) spill.Free(entry.spill - 1);
-    entry.spill = 0;
+    BackToPersisted(entry);
     if (Frame* frame = entry.frame) {
       Detach(frame, entry);
       // A frame that is still held is found by the clock once it is let go.
@@ -141,48 +147,74 @@ struct PageStore::Impl {
     }
   }
 
-  void ReadFromFile(PageNo page, std::uint8_t* out) {
-    file->Read(std::uint64_t{page} * page_size, {out, page_size});
-  }
-
-  bool IsChanged(const PageEntry& entry) const {
-    return entry.spill != 0 || (entry.frame != nullptr && entry.frame->unsaved);
-  }
-
-  void CopyChanged(const PageEntry& entry, std::uint8_t* out) {
-    if (entry.frame != nullptr) {
-      std::memcpy(out, entry.frame->data, page_size);
+  void ReadStored(PageNo page, const PageEntry& entry, Frame* frame) {
+    if (entry.stored != 0) {
+      journal.Read(entry.stored, Record(frame));
     } else {
-      spill.Read(entry.spill - 1, out);
+      file->Read(std::uint64_t{page} * page_size, {frame->data, page_size});
     }
   }
 
-  void WritePages(const std::vector<PageEntry>& entries, const std::vector<PageNo>& pages) {
-    internal::RunWriter writer(*file, page_size);
-    for (const PageNo page : pages) CopyChanged(entries[page], writer.Add(page));
+  // From what was persisted last.
+  static bool IsChanged(const PageEntry& entry) {
+    return entry.stored != entry.persisted || (entry.frame != nullptr && entry.frame->unsaved);
+  }
+
+  void Commit(std::vector<PageEntry>& entries, PageNo page_count, Journal::Phase phase) {
+    std::vector<Journal::Unsaved> unsaved;
+    std::vector<internal::Slot> old_slots;
+    for (PageNo page = 0; page < entries.size(); ++page) {
+      const PageEntry& entry = entries[page];
+      if (!IsChanged(entry)) continue;
+      if (entry.persisted != 0) old_slots.push_back(entry.persisted);
+      if (entry.frame == nullptr || !entry.frame->unsaved) continue;
+      unsaved.push_back({page, entry.stored == entry.persisted ? 0 : entry.stored, Record(entry.frame)});
+    }
+    journal.Write(unsaved);
+    for (const Journal::Unsaved& item : unsaved) entries[item.page].stored = item.slot;
+    std::vector<internal::JournalPage> changed;
+    for (PageNo page = 0; page < entries.size(); ++page) {
+      if (entries[page].stored != 0) changed.push_back({page, entries[page].stored});
+    }
+    journal.Commit(*file, file_pages, page_count, changed, phase);
+    for (const internal::Slot slot : old_slots) journal.Release(slot);
+    for (PageEntry& entry : entries) {
+      entry.persisted = entry.stored;
+      if (entry.frame != nullptr) entry.frame->unsaved = false;
+    }
+  }
+
+  // Writes what was persisted to the file.
+  void WritePersisted(const std::vector<PageEntry>& entries, PageNo from, PageNo to) {
+    internal::RunWriter writer(*file, 0, page_size);
+    std::vector<std::uint8_t> record(Journal::kPrefixBytes + page_size);
+    for (PageNo page = from; page < to; ++page) {
+      const PageEntry& entry = entries[page];
+      if (entry.persisted == 0) continue;
+      if (entry.frame != nullptr && !IsChanged(entry)) {
+        std::memcpy(writer.Add(page), entry.frame->data, page_size);
+      } else {
+        journal.Read(entry.persisted, record.data());
+        std::memcpy(writer.Add(page), record.data() + Journal::kPrefixBytes, page_size);
+      }
+    }
     writer.Flush();
   }
 
-  void WriteCheckpoint(const std::vector<PageEntry>& entries, PageNo page_count) {
-    std::vector<PageNo> overwritten;
-    std::vector<PageNo> appended;
-    for (PageNo page = 0; page < entries.size(); ++page) {
-      if (IsChanged(entries[page])) (page < file_pages ? overwritten : appended).push_back(page);
-    }
-    internal::Journal journal(files, journal_path, page_size);
+  void Apply(std::vector<PageEntry>& entries) {
+    const auto known = static_cast<PageNo>(entries.size());
+    const PageNo old = std::min(file_pages, known);
+    // First the new pages: a full disk shows before anything old is overwritten.
     try {
-      journal.Begin(*file, file_pages, page_count, overwritten,
-                    [&](PageNo page, std::uint8_t* out) { CopyChanged(entries[page], out); });
-      // First the new pages: a full disk shows before anything old is overwritten.
-      WritePages(entries, appended);
-      WritePages(entries, overwritten);
-      file->Sync();
-      journal.Finish();
-    } catch (...) {
-      broken = true;
-      journal.Abandon(*file);
+      WritePersisted(entries, old, known);
+    } catch (const Error&) {
+      file->Truncate(std::uint64_t{file_pages} * page_size);
       throw;
     }
+    WritePersisted(entries, 0, old);
+    file->Sync();
+    journal.Finish();
+    for (PageEntry& entry : entries) entry.stored = entry.persisted = 0;
   }
 };
 
@@ -191,27 +223,51 @@ PageStore::PageStore(FileSystem& files, std::unique_ptr<File> file, std::string 
     : page_size_(page_size),
       writable_(writable),
       impl_(std::make_unique<Impl>(files, std::move(file), std::move(journal_path), page_size, options)) {
-  internal::Journal::RollBackAtOpen(files, impl_->journal_path, *impl_->file, writable, page_size);
-  const std::uint64_t size = impl_->file->Size();
+  Impl& impl = *impl_;
+  if (const auto waiting = impl.journal.Recover(*impl.file, writable)) {
+    impl.file_pages = waiting->file_pages;
+    page_count_ = waiting->pages;
+    entries_.resize(page_count_);
+    for (const internal::JournalPage& item : waiting->changed) {
+      entries_[item.page].stored = entries_[item.page].persisted = item.slot;
+    }
+    if (!writable) return;
+    Apply();
+  }
+  const std::uint64_t size = impl.file->Size();
   if (size % page_size != 0 || size / page_size > 0xFFFFFFFFu) {
     throw Error(
         ErrorKind::kCorrupt,
         fmt::format("The file is damaged: its size of {} bytes is not a whole number of pages of {} bytes.",
                     size, page_size));
   }
-  page_count_ = impl_->file_pages = static_cast<PageNo>(size / page_size);
+  page_count_ = impl.file_pages = static_cast<PageNo>(size / page_size);
 }
 
-PageStore::~PageStore() = default;
+PageStore::~PageStore() {
+  if (journal_waits_ && !impl_->broken) {
+    try {
+      Apply();
+    } catch (const std::exception&) {
+      // The journal stays, and the next open does it.
+    }
+  }
+  impl_->journal.Discard();
+}
 
 void PageStore::RequireWritable() const {
   if (!writable_) throw Error(ErrorKind::kReadOnly, "The database is open for reading only.");
   if (impl_->broken) {
     throw Error(
         ErrorKind::kIo,
-        "Nothing more can be written to the database because an earlier write failed; the file is as it "
-        "was at the last checkpoint.");
+        "Nothing more can be written to the database because an earlier write failed; what was saved before "
+        "is safe.");
   }
+}
+
+void PageStore::RequireNoStatement() const {
+  if (in_statement_)
+    throw Error(ErrorKind::kInvalid, "A checkpoint is not possible while a statement is under way.");
 }
 
 Frame* PageStore::Load(PageNo page) {
@@ -226,11 +282,7 @@ Frame* PageStore::Load(PageNo page) {
   Frame* frame = impl_->TakeFrame(entries_);
   PageEntry& entry = entries_[page];
   try {
-    if (entry.spill != 0) {
-      impl_->spill.Read(entry.spill - 1, frame->data);
-    } else {
-      impl_->ReadFromFile(page, frame->data);
-    }
+    impl_->ReadStored(page, entry, frame);
   } catch (...) {
     impl_->free_frames.push_back(frame);
     throw;
@@ -252,7 +304,10 @@ Frame* PageStore::NoteAndWrite(PageNo page) {
     }
     entry.statement = impl_->statement;
   }
-  if (!changed) ++changed_pages_;
+  if (!changed) {
+    ++changed_pages_;
+    if (entry.persisted == 0) Journal::NoteFileContent(page, Impl::Record(frame), page_size_);
+  }
   frame->unsaved = true;
   frame->write_epoch = epoch_;
   frame->use |= 7;  // a changed page costs a write to spill: clean ones go first
@@ -269,7 +324,7 @@ MutablePageRef PageStore::Append() {
   if (page >= entries_.size())
     entries_.resize(std::max<std::size_t>(page + 1, entries_.size() + entries_.size() / 4));
   Frame* frame = impl_->TakeFrame(entries_);
-  std::memset(frame->data, 0, page_size_);
+  std::memset(Impl::Record(frame), 0, Journal::kPrefixBytes + page_size_);
   Impl::Attach(frame, page, entries_[page]);
   frame->unsaved = true;
   frame->write_epoch = epoch_;
@@ -320,43 +375,75 @@ void PageStore::Undo() {
   for (const PageNo page : impl_->undo_clean) {
     PageEntry& entry = entries_[page];
     if (Frame* frame = entry.frame; frame != nullptr && frame->pins != 0) {
-      impl_->ReadFromFile(page, frame->data);
+      impl_->BackToPersisted(entry);
+      impl_->ReadStored(page, entry, frame);
       frame->unsaved = false;
       frame->write_epoch = 0;
-      if (entry.spill != 0) impl_->spill.Free(entry.spill - 1);
-      entry.spill = 0;
     } else {
       impl_->Drop(entry);
     }
     --changed_pages_;
   }
-  std::vector<std::uint8_t> image(page_size_);
+  std::vector<std::uint8_t> record(Journal::kPrefixBytes + page_size_);
   for (const Impl::UndoImage& undo : impl_->undo_images) {
     PageEntry& entry = entries_[undo.page];
     if (Frame* frame = entry.frame) {
       impl_->undo.Read(undo.slot, frame->data);
       frame->unsaved = true;
     } else {
-      impl_->undo.Read(undo.slot, image.data());
-      impl_->spill.Overwrite(entry.spill - 1, image.data());
+      impl_->journal.Read(entry.stored, record.data());
+      impl_->undo.Read(undo.slot, record.data() + Journal::kPrefixBytes);
+      impl_->journal.Rewrite(entry.stored, undo.page, record.data());
     }
   }
 }
 
-void PageStore::Checkpoint() {
-  if (in_statement_)
-    throw Error(ErrorKind::kInvalid, "A checkpoint is not possible while a statement is under way.");
+void PageStore::Commit(bool applying) {
+  ++epoch_;
+  try {
+    impl_->Commit(entries_, page_count_, applying ? Journal::Phase::kApplying : Journal::Phase::kCommitted);
+  } catch (...) {
+    impl_->broken = true;
+    impl_->journal.Abandon();
+    throw;
+  }
+  changed_pages_ = 0;
+  journal_waits_ = true;
+}
+
+void PageStore::Apply() {
+  try {
+    impl_->journal.BeginApplying();
+    impl_->Apply(entries_);
+  } catch (const Error& error) {
+    impl_->broken = true;
+    throw Error(
+        error.kind(),
+        fmt::format("{} What was done is kept in the journal {}. It gets to the database the next time "
+                    "that is opened for writing.",
+                    error.what(), impl_->journal.path()));
+  }
+  journal_waits_ = false;
+  impl_->file_pages = page_count_;
+}
+
+void PageStore::Persist() {
+  RequireNoStatement();
   if (changed_pages_ == 0) return;
   RequireWritable();
-  ++epoch_;
-  impl_->WriteCheckpoint(entries_, page_count_);
-  for (PageEntry& entry : entries_) {
-    entry.spill = 0;
-    if (entry.frame != nullptr) entry.frame->unsaved = false;
+  if (impl_->journal.bytes() > impl_->options.journal_bytes) {
+    Checkpoint();
+  } else {
+    Commit(false);
   }
-  impl_->spill.Clear();
-  impl_->file_pages = page_count_;
-  changed_pages_ = 0;
+}
+
+void PageStore::Checkpoint() {
+  RequireNoStatement();
+  if (!has_changes()) return;
+  RequireWritable();
+  if (changed_pages_ != 0) Commit(true);
+  Apply();
 }
 
 }  // namespace jet

@@ -1,11 +1,12 @@
 // Pages of one file: a cache with a ceiling, statement scopes that can be undone, and checkpoints that are
 // atomic.
 //
-// Changed pages stay in the cache, and spill to a temporary file past the ceiling, until Checkpoint() writes
-// them: it writes the old content of every page it will overwrite to a rollback journal beside the file,
-// syncs, writes the pages, syncs, removes the journal. A journal that is found when a file is opened is
-// rolled back first. So the file is always exactly at its last checkpoint, whenever the process is killed or
-// the disk fills up.
+// Changed pages stay in the cache, and go to a write-ahead journal beside the file past the ceiling.
+// Persist() writes the others there too and makes them durable; the file itself is not touched before
+// Checkpoint(), which brings it up to date from a journal that is complete and synced, and removes the
+// journal. Whenever the process is killed or the disk fills up, the file and its journal together hold what
+// was persisted last: the next open for writing brings the file up to date, one for reading reads through the
+// journal.
 //
 // Pages are pinned handles. While any handle on a page lives, its bytes stay at the same address, and a
 // handle taken for reading sees what is written through another handle on the same page. No handle may
@@ -41,14 +42,14 @@ struct Frame {
   std::uint32_t pins = 0;
   std::uint8_t use = 0;   // the clock shifts it right; a frame at 0 is the next to go
   bool attached = false;  // the page table points here
-  bool unsaved = false;   // differs from the spill slot of its page or, where it has none, from the file
+  bool unsaved = false;   // differs from what `stored` of its page names
 };
 
-// What the store knows of a page. The page differs from the file exactly when it has a spill slot or an
-// unsaved frame.
+// What the store knows of a page. Where a slot is 0, the content is that of the file.
 struct PageEntry {
   Frame* frame = nullptr;
-  std::uint32_t spill = 0;      // slot in the spill file + 1
+  std::uint32_t stored = 0;     // journal slot of the content, but for an unsaved frame
+  std::uint32_t persisted = 0;  // journal slot of the content at the last Persist()
   std::uint32_t statement = 0;  // last statement that noted how to undo the page
 };
 
@@ -101,23 +102,26 @@ struct PageStoreOptions {
   std::uint64_t max_file_bytes = std::uint64_t{1} << 31;
   // Before-images of a statement that are held in memory; more go to a temporary file.
   std::size_t undo_bytes = 8u << 20;
+  // Once the journal has grown past this, Persist() brings the file up to date.
+  std::uint64_t journal_bytes = std::uint64_t{1} << 30;
 };
 
 class PageStore {
  public:
-  // Takes over an open file. `journal_path` names the rollback journal beside it; an existing journal is
-  // rolled back (Error(kReadOnly) when the file is open for reading only and a journal waits; Error(kCorrupt)
-  // when the journal does not belong to the file as it is). `page_size` is 4096 or 2048; a file size that is
-  // not a whole number of pages is Error(kCorrupt).
+  // Takes over an open file. `journal_path` names the journal beside it; when one waits there, a writable
+  // file is brought up to date (Error(kCorrupt) when the journal is damaged or does not belong to the file as
+  // it is). `page_size` is 4096 or 2048; a file size that is not a whole number of pages is Error(kCorrupt).
   PageStore(FileSystem& files, std::unique_ptr<File> file, std::string journal_path, bool writable,
             std::uint32_t page_size, const PageStoreOptions& options = {});
-  ~PageStore();  // drops everything since the last checkpoint
+  // Drops everything since the last Persist() or Checkpoint(). What was persisted before is tried to be
+  // brought to the file; the next open does it otherwise.
+  ~PageStore();
   PageStore(const PageStore&) = delete;
   PageStore& operator=(const PageStore&) = delete;
 
   std::uint32_t page_size() const { return page_size_; }
   bool writable() const { return writable_; }
-  // Number of pages, those appended since the last checkpoint included.
+  // Number of pages, those included that the file does not hold yet.
   PageNo page_count() const { return page_count_; }
 
   // Error(kCorrupt) when the page lies past the end.
@@ -146,17 +150,21 @@ class PageStore {
   // those keep some bytes, but no longer stand for a page.
   //
   // RollbackStatement() does not throw. When it cannot bring a page back, the store refuses further writes
-  // and checkpoints, so that the file stays as it was at the last checkpoint.
+  // and checkpoints, so that the file stays as it was persisted last.
   void BeginStatement();
   void CommitStatement();
   void RollbackStatement() noexcept;
   bool in_statement() const { return in_statement_; }
 
-  // Makes everything since the last checkpoint durable, atomically; Error(kInvalid) within a statement scope.
-  // On an error the file is as it was at the last checkpoint (at once, or after the journal is rolled back by
-  // the next open) and the store refuses further writes with Error(kIo).
+  // Makes everything so far durable, atomically, in the journal. Error(kInvalid) within a statement scope.
+  // After any other error the next open finds what was persisted before, or all of it, and the store refuses
+  // further writes with Error(kIo).
+  void Persist();
+  // As Persist(), and brings the file itself up to date. After an error the next open finds what was
+  // persisted before, or all of it.
   void Checkpoint();
-  bool has_changes() const { return changed_pages_ != 0; }
+  // Whether Checkpoint() has anything to do.
+  bool has_changes() const { return changed_pages_ != 0 || journal_waits_; }
 
  private:
   struct Impl;
@@ -164,12 +172,16 @@ class PageStore {
   internal::Frame* Load(PageNo page);
   internal::Frame* NoteAndWrite(PageNo page);
   void RequireWritable() const;
+  void RequireNoStatement() const;
+  void Commit(bool applying);
+  void Apply();
   void Undo();
 
   std::vector<internal::PageEntry> entries_;  // by page, grown on demand
   std::uint64_t epoch_ = 1;                   // changes whenever Write() has to look at a page anew
   PageNo page_count_ = 0;
-  PageNo changed_pages_ = 0;  // pages that differ from the file
+  PageNo changed_pages_ = 0;    // pages that differ from what was persisted last
+  bool journal_waits_ = false;  // for the file to be brought up to date
   std::uint32_t page_size_;
   bool writable_;
   bool in_statement_ = false;

@@ -2,7 +2,8 @@
 // pages, maps and descriptors stay below.
 //
 // Changes happen inside a statement scope (StatementScope), which takes them back unless it is committed, and
-// become durable with Checkpoint(). Opening a file, and everything up to the first change, writes nothing.
+// become durable with Persist() or Checkpoint(). Opening a file, and everything up to the first change,
+// writes nothing.
 #pragma once
 
 #include <cstdint>
@@ -220,7 +221,7 @@ class Database {
   // Makes an empty database; kExists when the file is there.
   static void Create(FileSystem& files, const std::string& path, Format format);
 
-  virtual ~Database() = default;  // drops what has not been checkpointed
+  virtual ~Database() = default;  // drops what was not made durable
 
   virtual const std::string& path() const = 0;
   virtual Format format() const = 0;
@@ -246,6 +247,8 @@ class Database {
   virtual void CommitStatement() = 0;
   virtual void RollbackStatement() = 0;
 
+  // See PageStore.
+  virtual void Persist() = 0;
   virtual void Checkpoint() = 0;
   virtual bool has_changes() const = 0;
 

@@ -16,22 +16,6 @@ constexpr const char* kReplacedReason = "its definition has changed meanwhile";
 
 std::string NamesFile(const std::string& path) { return fmt::format("\"{}\"", path); }
 
-// A journal that an interrupted checkpoint left can only be rolled back by a writer. Where nobody may write
-// now, nothing happens: the page store then tells whether the journal keeps readers out.
-void RollBackJournal(FileSystem& files, const std::string& path, const std::string& journal) {
-  if (!files.Exists(journal) || !files.Exists(path) || !files.AccessUsers(path).empty()) return;
-  std::unique_ptr<File> file;
-  try {
-    file = files.Open(path, OpenMode::kReadWrite);
-  } catch (const Error& error) {
-    if (error.kind() == ErrorKind::kReadOnly || error.kind() == ErrorKind::kLocked) return;
-    throw;
-  }
-  // Page 0 never changes, so it can be trusted even now.
-  const std::uint32_t page_size = ReadFileHeader(*file, path).format->page_size;
-  PageStore store(files, std::move(file), journal, true, page_size);
-}
-
 }  // namespace
 
 std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& path, OpenMode mode,
@@ -40,7 +24,6 @@ std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& p
   // Journal and lock file stand beside the file itself, by whatever link it is opened.
   const std::string home = files.ResolveLinks(path);
   const std::string journal = home + kJournalSuffix;
-  if (mode == OpenMode::kRead) RollBackJournal(files, home, journal);
   std::unique_ptr<File> file = files.Open(path, mode);
   FileHeader header = ReadFileHeader(*file, path);
   if (mode == OpenMode::kReadWrite) {
@@ -150,11 +133,22 @@ void DatabaseImpl::RollbackStatement() {
   for (const auto& [page, table] : tables_) table->OnRollbackStatement();
 }
 
-void DatabaseImpl::Checkpoint() {
-  if (!pages_->writable()) return;
+// What the tables keep in memory goes to their pages.
+void DatabaseImpl::FlushTables() {
   if (pages_->in_statement())
     throw Error(ErrorKind::kInvalid, "A checkpoint was asked for within a statement.");
   for (const auto& [page, table] : tables_) table->Flush();
+}
+
+void DatabaseImpl::Persist() {
+  if (!pages_->writable()) return;
+  FlushTables();
+  pages_->Persist();
+}
+
+void DatabaseImpl::Checkpoint() {
+  if (!pages_->writable()) return;
+  FlushTables();
   pages_->Checkpoint();
 }
 

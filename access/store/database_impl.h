@@ -42,6 +42,7 @@ class DatabaseImpl final : public Database, private TableSource {
   void BeginStatement() override;
   void CommitStatement() override;
   void RollbackStatement() override;
+  void Persist() override;
   void Checkpoint() override;
   bool has_changes() const override { return pages_->has_changes(); }
   PageStore& pages() override { return *pages_; }
@@ -78,6 +79,7 @@ class DatabaseImpl final : public Database, private TableSource {
   // Runs `change` in the open statement, or in one of its own.
   void InStatement(const std::function<void()>& change);
   void RequireWritable() const;
+  void FlushTables();
   const CatalogRow& RequireTable(const std::string& name);
   Change BeginChange(const std::string& table_name);
   std::shared_ptr<StoredTable> EndChange(Change* change);

@@ -64,6 +64,10 @@ void AccessConnection::Checkpoint() {
   Translated([&] { database().Checkpoint(); });
 }
 
+void AccessConnection::Persist() {
+  if (mode_ != AccessMode::kRead) Translated([&] { database().Persist(); });
+}
+
 std::shared_ptr<ProviderConnection> OpenAccess(const std::string& path, AccessMode mode,
                                                AccessFormats formats) {
   return Translated([&]() -> std::shared_ptr<ProviderConnection> {

@@ -46,6 +46,7 @@ class AccessConnection : public ProviderConnection {
   std::unique_ptr<ProviderRecordset> OpenRecordset(std::string_view sql, CursorType cursor,
                                                    LockType lock) override;
   void Checkpoint() override;
+  void Persist() override;
 
   jet::Database& database() { return *engine_->database; }
   jet::sql::Session& session() { return *engine_->session; }

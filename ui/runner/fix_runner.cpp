@@ -18,10 +18,10 @@ using platform::ShowMessage;
 
 constexpr char kSource[] = "VNTFixdb";
 
-// Fixes that take no time share a checkpoint, so that a run on one notice does not spend its time waiting for
-// the disk. A run that is killed loses the fix that was running and, of those before it, at most what was
-// done in this time.
-constexpr auto kCheckpointInterval = std::chrono::milliseconds(250);
+// Fixes that take no time are made durable together, so that a run on one notice does not spend its time
+// waiting for the disk. A run that is killed loses the fix that was running and, of those before it, at most
+// what was done in this time.
+constexpr auto kPersistInterval = std::chrono::milliseconds(250);
 
 // Makes the reference connection anew. False when it cannot be opened; nothing is told here.
 bool OpenReferenceDatabase() {
@@ -160,13 +160,18 @@ class Run {
   // What was done becomes durable; a failure of that counts as the fix's own.
   void EndFix(bool last = false) {
     const auto now = std::chrono::steady_clock::now();
-    if (last || now - last_checkpoint_ >= kCheckpointInterval) {
-      Trapped([] {
+    if (last || now - last_persist_ >= kPersistInterval) {
+      Trapped([last] {
         // A connection that never opened has nothing to keep, and every fix has said so.
         const auto& main = State().main_connection;
-        if (main && main->has_connection() && main->Cn().is_open()) main->Cn().Checkpoint();
+        if (!main || !main->has_connection() || !main->Cn().is_open()) return;
+        if (last) {
+          main->Cn().Checkpoint();
+        } else {
+          main->Cn().Persist();
+        }
       });
-      last_checkpoint_ = std::chrono::steady_clock::now();
+      last_persist_ = std::chrono::steady_clock::now();
     }
     result_.fixes.push_back(counter_.End());
     observer_.FixEnds(result_.fixes.back());
@@ -175,7 +180,7 @@ class Run {
   RunObserver& observer_;
   Counter counter_;
   RunResult result_;
-  std::chrono::steady_clock::time_point last_checkpoint_ = std::chrono::steady_clock::now();
+  std::chrono::steady_clock::time_point last_persist_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace

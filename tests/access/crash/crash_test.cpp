@@ -1,5 +1,5 @@
 // A database is worked on, and the disk fails, fills up or loses power at every single operation: what is
-// opened afterwards is sound, and holds what the last checkpoint held.
+// opened afterwards is sound, and holds what was there before the checkpoint, or all of it.
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
@@ -104,7 +104,7 @@ TEST_P(Crash, CheckpointIsAllOrNothing) {
       if (fault.power_loss) files.LosePower(fault.keep_seed == 0 ? 0 : fault.keep_seed + 10 * n);
       database.reset();
       files.FailAt(0, fault.failure);
-      Database::Open(files, kPath, OpenMode::kReadWrite);  // rolls back
+      Database::Open(files, kPath, OpenMode::kReadWrite);  // brings the file up to date
       const std::string text = TextOf(files.Content(kPath));
       ASSERT_TRUE(text == old_text_ || text == new_text_) << "operation " << n << " of " << all_operations_;
       if (completed) {

@@ -154,8 +154,9 @@ TEST_F(PlatformFiles, ConflictsBetweenProcesses) {
   EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kSql);
 }
 
-// A limit of the file size stands for a full disk: the checkpoint fails and the file is the old one.
-TEST_F(PlatformFiles, FullDiskLeavesTheOldFile) {
+// A limit of the file size stands for a full disk: the checkpoint fails, the file is the old one, and once
+// there is space what was done gets to it.
+TEST_F(PlatformFiles, FullDiskLeavesTheOldFileAndTheJournal) {
   const std::string old_content(4096 * 20, 'o');
   Put("a.mdb", old_content);
   const int result = InAnotherProcess([&] {
@@ -169,14 +170,21 @@ TEST_F(PlatformFiles, FullDiskLeavesTheOldFile) {
     return static_cast<int>(KindOf([&] { store.Checkpoint(); }));
   });
   EXPECT_EQ(static_cast<ErrorKind>(result), ErrorKind::kFull);
+  {
+    const auto file = files_.Open(Path("a.mdb"), OpenMode::kRead);
+    ASSERT_EQ(file->Size(), old_content.size());
+    EXPECT_TRUE(ReadText(*file, 0, old_content.size()) == old_content);
+  }
+  PageStore store(files_, files_.Open(Path("a.mdb"), OpenMode::kReadWrite), Path("a.mdb-journal"), true,
+                  4096);
+  EXPECT_EQ(store.page_count(), 30u);
+  EXPECT_EQ(store.Read(3).data()[0], 1);
+  EXPECT_EQ(store.Read(4).data()[0], 'o');
   EXPECT_FALSE(files_.Exists(Path("a.mdb-journal")));
-  const auto file = files_.Open(Path("a.mdb"), OpenMode::kRead);
-  ASSERT_EQ(file->Size(), old_content.size());
-  EXPECT_TRUE(ReadText(*file, 0, old_content.size()) == old_content);
 }
 
-// A process is killed at any moment of its checkpoints.
-TEST_F(PlatformFiles, KilledProcessLeavesOneOfItsCheckpoints) {
+// A process is killed at any moment, while it persists its work or brings it to the file.
+TEST_F(PlatformFiles, KilledProcessLeavesWhatItPersisted) {
   constexpr PageNo kPages = 600;
   Put("a.mdb", std::string(4096 * kPages, '\0'));
   for (int round = 0; round < 12; ++round) {
@@ -187,7 +195,11 @@ TEST_F(PlatformFiles, KilledProcessLeavesOneOfItsCheckpoints) {
       for (;;) {
         for (PageNo i = 0; i < kPages; i += 2) ++store.Write(i).mutable_data()[5];
         ++store.Append().mutable_data()[5];
-        store.Checkpoint();
+        if (store.page_count() % 4 == 0) {
+          store.Checkpoint();
+        } else {
+          store.Persist();
+        }
       }
     }
     usleep(static_cast<useconds_t>(3000 + 7919 * round));

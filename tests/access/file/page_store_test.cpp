@@ -59,7 +59,7 @@ void ExpectSame(PageStore& store, const Model& model) {
   for (PageNo i = 0; i < model.size(); ++i) ASSERT_EQ(Text(store.Read(i).bytes()), model[i]) << "page " << i;
 }
 
-// Random reads, writes, appends, statements, checkpoints and reopenings, with handles that are held for a
+// Random reads, writes, appends, statements, saves and reopenings, with handles that are held for a
 // while, in a cache so small that nearly everything spills.
 class RandomWork : public testing::TestWithParam<std::uint64_t> {};
 
@@ -67,14 +67,14 @@ TEST_P(RandomWork, EqualsModel) {
   std::mt19937_64 random(GetParam());
   const auto below = [&](std::uint64_t n) { return static_cast<PageNo>(random() % n); };
   MemoryFileSystem files;
-  Model model, at_statement, at_checkpoint;
+  Model model, at_statement, saved;
   std::string content;
   for (int i = 0; i < 40; ++i) {
     model.push_back(Filled(i));
     content += model.back();
   }
   files.SetContent(kPath, content);
-  at_checkpoint = model;
+  saved = model;
   PageStoreOptions options;
   options.cache_bytes = kPage * (8 + below(24));
   options.undo_bytes = kPage * below(6);
@@ -137,24 +137,41 @@ TEST_P(RandomWork, EqualsModel) {
         std::erase_if(held, [&](const auto& item) { return item.first >= model.size(); });
         break;
       case 18:
-        if ((*store)->in_statement() || below(4) != 0) break;
-        (*store)->Checkpoint();
-        at_checkpoint = model;
-        EXPECT_FALSE((*store)->has_changes());
-        EXPECT_FALSE(files.Exists(kJournal));
+        if ((*store)->in_statement()) break;
+        switch (below(8)) {
+          case 0:
+            (*store)->Checkpoint();
+            EXPECT_FALSE((*store)->has_changes());
+            EXPECT_FALSE(files.Exists(kJournal));
+            saved = model;
+            break;
+          case 1:
+          case 2:
+            (*store)->Persist();
+            saved = model;
+            break;
+        }
         break;
       case 19:
         if (below(12) != 0) break;
         held.clear();
-        store = nullptr;  // drops what was not checkpointed
+        store = nullptr;  // drops what was not saved
         store = std::make_unique<Store>(files, OpenMode::kReadWrite, options);
-        model = at_checkpoint;
+        model = saved;
         break;
     }
     check_held();
+    // A copy of both files at any moment, as a killed process leaves them.
+    if (step % 97 == 0) {
+      MemoryFileSystem killed;
+      killed.SetContent(kPath, files.Content(kPath));
+      if (files.Exists(kJournal)) killed.SetContent(kJournal, files.Content(kJournal));
+      ExpectSame(*Store(killed, OpenMode::kRead, options), saved);
+      ExpectSame(*Store(killed, OpenMode::kReadWrite, options), saved);
+    }
     if (HasFatalFailure()) return;
     if (step % 500 == 0) {
-      const bool same = model == at_checkpoint;
+      const bool same = model == saved;
       ASSERT_TRUE((*store)->has_changes() || same);
       ExpectSame(**store, model);
     }

@@ -118,11 +118,39 @@ TEST(OpenTest, AVoidJournalKeepsNoReaderOut) {
   d.files.SetReadOnly(kFile, false);
   d.files.SetAccessUsers(kFile, "ADMIN on PC7");
   d.Open(OpenMode::kRead);
-  EXPECT_TRUE(d.files.Exists(journal)) << "nothing is written while Access has the file open";
   d.db.reset();
   d.files.SetAccessUsers(kFile, "");
-  d.Open(OpenMode::kRead);
+  EXPECT_TRUE(d.files.Exists(journal)) << "readers write nothing";
+  d.Open();
   EXPECT_FALSE(d.files.Exists(journal));
+}
+
+// A run was killed: readers see what it had saved, without a byte being written, and the next writer brings
+// the file up to date.
+TEST(OpenTest, AWaitingJournalIsReadThrough) {
+  OpenDatabase d;
+  const std::string before = d.files.Content(kFile), journal = std::string(kFile) + "-vntjournal";
+  {
+    StatementScope scope(*d.db);
+    d->CreateTable("saved", {Col("n", ColumnType::kLong)}, {});
+    scope.Commit();
+  }
+  d->Persist();
+  const std::string saved = d.files.Content(journal);
+  EXPECT_TRUE(d.files.Content(kFile) == before);
+  d.files.LosePower();
+  d.db.reset();
+  d.files.SetReadOnly(kFile, true);
+  d.Open(OpenMode::kRead);
+  EXPECT_NE(d->FindTable("saved"), nullptr);
+  d.db.reset();
+  EXPECT_TRUE(d.files.Content(journal) == saved);
+  EXPECT_TRUE(d.files.Content(kFile) == before);
+  d.files.SetReadOnly(kFile, false);
+  d.Open();
+  EXPECT_NE(d->FindTable("saved"), nullptr);
+  EXPECT_FALSE(d.files.Exists(journal));
+  EXPECT_FALSE(d.files.Content(kFile) == before);
 }
 
 // However a file is reached, its journal is the one beside the file itself.

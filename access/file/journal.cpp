@@ -21,6 +21,7 @@ std::uint64_t HeaderOffset(std::uint64_t sequence) {
 }
 
 constexpr std::size_t kHashesOffset = 16;
+constexpr std::size_t kNumberOffset = 48;
 constexpr std::size_t kSector = 512;
 constexpr std::size_t kSectorHashes = 8;
 // Sectors that a crash may leave with neither their old nor their new content: what was on its way to a disk
@@ -81,11 +82,11 @@ struct JournalHeader {
   PageNo file_pages = 0;
   PageNo pages = 0;
   std::uint32_t records = 0;
-  std::uint32_t generation = 0;
   std::uint64_t salt = 0;
   std::uint64_t sequence = 0;
   std::uint32_t changed = 0;
   std::uint64_t digest = 0;
+  std::uint64_t last_number = 0;
   std::vector<Witness> witnesses;
 
   // Of a whole record but for the field that holds it.
@@ -102,15 +103,15 @@ struct JournalHeader {
     StoreLe(out + 16, file_pages);
     StoreLe(out + 20, pages);
     StoreLe(out + 24, records);
-    StoreLe(out + 28, generation);
     StoreLe(out + 32, salt);
     StoreLe(out + 40, sequence);
     StoreLe(out + 48, changed);
     StoreLe(out + 52, static_cast<std::uint32_t>(witnesses.size()));
     StoreLe(out + 56, digest);
+    StoreLe(out + 64, last_number);
     for (std::size_t i = 0; i < witnesses.size(); ++i) {
-      StoreLe(out + 64 + 16 * i, witnesses[i].page);
-      StoreLe(out + 72 + 16 * i, witnesses[i].hash);
+      StoreLe(out + 72 + 16 * i, witnesses[i].page);
+      StoreLe(out + 80 + 16 * i, witnesses[i].hash);
     }
     StoreLe(out + 504, Hash(0, out, 504));
   }
@@ -126,14 +127,14 @@ struct JournalHeader {
     h.file_pages = LoadLe<std::uint32_t>(in + 16);
     h.pages = LoadLe<std::uint32_t>(in + 20);
     h.records = LoadLe<std::uint32_t>(in + 24);
-    h.generation = LoadLe<std::uint32_t>(in + 28);
     h.salt = LoadLe<std::uint64_t>(in + 32);
     h.sequence = LoadLe<std::uint64_t>(in + 40);
     h.changed = LoadLe<std::uint32_t>(in + 48);
     h.digest = LoadLe<std::uint64_t>(in + 56);
+    h.last_number = LoadLe<std::uint64_t>(in + 64);
     for (std::uint32_t i = 0; i < witness_count; ++i) {
       h.witnesses.push_back(
-          {LoadLe<std::uint32_t>(in + 64 + 16 * i), LoadLe<std::uint64_t>(in + 72 + 16 * i)});
+          {LoadLe<std::uint32_t>(in + 72 + 16 * i), LoadLe<std::uint64_t>(in + 80 + 16 * i)});
     }
     return h;
   }
@@ -233,7 +234,8 @@ void Journal::Reset() {
   header_->page_size = page_size_;
   header_->salt = NewSalt();
   header_may_stand_ = false;
-  generation_ = 1;
+  has_state_ = false;
+  last_number_ = 0;
   slots_ = 0;
   checksums_.clear();
   free_.clear();
@@ -268,33 +270,44 @@ void Journal::NoteFileContent(PageNo page, std::uint8_t* record, std::uint32_t p
   }
 }
 
-Slot Journal::NextSlot() const { return free_.empty() ? slots_ + 1 : free_.back(); }
-
-void Journal::TakeSlot(Slot slot) {
-  if (slot > slots_) {
-    slots_ = slot;
-    checksums_.resize(slot);
-  } else {
-    free_.pop_back();
+Slot Journal::TakeSlot() {
+  if (free_.empty()) {
+    checksums_.push_back(0);
+    return ++slots_;
   }
+  const Slot slot = free_.back();
+  free_.pop_back();
+  return slot;
 }
 
 void Journal::Seal(Slot slot, PageNo page, std::uint8_t* record) {
   StoreLe(record, page);
-  StoreLe(record + 4, generation_);
+  StoreLe(record + 4, std::uint32_t{0});
+  StoreLe(record + kNumberOffset, ++last_number_);
   const std::uint64_t checksum = header_->RecordHash(record);
   StoreLe(record + 8, checksum);
   checksums_[slot - 1] = checksum;
 }
 
-Slot Journal::Add(PageNo page, std::uint8_t* record) {
+void Journal::Write(std::vector<Unsaved>& pages) {
   Make();
-  const Slot slot = NextSlot();
-  if (slot > checksums_.size()) checksums_.resize(slot);
-  Seal(slot, page, record);
-  file_->Write(Offset(slot), {record, record_bytes()});
-  TakeSlot(slot);
-  return slot;
+  std::vector<Slot> slots(pages.size());
+  for (Slot& slot : slots) slot = TakeSlot();
+  // Ascending slots are neighbours more often, and ascending pages are often read again in this order.
+  std::sort(slots.begin(), slots.end());
+  std::sort(pages.begin(), pages.end(), [](const Unsaved& a, const Unsaved& b) { return a.page < b.page; });
+  try {
+    RunWriter writer(*file_, kRecordsOffset, record_bytes());
+    for (std::size_t i = 0; i < pages.size(); ++i) {
+      pages[i].slot = slots[i];
+      Seal(slots[i], pages[i].page, pages[i].record);
+      std::memcpy(writer.Add(slots[i] - 1), pages[i].record, record_bytes());
+    }
+    writer.Flush();
+  } catch (...) {
+    for (const Slot slot : slots) GiveUp(slot);
+    throw;
+  }
 }
 
 void Journal::Rewrite(Slot slot, PageNo page, std::uint8_t* record) {
@@ -309,23 +322,7 @@ void Journal::GiveUp(Slot slot) {
   given_up_.push_back(slot);
 }
 
-void Journal::Write(std::vector<Unsaved>& pages) {
-  Make();
-  // Slots in ascending order are neighbours more often.
-  std::sort(free_.begin(), free_.end(), std::greater<>());
-  RunWriter writer(*file_, kRecordsOffset, record_bytes());
-  for (Unsaved& item : pages) {
-    if (item.slot == 0) {
-      item.slot = NextSlot();
-      TakeSlot(item.slot);
-    }
-    Seal(item.slot, item.page, item.record);
-    std::memcpy(writer.Add(item.slot - 1), item.record, record_bytes());
-  }
-  writer.Flush();
-}
-
-// A record of this generation that is of no use must not look like one that is.
+// A record that was given up must not be found as the newest one of its page.
 void Journal::VoidGivenUp() {
   const std::vector<std::uint8_t> zeros(kPrefixBytes);
   std::sort(free_.begin(), free_.end(), std::greater<>());
@@ -343,16 +340,15 @@ void Journal::Commit(File& database, PageNo file_pages, PageNo pages, const std:
   header_->file_pages = file_pages;
   header_->pages = pages;
   header_->records = slots_;
-  header_->generation = generation_;
+  header_->last_number = last_number_;
   header_->changed = static_cast<std::uint32_t>(changed.size());
   header_->digest = 0;
   for (const JournalPage& item : changed) header_->digest += checksums_[item.slot - 1];
   header_->witnesses = PickWitnesses(database, page_size_, file_pages, changed);
   file_->Sync();
-  const bool first = !has_state();
   WriteHeader(phase);
-  if (first) files_.SyncFolder(path_);
-  ++generation_;
+  if (!has_state_) files_.SyncFolder(path_);
+  has_state_ = true;
 }
 
 void Journal::WriteHeader(Phase phase) {
@@ -423,14 +419,14 @@ std::optional<Journal::Waiting> Journal::Recover(File& database, bool writable) 
   header_may_stand_ = true;
   slots_ = header_->records;
   checksums_.resize(slots_);
-  generation_ = header_->generation + 1;
+  has_state_ = true;
   return waiting;
 }
 
 // Reads every record and looks at every page of the database that one is for.
 Journal::Waiting Journal::ReadState(const JournalHeader& header, File& database) {
   struct Latest {
-    std::uint32_t generation = 0;
+    std::uint64_t number = 0;
     Slot slot = 0;
     std::uint64_t checksum = 0;
     std::size_t strange_sectors = 0;
@@ -442,14 +438,14 @@ Journal::Waiting Journal::ReadState(const JournalHeader& header, File& database)
   for (Slot slot = 1; slot <= header.records && file_->Size() >= Offset(slot + 1); ++slot) {
     Read(slot, record.data());
     const auto page = LoadLe<PageNo>(record.data());
-    const auto generation = LoadLe<std::uint32_t>(record.data() + 4);
+    const auto number = LoadLe<std::uint64_t>(record.data() + kNumberOffset);
     const auto checksum = LoadLe<std::uint64_t>(record.data() + 8);
     // A record that is not part of the state may be torn, or of work that was not committed.
-    if (page >= header.pages || generation > header.generation || generation <= latest[page].generation ||
+    if (page >= header.pages || number > header.last_number || number <= latest[page].number ||
         checksum != header.RecordHash(record.data())) {
       continue;
     }
-    latest[page] = {generation, slot, checksum, 0};
+    latest[page] = {number, slot, checksum, 0};
     if (page >= header.file_pages) continue;
     database.Read(std::uint64_t{page} * page_size_, now);
     for (std::size_t i = 0; i * kSector < page_size_; ++i) {

@@ -5,25 +5,26 @@
 //   byte 8192   records                       8 page size, u32          48 pages of the state, u32
 //                                            12 phase, u32              52 number of witnesses, u32
 //   record, 64 bytes and a page:             16 pages of the file, u32  56 digest, u64
-//     0 page, u32                            20 pages of the state, u32 64 27 witnesses:
-//     4 generation, u32                      24 records, u32               page u32, zeros u32, hash u64
-//     8 checksum, u64                        28 generation, u32        496 zeros
+//     0 page, u32                            20 pages of the state, u32 64 last number of a record, u64
+//     4 zeros                                24 records, u32            72 27 witnesses:
+//     8 checksum, u64                        28 zeros                      page u32, zeros u32, hash u64
 //    16 8 hashes u32 of what the             32 salt, u64              504 checksum of bytes 0..503, u64
 //       database file holds
-//    48 zeros
+//    48 number, u64
+//    56 zeros
 //    64 content of the page
 //
-// Life of a journal: pages that do not fit in the cache are written to it as they come. Commit() adds the
-// other changed pages, syncs, writes a header and syncs: from then on the state is durable, though the
-// database file has not been touched. Records of a committed state are never overwritten before the next
-// state is committed; a page that changes again gets another record, of the next generation. The two headers
-// are written in turn, so that a torn one leaves the other. When the database file is to be brought up to
-// date, a header says so first (the phase kApplying); when the file is complete and synced, the headers are
-// overwritten with zeros and synced, the older one first. Removing the journal is tidiness.
+// Life of a journal: pages that do not fit in the cache are written to it as they come, each with the next
+// number. When all changed pages are there, Commit() syncs, writes a header and syncs: from then on the state
+// is durable, though the database file has not been touched. Records of a committed state are never
+// overwritten before the next state is committed; a page that changes again gets another record. The two
+// headers are written in turn, so that a torn one leaves the other. When the database file is to be brought
+// up to date, a header says so first (the phase kApplying); when the file is complete and synced, the headers
+// are overwritten with zeros and synced, the older one first. Removing the journal is tidiness.
 //
 // So a journal without a valid header says that the file needs nothing. The newest valid header tells the
-// state that was committed last: of each page the record of the highest generation up to the header's. Their
-// number and the digest, the sum of their checksums, vouch for all of them.
+// state that was committed last: of each page the record with the highest number up to the header's. How many
+// they are, and the digest, the sum of their checksums, vouch for all of them.
 //
 // A journal must not be applied to a file that was replaced or changed since it was written. Witnesses are
 // hashes of pages that are not in the journal. The pages that are in it are looked at too: while the phase is
@@ -95,24 +96,22 @@ class Journal {
   // page as it stands in the record.
   static void NoteFileContent(PageNo page, std::uint8_t* record, std::uint32_t page_size);
 
-  // Writes a record, in a slot of its own. A failure leaves no slot behind. Makes the journal when there is
-  // none: Error(kLocked) when another program has made one meanwhile.
-  Slot Add(PageNo page, std::uint8_t* record);
-  // Overwrites a record that was added since the last Commit().
-  void Rewrite(Slot slot, PageNo page, std::uint8_t* record);
-  void Read(Slot slot, std::uint8_t* record);
-  // A record that was added since the last Commit() is not needed any more.
-  void GiveUp(Slot slot);
-  // The last Commit() has put another record in the place of this one.
-  void Release(Slot slot) { free_.push_back(slot); }
-
   struct Unsaved {
     PageNo page = 0;
-    Slot slot = 0;  // as for Rewrite(); 0 as for Add(), and set then
     std::uint8_t* record = nullptr;
+    Slot slot = 0;  // set by Write()
   };
-  // Writes many records, neighbours in one go. After a failure the new slots are of no use.
+  // Writes records, in slots of their own. A failure leaves no slot behind. Makes the journal when there is
+  // none: Error(kLocked) when another program has made one meanwhile.
   void Write(std::vector<Unsaved>& pages);
+  // Overwrites a record that is not part of a committed state.
+  void Rewrite(Slot slot, PageNo page, std::uint8_t* record);
+  void Read(Slot slot, std::uint8_t* record);
+  // A newer record of the page has taken the place of this one, which is not part of a committed state (any
+  // more).
+  void Release(Slot slot) { free_.push_back(slot); }
+  // The same, but what holds is an older record of the page, or none.
+  void GiveUp(Slot slot);
 
   enum class Phase : std::uint32_t { kCommitted = 1, kApplying = 2 };
   // Makes the state durable in which the pages `changed` (ascending) differ from the database file of
@@ -130,15 +129,14 @@ class Journal {
   void Discard() noexcept;
 
   const std::string& path() const { return path_; }
-  bool has_state() const { return generation_ > 1; }
+  bool has_state() const { return has_state_; }
   std::uint64_t bytes() const;
 
  private:
   std::size_t record_bytes() const { return kPrefixBytes + page_size_; }
   std::uint64_t Offset(Slot slot) const;
   void Make();
-  Slot NextSlot() const;
-  void TakeSlot(Slot slot);
+  Slot TakeSlot();
   void Seal(Slot slot, PageNo page, std::uint8_t* record);
   void VoidGivenUp();
   void WriteHeader(Phase phase);
@@ -152,11 +150,12 @@ class Journal {
   std::unique_ptr<File> file_;
   std::unique_ptr<JournalHeader> header_;  // the last one written, or to be written next
   bool header_may_stand_ = false;          // in the file, valid
-  std::uint32_t generation_ = 1;           // of the records that are written now
+  bool has_state_ = false;
+  std::uint64_t last_number_ = 0;  // of a record
   std::uint32_t slots_ = 0;
   std::vector<std::uint64_t> checksums_;  // by slot - 1
   std::vector<Slot> free_;                // the last one is taken next
-  std::vector<Slot> given_up_;            // since the last Commit()
+  std::vector<Slot> given_up_;            // since the last Commit(); some are free no more
 };
 
 }  // namespace jet::internal

@@ -25,6 +25,8 @@ struct PageStore::Impl {
     PageNo page;
     std::uint32_t slot;
   };
+  // How many places of the clock are looked at for pages to spill with one that has to.
+  static constexpr std::size_t kSpillAhead = 64;
 
   Impl(FileSystem& file_system, std::unique_ptr<File> database, std::string journal_path,
        std::uint32_t page_bytes, const PageStoreOptions& opts)
@@ -51,8 +53,9 @@ struct PageStore::Impl {
   // The statement scope: what the pages were at its begin.
   std::uint32_t statement = 0;
   PageNo statement_pages = 0;
-  std::vector<PageNo> undo_clean;  // was as persisted last
-  std::vector<UndoImage> undo_images;
+  std::vector<PageNo> undo_clean;                  // was as persisted last
+  std::vector<internal::JournalPage> undo_stored;  // stood in the journal
+  std::vector<UndoImage> undo_images;              // stood in the cache alone
   internal::PageSlots undo;
 
   // Every page in memory has room before it for what the journal puts there.
@@ -102,15 +105,36 @@ struct PageStore::Impl {
 
   void Evict(Frame* frame, std::vector<PageEntry>& entries) {
     if (!frame->attached) return;
-    PageEntry& entry = entries[frame->page];
-    if (frame->unsaved) {
-      if (entry.stored != entry.persisted) {
-        journal.Rewrite(entry.stored, frame->page, Record(frame));
-      } else {
-        entry.stored = journal.Add(frame->page, Record(frame));
+    if (frame->unsaved) Spill(frame, entries);
+    Detach(frame, entries[frame->page]);
+  }
+
+  // Writes a page to the journal, and with it those that the clock will come to soon: together they cost
+  // little more than one.
+  void Spill(Frame* frame, std::vector<PageEntry>& entries) {
+    std::vector<Journal::Unsaved> pages = {{frame->page, Record(frame)}};
+    std::size_t next = hand;
+    for (std::size_t step = 0; step < kSpillAhead && step < frames.size(); ++step) {
+      Frame* const other = frames[next];
+      next = next + 1 == frames.size() ? 0 : next + 1;
+      if (other != frame && other->attached && other->unsaved && other->pins == 0 && other->use == 0) {
+        pages.push_back({other->page, Record(other)});
       }
     }
-    Detach(frame, entry);
+    journal.Write(pages);
+    NoteSaved(pages, entries);
+  }
+
+  // The content of these pages stands in the journal now.
+  void NoteSaved(const std::vector<Journal::Unsaved>& pages, std::vector<PageEntry>& entries) {
+    for (const Journal::Unsaved& item : pages) {
+      PageEntry& entry = entries[item.page];
+      if (entry.stored != entry.persisted && !entry.held) journal.Release(entry.stored);
+      entry.held = false;
+      entry.stored = item.slot;
+      entry.frame->unsaved = false;
+      entry.frame->write_epoch = 0;
+    }
   }
 
   static void Detach(Frame* frame, PageEntry& entry) {
@@ -131,20 +155,25 @@ struct PageStore::Impl {
 
   static std::uint8_t* Record(Frame* frame) { return frame->data - Journal::kPrefixBytes; }
 
-  void BackToPersisted(PageEntry& entry) {
-    if (entry.stored == entry.persisted) return;
-    journal.GiveUp(entry.stored);
-    entry.stored = entry.persisted;
-  }
-
-  // The page is no more, or is to be read again as it was persisted last.
-  void Drop(PageEntry& entry) {
-    BackToPersisted(entry);
+  // The page is no more, or is again what stands in the slot.
+  void Drop(PageEntry& entry, internal::Slot slot) {
+    if (entry.stored != slot) journal.GiveUp(entry.stored);
+    entry.stored = slot;
+    entry.held = false;
     if (Frame* frame = entry.frame) {
       Detach(frame, entry);
       // A frame that is still held is found by the clock once it is let go.
       if (frame->pins == 0) free_frames.push_back(frame);
     }
+  }
+
+  // The same for a page whose handles stay valid.
+  void GoBack(PageNo page, PageEntry& entry, internal::Slot slot) {
+    Frame* const frame = entry.frame;
+    Drop(entry, slot);
+    if (frame == nullptr || frame->pins == 0) return;
+    Attach(frame, page, entry);
+    ReadStored(page, entry, frame);
   }
 
   void ReadStored(PageNo page, const PageEntry& entry, Frame* frame) {
@@ -167,21 +196,17 @@ struct PageStore::Impl {
       const PageEntry& entry = entries[page];
       if (!IsChanged(entry)) continue;
       if (entry.persisted != 0) old_slots.push_back(entry.persisted);
-      if (entry.frame == nullptr || !entry.frame->unsaved) continue;
-      unsaved.push_back({page, entry.stored == entry.persisted ? 0 : entry.stored, Record(entry.frame)});
+      if (entry.frame != nullptr && entry.frame->unsaved) unsaved.push_back({page, Record(entry.frame)});
     }
     journal.Write(unsaved);
-    for (const Journal::Unsaved& item : unsaved) entries[item.page].stored = item.slot;
+    NoteSaved(unsaved, entries);
     std::vector<internal::JournalPage> changed;
     for (PageNo page = 0; page < entries.size(); ++page) {
       if (entries[page].stored != 0) changed.push_back({page, entries[page].stored});
     }
     journal.Commit(*file, file_pages, page_count, changed, phase);
     for (const internal::Slot slot : old_slots) journal.Release(slot);
-    for (PageEntry& entry : entries) {
-      entry.persisted = entry.stored;
-      if (entry.frame != nullptr) entry.frame->unsaved = false;
-    }
+    for (PageEntry& entry : entries) entry.persisted = entry.stored;
   }
 
   // Writes what was persisted to the file.
@@ -297,10 +322,13 @@ Frame* PageStore::NoteAndWrite(PageNo page) {
   PageEntry& entry = entries_[page];
   const bool changed = impl_->IsChanged(entry);
   if (in_statement_ && page < impl_->statement_pages && entry.statement != impl_->statement) {
-    if (changed) {
-      impl_->undo_images.push_back({page, impl_->undo.Add(frame->data)});
-    } else {
+    if (!changed) {
       impl_->undo_clean.push_back(page);
+    } else if (!frame->unsaved) {
+      impl_->undo_stored.push_back({page, entry.stored});
+      entry.held = true;
+    } else {
+      impl_->undo_images.push_back({page, impl_->undo.Add(frame->data)});
     }
     entry.statement = impl_->statement;
   }
@@ -349,6 +377,12 @@ void PageStore::CommitStatement() {
   ++epoch_;
   in_statement_ = false;
   impl_->undo_clean.clear();
+  for (const internal::JournalPage& undo : impl_->undo_stored) {
+    PageEntry& entry = entries_[undo.page];
+    if (entry.stored != undo.slot) impl_->journal.Release(undo.slot);
+    entry.held = false;
+  }
+  impl_->undo_stored.clear();
   if (!impl_->undo_images.empty()) {
     impl_->undo_images.clear();
     impl_->undo.Clear();
@@ -367,22 +401,17 @@ void PageStore::RollbackStatement() noexcept {
 void PageStore::Undo() {
   // First what frees frames and slots, so that what follows needs no new ones.
   for (PageNo page = impl_->statement_pages; page < page_count_; ++page) {
-    impl_->Drop(entries_[page]);
+    impl_->Drop(entries_[page], 0);
     --changed_pages_;
   }
   page_count_ = impl_->statement_pages;
   if (entries_.size() > page_count_) entries_.resize(page_count_);
   for (const PageNo page : impl_->undo_clean) {
-    PageEntry& entry = entries_[page];
-    if (Frame* frame = entry.frame; frame != nullptr && frame->pins != 0) {
-      impl_->BackToPersisted(entry);
-      impl_->ReadStored(page, entry, frame);
-      frame->unsaved = false;
-      frame->write_epoch = 0;
-    } else {
-      impl_->Drop(entry);
-    }
+    impl_->GoBack(page, entries_[page], entries_[page].persisted);
     --changed_pages_;
+  }
+  for (const internal::JournalPage& undo : impl_->undo_stored) {
+    impl_->GoBack(undo.page, entries_[undo.page], undo.slot);
   }
   std::vector<std::uint8_t> record(Journal::kPrefixBytes + page_size_);
   for (const Impl::UndoImage& undo : impl_->undo_images) {

@@ -51,6 +51,7 @@ struct PageEntry {
   std::uint32_t stored = 0;     // journal slot of the content, but for an unsaved frame
   std::uint32_t persisted = 0;  // journal slot of the content at the last Persist()
   std::uint32_t statement = 0;  // last statement that noted how to undo the page
+  bool held = false;            // `stored` is what the running statement goes back to
 };
 
 }  // namespace internal

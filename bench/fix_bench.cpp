@@ -5,11 +5,14 @@
 //
 // Per size: rows, seconds and peak memory of each fix and of the whole default run, the yardstick's seconds,
 // the ratio; then the growth from size to size, one notice from process start to end, reading every table
-// beside mdb-export, and the size of the file.
+// // beside mdb-export, and the size of the file. Sizes whose runs are short are run several times, each time
+// on a fresh copy, and the quickest run counts.
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -186,6 +189,30 @@ std::map<std::string, double> SecondsByCaption(const std::vector<Measure>& measu
   return seconds;
 }
 
+// A copy that is on the disk, so that nobody else pays for its way there.
+void CopySynced(const std::string& from, const std::string& to) {
+  fs::copy_file(from, to, fs::copy_options::overwrite_existing);
+  const int fd = open(to.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0 || fsync(fd) != 0) std::abort();
+  close(fd);
+}
+
+// The quickest of several runs on copies of a file, which stand at `copy`.
+std::vector<Measure> BestRun(int times, const std::string& notices, const std::string& copy,
+                             const std::string& reference, bool sqlite) {
+  const auto whole = [](const std::vector<Measure>& run) {
+    return std::find_if(run.begin(), run.end(), [](const Measure& m) { return m.caption == kWholeRun; })
+        ->seconds;
+  };
+  std::vector<Measure> best;
+  for (int i = 0; i < times; ++i) {
+    CopySynced(notices, copy);
+    std::vector<Measure> run = RunApart(copy, reference, sqlite);
+    if (best.empty() || whole(run) < whole(best)) best = std::move(run);
+  }
+  return best;
+}
+
 SizeResult RunSize(int notices, const fs::path& base, const std::string& vntfix) {
   const fs::path folder = base / std::to_string(notices);
   fs::remove_all(folder);
@@ -211,7 +238,7 @@ SizeResult RunSize(int notices, const fs::path& base, const std::string& vntfix)
   const std::string one = at("one.mdb");
   double one_notice = 1e9;
   for (int i = 0; i < 3; ++i) {
-    fs::copy_file(files.notice, one, fs::copy_options::overwrite_existing);
+    CopySynced(files.notice, one);
     one_notice = std::min(
         one_notice, TimeCommand(fmt::format("'{}' fix '{}' --reference '{}' --notice 100000004 >/dev/null",
                                             vntfix, one, files.reference)));
@@ -221,10 +248,10 @@ SizeResult RunSize(int notices, const fs::path& base, const std::string& vntfix)
 
   CopyToSqlite(files.notice, at("notices.sqlite"));
   CopyToSqlite(files.reference, at("reference.sqlite"));
-  const auto size_before = fs::file_size(files.notice);
-  const std::vector<Measure> ours = RunApart(files.notice, files.reference, false);
-  const auto size_after = fs::file_size(files.notice);
-  const std::vector<Measure> yardstick = RunApart(at("notices.sqlite"), at("reference.sqlite"), true);
+  const int times = notices > 1000 ? 1 : 3;
+  const std::vector<Measure> ours = BestRun(times, files.notice, at("run.mdb"), files.reference, false);
+  const std::vector<Measure> yardstick =
+      BestRun(times, at("notices.sqlite"), at("run.sqlite"), at("reference.sqlite"), true);
 
   const std::map<std::string, double> seconds = SecondsByCaption(yardstick);
   fmt::print("{:<44} {:>10} {:>9} {:>8} {:>9} {:>6}\n", "fix", "rows", "seconds", "peak MB", "SQLite s",
@@ -234,8 +261,11 @@ SizeResult RunSize(int notices, const fs::path& base, const std::string& vntfix)
     fmt::print("{:<44} {:>10} {:>9.3f} {:>8.1f} {:>9.3f} {:>6.2f}{}\n", m.caption, m.rows, m.seconds, m.peak,
                theirs, theirs > 0 ? m.seconds / theirs : 0, m.errors > 0 ? "  errors" : "");
   }
-  fmt::print("size of the file after the run: {:+.1f} %\n",
-             (static_cast<double>(size_after) / static_cast<double>(size_before) - 1) * 100);
+  fmt::print(
+      "size of the file after the run: {:+.1f} %\n",
+      (static_cast<double>(fs::file_size(at("run.mdb"))) / static_cast<double>(fs::file_size(files.notice)) -
+       1) *
+          100);
   fs::remove_all(folder);
   return {notices, one_notice, SecondsByCaption(ours), seconds};
 }

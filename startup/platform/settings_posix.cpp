@@ -127,11 +127,14 @@ std::string GetRegionalSetting(std::string_view key) {
   return ReadProfileString("WIN.INI", "intl", key, kRegionalBuffer);
 }
 
+// Looked up once: every history row asks for it, and the user database may be far away.
 std::optional<std::string> LoggedOnUserName() {
-  std::vector<char> buffer;
-  const auto user = CurrentUser(buffer);
-  if (!user) return {};
-  return std::string(user->pw_name);
+  static const auto name = [] {
+    std::vector<char> buffer;
+    const auto user = CurrentUser(buffer);
+    return user ? std::optional<std::string>(user->pw_name) : std::nullopt;
+  }();
+  return name;
 }
 
 }  // namespace vnt::platform

@@ -305,7 +305,10 @@ void Journal::Write(std::vector<Unsaved>& pages) {
     }
     writer.Flush();
   } catch (...) {
-    for (const Slot slot : slots) GiveUp(slot);
+    for (const Slot slot : slots) {
+      GiveUp(slot);
+      Release(slot);
+    }
     throw;
   }
 }
@@ -316,11 +319,6 @@ void Journal::Rewrite(Slot slot, PageNo page, std::uint8_t* record) {
 }
 
 void Journal::Read(Slot slot, std::uint8_t* record) { file_->Read(Offset(slot), {record, record_bytes()}); }
-
-void Journal::GiveUp(Slot slot) {
-  free_.push_back(slot);
-  given_up_.push_back(slot);
-}
 
 // A record that was given up must not be found as the newest one of its page.
 void Journal::VoidGivenUp() {

@@ -107,11 +107,10 @@ class Journal {
   // Overwrites a record that is not part of a committed state.
   void Rewrite(Slot slot, PageNo page, std::uint8_t* record);
   void Read(Slot slot, std::uint8_t* record);
-  // A newer record of the page has taken the place of this one, which is not part of a committed state (any
-  // more).
+  // // The record is not needed (any more) and may be overwritten.
   void Release(Slot slot) { free_.push_back(slot); }
-  // The same, but what holds is an older record of the page, or none.
-  void GiveUp(Slot slot);
+  // What holds is an older record of the page than this one, or none. The slot is, or gets, released.
+  void GiveUp(Slot slot) { given_up_.push_back(slot); }
 
   enum class Phase : std::uint32_t { kCommitted = 1, kApplying = 2 };
   // Makes the state durable in which the pages `changed` (ascending) differ from the database file of

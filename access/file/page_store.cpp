@@ -56,6 +56,7 @@ struct PageStore::Impl {
   std::vector<PageNo> undo_clean;                  // was as persisted last
   std::vector<internal::JournalPage> undo_stored;  // stood in the journal
   std::vector<UndoImage> undo_images;              // stood in the cache alone
+  std::vector<internal::Slot> released;            // since then; held what pages were in between
   internal::PageSlots undo;
 
   // Every page in memory has room before it for what the journal puts there.
@@ -129,7 +130,10 @@ struct PageStore::Impl {
   void NoteSaved(const std::vector<Journal::Unsaved>& pages, std::vector<PageEntry>& entries) {
     for (const Journal::Unsaved& item : pages) {
       PageEntry& entry = entries[item.page];
-      if (entry.stored != entry.persisted && !entry.held) journal.Release(entry.stored);
+      if (entry.stored != entry.persisted && !entry.held) {
+        journal.Release(entry.stored);
+        released.push_back(entry.stored);
+      }
       entry.held = false;
       entry.stored = item.slot;
       entry.frame->unsaved = false;
@@ -157,7 +161,10 @@ struct PageStore::Impl {
 
   // The page is no more, or is again what stands in the slot.
   void Drop(PageEntry& entry, internal::Slot slot) {
-    if (entry.stored != slot) journal.GiveUp(entry.stored);
+    if (entry.stored != slot) {
+      journal.GiveUp(entry.stored);
+      journal.Release(entry.stored);
+    }
     entry.stored = slot;
     entry.held = false;
     if (Frame* frame = entry.frame) {
@@ -366,6 +373,7 @@ void PageStore::BeginStatement() {
   if (in_statement_) throw Error(ErrorKind::kInvalid, "A statement is under way already.");
   ++epoch_;
   in_statement_ = true;
+  impl_->released.clear();
   impl_->statement_pages = page_count_;
   if (++impl_->statement == 0) {  // wrapped: old notes must not look like this statement's
     for (PageEntry& entry : entries_) entry.statement = 0;
@@ -399,6 +407,7 @@ void PageStore::RollbackStatement() noexcept {
 }
 
 void PageStore::Undo() {
+  for (const internal::Slot slot : impl_->released) impl_->journal.GiveUp(slot);
   // First what frees frames and slots, so that what follows needs no new ones.
   for (PageNo page = impl_->statement_pages; page < page_count_; ++page) {
     impl_->Drop(entries_[page], 0);

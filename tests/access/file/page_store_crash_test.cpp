@@ -233,6 +233,31 @@ TEST(Persist, LeavesTheFileAlone) {
   EXPECT_FALSE(files.Exists(kJournal));
 }
 
+// // Pages go to the journal again and again, in a statement that is then taken back: what they held in
+// between must not be found as the newest.
+TEST(Persist, RecordsOfARolledBackStatementDoNotCount) {
+  MemoryFileSystem files;
+  files.SetContent(kPath, State(0));
+  auto store = OpenStore(files);
+  std::string expected = State(0);
+  const auto change = [&](PageNo page, std::uint64_t seed) {
+    Fill(store->Write(page).mutable_bytes(), seed);
+    Fill({reinterpret_cast<std::uint8_t*>(expected.data()) + page * kPage, kPage}, seed);
+  };
+  for (std::uint64_t round = 1; round < 4; ++round) {
+    for (PageNo page = 0; page < 200; page += 2) change(page, 1000 * round + page);
+    store->BeginStatement();
+    for (int again = 0; again < 3; ++again) WriteAll(*store, 7);
+    store->RollbackStatement();
+    change(300, round);
+    store->Persist();
+    MemoryFileSystem killed;
+    killed.SetContent(kPath, files.Content(kPath));
+    killed.SetContent(kJournal, files.Content(kJournal));
+    EXPECT_TRUE(ContentThroughStore(killed) == expected) << "round " << round;
+  }
+}
+
 // Pages that change over and over take the place of what is no longer needed, and a journal that has grown
 // too long is brought to the file.
 TEST(Persist, KeepsTheJournalShort) {

@@ -86,6 +86,7 @@ TEST_P(RandomWork, EqualsModel) {
     for (const auto& [page, ref] : held) ASSERT_EQ(Text(ref.bytes()), model[page]) << "held page " << page;
   };
   for (int step = 0; step < 4000; ++step) {
+    bool just_saved = false;
     const PageNo page = below(model.size());
     switch (below(20)) {
       case 0:
@@ -149,6 +150,7 @@ TEST_P(RandomWork, EqualsModel) {
           case 2:
             (*store)->Persist();
             saved = model;
+            just_saved = true;
             break;
         }
         break;
@@ -162,7 +164,7 @@ TEST_P(RandomWork, EqualsModel) {
     }
     check_held();
     // A copy of both files at any moment, as a killed process leaves them.
-    if (step % 97 == 0) {
+    if (step % 97 == 0 || just_saved) {
       MemoryFileSystem killed;
       killed.SetContent(kPath, files.Content(kPath));
       if (files.Exists(kJournal)) killed.SetContent(kJournal, files.Content(kJournal));

@@ -44,7 +44,7 @@ start() {
     { cat "$folder/log" >&2; exit 1; }
 
   # A port that is taken makes the start fail; then the next one is tried.
-  port=$((20000 + ($$ * 7 + $(date +%S)) % 20000))
+  port=$((20000 + ($$ * 7 + $(date +%s)) % 20000))
   tries=0
   until run_server; do
     tries=$((tries + 1))

@@ -4,9 +4,10 @@
 //   fix_bench [--vntfix PATH] [--folder DIR] [NOTICES...]      (default: 100 1000 10000)
 //
 // Per size: rows, seconds and peak memory of each fix and of the whole default run, the yardstick's seconds,
-// the ratio; then the growth from size to size, one notice from process start to end, reading every table
-// // beside mdb-export, and the size of the file. Sizes whose runs are short are run several times, each time
-// on a fresh copy, and the quickest run counts.
+// the ratio, one notice from process start to end, reading every table beside mdb-export, and the size of the
+// file; then the growth from size to size. Of several runs, each on a fresh copy, the quickest counts. The
+// sizes take turns, so that a slow minute of the machine does not look like growth. SQLite runs once on more
+// than 1,000 notices.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -177,10 +178,18 @@ std::vector<std::string> TableNames(const std::string& file) {
   return names;
 }
 
-struct SizeResult {
+constexpr int kRounds = 3;
+
+// One size: its sample, and what was measured on it so far.
+struct Size {
   int notices = 0;
-  double one_notice = 0;
-  std::map<std::string, double> ours, yardstick;  // seconds by caption
+  fs::path folder;
+  samples::SampleFiles files;
+  double one_notice = 1e9;  // seconds
+  std::vector<Measure> ours, yardstick;
+  double file_growth = 0;  // of the run, in percent
+
+  std::string At(const char* name) const { return (folder / name).string(); }
 };
 
 std::map<std::string, double> SecondsByCaption(const std::vector<Measure>& measures) {
@@ -197,95 +206,105 @@ void CopySynced(const std::string& from, const std::string& to) {
   close(fd);
 }
 
-// The quickest of several runs on copies of a file, which stand at `copy`.
-std::vector<Measure> BestRun(int times, const std::string& notices, const std::string& copy,
-                             const std::string& reference, bool sqlite) {
+// Runs on a copy, which stands at `copy`, and keeps the quickest of the runs so far.
+void RunOnCopy(const std::string& notices, const std::string& copy, const std::string& reference, bool sqlite,
+               std::vector<Measure>* best) {
   const auto whole = [](const std::vector<Measure>& run) {
     return std::find_if(run.begin(), run.end(), [](const Measure& m) { return m.caption == kWholeRun; })
         ->seconds;
   };
-  std::vector<Measure> best;
-  for (int i = 0; i < times; ++i) {
-    CopySynced(notices, copy);
-    std::vector<Measure> run = RunApart(copy, reference, sqlite);
-    if (best.empty() || whole(run) < whole(best)) best = std::move(run);
-  }
-  return best;
+  CopySynced(notices, copy);
+  std::vector<Measure> run = RunApart(copy, reference, sqlite);
+  if (best->empty() || whole(run) < whole(*best)) *best = std::move(run);
 }
 
-SizeResult RunSize(int notices, const fs::path& base, const std::string& vntfix) {
-  const fs::path folder = base / std::to_string(notices);
-  fs::remove_all(folder);
-  fs::create_directories(folder);
-  const auto at = [&](const char* name) { return (folder / name).string(); };
+Size MakeSize(int notices, const fs::path& base) {
+  Size size;
+  size.notices = notices;
+  size.folder = base / std::to_string(notices);
+  fs::remove_all(size.folder);
+  fs::create_directories(size.folder);
   samples::SampleOptions options;
   options.notices = notices;
   const auto start = Clock::now();
-  const samples::SampleFiles files = samples::MakeSample(jet::PlatformFileSystem(), folder.string(), options);
-  fmt::print("\n== {} notices: {} rows, {:.1f} MB, written in {:.1f} s\n", notices, files.rows,
-             static_cast<double>(fs::file_size(files.notice)) / 1e6, Since(start));
+  size.files = samples::MakeSample(jet::PlatformFileSystem(), size.folder.string(), options);
+  fmt::print("{} notices: {} rows, {:.1f} MB, written in {:.1f} s\n", notices, size.files.rows,
+             static_cast<double>(fs::file_size(size.files.notice)) / 1e6, Since(start));
+  return size;
+}
 
-  // Reading before the run: every table, beside mdb-export.
-  double read_ours = 0, read_theirs = 0;
-  for (const std::string& table : TableNames(files.notice)) {
-    read_ours += TimeCommand(fmt::format("'{}' export '{}' {} >/dev/null", vntfix, files.notice, table));
-    read_theirs += TimeCommand(fmt::format("mdb-export '{}' {} >/dev/null", files.notice, table));
+// Every table, beside mdb-export.
+void MeasureReading(const Size& size, const std::string& vntfix) {
+  const std::string& file = size.files.notice;
+  double ours = 0, theirs = 0;
+  for (const std::string& table : TableNames(file)) {
+    ours += TimeCommand(fmt::format("'{}' export '{}' {} >/dev/null", vntfix, file, table));
+    theirs += TimeCommand(fmt::format("mdb-export '{}' {} >/dev/null", file, table));
   }
-  fmt::print("reading every table: {:.2f} s, mdb-export {:.2f} s, ratio {:.2f}\n", read_ours, read_theirs,
-             read_ours / read_theirs);
+  fmt::print("reading every table of {} notices: {:.2f} s, mdb-export {:.2f} s, ratio {:.2f}\n", size.notices,
+             ours, theirs, ours / theirs);
+}
 
-  // One notice, process start to end.
-  const std::string one = at("one.mdb");
-  double one_notice = 1e9;
-  for (int i = 0; i < 3; ++i) {
-    CopySynced(files.notice, one);
-    one_notice = std::min(
-        one_notice, TimeCommand(fmt::format("'{}' fix '{}' --reference '{}' --notice 100000004 >/dev/null",
-                                            vntfix, one, files.reference)));
+void MeasureRuns(const std::string& vntfix, Size* size) {
+  const std::string one = size->At("one.mdb");
+  for (int i = 0; i < kRounds; ++i) {
+    CopySynced(size->files.notice, one);
+    size->one_notice =
+        std::min(size->one_notice,
+                 TimeCommand(fmt::format("'{}' fix '{}' --reference '{}' --notice 100000004 >/dev/null",
+                                         vntfix, one, size->files.reference)));
   }
   fs::remove(one);
-  fmt::print("one notice, process start to end: {:.0f} ms\n", one_notice * 1000);
+  const std::string run = size->At("run.mdb");
+  RunOnCopy(size->files.notice, run, size->files.reference, false, &size->ours);
+  const auto bytes = [](const std::string& file) { return static_cast<double>(fs::file_size(file)); };
+  size->file_growth = (bytes(run) / bytes(size->files.notice) - 1) * 100;
+  fs::remove(run);
+}
 
-  CopyToSqlite(files.notice, at("notices.sqlite"));
-  CopyToSqlite(files.reference, at("reference.sqlite"));
-  const int times = notices > 1000 ? 1 : 3;
-  const std::vector<Measure> ours = BestRun(times, files.notice, at("run.mdb"), files.reference, false);
-  const std::vector<Measure> yardstick =
-      BestRun(times, at("notices.sqlite"), at("run.sqlite"), at("reference.sqlite"), true);
+void MeasureYardstick(Size* size) {
+  CopyToSqlite(size->files.notice, size->At("notices.sqlite"));
+  CopyToSqlite(size->files.reference, size->At("reference.sqlite"));
+  for (int i = 0; i < (size->notices > 1000 ? 1 : kRounds); ++i) {
+    RunOnCopy(size->At("notices.sqlite"), size->At("run.sqlite"), size->At("reference.sqlite"), true,
+              &size->yardstick);
+  }
+}
 
-  const std::map<std::string, double> seconds = SecondsByCaption(yardstick);
-  fmt::print("{:<44} {:>10} {:>9} {:>8} {:>9} {:>6}\n", "fix", "rows", "seconds", "peak MB", "SQLite s",
-             "ratio");
-  for (const Measure& m : ours) {
+void PrintSize(const Size& size) {
+  const std::map<std::string, double> seconds = SecondsByCaption(size.yardstick);
+  fmt::print("\n== {} notices\n{:<44} {:>10} {:>9} {:>8} {:>9} {:>6}\n", size.notices, "fix", "rows",
+             "seconds", "peak MB", "SQLite s", "ratio");
+  for (const Measure& m : size.ours) {
     const double theirs = seconds.at(m.caption);
     fmt::print("{:<44} {:>10} {:>9.3f} {:>8.1f} {:>9.3f} {:>6.2f}{}\n", m.caption, m.rows, m.seconds, m.peak,
                theirs, theirs > 0 ? m.seconds / theirs : 0, m.errors > 0 ? "  errors" : "");
   }
-  fmt::print(
-      "size of the file after the run: {:+.1f} %\n",
-      (static_cast<double>(fs::file_size(at("run.mdb"))) / static_cast<double>(fs::file_size(files.notice)) -
-       1) *
-          100);
-  fs::remove_all(folder);
-  return {notices, one_notice, SecondsByCaption(ours), seconds};
+  fmt::print("one notice, process start to end: {:.0f} ms\nsize of the file after the run: {:+.1f} %\n",
+             size.one_notice * 1000, size.file_growth);
 }
 
 // The exponent of each fix from size to size: 1 is linear. Times too short to measure are left out.
-void PrintGrowth(const std::vector<SizeResult>& results) {
+void PrintGrowth(const Size& a, const Size& b) {
   constexpr double kMeasurable = 0.02;
-  for (std::size_t i = 1; i < results.size(); ++i) {
-    const SizeResult& a = results[i - 1];
-    const SizeResult& b = results[i];
-    const double factor = std::log(static_cast<double>(b.notices) / a.notices);
-    fmt::print("\n== Growth from {} to {} notices (exponent; SQLite's)\n", a.notices, b.notices);
-    for (const auto& [caption, seconds] : b.ours) {
-      const double before = a.ours.at(caption);
-      if (before < kMeasurable && caption != kWholeRun) continue;
-      fmt::print("{:<44} {:>6.3f} {:>6.3f}\n", caption, std::log(seconds / before) / factor,
-                 std::log(b.yardstick.at(caption) / a.yardstick.at(caption)) / factor);
+  const double factor = std::log(static_cast<double>(b.notices) / a.notices);
+  const auto exponents = [&](const std::vector<Measure>& small, const std::vector<Measure>& large) {
+    const std::map<std::string, double> before = SecondsByCaption(small);
+    std::map<std::string, double> result;
+    for (const auto& [caption, seconds] : SecondsByCaption(large)) {
+      if (before.at(caption) < kMeasurable && caption != kWholeRun) continue;
+      result[caption] = std::log(seconds / before.at(caption)) / factor;
     }
-    fmt::print("one notice, process start to end: {:.2f} times as long\n", b.one_notice / a.one_notice);
+    return result;
+  };
+  const std::map<std::string, double> yardstick = exponents(a.yardstick, b.yardstick);
+  fmt::print("\n== Growth from {} to {} notices (exponent; SQLite's)\n", a.notices, b.notices);
+  for (const auto& [caption, exponent] : exponents(a.ours, b.ours)) {
+    const auto theirs = yardstick.find(caption);
+    fmt::print("{:<44} {:>6.3f} {:>6}\n", caption, exponent,
+               theirs == yardstick.end() ? "" : fmt::format("{:.3f}", theirs->second));
   }
+  fmt::print("one notice, process start to end: {:.2f} times as long\n", b.one_notice / a.one_notice);
 }
 
 }  // namespace
@@ -306,8 +325,16 @@ int main(int argc, char** argv) {
     }
   }
   if (sizes.empty()) sizes = {100, 1000, 10000};
-  std::vector<vnt::bench::SizeResult> results;
-  for (const int notices : sizes) results.push_back(vnt::bench::RunSize(notices, folder, vntfix));
-  vnt::bench::PrintGrowth(results);
+  using namespace vnt::bench;
+  std::vector<Size> measured;
+  for (const int notices : sizes) measured.push_back(MakeSize(notices, folder));
+  for (const Size& size : measured) MeasureReading(size, vntfix);
+  for (int round = 0; round < kRounds; ++round) {
+    for (Size& size : measured) MeasureRuns(vntfix, &size);
+  }
+  for (Size& size : measured) MeasureYardstick(&size);
+  for (const Size& size : measured) PrintSize(size);
+  for (std::size_t i = 1; i < measured.size(); ++i) PrintGrowth(measured[i - 1], measured[i]);
+  for (const Size& size : measured) fs::remove_all(size.folder);
   return 0;
 }

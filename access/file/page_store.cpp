@@ -4,9 +4,14 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "access/file/journal.h"
 #include "access/file/page_slots.h"
+
+#ifdef __linux__
+#include <sys/mman.h>
+#endif
 
 namespace jet {
 
@@ -14,11 +19,32 @@ using internal::Frame;
 using internal::Journal;
 using internal::PageEntry;
 
+namespace {
+
+// What the system can map in one piece. Taken in small ones, the memory of a cache costs more than reading
+// the pages that it is for.
+constexpr std::size_t kLargePage = 2u << 20;
+
+struct LargeDelete {
+  void operator()(std::uint8_t* data) const { ::operator delete[](data, std::align_val_t{kLargePage}); }
+};
+using LargeBytes = std::unique_ptr<std::uint8_t[], LargeDelete>;
+
+LargeBytes NewLargeBytes(std::size_t size) {
+  LargeBytes bytes(static_cast<std::uint8_t*>(::operator new[](size, std::align_val_t{kLargePage})));
+#ifdef __linux__
+  madvise(bytes.get(), size, MADV_HUGEPAGE);  // no more than a wish
+#endif
+  return bytes;
+}
+
+}  // namespace
+
 struct PageStore::Impl {
-  // Frames come in blocks, so that a big cache is not a million allocations.
-  static constexpr std::size_t kBlockFrames = 64;
+  // Frames come in blocks: the first one is small, as many a file is.
+  static constexpr std::size_t kFirstFrames = 64;
   struct Block {
-    std::unique_ptr<std::uint8_t[]> data;
+    LargeBytes data;
     std::unique_ptr<Frame[]> frames;
   };
   struct UndoImage {
@@ -62,8 +88,7 @@ struct PageStore::Impl {
   // Every page in memory has room before it for what the journal puts there.
   void AddBlock(std::size_t count) {
     const std::size_t stride = Journal::kPrefixBytes + page_size;
-    Block block{std::make_unique_for_overwrite<std::uint8_t[]>(count * stride),
-                std::make_unique<Frame[]>(count)};
+    Block block{NewLargeBytes(count * stride), std::make_unique<Frame[]>(count)};
     for (std::size_t i = count; i-- > 0;) {
       Frame* frame = &block.frames[i];
       frame->data = block.data.get() + i * stride + Journal::kPrefixBytes;
@@ -79,7 +104,9 @@ struct PageStore::Impl {
   Frame* TakeFrame(std::vector<PageEntry>& entries) {
     if (free_frames.empty()) {
       if (frames.size() < frame_limit) {
-        AddBlock(std::min(kBlockFrames, frame_limit - frames.size()));
+        const std::size_t count =
+            frames.empty() ? kFirstFrames : kLargePage / (Journal::kPrefixBytes + page_size);
+        AddBlock(std::min(count, frame_limit - frames.size()));
       } else if (Frame* victim = FindVictim()) {
         Evict(victim, entries);
         return victim;

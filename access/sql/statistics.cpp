@@ -1,9 +1,11 @@
 #include "access/sql/statistics.h"
 
+#include <algorithm>
+
 namespace jet::sql {
 namespace {
 
-constexpr int kProbes = 6;
+constexpr std::size_t kProbes = 6;
 constexpr int kMaxEntries = 300;          // counted per probe
 constexpr double kRowsOfEmptyTable = 10;  // assumed: it may have grown when the plan is used again
 
@@ -14,24 +16,34 @@ double IndexStatistics::RowsPerPrefix(Table& table, int index, std::size_t colum
   if (rows > 2 * sampled_rows_ || 2 * rows < sampled_rows_ || averages_.empty()) {
     averages_.assign(table.def().indexes.size(), {});
     sampled_rows_ = rows;
+    ChooseRows(table);
   }
   std::vector<double>& averages = averages_[static_cast<std::size_t>(index)];
   if (averages.empty()) Sample(table, index, &averages);
   return averages[columns - 1];
 }
 
-void IndexStatistics::Sample(Table& table, int index, std::vector<double>* averages) const {
-  const IndexDef& def = table.def().indexes[static_cast<std::size_t>(index)];
-  averages->assign(def.columns.size(), 0);
+// The rows number 1, 5, 25, ...: neighbours are often alike.
+void IndexStatistics::ChooseRows(Table& table) {
+  probes_.clear();
   TableCursor rows(table);
   Row row;
   RowId id;
-  int probes = 0;
-  // The rows number 1, 5, 25, ...: neighbours are often alike.
-  for (std::uint64_t number = 1, next = 1; probes < kProbes && rows.Next(&row, &id); ++number) {
+  for (std::uint64_t number = 1, next = 1; probes_.size() < kProbes && rows.Next(&row, &id); ++number) {
     if (number != next) continue;
     next *= 5;
-    ++probes;
+    probes_.push_back(id);
+  }
+}
+
+void IndexStatistics::Sample(Table& table, int index, std::vector<double>* averages) {
+  const IndexDef& def = table.def().indexes[static_cast<std::size_t>(index)];
+  averages->assign(def.columns.size(), 0);
+  Row row;
+  const auto gone = [&](RowId probe) { return !table.Fetch(probe, &row); };
+  if (std::any_of(probes_.begin(), probes_.end(), gone)) ChooseRows(table);
+  for (const RowId probe : probes_) {
+    table.Fetch(probe, &row);
     std::vector<Value> values;
     for (std::size_t k = 0; k < def.columns.size(); ++k) {
       values.push_back(row.Get(def.columns[k].column));
@@ -45,7 +57,9 @@ void IndexStatistics::Sample(Table& table, int index, std::vector<double>* avera
         (*averages)[k] += static_cast<double>(table.row_count()) / 20;  // nobody knows how many more
     }
   }
-  for (double& average : *averages) average = probes > 0 ? average / probes : kRowsOfEmptyTable;
+  for (double& average : *averages) {
+    average = probes_.empty() ? kRowsOfEmptyTable : average / static_cast<double>(probes_.size());
+  }
 }
 
 }  // namespace jet::sql

@@ -16,9 +16,11 @@ class IndexStatistics {
   double RowsPerPrefix(Table& table, int index, std::size_t columns);
 
  private:
-  void Sample(Table& table, int index, std::vector<double>* averages) const;
+  void ChooseRows(Table& table);
+  void Sample(Table& table, int index, std::vector<double>* averages);
 
   std::uint32_t sampled_rows_ = 0;
+  std::vector<RowId> probes_;                  // the rows that are looked up
   std::vector<std::vector<double>> averages_;  // per index, per number of columns - 1
 };
 

@@ -107,7 +107,7 @@ class Journal {
   // Overwrites a record that is not part of a committed state.
   void Rewrite(Slot slot, PageNo page, std::uint8_t* record);
   void Read(Slot slot, std::uint8_t* record);
-  // // The record is not needed (any more) and may be overwritten.
+  // The record is not needed (any more) and may be overwritten.
   void Release(Slot slot) { free_.push_back(slot); }
   // What holds is an older record of the page than this one, or none. The slot is, or gets, released.
   void GiveUp(Slot slot) { given_up_.push_back(slot); }

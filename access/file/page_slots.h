@@ -1,36 +1,35 @@
-// Page images kept aside: in memory up to a limit, then in a temporary file.
-//
-// Slot n < memory_slots lives in memory, in blocks that are kept for the next use; slot n >= memory_slots at
-// byte (n - memory_slots) * page_size of the temporary file, which is made when the first one is needed.
+// Page images kept aside in memory, up to a limit.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
-
-#include "access/file/file.h"
 
 namespace jet::internal {
 
 class PageSlots {
  public:
-  PageSlots(FileSystem& files, std::uint32_t page_size, std::size_t memory_bytes);
+  PageSlots(std::uint32_t page_size, std::size_t memory_bytes)
+      : page_size_(page_size), limit_(memory_bytes / page_size) {}
 
-  // Stores a page in a slot of its own. A failed Add leaves no slot behind.
+  bool full() const { return used_ >= limit_; }
+  // Stores a page in a slot of its own; there must be room.
   std::uint32_t Add(const std::uint8_t* page);
-  void Read(std::uint32_t slot, std::uint8_t* page);
-  // Frees every slot and gives the space of the temporary file back.
-  void Clear();
+  void Read(std::uint32_t slot, std::uint8_t* page) const;
+  // Frees every slot. The memory is kept for the next use.
+  void Clear() { used_ = 0; }
 
  private:
   static constexpr std::uint32_t kBlockPages = 64;
+  std::uint8_t* At(std::uint32_t slot) const {
+    return blocks_[slot / kBlockPages].get() + std::size_t{slot % kBlockPages} * page_size_;
+  }
 
-  FileSystem& files_;
   std::uint32_t page_size_;
-  std::uint32_t memory_slots_;
+  std::size_t limit_;
   std::uint32_t used_ = 0;
   std::vector<std::unique_ptr<std::uint8_t[]>> blocks_;
-  std::unique_ptr<File> file_;
 };
 
 }  // namespace jet::internal

@@ -61,7 +61,7 @@ struct PageStore::Impl {
         options(opts),
         page_size(page_bytes),
         frame_limit(std::max<std::size_t>(opts.cache_bytes / page_bytes, 8)),
-        undo(file_system, page_bytes, opts.undo_bytes) {}
+        undo(page_bytes, opts.undo_bytes) {}
 
   std::unique_ptr<File> file;
   Journal journal;
@@ -356,6 +356,7 @@ Frame* PageStore::NoteAndWrite(PageNo page) {
   PageEntry& entry = entries_[page];
   const bool changed = impl_->IsChanged(entry);
   if (in_statement_ && page < impl_->statement_pages && entry.statement != impl_->statement) {
+    if (changed && frame->unsaved && impl_->undo.full()) impl_->Spill(frame, entries_);
     if (!changed) {
       impl_->undo_clean.push_back(page);
     } else if (!frame->unsaved) {

@@ -101,7 +101,7 @@ struct PageStoreOptions {
   std::size_t cache_bytes = 32u << 20;
   // Largest file in bytes; growing past it is Error(kFull) before anything is written.
   std::uint64_t max_file_bytes = std::uint64_t{1} << 31;
-  // Before-images of a statement that are held in memory; more go to a temporary file.
+  // Before-images of a statement that are held in memory; the pages of more go to the journal first.
   std::size_t undo_bytes = 8u << 20;
   // Once the journal has grown past this, Persist() brings the file up to date.
   std::uint64_t journal_bytes = std::uint64_t{1} << 30;

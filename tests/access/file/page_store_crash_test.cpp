@@ -233,7 +233,7 @@ TEST(Persist, LeavesTheFileAlone) {
   EXPECT_FALSE(files.Exists(kJournal));
 }
 
-// // Pages go to the journal again and again, in a statement that is then taken back: what they held in
+// Pages go to the journal again and again, in a statement that is then taken back: what they held in
 // between must not be found as the newest.
 TEST(Persist, RecordsOfARolledBackStatementDoNotCount) {
   MemoryFileSystem files;
@@ -469,11 +469,11 @@ TEST(Statement, FailedRollbackStopsFurtherWriting) {
   files.SetContent(kPath, OldContent());
   PageStoreOptions options;
   options.cache_bytes = 8 * kPage;
-  options.undo_bytes = 0;
+  options.undo_bytes = 8 * kPage;
   PageStore store(files, files.Open(kPath, OpenMode::kReadWrite), kJournal, true, kPage, options);
   for (PageNo i = 0; i < 50; ++i) store.Write(i).mutable_data()[0] ^= 1;
   store.BeginStatement();
-  // The last ones are in the cache still, and are so noted there.
+  // The last ones are in the cache still, and are so noted there. In the end they are in the journal.
   for (PageNo i = 50; i-- > 0;) store.Write(i).mutable_data()[1] ^= 1;
   files.FailAt(files.operations() + 1, MemoryFileSystem::Failure::kIo, true);
   store.RollbackStatement();

@@ -27,6 +27,7 @@ constexpr std::size_t kSectorHashes = 8;
 // Sectors that a crash may leave with neither their old nor their new content: what was on its way to a disk
 // or server that does not write sectors of this size whole.
 constexpr std::size_t kMaxTornSectors = 8;
+constexpr std::size_t kRecycledShare = 16;  // of all slots, that are taken again together
 constexpr std::uint32_t kMaxWitnesses = 27;
 constexpr char kMagic[8] = {'p', 'g', 'j', 'r', 'n', 'l', '\x1A', '\x03'};
 constexpr std::size_t kVersionByte = 7;
@@ -239,6 +240,7 @@ void Journal::Reset() {
   slots_ = 0;
   checksums_.clear();
   free_.clear();
+  released_.clear();
   given_up_.clear();
 }
 
@@ -270,7 +272,16 @@ void Journal::NoteFileContent(PageNo page, std::uint8_t* record, std::uint32_t p
   }
 }
 
+// Released slots are taken again many at a time, in the order in which they stand: what is written together
+// is then more often one piece of the file.
+void Journal::Recycle() {
+  free_.insert(free_.end(), released_.begin(), released_.end());
+  released_.clear();
+  std::sort(free_.begin(), free_.end(), std::greater<>());
+}
+
 Slot Journal::TakeSlot() {
+  if (free_.empty() && released_.size() * kRecycledShare > slots_) Recycle();
   if (free_.empty()) {
     checksums_.push_back(0);
     return ++slots_;
@@ -323,7 +334,7 @@ void Journal::Read(Slot slot, std::uint8_t* record) { file_->Read(Offset(slot), 
 // A record that was given up must not be found as the newest one of its page.
 void Journal::VoidGivenUp() {
   const std::vector<std::uint8_t> zeros(kPrefixBytes);
-  std::sort(free_.begin(), free_.end(), std::greater<>());
+  Recycle();
   for (const Slot slot : given_up_) {
     if (std::binary_search(free_.begin(), free_.end(), slot, std::greater<>())) {
       file_->Write(Offset(slot), zeros);

@@ -108,7 +108,7 @@ class Journal {
   void Rewrite(Slot slot, PageNo page, std::uint8_t* record);
   void Read(Slot slot, std::uint8_t* record);
   // The record is not needed (any more) and may be overwritten.
-  void Release(Slot slot) { free_.push_back(slot); }
+  void Release(Slot slot) { released_.push_back(slot); }
   // What holds is an older record of the page than this one, or none. The slot is, or gets, released.
   void GiveUp(Slot slot) { given_up_.push_back(slot); }
 
@@ -136,6 +136,7 @@ class Journal {
   std::uint64_t Offset(Slot slot) const;
   void Make();
   Slot TakeSlot();
+  void Recycle();
   void Seal(Slot slot, PageNo page, std::uint8_t* record);
   void VoidGivenUp();
   void WriteHeader(Phase phase);
@@ -153,7 +154,8 @@ class Journal {
   std::uint64_t last_number_ = 0;  // of a record
   std::uint32_t slots_ = 0;
   std::vector<std::uint64_t> checksums_;  // by slot - 1
-  std::vector<Slot> free_;                // the last one is taken next
+  std::vector<Slot> free_;                // descending; the last one is taken next
+  std::vector<Slot> released_;            // not yet among them
   std::vector<Slot> given_up_;            // since the last Commit(); some are free no more
 };
 

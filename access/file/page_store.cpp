@@ -149,13 +149,26 @@ struct PageStore::Impl {
         pages.push_back({other->page, Record(other)});
       }
     }
-    journal.Write(pages);
-    NoteSaved(pages, entries);
+    Save(&pages, entries);
   }
 
-  // The content of these pages stands in the journal now.
-  void NoteSaved(const std::vector<Journal::Unsaved>& pages, std::vector<PageEntry>& entries) {
-    for (const Journal::Unsaved& item : pages) {
+  // Writes a page to the journal which the statement is about to change, and with it those behind it that it
+  // may come to.
+  void SpillAsItWas(PageNo page, std::vector<PageEntry>& entries) {
+    std::vector<Journal::Unsaved> pages;
+    const auto end = static_cast<PageNo>(std::min<std::size_t>(page + kSpillAhead, statement_pages));
+    for (; page < end && page < entries.size(); ++page) {
+      const PageEntry& entry = entries[page];
+      if (entry.frame != nullptr && entry.frame->unsaved && entry.statement != statement) {
+        pages.push_back({page, Record(entry.frame)});
+      }
+    }
+    Save(&pages, entries);
+  }
+
+  void Save(std::vector<Journal::Unsaved>* pages, std::vector<PageEntry>& entries) {
+    journal.Write(*pages);
+    for (const Journal::Unsaved& item : *pages) {
       PageEntry& entry = entries[item.page];
       if (entry.stored != entry.persisted && !entry.held) {
         journal.Release(entry.stored);
@@ -232,8 +245,7 @@ struct PageStore::Impl {
       if (entry.persisted != 0) old_slots.push_back(entry.persisted);
       if (entry.frame != nullptr && entry.frame->unsaved) unsaved.push_back({page, Record(entry.frame)});
     }
-    journal.Write(unsaved);
-    NoteSaved(unsaved, entries);
+    Save(&unsaved, entries);
     std::vector<internal::JournalPage> changed;
     for (PageNo page = 0; page < entries.size(); ++page) {
       if (entries[page].stored != 0) changed.push_back({page, entries[page].stored});
@@ -356,7 +368,7 @@ Frame* PageStore::NoteAndWrite(PageNo page) {
   PageEntry& entry = entries_[page];
   const bool changed = impl_->IsChanged(entry);
   if (in_statement_ && page < impl_->statement_pages && entry.statement != impl_->statement) {
-    if (changed && frame->unsaved && impl_->undo.full()) impl_->Spill(frame, entries_);
+    if (changed && frame->unsaved && impl_->undo.full()) impl_->SpillAsItWas(page, entries_);
     if (!changed) {
       impl_->undo_clean.push_back(page);
     } else if (!frame->unsaved) {

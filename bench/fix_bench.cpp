@@ -5,9 +5,10 @@
 //
 // Per size: rows, seconds and peak memory of each fix and of the whole default run, the yardstick's seconds,
 // the ratio, one notice from process start to end, reading every table beside mdb-export, and the size of the
-// file; then the growth from size to size. Of several runs, each on a fresh copy, the quickest counts. The
-// sizes take turns, so that a slow minute of the machine does not look like growth. SQLite runs once on more
-// than 1,000 notices.
+// file; then the growth from size to size. The sizes take turns, so that a slow minute of the machine does
+// not look like growth. In its turn a smaller size runs several times, and the mean counts: the quickest of
+// short runs would find a quiet moment that no long run has. Of three rounds the quickest counts; SQLite has
+// one.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -179,10 +180,12 @@ std::vector<std::string> TableNames(const std::string& file) {
 }
 
 constexpr int kRounds = 3;
+constexpr int kMostRuns = 10;  // of one size in a round
 
 // One size: its sample, and what was measured on it so far.
 struct Size {
   int notices = 0;
+  int runs = 1;  // in a round
   fs::path folder;
   samples::SampleFiles files;
   double one_notice = 1e9;  // seconds
@@ -206,21 +209,31 @@ void CopySynced(const std::string& from, const std::string& to) {
   close(fd);
 }
 
-// Runs on a copy, which stands at `copy`, and keeps the quickest of the runs so far.
-void RunOnCopy(const std::string& notices, const std::string& copy, const std::string& reference, bool sqlite,
-               std::vector<Measure>* best) {
-  const auto whole = [](const std::vector<Measure>& run) {
-    return std::find_if(run.begin(), run.end(), [](const Measure& m) { return m.caption == kWholeRun; })
-        ->seconds;
-  };
-  CopySynced(notices, copy);
-  std::vector<Measure> run = RunApart(copy, reference, sqlite);
-  if (best->empty() || whole(run) < whole(*best)) *best = std::move(run);
+// Runs on copies, each of which stands at `copy`; the mean of the times.
+std::vector<Measure> RunOnCopies(const std::string& notices, const std::string& copy,
+                                 const std::string& reference, bool sqlite, int runs) {
+  std::vector<Measure> mean;
+  for (int i = 0; i < runs; ++i) {
+    CopySynced(notices, copy);
+    const std::vector<Measure> run = RunApart(copy, reference, sqlite);
+    if (mean.empty()) {
+      mean = run;
+      continue;
+    }
+    for (std::size_t m = 0; m < mean.size(); ++m) {
+      mean[m].seconds += run[m].seconds;
+      mean[m].peak = std::max(mean[m].peak, run[m].peak);
+      mean[m].errors += run[m].errors;
+    }
+  }
+  for (Measure& m : mean) m.seconds /= runs;
+  return mean;
 }
 
-Size MakeSize(int notices, const fs::path& base) {
+Size MakeSize(int notices, int runs, const fs::path& base) {
   Size size;
   size.notices = notices;
+  size.runs = runs;
   size.folder = base / std::to_string(notices);
   fs::remove_all(size.folder);
   fs::create_directories(size.folder);
@@ -256,7 +269,11 @@ void MeasureRuns(const std::string& vntfix, Size* size) {
   }
   fs::remove(one);
   const std::string run = size->At("run.mdb");
-  RunOnCopy(size->files.notice, run, size->files.reference, false, &size->ours);
+  const auto whole = [](const std::vector<Measure>& measures) {
+    return SecondsByCaption(measures).at(kWholeRun);
+  };
+  std::vector<Measure> ours = RunOnCopies(size->files.notice, run, size->files.reference, false, size->runs);
+  if (size->ours.empty() || whole(ours) < whole(size->ours)) size->ours = std::move(ours);
   const auto bytes = [](const std::string& file) { return static_cast<double>(fs::file_size(file)); };
   size->file_growth = (bytes(run) / bytes(size->files.notice) - 1) * 100;
   fs::remove(run);
@@ -265,10 +282,8 @@ void MeasureRuns(const std::string& vntfix, Size* size) {
 void MeasureYardstick(Size* size) {
   CopyToSqlite(size->files.notice, size->At("notices.sqlite"));
   CopyToSqlite(size->files.reference, size->At("reference.sqlite"));
-  for (int i = 0; i < (size->notices > 1000 ? 1 : kRounds); ++i) {
-    RunOnCopy(size->At("notices.sqlite"), size->At("run.sqlite"), size->At("reference.sqlite"), true,
-              &size->yardstick);
-  }
+  size->yardstick = RunOnCopies(size->At("notices.sqlite"), size->At("run.sqlite"),
+                                size->At("reference.sqlite"), true, size->runs);
 }
 
 void PrintSize(const Size& size) {
@@ -321,13 +336,16 @@ int main(int argc, char** argv) {
     } else if (argument == "--folder" && i + 1 < argc) {
       folder = argv[++i];
     } else {
-      sizes.push_back(std::atoi(argument.c_str()));
+      sizes.push_back(std::max(std::atoi(argument.c_str()), 1));
     }
   }
   if (sizes.empty()) sizes = {100, 1000, 10000};
   using namespace vnt::bench;
   std::vector<Size> measured;
-  for (const int notices : sizes) measured.push_back(MakeSize(notices, folder));
+  const int largest = *std::max_element(sizes.begin(), sizes.end());
+  for (const int notices : sizes) {
+    measured.push_back(MakeSize(notices, std::min(largest / notices, kMostRuns), folder));
+  }
   for (const Size& size : measured) MeasureReading(size, vntfix);
   for (int round = 0; round < kRounds; ++round) {
     for (Size& size : measured) MeasureRuns(vntfix, &size);

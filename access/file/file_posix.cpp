@@ -12,13 +12,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <condition_variable>
 #include <cstdlib>
-#include <memory>
-#include <mutex>
-#include <stop_token>
 #include <system_error>
-#include <thread>
 #include <utility>
 
 #include "access/file/file.h"
@@ -67,44 +62,6 @@ class Descriptor {
   int fd_;
 };
 
-// Sends on its way to the disk what a file has collected, while the program computes: Sync() has less to wait
-// for then. Errors show in Sync(), as those of everything that the system writes by itself.
-class WriteStarter {
- public:
-  explicit WriteStarter(int fd) : fd_(fd) {}
-
-  void Start() {
-    {
-      const std::lock_guard lock(mutex_);
-      wanted_ = true;
-    }
-    changed_.notify_one();
-    if (thread_.joinable()) return;
-    try {
-      thread_ = std::jthread([this](const std::stop_token& stop) { Run(stop); });
-    } catch (const std::system_error&) {
-      // Sync() does all of it then.
-    }
-  }
-
- private:
-  void Run(const std::stop_token& stop) {
-    std::unique_lock lock(mutex_);
-    while (changed_.wait(lock, stop, [this] { return wanted_; })) {
-      wanted_ = false;
-      lock.unlock();
-      sync_file_range(fd_, 0, 0, SYNC_FILE_RANGE_WRITE);
-      lock.lock();
-    }
-  }
-
-  int fd_;
-  std::mutex mutex_;
-  std::condition_variable_any changed_;
-  bool wanted_ = false;
-  std::jthread thread_;  // last: ends before what it uses
-};
-
 class PosixFile : public File {
  public:
   PosixFile(Descriptor descriptor, std::string path) : fd_(std::move(descriptor)), path_(std::move(path)) {}
@@ -134,7 +91,6 @@ class PosixFile : public File {
         ThrowErrno(fmt::format("The file {} cannot be written", path_), errno);
       }
     }
-    StartWriting(data.size());
   }
 
   // Times need not be durable, only bytes and size.
@@ -157,21 +113,8 @@ class PosixFile : public File {
   }
 
  private:
-  // Bytes that the system may collect before they are sent on their way to the disk.
-  static constexpr std::size_t kCollected = 8u << 20;
-
-  void StartWriting(std::size_t written) {
-    collected_ += written;
-    if (collected_ < kCollected) return;
-    collected_ = 0;
-    if (starter_ == nullptr) starter_ = std::make_unique<WriteStarter>(fd_.get());
-    starter_->Start();
-  }
-
   Descriptor fd_;
   std::string path_;
-  std::size_t collected_ = 0;
-  std::unique_ptr<WriteStarter> starter_;
 };
 
 int OpenFile(const std::string& path, int flags) {

@@ -73,26 +73,6 @@ TEST_F(PlatformFiles, ReadsWritesAndResizes) {
   EXPECT_EQ(ReadText(*temporary, 1u << 20, 1), "x");
 }
 
-TEST_F(PlatformFiles, MuchWrittenIsThereWhereverItWasOnItsWay) {
-  constexpr std::size_t kBlock = 1 << 20;
-  for (const bool synced : {true, false}) {
-    const std::string path = Path(synced ? "synced" : "closed");
-    auto file = files_.Open(path, OpenMode::kCreateNew);
-    for (int pass = 0; pass < 2; ++pass) {
-      for (int i = 0; i < 20; ++i) {
-        file->Write(i * kBlock, AsBytes(std::string(kBlock, static_cast<char>('a' + i + pass))));
-      }
-    }
-    if (synced) file->Sync();
-    file.reset();
-    file = files_.Open(path, OpenMode::kRead);
-    EXPECT_EQ(file->Size(), 20 * kBlock);
-    for (int i = 0; i < 20; ++i) {
-      EXPECT_EQ(ReadText(*file, i * kBlock, kBlock), std::string(kBlock, static_cast<char>('b' + i))) << i;
-    }
-  }
-}
-
 TEST_F(PlatformFiles, ConflictsWithinTheProcess) {
   Put("a.mdb", "content");
   const std::string a = Path("a.mdb");

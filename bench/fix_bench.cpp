@@ -8,7 +8,7 @@
 // file; then the growth from size to size. The sizes take turns, so that a slow minute of the machine does
 // not look like growth. In its turn a smaller size runs several times, and the mean counts: the quickest of
 // short runs would find a quiet moment that no long run has. Of three rounds the quickest counts; SQLite has
-// one.
+// one round, one notice three runs in each.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>

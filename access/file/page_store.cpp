@@ -368,7 +368,7 @@ Frame* PageStore::NoteAndWrite(PageNo page) {
   PageEntry& entry = entries_[page];
   const bool changed = impl_->IsChanged(entry);
   if (in_statement_ && page < impl_->statement_pages && entry.statement != impl_->statement) {
-    if (changed && frame->unsaved && impl_->undo.full()) impl_->SpillAsItWas(page, entries_);
+    if (frame->unsaved && impl_->undo.full()) impl_->SpillAsItWas(page, entries_);
     if (!changed) {
       impl_->undo_clean.push_back(page);
     } else if (!frame->unsaved) {

@@ -32,9 +32,9 @@
 #include "bench/sqlite_copy.h"
 #include "bench/sqlite_provider.h"
 #include "db/guards/guards.h"
+#include "platform/messages.h"
+#include "platform/settings.h"
 #include "samples/sample_database.h"
-#include "startup/platform/messages.h"
-#include "startup/platform/settings.h"
 #include "startup/state/program_state.h"
 #include "ui/runner/fix_runner.h"
 

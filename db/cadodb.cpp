@@ -1,7 +1,7 @@
 #include "db/cadodb.h"
 
-#include "startup/platform/desktop.h"
-#include "startup/platform/messages.h"
+#include "platform/desktop.h"
+#include "platform/messages.h"
 
 namespace vnt::db {
 namespace {

@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "db/environment.h"
 #include "db/error.h"
+#include "platform/environment.h"
 
 namespace vnt::db {
 namespace {
@@ -31,7 +31,7 @@ std::string Utf8(const std::filesystem::path& path) {
 
 void RefreshSqlLog() {
   auto& log = TheLog();
-  const std::filesystem::path path = EnvironmentPath("VNTFIX_SQL_LOG");
+  const std::filesystem::path path = platform::EnvironmentPath("VNTFIX_SQL_LOG");
   if (log ? log->path == path : path.empty()) return;
   log.reset();
   if (path.empty()) return;

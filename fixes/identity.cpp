@@ -19,7 +19,7 @@
 
 #include "fixes/error_trap.h"
 #include "fixes/statement_list.h"
-#include "startup/platform/settings.h"
+#include "platform/settings.h"
 
 namespace vnt {
 namespace {

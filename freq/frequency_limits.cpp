@@ -13,7 +13,7 @@
 #include <functional>
 #include <string>
 
-#include "startup/platform/messages.h"
+#include "platform/messages.h"
 #include "startup/state/program_state.h"
 
 namespace vnt {

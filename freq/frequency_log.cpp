@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "db/value.h"
-#include "startup/platform/settings.h"
+#include "platform/settings.h"
 
 namespace vnt {
 namespace {

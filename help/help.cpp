@@ -1,8 +1,8 @@
 #include "help/help.h"
 
-#include "startup/platform/desktop.h"
-#include "startup/platform/messages.h"
-#include "startup/platform/settings.h"
+#include "platform/desktop.h"
+#include "platform/messages.h"
+#include "platform/settings.h"
 
 namespace vnt {
 namespace {

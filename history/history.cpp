@@ -1,6 +1,6 @@
 #include "history/history.h"
 
-#include "startup/platform/settings.h"
+#include "platform/settings.h"
 #include "startup/state/program_state.h"
 
 namespace vnt {

@@ -3,8 +3,8 @@
 #include <memory>
 #include <utility>
 
-#include "startup/platform/messages.h"
-#include "startup/platform/settings.h"
+#include "platform/messages.h"
+#include "platform/settings.h"
 #include "startup/state/program_state.h"
 
 namespace vnt {

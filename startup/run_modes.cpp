@@ -4,9 +4,9 @@
 #include <limits>
 
 #include "db/guards/guards.h"
+#include "platform/messages.h"
+#include "platform/settings.h"
 #include "startup/databases.h"
-#include "startup/platform/messages.h"
-#include "startup/platform/settings.h"
 #include "startup/state/program_state.h"
 #include "startup/unshown_window.h"
 

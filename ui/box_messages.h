@@ -1,7 +1,7 @@
 // Messages as message boxes that carry the program's title.
 #pragma once
 
-#include "startup/platform/messages.h"
+#include "platform/messages.h"
 
 namespace vnt::ui {
 

@@ -12,8 +12,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "platform/desktop.h"
 #include "startup/databases.h"
-#include "startup/platform/desktop.h"
 #include "startup/run_modes.h"
 #include "startup/state/program_state.h"
 #include "ui/box_messages.h"

@@ -11,9 +11,9 @@
 #include <wx/statusbr.h>
 #include <wx/utils.h>
 
+#include "platform/desktop.h"
+#include "platform/messages.h"
 #include "startup/databases.h"
-#include "startup/platform/desktop.h"
-#include "startup/platform/messages.h"
 #include "startup/state/program_state.h"
 #include "ui/app_icon.h"
 #include "ui/text_wx.h"

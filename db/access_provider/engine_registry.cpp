@@ -6,7 +6,7 @@
 #include "access/base/error.h"
 #include "access/file/file.h"
 #include "db/access_provider/access_provider.h"
-#include "startup/platform/settings.h"
+#include "platform/settings.h"
 
 namespace vnt::db {
 namespace {

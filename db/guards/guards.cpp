@@ -5,7 +5,7 @@
 
 #include "fixes/error_trap.h"
 #include "fixes/reference_tables.h"
-#include "startup/platform/messages.h"
+#include "platform/messages.h"
 #include "startup/state/program_state.h"
 
 namespace vnt {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "startup/platform/messages.h"
+#include "platform/messages.h"
 
 namespace vnt {
 namespace {

@@ -12,7 +12,7 @@
 #include "db/access_provider/errors.h"
 #include "db/cadodb.h"
 #include "db/connection_string.h"
-#include "startup/platform/messages.h"
+#include "platform/messages.h"
 #include "tests/db/provider_contract.h"
 
 namespace vnt::db {

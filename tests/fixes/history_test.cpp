@@ -5,7 +5,7 @@
 #include <regex>
 
 #include "history/history.h"
-#include "startup/platform/settings.h"
+#include "platform/settings.h"
 #include "tests/fixes/notice_database.h"
 
 namespace vnt::test {

@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "access/file/test_files.h"
-#include "startup/platform/messages.h"
-#include "startup/platform/settings.h"
+#include "platform/messages.h"
+#include "platform/settings.h"
 #include "startup/state/program_state.h"
 
 namespace vnt::test {

@@ -8,8 +8,8 @@
 #include <fstream>
 #include <iterator>
 
+#include "platform/settings.h"
 #include "startup/databases.h"
-#include "startup/platform/settings.h"
 #include "startup/run_modes.h"
 #include "tests/ingres/notice_server.h"
 #include "ui/runner/fix_runner.h"

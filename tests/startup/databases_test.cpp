@@ -2,7 +2,7 @@
 
 #include "startup/databases.h"
 
-#include "tests/startup/surroundings.h"
+#include "tests/program/program_surroundings.h"
 
 namespace vnt {
 namespace {
@@ -13,7 +13,7 @@ using testing::MessageStyle;
 using ::testing::Pair;
 using testing::ShownMessage;
 
-class DatabasesTest : public testing::Surroundings {
+class DatabasesTest : public testing::ProgramSurroundings {
  protected:
   static std::function<void()> OpensVersion(std::int16_t version) {
     return [version] {

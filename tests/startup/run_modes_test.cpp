@@ -2,7 +2,7 @@
 
 #include "startup/run_modes.h"
 
-#include "tests/startup/surroundings.h"
+#include "tests/program/program_surroundings.h"
 
 namespace vnt {
 namespace {
@@ -29,7 +29,7 @@ class StubWindow : public MainWindow {
   bool succeeds_;
 };
 
-class RunModesTest : public testing::Surroundings, public StartUpHost {
+class RunModesTest : public testing::ProgramSurroundings, public StartUpHost {
  protected:
   void OpenAccessDatabase() override {
     calls_.push_back("open Access " + State().current_database);

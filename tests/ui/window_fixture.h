@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "startup/databases.h"
-#include "tests/startup/surroundings.h"
+#include "tests/program/program_surroundings.h"
 #include "ui/main_frame.h"
 #include "ui/text_wx.h"
 
@@ -55,7 +55,7 @@ inline void Settle() {
   }
 }
 
-class WindowTest : public testing::Surroundings {
+class WindowTest : public testing::ProgramSurroundings {
  protected:
   ~WindowTest() override {
     if (window_) window_->Destroy();

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <tuple>
 
-#include "startup/platform/settings.h"
+#include "platform/settings.h"
 #include "tests/ui/window_fixture.h"
 
 namespace vnt::ui {

@@ -6,8 +6,8 @@
 
 #include "fixes/error_trap.h"
 #include "history/history.h"
-#include "startup/platform/messages.h"
-#include "startup/platform/settings.h"
+#include "platform/messages.h"
+#include "platform/settings.h"
 #include "startup/state/program_state.h"
 
 namespace vnt {

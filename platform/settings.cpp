@@ -1,11 +1,11 @@
-#include "startup/platform/settings.h"
+#include "platform/settings.h"
 
 #include <cstdlib>
 #include <map>
 #include <utility>
 
-#include "startup/platform/text.h"
-#include "startup/platform/user_name.h"
+#include "platform/text.h"
+#include "platform/user_name.h"
 
 namespace vnt::platform {
 namespace {

@@ -19,9 +19,9 @@
 #include <fstream>
 #include <vector>
 
-#include "startup/platform/desktop.h"
-#include "startup/platform/home_posix.h"
-#include "startup/platform/text.h"
+#include "platform/desktop.h"
+#include "platform/home_posix.h"
+#include "platform/text.h"
 
 namespace vnt::platform {
 namespace fs = std::filesystem;

@@ -1,9 +1,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "db/environment.h"
+#include "platform/environment.h"
 
-namespace vnt::db {
+namespace vnt::platform {
 
 // The narrow variables are in the system's code page, which cannot name every file.
 std::filesystem::path EnvironmentPath(const char* name) {
@@ -12,4 +12,4 @@ std::filesystem::path EnvironmentPath(const char* name) {
   return value == nullptr ? std::filesystem::path() : std::filesystem::path(value);
 }
 
-}  // namespace vnt::db
+}  // namespace vnt::platform

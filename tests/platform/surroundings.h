@@ -1,5 +1,5 @@
-// Surroundings of a test: a folder that goes with it, variables of the environment put back, messages and
-// program state of its own.
+// Surroundings of a test: a folder that goes with it, variables of the environment put back, messages of its
+// own.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -16,8 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "startup/platform/messages.h"
-#include "startup/state/program_state.h"
+#include "platform/messages.h"
 
 namespace vnt::platform {
 
@@ -80,15 +79,25 @@ class Surroundings : public ::testing::Test {
     return file;
   }
 
+  std::string ReadFile(const std::string& name) const {
+    std::ifstream stream(folder_ / name);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
+  // A program named xdg-open that runs `script`, and nothing else on the search path but /bin.
+  void InstallOpener(const std::string& script) {
+    const auto file = WriteFile("bin/xdg-open", "#!/bin/sh\n" + script);
+    fs::permissions(file, fs::perms::owner_all);
+    SetEnvironment("PATH", (folder_ / "bin").string() + ":/bin");
+  }
+
   void WriteSettings(std::string_view content) const { WriteFile("windows/KV_SOFT.ini", content); }
 
   fs::path folder_;
-  ProgramState state_;
   RecordedMessages messages_;
 
  private:
   std::map<std::string, std::optional<std::string>> former_environment_;
-  ScopedProgramState state_in_force_{state_};
   platform::ScopedMessages messages_in_force_{messages_};
 };
 

@@ -1,4 +1,4 @@
-#include "startup/platform/messages.h"
+#include "platform/messages.h"
 
 #include <iostream>
 

@@ -1,12 +1,12 @@
 #include <cstdlib>
 
-#include "db/environment.h"
+#include "platform/environment.h"
 
-namespace vnt::db {
+namespace vnt::platform {
 
 std::filesystem::path EnvironmentPath(const char* name) {
   const char* value = std::getenv(name);
   return value == nullptr ? std::filesystem::path() : std::filesystem::path(value);
 }
 
-}  // namespace vnt::db
+}  // namespace vnt::platform

@@ -12,11 +12,11 @@
 #include <iterator>
 #include <vector>
 
-#include "startup/platform/home_posix.h"
-#include "startup/platform/profile.h"
-#include "startup/platform/settings.h"
-#include "startup/platform/text.h"
-#include "startup/platform/user_name.h"
+#include "platform/home_posix.h"
+#include "platform/profile.h"
+#include "platform/settings.h"
+#include "platform/text.h"
+#include "platform/user_name.h"
 
 namespace vnt::platform {
 namespace fs = std::filesystem;

@@ -1,7 +1,7 @@
 // Code pages and letter case without the C library's locale: the program runs in whatever locale it finds,
 // and names must compare the same in all of them.
 
-#include "startup/platform/text.h"
+#include "platform/text.h"
 
 #include <utf8.h>
 

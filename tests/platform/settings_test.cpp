@@ -1,8 +1,8 @@
 // Settings and places as the program finds them on a system without a Windows directory.
 
-#include "startup/platform/settings.h"
+#include "platform/settings.h"
 
-#include "tests/startup/surroundings.h"
+#include "tests/platform/surroundings.h"
 
 namespace vnt::platform {
 namespace {

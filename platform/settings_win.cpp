@@ -4,9 +4,9 @@
 #include <filesystem>
 #include <vector>
 
-#include "startup/platform/settings.h"
-#include "startup/platform/user_name.h"
-#include "startup/platform/wide_win.h"
+#include "platform/settings.h"
+#include "platform/user_name.h"
+#include "platform/wide_win.h"
 
 namespace vnt::platform {
 

@@ -2,9 +2,9 @@
 
 #include <gtest/gtest.h>
 
-#include "startup/platform/profile.h"
-#include "startup/platform/text.h"
-#include "startup/platform/user_name.h"
+#include "platform/profile.h"
+#include "platform/text.h"
+#include "platform/user_name.h"
 
 namespace vnt::platform {
 namespace {

@@ -3,9 +3,9 @@
 
 #include <filesystem>
 
-namespace vnt::db {
+namespace vnt::platform {
 
 // The path that a variable holds; empty when it is not set.
 std::filesystem::path EnvironmentPath(const char* name);
 
-}  // namespace vnt::db
+}  // namespace vnt::platform

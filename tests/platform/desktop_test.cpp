@@ -1,27 +1,14 @@
 // Documents, the per-user store and data sources on systems with X or Wayland.
 
-#include "startup/platform/desktop.h"
+#include "platform/desktop.h"
 
-#include "help/help.h"
-#include "startup/platform/settings.h"
-#include "tests/startup/surroundings.h"
+#include "platform/settings.h"
+#include "tests/platform/surroundings.h"
 
 namespace vnt::platform {
 namespace {
 
-class DesktopTest : public testing::Surroundings {
- protected:
-  // A program named xdg-open that runs `script`, and nothing else on the search path but /bin.
-  void InstallOpener(const std::string& script) {
-    const auto file = WriteFile("bin/xdg-open", "#!/bin/sh\n" + script);
-    std::filesystem::permissions(file, std::filesystem::perms::owner_all);
-    SetEnvironment("PATH", (folder_ / "bin").string() + ":/bin");
-  }
-  std::string ReadFile(const std::string& name) const {
-    std::ifstream stream(folder_ / name);
-    return {std::istreambuf_iterator<char>(stream), {}};
-  }
-};
+class DesktopTest : public testing::Surroundings {};
 
 TEST_F(DesktopTest, OpensDocument) {
   const std::string document = WriteFile("a b.chm", "help").string();
@@ -35,24 +22,6 @@ TEST_F(DesktopTest, OpensDocument) {
   EXPECT_FALSE(OpenDocument(document)) << "an opener that finds no viewer";
   InstallOpener("sleep 4\n");
   EXPECT_TRUE(OpenDocument(document)) << "an opener that stays while the document is shown";
-}
-
-TEST_F(DesktopTest, HelpOpensTheFixedFile) {
-  const std::string help = WriteFile("c/kv_soft/system32/Tidyworks.CHM", "help").string();
-  InstallOpener("printf '%s' \"$1\" > '" + (folder_ / "opened").string() + "'\n");
-  ShowHelpFile("another.chm");
-  EXPECT_EQ(ReadFile("opened"), help);
-  EXPECT_TRUE(messages_.shown.empty());
-
-  std::filesystem::remove(help);
-  ShowHelpFile("Tidyworks.chm");
-  EXPECT_THAT(
-      messages_.shown,
-      ::testing::ElementsAre(testing::ShownMessage(
-          "Help not available.\nThe Help Viewer requires that Microsoft Internet Explorer (version 3.02 or "
-          "later) be set up on the user's computer.\nIt is not required that Internet Explorer be used as "
-          "the system's default browser.",
-          MessageStyle::kCritical)));
 }
 
 TEST_F(DesktopTest, UserSettingsAreKeptSideBySide) {

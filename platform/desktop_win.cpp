@@ -1,13 +1,13 @@
 // The desktop of Windows: shell, registry, ODBC installer.
 
-#include "startup/platform/wide_win.h"
+#include "platform/wide_win.h"
 // after windows.h
 #include <odbcinst.h>
 #include <shellapi.h>
 
 #include <filesystem>
 
-#include "startup/platform/desktop.h"
+#include "platform/desktop.h"
 
 namespace vnt::platform {
 

@@ -1,10 +1,10 @@
-#include "startup/platform/profile.h"
+#include "platform/profile.h"
 
 #include <utf8.h>
 
 #include <cstdint>
 
-#include "startup/platform/text.h"
+#include "platform/text.h"
 
 namespace vnt::platform {
 namespace {

@@ -34,8 +34,8 @@
 #include "db/guards/guards.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
+#include "program/program_state.h"
 #include "samples/sample_database.h"
-#include "startup/state/program_state.h"
 #include "ui/runner/fix_runner.h"
 
 namespace vnt::bench {

@@ -11,7 +11,7 @@
 #include "db/guards/guards.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 #include "ui/runner/fix_runner.h"
 #include "ui/runner/run_report.h"
 

@@ -20,8 +20,8 @@
 
 #include <string>
 
-#include "fixes/error_trap.h"
 #include "fixes/statement_list.h"
+#include "program/error_trap.h"
 
 namespace vnt {
 namespace {

@@ -15,8 +15,8 @@
 #include <string>
 #include <vector>
 
-#include "fixes/error_trap.h"
 #include "fixes/statement_list.h"
+#include "program/error_trap.h"
 
 namespace vnt {
 namespace {

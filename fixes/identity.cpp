@@ -17,9 +17,9 @@
 
 #include <string>
 
-#include "fixes/error_trap.h"
 #include "fixes/statement_list.h"
 #include "platform/settings.h"
+#include "program/error_trap.h"
 
 namespace vnt {
 namespace {

@@ -16,9 +16,9 @@
 
 #include <string>
 
-#include "fixes/error_trap.h"
 #include "fixes/service_areas.h"
 #include "fixes/statement_list.h"
+#include "program/error_trap.h"
 
 namespace vnt {
 namespace {

@@ -10,7 +10,7 @@
 #include "fixes/rounding.h"
 
 #include "fixes/statement_list.h"
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 
 namespace vnt {
 namespace {

@@ -1,15 +1,10 @@
 #include "fixes/statement_list.h"
 
 #include "db/value.h"
-#include "fixes/error_trap.h"
-#include "startup/state/program_state.h"
+#include "program/error_trap.h"
+#include "program/program_state.h"
 
 namespace vnt {
-
-bool IsRestricted(NoticeTest test) {
-  const std::int32_t ntc_id = State().ntc_id;
-  return test == NoticeTest::kNotZero ? ntc_id != 0 : ntc_id > 0;
-}
 
 std::string CurrentNotice(const Restriction& restriction, NoticeTest test) {
   if (restriction.before.empty() || !IsRestricted(test)) return {};

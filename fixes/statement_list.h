@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+#include "program/notice_scope.h"
+
 namespace vnt {
 
 // Text around the number of the current notice. An empty `before` means that the statement is never narrowed.
@@ -26,15 +28,6 @@ struct Statement {
   std::string_view ingres = {};      // stands for `text` on Ingres; empty: both get the same text
   std::string_view one_notice = {};  // stands for `text` when a notice is current; empty: the same text
 };
-
-// Which notice identifiers narrow a routine's work. The routines differ in this for negative numbers, and
-// deliberately so.
-enum class NoticeTest {
-  kAboveZero,  // also written "not below 1"
-  kNotZero,
-};
-
-bool IsRestricted(NoticeTest test = NoticeTest::kAboveZero);
 
 // Restriction text around the number of the current notice; empty when no notice narrows the work.
 std::string CurrentNotice(const Restriction& restriction, NoticeTest test = NoticeTest::kAboveZero);

@@ -15,10 +15,10 @@
 
 #include "fixes/status_reset.h"
 
-#include "fixes/error_trap.h"
 #include "fixes/inapplicable_data.h"
 #include "fixes/special_sections.h"
 #include "fixes/statement_list.h"
+#include "program/error_trap.h"
 
 namespace vnt {
 namespace {

@@ -18,9 +18,9 @@
 #include <optional>
 #include <string>
 
-#include "fixes/error_trap.h"
 #include "freq/frequency_log.h"
 #include "freq/frequency_row.h"
+#include "program/error_trap.h"
 
 namespace vnt {
 namespace {

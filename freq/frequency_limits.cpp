@@ -14,7 +14,7 @@
 #include <string>
 
 #include "platform/messages.h"
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 
 namespace vnt {
 namespace {

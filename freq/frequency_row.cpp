@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 
 namespace vnt {
 namespace {

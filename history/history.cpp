@@ -1,7 +1,7 @@
 #include "history/history.h"
 
 #include "platform/settings.h"
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 
 namespace vnt {
 

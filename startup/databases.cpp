@@ -5,7 +5,7 @@
 
 #include "platform/messages.h"
 #include "platform/settings.h"
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 
 namespace vnt {
 namespace {

@@ -6,8 +6,8 @@
 #include "db/guards/guards.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
+#include "program/program_state.h"
 #include "startup/databases.h"
-#include "startup/state/program_state.h"
 #include "startup/unshown_window.h"
 
 namespace vnt {

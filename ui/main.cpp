@@ -13,9 +13,9 @@
 #include <string>
 
 #include "platform/desktop.h"
+#include "program/program_state.h"
 #include "startup/databases.h"
 #include "startup/run_modes.h"
-#include "startup/state/program_state.h"
 #include "ui/box_messages.h"
 #include "ui/main_frame.h"
 

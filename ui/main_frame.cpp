@@ -13,8 +13,8 @@
 
 #include "platform/desktop.h"
 #include "platform/messages.h"
+#include "program/program_state.h"
 #include "startup/databases.h"
-#include "startup/state/program_state.h"
 #include "ui/app_icon.h"
 #include "ui/text_wx.h"
 

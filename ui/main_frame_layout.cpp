@@ -15,7 +15,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 #include "ui/main_frame.h"
 #include "ui/text_wx.h"
 

@@ -3,10 +3,10 @@
 #include <memory>
 #include <utility>
 
-#include "fixes/error_trap.h"
 #include "fixes/reference_tables.h"
 #include "platform/messages.h"
-#include "startup/state/program_state.h"
+#include "program/error_trap.h"
+#include "program/program_state.h"
 
 namespace vnt {
 namespace {

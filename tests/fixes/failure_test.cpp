@@ -12,7 +12,7 @@
 #include "fixes/reference_tables.h"
 #include "fixes/service_areas.h"
 #include "fixes/status_reset.h"
-#include "tests/fixes/notice_database.h"
+#include "tests/program/notice_database.h"
 
 namespace vnt::test {
 namespace {

@@ -11,7 +11,7 @@
 #include <map>
 #include <sstream>
 
-#include "tests/fixes/notice_database.h"
+#include "tests/program/notice_database.h"
 #include "ui/runner/catalogue.h"
 
 #include "fixes/antenna_patterns.h"

@@ -16,7 +16,7 @@
 #include "fixes/service_areas.h"
 #include "fixes/special_sections.h"
 #include "fixes/status_reset.h"
-#include "tests/fixes/notice_database.h"
+#include "tests/program/notice_database.h"
 
 namespace vnt::test {
 namespace {

@@ -14,7 +14,7 @@
 #include <regex>
 #include <set>
 
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 #include "tests/ingres/notice_server.h"
 #include "ui/runner/fix_runner.h"
 

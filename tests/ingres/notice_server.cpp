@@ -5,10 +5,10 @@
 #include <regex>
 
 #include "db/access_provider/access_provider.h"
+#include "program/program_state.h"
 #include "samples/sample_database.h"
 #include "samples/schema.h"
 #include "startup/databases.h"
-#include "startup/state/program_state.h"
 #include "tests/db/postgres_server.h"
 
 namespace vnt::test {

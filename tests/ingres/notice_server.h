@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "db/connection.h"
-#include "tests/fixes/notice_database.h"
+#include "tests/program/notice_database.h"
 
 namespace vnt::test {
 

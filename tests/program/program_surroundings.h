@@ -1,7 +1,7 @@
 // The surroundings of a test with a program state of its own in force.
 #pragma once
 
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 #include "tests/platform/surroundings.h"
 
 namespace vnt::testing {

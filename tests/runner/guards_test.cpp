@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "db/guards/guards.h"
-#include "tests/fixes/notice_database.h"
+#include "tests/program/notice_database.h"
 
 namespace vnt::test {
 namespace {

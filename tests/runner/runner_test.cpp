@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/fixes/notice_database.h"
+#include "tests/program/notice_database.h"
 #include "ui/runner/fix_runner.h"
 
 namespace vnt::test {

@@ -10,7 +10,7 @@
 
 #include <iostream>
 
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 #include "ui/main_frame.h"
 
 namespace vnt::ui {

@@ -4,11 +4,11 @@
 #include <memory>
 #include <utility>
 
-#include "fixes/error_trap.h"
 #include "history/history.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
-#include "startup/state/program_state.h"
+#include "program/error_trap.h"
+#include "program/program_state.h"
 
 namespace vnt {
 namespace {

@@ -8,7 +8,7 @@
 #include "freq/frequency_build.h"
 #include "freq/frequency_limits.h"
 #include "freq/frequency_row.h"
-#include "tests/fixes/notice_database.h"
+#include "tests/program/notice_database.h"
 
 namespace vnt::test {
 namespace {

@@ -1,4 +1,4 @@
-#include "tests/fixes/notice_database.h"
+#include "tests/program/notice_database.h"
 
 #include <gtest/gtest.h>
 

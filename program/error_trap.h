@@ -2,7 +2,7 @@
 // last to the runner's own trap.
 #pragma once
 
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 
 namespace vnt {
 

@@ -6,7 +6,7 @@
 
 #include "history/history.h"
 #include "platform/settings.h"
-#include "tests/fixes/notice_database.h"
+#include "tests/program/notice_database.h"
 
 namespace vnt::test {
 namespace {

@@ -13,7 +13,7 @@
 #include "access/file/test_files.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 
 namespace vnt::test {
 

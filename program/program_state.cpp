@@ -1,4 +1,4 @@
-#include "startup/state/program_state.h"
+#include "program/program_state.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,0 +1,12 @@
+#include "program/notice_scope.h"
+
+#include "program/program_state.h"
+
+namespace vnt {
+
+bool IsRestricted(NoticeTest test) {
+  const std::int32_t ntc_id = State().ntc_id;
+  return test == NoticeTest::kNotZero ? ntc_id != 0 : ntc_id > 0;
+}
+
+}  // namespace vnt

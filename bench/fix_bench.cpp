@@ -31,12 +31,12 @@
 #include "access/store/database.h"
 #include "bench/sqlite_copy.h"
 #include "bench/sqlite_provider.h"
-#include "db/guards/guards.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
+#include "run/fix_runner.h"
+#include "run/guards.h"
 #include "samples/sample_database.h"
-#include "ui/runner/fix_runner.h"
 
 namespace vnt::bench {
 namespace {

@@ -8,12 +8,12 @@
 
 #include "cli/commands.h"
 #include "cli/output.h"
-#include "db/guards/guards.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
-#include "ui/runner/fix_runner.h"
-#include "ui/runner/run_report.h"
+#include "run/fix_runner.h"
+#include "run/guards.h"
+#include "run/run_report.h"
 
 namespace vnt::cli {
 namespace {

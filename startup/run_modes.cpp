@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <limits>
 
-#include "db/guards/guards.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
-#include "startup/databases.h"
+#include "run/databases.h"
+#include "run/guards.h"
 #include "startup/unshown_window.h"
 
 namespace vnt {

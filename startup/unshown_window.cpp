@@ -1,6 +1,6 @@
 #include "startup/unshown_window.h"
 
-#include "ui/runner/run_report.h"
+#include "run/run_report.h"
 
 namespace vnt {
 

@@ -1,8 +1,8 @@
 // The main window of an unattended run: its boxes as they load, and nothing on a screen.
 #pragma once
 
+#include "run/fix_runner.h"
 #include "startup/run_modes.h"
-#include "ui/runner/fix_runner.h"
 
 namespace vnt {
 

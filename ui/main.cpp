@@ -14,7 +14,7 @@
 
 #include "platform/desktop.h"
 #include "program/program_state.h"
-#include "startup/databases.h"
+#include "run/databases.h"
 #include "startup/run_modes.h"
 #include "ui/box_messages.h"
 #include "ui/main_frame.h"

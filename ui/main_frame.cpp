@@ -14,7 +14,7 @@
 #include "platform/desktop.h"
 #include "platform/messages.h"
 #include "program/program_state.h"
-#include "startup/databases.h"
+#include "run/databases.h"
 #include "ui/app_icon.h"
 #include "ui/text_wx.h"
 

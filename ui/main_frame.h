@@ -17,8 +17,8 @@
 #include <memory>
 #include <string>
 
+#include "run/fix_runner.h"
 #include "startup/run_modes.h"
-#include "ui/runner/fix_runner.h"
 #include "ui/window_services.h"
 
 class wxBusyCursor;

@@ -2,8 +2,8 @@
 
 #include <wx/filedlg.h>
 
-#include "db/guards/guards.h"
 #include "help/help.h"
+#include "run/guards.h"
 #include "ui/text_wx.h"
 
 namespace vnt::ui {

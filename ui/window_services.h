@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "ui/runner/fix_runner.h"
+#include "run/fix_runner.h"
 
 class wxWindow;
 

@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "access/check/check_table.h"
-#include "access/check/index_tree.h"
+#include "access/index/index_tree.h"
 #include "access/store/data_page.h"
 #include "access/store/usage_map.h"
 

@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "startup/databases.h"
+#include "run/databases.h"
 #include "tests/program/program_surroundings.h"
 #include "ui/main_frame.h"
 #include "ui/text_wx.h"

@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "access/base/error.h"
-#include "access/check/index_tree.h"
 #include "access/file/test_files.h"
 #include "access/index/index_page.h"
+#include "access/index/index_tree.h"
 
 namespace jet {
 namespace {

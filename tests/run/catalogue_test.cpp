@@ -6,7 +6,7 @@
 #include <fstream>
 #include <set>
 
-#include "ui/runner/fix_runner.h"
+#include "run/fix_runner.h"
 
 namespace vnt::test {
 namespace {

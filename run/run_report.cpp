@@ -1,4 +1,4 @@
-#include "ui/runner/run_report.h"
+#include "run/run_report.h"
 
 #include <chrono>
 #include <cstdlib>

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "db/guards/guards.h"
+#include "run/guards.h"
 #include "tests/program/notice_database.h"
 
 namespace vnt::test {

@@ -1,6 +1,6 @@
 // The choice of another database, and the dialect test.
 
-#include "startup/databases.h"
+#include "run/databases.h"
 
 #include "tests/program/program_surroundings.h"
 

@@ -11,8 +11,8 @@
 #include <map>
 #include <sstream>
 
+#include "run/catalogue.h"
 #include "tests/program/notice_database.h"
-#include "ui/runner/catalogue.h"
 
 #include "fixes/antenna_patterns.h"
 #include "fixes/reference_tables.h"

@@ -1,4 +1,4 @@
-#include "ui/runner/fix_runner.h"
+#include "run/fix_runner.h"
 
 #include <algorithm>
 #include <memory>

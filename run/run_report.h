@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "ui/runner/fix_runner.h"
+#include "run/fix_runner.h"
 
 namespace vnt {
 

@@ -1,4 +1,4 @@
-#include "tests/ingres/notice_server.h"
+#include "tests/startup/ingres/notice_server.h"
 
 #include <algorithm>
 #include <memory>
@@ -6,9 +6,9 @@
 
 #include "db/access_provider/access_provider.h"
 #include "program/program_state.h"
+#include "run/databases.h"
 #include "samples/sample_database.h"
 #include "samples/schema.h"
-#include "startup/databases.h"
 #include "tests/db/postgres_server.h"
 
 namespace vnt::test {

@@ -4,7 +4,7 @@
 // blanks, and tooltips that belong to other boxes are what users, manuals and screen recordings know.
 // Index 3 has no routine, deliberately: its box can be ticked, it is tested, and nothing runs.
 
-#include "ui/runner/catalogue.h"
+#include "run/catalogue.h"
 
 #include <cstddef>
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "db/error.h"
-#include "ui/runner/catalogue.h"
+#include "run/catalogue.h"
 
 namespace vnt {
 

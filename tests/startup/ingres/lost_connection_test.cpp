@@ -7,10 +7,10 @@
 #include <chrono>
 #include <functional>
 
-#include "startup/databases.h"
+#include "run/databases.h"
+#include "run/fix_runner.h"
 #include "tests/db/postgres_server.h"
-#include "tests/ingres/notice_server.h"
-#include "ui/runner/fix_runner.h"
+#include "tests/startup/ingres/notice_server.h"
 
 namespace vnt::test {
 namespace {

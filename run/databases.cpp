@@ -1,4 +1,4 @@
-#include "startup/databases.h"
+#include "run/databases.h"
 
 #include <memory>
 #include <utility>

@@ -6,7 +6,8 @@
 #include <string_view>
 #include <vector>
 
-#include "access/check/check.h"
+#include "access/base/finding.h"
+#include "access/base/types.h"
 #include "access/file/page_store.h"
 
 namespace jet {

@@ -1,4 +1,4 @@
-#include "db/guards/guards.h"
+#include "run/guards.h"
 
 #include <memory>
 #include <utility>

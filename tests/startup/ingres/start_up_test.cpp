@@ -9,10 +9,10 @@
 #include <iterator>
 
 #include "platform/settings.h"
-#include "startup/databases.h"
+#include "run/databases.h"
+#include "run/fix_runner.h"
 #include "startup/run_modes.h"
-#include "tests/ingres/notice_server.h"
-#include "ui/runner/fix_runner.h"
+#include "tests/startup/ingres/notice_server.h"
 
 namespace vnt::test {
 namespace {

@@ -15,8 +15,8 @@
 #include <set>
 
 #include "program/program_state.h"
-#include "tests/ingres/notice_server.h"
-#include "ui/runner/fix_runner.h"
+#include "run/fix_runner.h"
+#include "tests/startup/ingres/notice_server.h"
 
 namespace vnt::test {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "run/fix_runner.h"
 #include "tests/program/notice_database.h"
-#include "ui/runner/fix_runner.h"
 
 namespace vnt::test {
 namespace {

@@ -1,4 +1,4 @@
-#include "access/check/index_tree.h"
+#include "access/index/index_tree.h"
 
 #include <string>
 

@@ -107,6 +107,8 @@ bool IsRefusal(jet::ErrorKind kind) {
     case jet::ErrorKind::kLocked:
     case jet::ErrorKind::kReadOnly:
     case jet::ErrorKind::kFull:
+    case jet::ErrorKind::kMemory:
+    case jet::ErrorKind::kReplaced:
     case jet::ErrorKind::kExists:
       return true;
     default:

@@ -34,18 +34,24 @@ inline constexpr std::int32_t kErrNotFound = -2147467259;  // file missing, lock
 
 class DbError : public std::exception {
  public:
-  DbError(std::int32_t number, std::string source, std::string description)
-      : number_(number), source_(std::move(source)), description_(std::move(description)) {}
+  DbError(std::int32_t number, std::string source, std::string description, bool environment = false)
+      : number_(number),
+        source_(std::move(source)),
+        description_(std::move(description)),
+        environment_(environment) {}
 
   std::int32_t number() const { return number_; }
   const std::string& source() const { return source_; }
   const std::string& description() const { return description_; }
+  // Whether it is a failure of the surroundings (disk, memory, the file itself), not of the statement.
+  bool is_environment() const { return environment_; }
   const char* what() const noexcept override { return description_.c_str(); }
 
  private:
   std::int32_t number_;
   std::string source_;
   std::string description_;
+  bool environment_;
 };
 
 }  // namespace vnt::db

@@ -4,6 +4,19 @@
 
 namespace jet {
 
+bool Error::is_environment() const {
+  switch (kind_) {
+    case ErrorKind::kCorrupt:
+    case ErrorKind::kIo:
+    case ErrorKind::kFull:
+    case ErrorKind::kMemory:
+    case ErrorKind::kReplaced:
+      return true;
+    default:
+      return false;
+  }
+}
+
 void ThrowCorrupt(const std::string& what, std::int64_t page, std::int64_t offset) {
   std::string text = page == Error::kNoPlace ? fmt::format("The file is damaged: {}", what)
                                              : fmt::format("Page {} is damaged: {}", page, what);

@@ -23,6 +23,8 @@ enum class ErrorKind {
   kConstraint,    // required column, relationship
   kDuplicate,     // key that a unique index holds already
   kFull,          // file size limit or disk full
+  kMemory,        // no memory
+  kReplaced,      // the file is no longer the one that was opened, or somebody else changed it
   kTooLong,       // value, record or key longer than its place
   kOverflow,      // number out of the range of its column
   kType,          // value that cannot be converted to the type of its column
@@ -40,6 +42,9 @@ class Error : public std::runtime_error {
       : std::runtime_error(text), kind_(kind), page_(page), offset_(offset) {}
 
   ErrorKind kind() const { return kind_; }
+  // Whether it is a failure of the surroundings (disk, memory, the file itself), not of a request: the next
+  // request would meet it too, so whoever does several that belong together stops and goes back.
+  bool is_environment() const;
   // Page number the error is about, or kNoPlace.
   std::int64_t page() const { return page_; }
   // Byte offset within the page (or, for kSyntax, within the statement), or kNoPlace.

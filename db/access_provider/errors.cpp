@@ -31,6 +31,8 @@ std::int32_t NumberOf(const jet::Error& error) {
     case jet::ErrorKind::kIo:
     case jet::ErrorKind::kLocked:
     case jet::ErrorKind::kFull:
+    case jet::ErrorKind::kMemory:
+    case jet::ErrorKind::kReplaced:
     case jet::ErrorKind::kSql:
       return kErrKeyViolation;
   }
@@ -39,6 +41,8 @@ std::int32_t NumberOf(const jet::Error& error) {
 
 }  // namespace
 
-DbError ToDbError(const jet::Error& error) { return DbError(NumberOf(error), kAccessSource, error.what()); }
+DbError ToDbError(const jet::Error& error) {
+  return DbError(NumberOf(error), kAccessSource, error.what(), error.is_environment());
+}
 
 }  // namespace vnt::db

@@ -115,6 +115,10 @@ void Connection::Persist() { provider().Persist(); }
 
 void Connection::Checkpoint() { provider().Checkpoint(); }
 
+void Connection::Mark() { provider().Mark(); }
+
+bool Connection::RevertToMark() { return provider().RevertToMark(); }
+
 void Connection::SetObserver(std::function<void(const StatementEvent&)> observer) {
   Observer() = std::move(observer);
 }

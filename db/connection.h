@@ -60,6 +60,13 @@ class Connection {
   // keeps it in the journal beside the file; Checkpoint() brings the file itself up to date.
   void Persist();
   void Checkpoint();
+  // A border that work can go back to: RevertToMark() undoes everything that was executed in the database
+  // since the last Mark(), Persist() or Checkpoint(), by whatever connection of this process; Mark() itself
+  // makes nothing durable and costs next to nothing. False: the source cannot go back (ODBC, where every
+  // statement is final), and nothing was undone. After a DbError of RevertToMark() nothing more can be
+  // written, and the database is what it was at the last Persist(), Checkpoint() or opening.
+  void Mark();
+  bool RevertToMark();
 
   // Observes all statements of all connections in this process; null switches it off.
   static void SetObserver(std::function<void(const StatementEvent&)> observer);

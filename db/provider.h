@@ -41,6 +41,9 @@ class ProviderConnection {
                                                            LockType lock) = 0;
   virtual void Checkpoint() = 0;
   virtual void Persist() { Checkpoint(); }
+  // See Connection. False: the source cannot go back.
+  virtual void Mark() {}
+  virtual bool RevertToMark() { return false; }
 };
 
 // Serves every connection opened from now on in place of the provider that its string names (benchmarks,

@@ -302,12 +302,13 @@ void Journal::Seal(Slot slot, PageNo page, std::uint8_t* record) {
 
 void Journal::Write(std::vector<Unsaved>& pages) {
   Make();
+  const Slot before = slots_;
   std::vector<Slot> slots(pages.size());
-  for (Slot& slot : slots) slot = TakeSlot();
-  // Ascending slots are neighbours more often, and ascending pages are often read again in this order.
-  std::sort(slots.begin(), slots.end());
-  std::sort(pages.begin(), pages.end(), [](const Unsaved& a, const Unsaved& b) { return a.page < b.page; });
   try {
+    for (Slot& slot : slots) slot = TakeSlot();
+    // Ascending slots are neighbours more often, and ascending pages are often read again in this order.
+    std::sort(slots.begin(), slots.end());
+    std::sort(pages.begin(), pages.end(), [](const Unsaved& a, const Unsaved& b) { return a.page < b.page; });
     RunWriter writer(*file_, kRecordsOffset, record_bytes());
     for (std::size_t i = 0; i < pages.size(); ++i) {
       pages[i].slot = slots[i];
@@ -316,10 +317,14 @@ void Journal::Write(std::vector<Unsaved>& pages) {
     }
     writer.Flush();
   } catch (...) {
+    // The journal has not grown: every slot that counts stands in the file, though the disk may be full.
     for (const Slot slot : slots) {
+      if (slot == 0 || slot > before) continue;
       GiveUp(slot);
       Release(slot);
     }
+    slots_ = before;
+    checksums_.resize(before);
     throw;
   }
 }
@@ -335,6 +340,8 @@ void Journal::Read(Slot slot, std::uint8_t* record) { file_->Read(Offset(slot), 
 void Journal::VoidGivenUp() {
   const std::vector<std::uint8_t> zeros(kPrefixBytes);
   Recycle();
+  std::sort(given_up_.begin(), given_up_.end());
+  given_up_.erase(std::unique(given_up_.begin(), given_up_.end()), given_up_.end());
   for (const Slot slot : given_up_) {
     if (std::binary_search(free_.begin(), free_.end(), slot, std::greater<>())) {
       file_->Write(Offset(slot), zeros);

@@ -109,6 +109,8 @@ class Journal {
   void Read(Slot slot, std::uint8_t* record);
   // The record is not needed (any more) and may be overwritten.
   void Release(Slot slot) { released_.push_back(slot); }
+  // Released slots are taken before the journal grows.
+  void Recycle();
   // What holds is an older record of the page than this one, or none. The slot is, or gets, released.
   void GiveUp(Slot slot) { given_up_.push_back(slot); }
 
@@ -136,7 +138,6 @@ class Journal {
   std::uint64_t Offset(Slot slot) const;
   void Make();
   Slot TakeSlot();
-  void Recycle();
   void Seal(Slot slot, PageNo page, std::uint8_t* record);
   void VoidGivenUp();
   void WriteHeader(Phase phase);

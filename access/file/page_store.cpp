@@ -47,9 +47,35 @@ struct PageStore::Impl {
     LargeBytes data;
     std::unique_ptr<Frame[]> frames;
   };
-  struct UndoImage {
-    PageNo page;
-    std::uint32_t slot;
+  // How pages are brought back to what they were: at the begin of a statement, at a mark.
+  struct Undo {
+    struct Stored {
+      PageNo page;
+      internal::Slot slot;
+      bool marked;  // the slot is what the page was at the mark
+    };
+    struct Image {
+      PageNo page;
+      std::uint32_t slot;
+      const internal::PageSlots* images;
+    };
+    PageNo pages = 0;            // how many there were
+    PageNo changed = 0;          // from what was persisted last
+    std::vector<PageNo> clean;   // was as persisted last
+    std::vector<Stored> stored;  // stood in the journal
+    std::vector<Image> images;   // stood in the cache alone
+
+    void Clear() {
+      clean.clear();
+      stored.clear();
+      images.clear();
+    }
+  };
+  // Whether the store can go on after a failure.
+  enum class State {
+    kSound,
+    kTorn,    // a statement was taken back in part: not before a revert
+    kBroken,  // no
   };
   // How many places of the clock are looked at for pages to spill with one that has to.
   static constexpr std::size_t kSpillAhead = 64;
@@ -61,14 +87,15 @@ struct PageStore::Impl {
         options(opts),
         page_size(page_bytes),
         frame_limit(std::max<std::size_t>(opts.cache_bytes / page_bytes, 8)),
-        undo(page_bytes, opts.undo_bytes) {}
+        statement_images(page_bytes, opts.undo_bytes),
+        mark_images(page_bytes, opts.undo_bytes) {}
 
   std::unique_ptr<File> file;
   Journal journal;
   PageStoreOptions options;
   std::uint32_t page_size;
   PageNo file_pages = 0;  // of the file itself
-  bool broken = false;
+  State state = State::kSound;
 
   std::size_t frame_limit;
   std::vector<Block> blocks;
@@ -76,14 +103,16 @@ struct PageStore::Impl {
   std::vector<Frame*> free_frames;
   std::size_t hand = 0;
 
-  // The statement scope: what the pages were at its begin.
   std::uint32_t statement = 0;
-  PageNo statement_pages = 0;
-  std::vector<PageNo> undo_clean;                  // was as persisted last
-  std::vector<internal::JournalPage> undo_stored;  // stood in the journal
-  std::vector<UndoImage> undo_images;              // stood in the cache alone
-  std::vector<internal::Slot> released;            // since then; held what pages were in between
-  internal::PageSlots undo;
+  Undo of_statement;
+  internal::PageSlots statement_images;
+  std::uint32_t mark = 1;
+  Undo of_mark;
+  internal::PageSlots mark_images;  // a statement that changes a page first shares its image
+  // Slots that were released since the mark, and from which on since the statement began. They hold what
+  // pages were in between.
+  std::vector<internal::Slot> released;
+  std::size_t released_before_statement = 0;
 
   // Every page in memory has room before it for what the journal puts there.
   void AddBlock(std::size_t count) {
@@ -152,29 +181,32 @@ struct PageStore::Impl {
     Save(&pages, entries);
   }
 
-  // Writes a page to the journal which the statement is about to change, and with it those behind it that it
-  // may come to.
-  void SpillAsItWas(PageNo page, std::vector<PageEntry>& entries) {
+  // Writes a page to the journal which is about to change, and with it those behind it that may be too and
+  // that, like it, are not `noted`. `end`: the number of pages in question.
+  template <typename Noted>
+  void SpillAsItWas(PageNo page, PageNo end, Noted noted, std::vector<PageEntry>& entries) {
     std::vector<Journal::Unsaved> pages;
-    const auto end = static_cast<PageNo>(std::min<std::size_t>(page + kSpillAhead, statement_pages));
-    for (; page < end && page < entries.size(); ++page) {
+    end = static_cast<PageNo>(std::min<std::size_t>({page + kSpillAhead, end, entries.size()}));
+    for (; page < end; ++page) {
       const PageEntry& entry = entries[page];
-      if (entry.frame != nullptr && entry.frame->unsaved && entry.statement != statement) {
+      if (entry.frame != nullptr && entry.frame->unsaved && !noted(entry)) {
         pages.push_back({page, Record(entry.frame)});
       }
     }
     Save(&pages, entries);
   }
 
+  void Release(internal::Slot slot) {
+    journal.Release(slot);
+    released.push_back(slot);
+  }
+
   void Save(std::vector<Journal::Unsaved>* pages, std::vector<PageEntry>& entries) {
     journal.Write(*pages);
     for (const Journal::Unsaved& item : *pages) {
       PageEntry& entry = entries[item.page];
-      if (entry.stored != entry.persisted && !entry.held) {
-        journal.Release(entry.stored);
-        released.push_back(entry.stored);
-      }
-      entry.held = false;
+      if (entry.stored != entry.persisted && !entry.held && !entry.marked) Release(entry.stored);
+      entry.held = entry.marked = false;
       entry.stored = item.slot;
       entry.frame->unsaved = false;
       entry.frame->write_epoch = 0;
@@ -206,7 +238,7 @@ struct PageStore::Impl {
       journal.Release(entry.stored);
     }
     entry.stored = slot;
-    entry.held = false;
+    entry.held = entry.marked = false;
     if (Frame* frame = entry.frame) {
       Detach(frame, entry);
       // A frame that is still held is found by the clock once it is let go.
@@ -223,6 +255,39 @@ struct PageStore::Impl {
     ReadStored(page, entry, frame);
   }
 
+  // Brings all pages back, and the page count. Slots from that place of `released` on hold what is not to be
+  // found again.
+  void TakeBack(const Undo& undo, std::size_t first_released, std::vector<PageEntry>& entries,
+                PageNo* page_count) {
+    for (std::size_t i = first_released; i < released.size(); ++i) journal.GiveUp(released[i]);
+    // First what frees frames and slots, so that what follows needs no new ones.
+    for (PageNo page = undo.pages; page < *page_count; ++page) Drop(entries[page], 0);
+    *page_count = undo.pages;
+    if (entries.size() > undo.pages) entries.resize(undo.pages);
+    for (const PageNo page : undo.clean) GoBack(page, entries[page], entries[page].persisted);
+    for (const Undo::Stored& item : undo.stored) {
+      GoBack(item.page, entries[item.page], item.slot);
+      entries[item.page].marked = item.marked;
+    }
+    std::vector<std::uint8_t> record(Journal::kPrefixBytes + page_size);
+    for (const Undo::Image& image : undo.images) {
+      PageEntry& entry = entries[image.page];
+      if (entry.frame == nullptr && !free_frames.empty()) {
+        Attach(free_frames.back(), image.page, entry);
+        free_frames.pop_back();
+        ReadStored(image.page, entry, entry.frame);  // what stands before the page stays what it was
+      }
+      if (Frame* frame = entry.frame) {
+        image.images->Read(image.slot, frame->data);
+        frame->unsaved = true;
+      } else {
+        journal.Read(entry.stored, record.data());
+        image.images->Read(image.slot, record.data() + Journal::kPrefixBytes);
+        journal.Rewrite(entry.stored, image.page, record.data());
+      }
+    }
+  }
+
   void ReadStored(PageNo page, const PageEntry& entry, Frame* frame) {
     if (entry.stored != 0) {
       journal.Read(entry.stored, Record(frame));
@@ -236,16 +301,21 @@ struct PageStore::Impl {
     return entry.stored != entry.persisted || (entry.frame != nullptr && entry.frame->unsaved);
   }
 
-  void Commit(std::vector<PageEntry>& entries, PageNo page_count, Journal::Phase phase) {
+  // Writes to the journal what stands in the cache alone.
+  void SaveAll(std::vector<PageEntry>& entries) {
     std::vector<Journal::Unsaved> unsaved;
-    std::vector<internal::Slot> old_slots;
     for (PageNo page = 0; page < entries.size(); ++page) {
       const PageEntry& entry = entries[page];
-      if (!IsChanged(entry)) continue;
-      if (entry.persisted != 0) old_slots.push_back(entry.persisted);
       if (entry.frame != nullptr && entry.frame->unsaved) unsaved.push_back({page, Record(entry.frame)});
     }
     Save(&unsaved, entries);
+  }
+
+  void Commit(std::vector<PageEntry>& entries, PageNo page_count, Journal::Phase phase) {
+    std::vector<internal::Slot> old_slots;
+    for (const PageEntry& entry : entries) {
+      if (entry.persisted != 0 && IsChanged(entry)) old_slots.push_back(entry.persisted);
+    }
     std::vector<internal::JournalPage> changed;
     for (PageNo page = 0; page < entries.size(); ++page) {
       if (entries[page].stored != 0) changed.push_back({page, entries[page].stored});
@@ -313,10 +383,11 @@ PageStore::PageStore(FileSystem& files, std::unique_ptr<File> file, std::string 
                     size, page_size));
   }
   page_count_ = impl.file_pages = static_cast<PageNo>(size / page_size);
+  StartMark();
 }
 
 PageStore::~PageStore() {
-  if (journal_waits_ && !impl_->broken) {
+  if (journal_waits_ && impl_->state == Impl::State::kSound) {
     try {
       Apply();
     } catch (const std::exception&) {
@@ -328,7 +399,7 @@ PageStore::~PageStore() {
 
 void PageStore::RequireWritable() const {
   if (!writable_) throw Error(ErrorKind::kReadOnly, "The database is open for reading only.");
-  if (impl_->broken) {
+  if (impl_->state != Impl::State::kSound) {
     throw Error(
         ErrorKind::kIo,
         "Nothing more can be written to the database because an earlier write failed; what was saved before "
@@ -362,23 +433,53 @@ Frame* PageStore::Load(PageNo page) {
   return frame;
 }
 
+// Notes how to undo a page that is about to change. What a statement finds of a page that has not changed
+// since the mark is what it was then, too.
+void PageStore::Note(PageNo page, Frame* frame, bool changed, bool for_mark, bool for_statement) {
+  Impl& impl = *impl_;
+  PageEntry& entry = entries_[page];
+  internal::PageSlots& images = for_mark ? impl.mark_images : impl.statement_images;
+  if (frame->unsaved && images.full()) {
+    const Impl::Undo& undo = for_mark ? impl.of_mark : impl.of_statement;
+    impl.SpillAsItWas(
+        page, undo.pages,
+        [&](const PageEntry& other) {
+          return for_mark ? other.mark == impl.mark : other.statement == impl.statement;
+        },
+        entries_);
+  }
+  const bool in_cache = frame->unsaved;
+  const std::uint32_t image = in_cache ? images.Add(frame->data) : 0;
+  const auto add = [&](Impl::Undo& undo) {
+    if (!changed) {
+      undo.clean.push_back(page);
+    } else if (in_cache) {
+      undo.images.push_back({page, image, &images});
+    } else {
+      undo.stored.push_back({page, entry.stored, entry.marked});
+    }
+  };
+  if (for_mark) {
+    add(impl.of_mark);
+    entry.mark = impl.mark;
+    entry.marked = changed && !in_cache;
+  }
+  if (for_statement) {
+    add(impl.of_statement);
+    entry.statement = impl.statement;
+    entry.held = changed && !in_cache;
+  }
+}
+
 Frame* PageStore::NoteAndWrite(PageNo page) {
   RequireWritable();
   Frame* frame = Load(page);
   PageEntry& entry = entries_[page];
   const bool changed = impl_->IsChanged(entry);
-  if (in_statement_ && page < impl_->statement_pages && entry.statement != impl_->statement) {
-    if (frame->unsaved && impl_->undo.full()) impl_->SpillAsItWas(page, entries_);
-    if (!changed) {
-      impl_->undo_clean.push_back(page);
-    } else if (!frame->unsaved) {
-      impl_->undo_stored.push_back({page, entry.stored});
-      entry.held = true;
-    } else {
-      impl_->undo_images.push_back({page, impl_->undo.Add(frame->data)});
-    }
-    entry.statement = impl_->statement;
-  }
+  const bool for_mark = page < impl_->of_mark.pages && entry.mark != impl_->mark;
+  const bool for_statement =
+      in_statement_ && page < impl_->of_statement.pages && entry.statement != impl_->statement;
+  if (for_mark || for_statement) Note(page, frame, changed, for_mark, for_statement);
   if (!changed) {
     ++changed_pages_;
     if (entry.persisted == 0) Journal::NoteFileContent(page, Impl::Record(frame), page_size_);
@@ -413,8 +514,9 @@ void PageStore::BeginStatement() {
   if (in_statement_) throw Error(ErrorKind::kInvalid, "A statement is under way already.");
   ++epoch_;
   in_statement_ = true;
-  impl_->released.clear();
-  impl_->statement_pages = page_count_;
+  impl_->released_before_statement = impl_->released.size();
+  impl_->of_statement.pages = page_count_;
+  impl_->of_statement.changed = changed_pages_;
   if (++impl_->statement == 0) {  // wrapped: old notes must not look like this statement's
     for (PageEntry& entry : entries_) entry.statement = 0;
     impl_->statement = 1;
@@ -424,69 +526,79 @@ void PageStore::BeginStatement() {
 void PageStore::CommitStatement() {
   ++epoch_;
   in_statement_ = false;
-  impl_->undo_clean.clear();
-  for (const internal::JournalPage& undo : impl_->undo_stored) {
-    PageEntry& entry = entries_[undo.page];
-    if (entry.stored != undo.slot) impl_->journal.Release(undo.slot);
+  Impl::Undo& undo = impl_->of_statement;
+  for (const Impl::Undo::Stored& item : undo.stored) {
+    PageEntry& entry = entries_[item.page];
+    if (entry.stored != item.slot && !item.marked) impl_->Release(item.slot);
     entry.held = false;
   }
-  impl_->undo_stored.clear();
-  if (!impl_->undo_images.empty()) {
-    impl_->undo_images.clear();
-    impl_->undo.Clear();
-  }
+  undo.Clear();
+  impl_->statement_images.Clear();
 }
 
 void PageStore::RollbackStatement() noexcept {
   try {
-    if (in_statement_) Undo();
+    if (in_statement_) {
+      impl_->TakeBack(impl_->of_statement, impl_->released_before_statement, entries_, &page_count_);
+      changed_pages_ = impl_->of_statement.changed;
+    }
   } catch (const std::exception&) {
-    impl_->broken = true;
+    impl_->state = std::max(impl_->state, Impl::State::kTorn);
   }
   CommitStatement();
 }
 
-void PageStore::Undo() {
-  for (const internal::Slot slot : impl_->released) impl_->journal.GiveUp(slot);
-  // First what frees frames and slots, so that what follows needs no new ones.
-  for (PageNo page = impl_->statement_pages; page < page_count_; ++page) {
-    impl_->Drop(entries_[page], 0);
-    --changed_pages_;
+void PageStore::Mark() {
+  RequireNoStatement();
+  if (writable_ && impl_->state == Impl::State::kSound) StartMark();
+}
+
+void PageStore::StartMark() {
+  ++epoch_;
+  Impl::Undo& undo = impl_->of_mark;
+  for (const Impl::Undo::Stored& item : undo.stored) {
+    PageEntry& entry = entries_[item.page];
+    if (entry.stored != item.slot) impl_->journal.Release(item.slot);
+    entry.marked = false;
   }
-  page_count_ = impl_->statement_pages;
-  if (entries_.size() > page_count_) entries_.resize(page_count_);
-  for (const PageNo page : impl_->undo_clean) {
-    impl_->GoBack(page, entries_[page], entries_[page].persisted);
-    --changed_pages_;
+  undo.Clear();
+  undo.pages = page_count_;
+  undo.changed = changed_pages_;
+  impl_->mark_images.Clear();
+  impl_->released.clear();
+  constexpr std::uint32_t kLastMark = (1u << 30) - 1;
+  if (impl_->mark++ == kLastMark) {
+    for (PageEntry& entry : entries_) entry.mark = 0;
+    impl_->mark = 1;
   }
-  for (const internal::JournalPage& undo : impl_->undo_stored) {
-    impl_->GoBack(undo.page, entries_[undo.page], undo.slot);
-  }
-  std::vector<std::uint8_t> record(Journal::kPrefixBytes + page_size_);
-  for (const Impl::UndoImage& undo : impl_->undo_images) {
-    PageEntry& entry = entries_[undo.page];
-    if (Frame* frame = entry.frame) {
-      impl_->undo.Read(undo.slot, frame->data);
-      frame->unsaved = true;
-    } else {
-      impl_->journal.Read(entry.stored, record.data());
-      impl_->undo.Read(undo.slot, record.data() + Journal::kPrefixBytes);
-      impl_->journal.Rewrite(entry.stored, undo.page, record.data());
-    }
-  }
+}
+
+void PageStore::RevertToMark() {
+  if (!writable_) return;
+  if (impl_->state == Impl::State::kBroken) RequireWritable();
+  // The notes of the mark are those of the statement as well.
+  if (in_statement_) CommitStatement();
+  impl_->state = Impl::State::kBroken;
+  impl_->TakeBack(impl_->of_mark, 0, entries_, &page_count_);
+  changed_pages_ = impl_->of_mark.changed;
+  impl_->journal.Recycle();
+  StartMark();
+  impl_->state = Impl::State::kSound;
 }
 
 void PageStore::Commit(bool applying) {
   ++epoch_;
+  impl_->SaveAll(entries_);
   try {
     impl_->Commit(entries_, page_count_, applying ? Journal::Phase::kApplying : Journal::Phase::kCommitted);
   } catch (...) {
-    impl_->broken = true;
+    impl_->state = Impl::State::kBroken;
     impl_->journal.Abandon();
     throw;
   }
   changed_pages_ = 0;
   journal_waits_ = true;
+  StartMark();
 }
 
 void PageStore::Apply() {
@@ -494,7 +606,7 @@ void PageStore::Apply() {
     impl_->journal.BeginApplying();
     impl_->Apply(entries_);
   } catch (const Error& error) {
-    impl_->broken = true;
+    impl_->state = Impl::State::kBroken;
     throw Error(
         error.kind(),
         fmt::format("{} What was done is kept in the journal {}. It gets to the database the next time "
@@ -507,7 +619,10 @@ void PageStore::Apply() {
 
 void PageStore::Persist() {
   RequireNoStatement();
-  if (changed_pages_ == 0) return;
+  if (changed_pages_ == 0) {
+    Mark();
+    return;
+  }
   RequireWritable();
   if (impl_->journal.bytes() > impl_->options.journal_bytes) {
     Checkpoint();
@@ -520,7 +635,11 @@ void PageStore::Checkpoint() {
   RequireNoStatement();
   if (!has_changes()) return;
   RequireWritable();
-  if (changed_pages_ != 0) Commit(true);
+  if (changed_pages_ != 0) {
+    Commit(true);
+  } else {
+    StartMark();
+  }
   Apply();
 }
 

@@ -51,7 +51,9 @@ struct PageEntry {
   std::uint32_t stored = 0;     // journal slot of the content, but for an unsaved frame
   std::uint32_t persisted = 0;  // journal slot of the content at the last Persist()
   std::uint32_t statement = 0;  // last statement that noted how to undo the page
-  bool held = false;            // `stored` is what the running statement goes back to
+  std::uint32_t mark : 30 = 0;  // last mark for which that was noted
+  bool held : 1 = false;        // `stored` is what the running statement goes back to
+  bool marked : 1 = false;      // `stored` is what the page was at the mark
 };
 
 }  // namespace internal
@@ -151,15 +153,27 @@ class PageStore {
   // those keep some bytes, but no longer stand for a page.
   //
   // RollbackStatement() does not throw. When it cannot bring a page back, the store refuses further writes
-  // and checkpoints, so that the file stays as it was persisted last.
+  // and checkpoints until RevertToMark() has brought back what was before the statement.
   void BeginStatement();
   void CommitStatement();
   void RollbackStatement() noexcept;
   bool in_statement() const { return in_statement_; }
 
+  // A border that work can go back to, without anything being made durable: RevertToMark() brings every page,
+  // and the page count, back to what they were at the last Mark(), Persist() or Checkpoint() (at first: at
+  // the opening), and ends a statement scope that is open. Handles are treated as by RollbackStatement().
+  // Mark() is Error(kInvalid) within a statement scope.
+  //
+  // Going back needs no disk space as a rule. When it fails all the same, or the store has failed to persist
+  // before, that is Error(kIo) or kFull, the store refuses further writes, and what was persisted last holds.
+  void Mark();
+  void RevertToMark();
+
   // Makes everything so far durable, atomically, in the journal. Error(kInvalid) within a statement scope.
-  // After any other error the next open finds what was persisted before, or all of it, and the store refuses
-  // further writes with Error(kIo).
+  // After any other error the next open finds what was persisted before, or all of it. When it was that pages
+  // did not get to the journal (such as a full disk), nothing is lost but time: work can go on, be reverted
+  // and be persisted again, if there is room. After other errors the store refuses further writes with
+  // Error(kIo).
   void Persist();
   // As Persist(), and brings the file itself up to date. After an error the next open finds what was
   // persisted before, or all of it.
@@ -176,7 +190,8 @@ class PageStore {
   void RequireNoStatement() const;
   void Commit(bool applying);
   void Apply();
-  void Undo();
+  void Note(PageNo page, internal::Frame* frame, bool changed, bool for_mark, bool for_statement);
+  void StartMark();
 
   std::vector<internal::PageEntry> entries_;  // by page, grown on demand
   std::uint64_t epoch_ = 1;                   // changes whenever Write() has to look at a page anew

@@ -247,7 +247,10 @@ class Database {
   virtual void CommitStatement() = 0;
   virtual void RollbackStatement() = 0;
 
-  // See PageStore.
+  // See PageStore. Table objects stay what they are over a revert, except of tables whose definition has
+  // changed since the mark: those can be read on but not changed through.
+  virtual void Mark() = 0;
+  virtual void RevertToMark() = 0;
   virtual void Persist() = 0;
   virtual void Checkpoint() = 0;
   virtual bool has_changes() const = 0;

@@ -113,6 +113,7 @@ void DatabaseImpl::BeginStatement() {
 void DatabaseImpl::CommitStatement() {
   pages_->CommitStatement();
   for (const auto& [page, table] : tables_) table->OnCommitStatement();
+  for (const auto& [page, old] : replaced_) replaced_since_mark_.insert(page);
   replaced_.clear();
 }
 
@@ -140,16 +141,44 @@ void DatabaseImpl::FlushTables() {
   for (const auto& [page, table] : tables_) table->Flush();
 }
 
+void DatabaseImpl::Mark() {
+  if (!pages_->writable()) return;
+  FlushTables();
+  pages_->Mark();
+  replaced_since_mark_.clear();
+}
+
+void DatabaseImpl::RevertToMark() {
+  if (!pages_->writable()) return;
+  if (pages_->in_statement()) RollbackStatement();
+  pages_->RevertToMark();
+  allocator_->Forget();
+  catalog_->Forget();
+  // The definition that stands in the file now is neither that of the object at hand nor, if a statement has
+  // given way to another, of one that was put aside.
+  for (const PageNo page : replaced_since_mark_) {
+    const auto it = tables_.find(page);
+    if (it == tables_.end()) continue;
+    MutableDef(*it->second).read_only_reason = kReplacedReason;
+    tables_.erase(it);
+  }
+  if (!replaced_since_mark_.empty()) ++schema_version_;
+  replaced_since_mark_.clear();
+  for (const auto& [page, table] : tables_) table->OnRevert();
+}
+
 void DatabaseImpl::Persist() {
   if (!pages_->writable()) return;
   FlushTables();
   pages_->Persist();
+  replaced_since_mark_.clear();
 }
 
 void DatabaseImpl::Checkpoint() {
   if (!pages_->writable()) return;
   FlushTables();
   pages_->Checkpoint();
+  replaced_since_mark_.clear();
 }
 
 void DatabaseImpl::InStatement(const std::function<void()>& change) {

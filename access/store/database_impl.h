@@ -8,6 +8,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -42,6 +43,8 @@ class DatabaseImpl final : public Database, private TableSource {
   void BeginStatement() override;
   void CommitStatement() override;
   void RollbackStatement() override;
+  void Mark() override;
+  void RevertToMark() override;
   void Persist() override;
   void Checkpoint() override;
   bool has_changes() const override { return pages_->has_changes(); }
@@ -101,6 +104,7 @@ class DatabaseImpl final : public Database, private TableSource {
     std::string read_only_reason;
   };
   std::map<PageNo, Replaced> replaced_;
+  std::set<PageNo> replaced_since_mark_;  // by statements that were committed
 };
 
 // Makes the core tables of a new file in an empty page store, and fills the catalog. See create_database.cpp.

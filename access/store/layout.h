@@ -97,6 +97,8 @@ class StoredTable : public Table {
   virtual void OnBeginStatement() = 0;
   virtual void OnCommitStatement() = 0;
   virtual void OnRollbackStatement() = 0;
+  // Pages were brought back to what they were before several statements: what is kept in memory is read anew.
+  virtual void OnRevert() = 0;
   // Frees every page that belongs to the table's data: rows, long values, index trees, map bitmaps, map rows.
   virtual void FreeData() = 0;
   // Builds index `index` of def() from the rows (the root page exists and is empty). kConstraint when it is

@@ -237,10 +237,15 @@ StoredTableImpl::StoredTableImpl(StoreContext& context, TableDef def, TableLayou
         std::make_unique<BTree>(context.pages, state.pages.get(), d.root, layout_.tdef_page, format.jet3);
     indexes_.push_back(std::move(state));
   }
-  const PageRef page = context.pages.Read(layout_.tdef_page);
+  ReadCounters();
+}
+
+void StoredTableImpl::ReadCounters() {
+  const PageRef page = context_.pages.Read(layout_.tdef_page);
   const ByteReader bytes(page.bytes(), layout_.tdef_page);
   counters_.rows = bytes.U32(layout_.row_count_offset);
   counters_.auto_number = bytes.I32(layout_.auto_number_offset);
+  counters_.distinct.clear();
   for (const std::uint32_t offset : layout_.distinct_count_offsets) {
     counters_.distinct.push_back(bytes.U32(offset));
   }
@@ -272,6 +277,16 @@ void StoredTableImpl::OnRollbackStatement() {
   if (!touched_) return;
   touched_ = false;
   counters_ = saved_;
+  ForgetHints();
+}
+
+void StoredTableImpl::OnRevert() {
+  touched_ = false;
+  ReadCounters();
+  ForgetHints();
+}
+
+void StoredTableImpl::ForgetHints() {
   ++rollbacks_;
   ++content_version_;
   space_.Forget();

@@ -47,6 +47,7 @@ class StoredTableImpl final : public StoredTable {
   void OnBeginStatement() override { touched_ = false; }
   void OnCommitStatement() override { touched_ = false; }
   void OnRollbackStatement() override;
+  void OnRevert() override;
   void FreeData() override;
   void BuildIndex(int index) override;
   void FreeIndex(int index) override;
@@ -119,6 +120,8 @@ class StoredTableImpl final : public StoredTable {
   Location LocateForChange(RowId id) const;
   void RequireChangeable() const;
   void Touch();
+  void ReadCounters();
+  void ForgetHints();
 
   void BeginPrepare(std::size_t count);
   void Prepare(std::size_t k, int column, const Value& value);

@@ -68,6 +68,15 @@ void AccessConnection::Persist() {
   if (mode_ != AccessMode::kRead) Translated([&] { database().Persist(); });
 }
 
+void AccessConnection::Mark() {
+  if (mode_ != AccessMode::kRead) Translated([&] { database().Mark(); });
+}
+
+bool AccessConnection::RevertToMark() {
+  if (mode_ != AccessMode::kRead) Translated([&] { database().RevertToMark(); });
+  return true;
+}
+
 std::shared_ptr<ProviderConnection> OpenAccess(const std::string& path, AccessMode mode,
                                                AccessFormats formats) {
   return Translated([&]() -> std::shared_ptr<ProviderConnection> {

@@ -47,6 +47,8 @@ class AccessConnection : public ProviderConnection {
                                                    LockType lock) override;
   void Checkpoint() override;
   void Persist() override;
+  void Mark() override;
+  bool RevertToMark() override;
 
   jet::Database& database() { return *engine_->database; }
   jet::sql::Session& session() { return *engine_->session; }

@@ -100,6 +100,30 @@ class AccessFiles : public testing::Test {
   jet::MemoryFileSystem files_;
 };
 
+TEST_F(AccessFiles, RevertToMarkUndoesWhatEveryConnectionDid) {
+  Connection first, second;
+  Open(first, "/main.mdb");
+  Open(second, "/main.mdb");
+  first.Execute("INSERT INTO t VALUES (2, 'kept')");
+  first.Mark();
+  first.Execute("INSERT INTO t VALUES (3, 'undone')");
+  second.Execute("UPDATE t SET s = 'undone' WHERE k = 1");
+  second.Execute("CREATE TABLE undone (a LONG)");
+  EXPECT_TRUE(first.RevertToMark());
+  EXPECT_THROW(second.Execute("INSERT INTO undone VALUES (1)"), DbError);
+  EXPECT_EQ(first.Execute("UPDATE t SET s = 'after' WHERE s = 'undone' OR k > 2"), 0);
+  EXPECT_EQ(second.Execute("INSERT INTO t VALUES (3, 'again')"), 1);
+  first.Close();
+  second.Close();
+  Connection again;
+  Open(again, "/main.mdb", AccessMode::kRead);
+  Recordset rows;
+  rows.Open("SELECT k, s FROM t ORDER BY k", again, CursorType::kStatic);
+  EXPECT_EQ(rows.RecordCount(), 3);
+  rows.MoveLast();
+  EXPECT_EQ(rows.Get("s").ToText(), "again");
+}
+
 TEST_F(AccessFiles, ConnectionsShareTheDatabase) {
   Connection first, second, reader;
   Open(first, "/main.mdb");

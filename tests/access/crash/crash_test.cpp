@@ -149,6 +149,34 @@ TEST_P(Crash, FailedStatementIsTakenBack) {
   EXPECT_GT(failures, 10);
 }
 
+// Behind a mark at every border between statements: what follows is done, taken back and done again.
+TEST_P(Crash, RevertedWorkMayBeDoneAgain) {
+  const auto work = WorkStatements();
+  for (std::size_t mark = 0; mark < work.size(); ++mark) {
+    SCOPED_TRACE(mark);
+    std::set<std::size_t> before, after;
+    for (std::size_t i = 0; i < work.size(); ++i) (i < mark ? before : after).insert(i);
+    MemoryFileSystem files;
+    files.SetContent(kPath, base_);
+    auto database = Database::Open(files, kPath, OpenMode::kReadWrite, SmallCache());
+    RunStatements(*database, after, nullptr);
+    database->Mark();
+    const std::string at_mark = ContentText(*database);
+    for (int round = 0; round < 2; ++round) {
+      RunStatements(*database, before, nullptr);
+      if (round == 1) database->BeginStatement();  // the revert ends it
+      if (round == 1) database->DropIndex("grp", "beam_freq");
+      database->RevertToMark();
+      ASSERT_EQ(Damage(*database), "");
+      ASSERT_TRUE(ContentText(*database) == at_mark);
+    }
+    RunStatements(*database, before, nullptr);
+    database->Checkpoint();
+    database.reset();
+    ASSERT_TRUE(TextOf(files.Content(kPath)) == new_text_);
+  }
+}
+
 TEST_P(Crash, DroppedWithoutCheckpointIsTheOldState) {
   MemoryFileSystem files;
   files.SetContent(kPath, base_);

@@ -59,7 +59,7 @@ void ExpectSame(PageStore& store, const Model& model) {
   for (PageNo i = 0; i < model.size(); ++i) ASSERT_EQ(Text(store.Read(i).bytes()), model[i]) << "page " << i;
 }
 
-// Random reads, writes, appends, statements, saves and reopenings, with handles that are held for a
+// Random reads, writes, appends, statements, marks, saves and reopenings, with handles that are held for a
 // while, in a cache so small that nearly everything spills.
 class RandomWork : public testing::TestWithParam<std::uint64_t> {};
 
@@ -67,14 +67,14 @@ TEST_P(RandomWork, EqualsModel) {
   std::mt19937_64 random(GetParam());
   const auto below = [&](std::uint64_t n) { return static_cast<PageNo>(random() % n); };
   MemoryFileSystem files;
-  Model model, at_statement, saved;
+  Model model, at_statement, at_mark, saved;
   std::string content;
   for (int i = 0; i < 40; ++i) {
     model.push_back(Filled(i));
     content += model.back();
   }
   files.SetContent(kPath, content);
-  saved = model;
+  saved = at_mark = model;
   PageStoreOptions options;
   options.cache_bytes = kPage * (8 + below(24));
   options.undo_bytes = kPage * below(6);
@@ -88,7 +88,7 @@ TEST_P(RandomWork, EqualsModel) {
   for (int step = 0; step < 4000; ++step) {
     bool just_saved = false;
     const PageNo page = below(model.size());
-    switch (below(20)) {
+    switch (below(21)) {
       case 0:
       case 1:
       case 2:
@@ -141,16 +141,23 @@ TEST_P(RandomWork, EqualsModel) {
         if ((*store)->in_statement()) break;
         switch (below(8)) {
           case 0:
+            // A journal without anything in it that counts may stay.
+            just_saved = (*store)->has_changes();
             (*store)->Checkpoint();
             EXPECT_FALSE((*store)->has_changes());
-            EXPECT_FALSE(files.Exists(kJournal));
-            saved = model;
+            EXPECT_FALSE(just_saved && files.Exists(kJournal));
+            saved = at_mark = model;
             break;
           case 1:
           case 2:
             (*store)->Persist();
-            saved = model;
+            saved = at_mark = model;
             just_saved = true;
+            break;
+          case 3:
+          case 4:
+            (*store)->Mark();
+            at_mark = model;
             break;
         }
         break;
@@ -159,7 +166,13 @@ TEST_P(RandomWork, EqualsModel) {
         held.clear();
         store = nullptr;  // drops what was not saved
         store = std::make_unique<Store>(files, OpenMode::kReadWrite, options);
-        model = saved;
+        model = at_mark = saved;
+        break;
+      case 20:
+        if (below(4) != 0) break;
+        (*store)->RevertToMark();
+        model = at_mark;
+        std::erase_if(held, [&](const auto& item) { return item.first >= model.size(); });
         break;
     }
     check_held();

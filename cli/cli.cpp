@@ -116,9 +116,7 @@ bool IsRefusal(jet::ErrorKind kind) {
   }
 }
 
-}  // namespace
-
-int Run(const std::vector<std::string>& arguments, Streams streams) {
+int RunCommand(const std::vector<std::string>& arguments, Streams& streams) {
   Parsed parsed;
   CLI::App app("Repairs and normalises databases of satellite network notices.", "vntfix");
   app.set_version_flag("--version", fmt::format("vntfix {}.{}.{}", VNT_VERSION_MAJOR, VNT_VERSION_MINOR,
@@ -143,10 +141,7 @@ int Run(const std::vector<std::string>& arguments, Streams streams) {
     return app.exit(e, streams.out, streams.err) == 0 ? kOk : kUsage;
   }
   try {
-    const int code = Dispatch(app.get_subcommands().front()->get_name(), parsed, streams);
-    streams.out.flush();
-    if (!streams.out) throw jet::Error(jet::ErrorKind::kIo, "The output could not be written.");
-    return code;
+    return Dispatch(app.get_subcommands().front()->get_name(), parsed, streams);
   } catch (const jet::Error& e) {
     const db::DbError error = db::ToDbError(e);
     streams.err << error.number() << ' ' << error.description() << '\n';
@@ -155,6 +150,18 @@ int Run(const std::vector<std::string>& arguments, Streams streams) {
     streams.err << e.number() << ' ' << e.description() << '\n';
     return kFailed;
   }
+}
+
+}  // namespace
+
+int Run(const std::vector<std::string>& arguments, Streams streams) {
+  const int code = RunCommand(arguments, streams);
+  // What is still buffered fails here at the latest.
+  streams.out.flush();
+  streams.err.flush();
+  if (streams.out && streams.err) return code;
+  if (streams.err) streams.err << "The output could not be written.\n" << std::flush;
+  return code == kOk ? kUnwritten : code;
 }
 
 }  // namespace vnt::cli

@@ -9,9 +9,10 @@ namespace vnt::cli {
 
 enum ExitCode {
   kOk = 0,
-  kFailed = 1,   // the run finished, but a fix or statement failed, or `check` found something
-  kUsage = 2,    // wrong options or arguments
-  kRefused = 3,  // missing, locked, read-only, unsupported or damaged file
+  kFailed = 1,     // the run finished, but a fix or statement failed, or `check` found something
+  kUsage = 2,      // wrong options or arguments
+  kRefused = 3,    // missing, locked, read-only, unsupported or damaged file
+  kUnwritten = 4,  // done, but the output could not be written
 };
 
 struct Streams {

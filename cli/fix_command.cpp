@@ -13,6 +13,7 @@
 #include "program/program_state.h"
 #include "run/fix_runner.h"
 #include "run/guards.h"
+#include "run/reference_check.h"
 #include "run/run_report.h"
 
 namespace vnt::cli {
@@ -91,8 +92,13 @@ int Fix(const FixOptions& options, Streams& streams) {
     ShowError(error);
     return kRefused;
   }
+  const FixSelection selection = Select(options);
+  if (const std::string fault = ReferenceFault(selection); !fault.empty()) {
+    streams.err << fault << '\n';
+    return kRefused;
+  }
   FixPrinter printer(streams, messages);
-  const RunResult result = RunFixes(Select(options), printer);
+  const RunResult result = RunFixes(selection, printer);
   if (result.refused) return kRefused;
   return result.failed() ? kFailed : kOk;
 }

@@ -15,11 +15,28 @@ std::size_t Width(const std::string& text) {
       std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
+// With so many significant digits, as Access shows numbers: with an exponent ("1E+20") where the digits do
+// not reach the point, without one down to 0.0001.
+std::string RoundedText(double value, int digits) {
+  if (value == 0) return "0";
+  std::string text = fmt::format("{:.{}g}", value, digits);
+  const std::size_t e = text.find('e');
+  if (e != std::string::npos) text[e] = 'E';
+  return text;
+}
+
+// Empty is not Null.
+void AppendBinary(std::string_view bytes, std::string* out) {
+  if (bytes.empty()) out->append("\"\"");
+  AppendHex(bytes, out);
+}
+
 }  // namespace
 
 void AppendReal(double value, std::string* out) {
   char buffer[32];
-  const auto result = std::to_chars(buffer, buffer + sizeof buffer, value);
+  // Negative zero is zero.
+  const auto result = std::to_chars(buffer, buffer + sizeof buffer, value == 0 ? 0.0 : value);
   out->append(buffer, result.ptr);
 }
 
@@ -66,7 +83,8 @@ void AppendCsv(const jet::Value& value, jet::ColumnType type, std::string* out) 
         AppendDate(value.real(), out);
       } else if (type == jet::ColumnType::kSingle) {
         char buffer[32];
-        const auto result = std::to_chars(buffer, buffer + sizeof buffer, static_cast<float>(value.real()));
+        const float single = value.real() == 0 ? 0.0F : static_cast<float>(value.real());
+        const auto result = std::to_chars(buffer, buffer + sizeof buffer, single);
         out->append(buffer, result.ptr);
       } else {
         AppendReal(value.real(), out);
@@ -79,7 +97,7 @@ void AppendCsv(const jet::Value& value, jet::ColumnType type, std::string* out) 
       AppendQuoted(value.bytes(), out);
       break;
     case jet::ValueKind::kBlob:
-      AppendHex(value.bytes(), out);
+      AppendBinary(value.bytes(), out);
       break;
   }
 }
@@ -94,6 +112,9 @@ void AppendCsv(const db::Value& value, std::string* out) {
       break;
     case db::ValueType::kText:
       AppendQuoted(value.raw_bytes(), out);
+      break;
+    case db::ValueType::kBinary:
+      AppendBinary(value.raw_bytes(), out);
       break;
     default:
       out->append(Display(value));
@@ -111,6 +132,12 @@ std::string Display(const db::Value& value) {
       break;
     case db::ValueType::kBinary:
       AppendHex(value.raw_bytes(), &out);
+      break;
+    case db::ValueType::kSingle:
+      out = RoundedText(value.raw_double(), 7);
+      break;
+    case db::ValueType::kDouble:
+      out = RoundedText(value.raw_double(), 15);
       break;
     default:
       out = value.ToText();

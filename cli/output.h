@@ -21,10 +21,12 @@ void AppendHex(std::string_view bytes, std::string* out);
 // In double quotes, inner ones doubled.
 void AppendQuoted(std::string_view text, std::string* out);
 
-// One CSV field of a value of that column type: text quoted, Null empty, Yes/No as 1 and 0.
+// One CSV field: text quoted, binary in hexadecimal digits (empty as ""), Null empty, Yes/No as 1 and 0. Of a
+// value of that column type, numbers with all their digits:
 void AppendCsv(const jet::Value& value, jet::ColumnType type, std::string* out);
+// Of a result, numbers as Display() shows them:
 void AppendCsv(const db::Value& value, std::string* out);
-// For a person: Null as nothing, text as it is.
+// For a person: Null as nothing, text as it is, doubles with 15 significant digits and singles with 7.
 std::string Display(const db::Value& value);
 
 // A table with aligned columns: numbers to the right. `numeric` per column.

@@ -10,6 +10,8 @@
 #include "cli/commands.h"
 #include "cli/output.h"
 #include "db/connection.h"
+#include "db/connection_string.h"
+#include "db/error.h"
 
 namespace vnt::cli {
 namespace {
@@ -93,6 +95,12 @@ void PrintAligned(db::Recordset& rows, std::ostream& out) {
   out << fmt::format("({} row{})\n", cells.size(), cells.size() == 1 ? "" : "s");
 }
 
+// The file cannot serve, and is as it was.
+int Refused(const db::DbError& error, Streams& streams) {
+  streams.err << error.number() << ' ' << error.description() << '\n';
+  return kRefused;
+}
+
 }  // namespace
 
 int Sql(const SqlOptions& options, Streams& streams) {
@@ -112,7 +120,12 @@ int Sql(const SqlOptions& options, Streams& streams) {
   // Looking at a database that somebody else reads, or that cannot be written, is fine as long as nothing
   // changes.
   connection.Mode = only_queries ? db::AccessMode::kRead : db::AccessMode::kReadWrite;
-  connection.Open("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + options.file + ";");
+  try {
+    connection.Open("Provider=Microsoft.ACE.OLEDB.12.0;" + db::DataSource(options.file) + ";");
+  } catch (const db::DbError& error) {
+    return Refused(error, streams);
+  }
+  bool changed_something = false;
   try {
     for (const std::string& statement : statements) {
       if (jet::sql::Session::IsQuery(statement)) {
@@ -121,11 +134,14 @@ int Sql(const SqlOptions& options, Streams& streams) {
         options.csv ? PrintCsv(rows, streams.out) : PrintAligned(rows, streams.out);
       } else {
         const std::int64_t changed = connection.Execute(statement);
+        changed_something = true;
         streams.err << fmt::format("{} row{} changed\n", changed, changed == 1 ? "" : "s");
       }
     }
-  } catch (const db::DbError&) {
+  } catch (const db::DbError& error) {
     connection.Close();  // keeps what the statements before the failed one did
+    const bool is_of_file = error.is_environment() || error.number() == db::kErrReadOnly;
+    if (is_of_file && !changed_something) return Refused(error, streams);
     throw;
   }
   connection.Close();

@@ -1,5 +1,6 @@
 #include "db/cadodb.h"
 
+#include "db/connection_string.h"
 #include "platform/desktop.h"
 #include "platform/messages.h"
 
@@ -30,9 +31,9 @@ void cadodb::OpenADOConnection() {
   // The search is for these four characters anywhere and in this letter case, so that "old.mdb.bak" goes to
   // the first provider and "OLD.MDB" to the second; databases in the field are named to fit.
   if (name.find(".mdb") != std::string::npos) {
-    cn_->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;Data Source=" + name + ";");
+    cn_->Open("PROVIDER=Microsoft.Jet.OLEDB.4.0;" + DataSource(name) + ";");
   } else {
-    cn_->Open("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=" + name + ";");
+    cn_->Open("Provider=Microsoft.ACE.OLEDB.12.0;" + DataSource(name) + ";");
   }
 }
 

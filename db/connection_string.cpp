@@ -76,6 +76,20 @@ ConnectionSettings::ConnectionSettings(std::string_view rest) {
   }
 }
 
+std::string DataSource(const std::string& file) {
+  constexpr char kKey[] = "Data Source";
+  const std::string plain = std::string(kKey) + "=" + file;
+  const bool is_ambiguous = file.starts_with('"') || file.starts_with('\'') ||
+                            (file.find(';') != std::string::npos && file.find('=') != std::string::npos);
+  if (!is_ambiguous && *ConnectionSettings(plain + ";").Find(kKey) == file) return plain;
+  std::string quoted = std::string(kKey) + "=\"";
+  for (const char c : file) {
+    quoted.push_back(c);
+    if (c == '"') quoted.push_back(c);
+  }
+  return quoted + "\"";
+}
+
 const std::string* ConnectionSettings::Find(std::string_view key) const {
   for (const auto& [name, value] : settings_) {
     if (SameName(name, key)) return &value;

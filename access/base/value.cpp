@@ -26,7 +26,7 @@ std::string Decimal::ToText() const {
   for (U128 m = Magnitude(*this); m != 0; m /= 10)
     digits.push_back(static_cast<char>('0' + static_cast<int>(m % 10)));
   while (digits.size() <= scale) digits.push_back('0');
-  if (negative) digits.push_back('-');
+  if (negative && (low != 0 || high != 0)) digits.push_back('-');
   std::reverse(digits.begin(), digits.end());
   if (scale > 0) digits.insert(digits.size() - scale, 1, '.');
   return digits;

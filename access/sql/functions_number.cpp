@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "access/sql/dates.h"
 #include "access/sql/function_support.h"
@@ -220,31 +221,47 @@ void EndMoments(sqlite3_context* c) {
   sqlite3_result_double(c, kRoot ? std::sqrt(variance) : variance);
 }
 
+// The value of the row that stands first or last: value, then the row identifiers of the tables in their
+// order.
 struct Kept {
   sqlite3_value* value = nullptr;
+  std::vector<sqlite3_int64>* place = nullptr;
 };
 
 template <bool kLast>
-void Keep(sqlite3_context* c, int, sqlite3_value** v) {
-  auto* k = static_cast<Kept*>(sqlite3_aggregate_context(c, sizeof(Kept)));
-  if (k == nullptr || (!kLast && k->value != nullptr)) return;
-  sqlite3_value_free(k->value);
-  k->value = sqlite3_value_dup(v[0]);
+void Keep(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    auto* k = static_cast<Kept*>(sqlite3_aggregate_context(c, sizeof(Kept)));
+    if (k == nullptr) throw Error(ErrorKind::kMemory, "There is not enough memory.");
+    // Null, of the side of an outer join that has no row, is 0.
+    std::vector<sqlite3_int64> place;
+    for (int i = 1; i < n; ++i) place.push_back(sqlite3_value_int64(v[i]));
+    if (k->place == nullptr) {
+      k->place = new std::vector<sqlite3_int64>(std::move(place));
+    } else if (kLast ? place < *k->place : place >= *k->place) {
+      return;
+    } else {
+      *k->place = std::move(place);
+    }
+    sqlite3_value_free(k->value);
+    k->value = sqlite3_value_dup(v[0]);
+  });
 }
 
 void EndKept(sqlite3_context* c) {
   auto* k = static_cast<Kept*>(sqlite3_aggregate_context(c, 0));
-  if (k == nullptr || k->value == nullptr) return;
-  sqlite3_result_value(c, k->value);
+  if (k == nullptr) return;
+  if (k->value != nullptr) sqlite3_result_value(c, k->value);
   sqlite3_value_free(k->value);
-  k->value = nullptr;
+  delete k->place;
+  *k = {};
 }
 
 using Step = void (*)(sqlite3_context*, int, sqlite3_value**);
 using End = void (*)(sqlite3_context*);
 
 void AddAggregate(sqlite3* db, const char* name, Step step, End end, FailureSlot* slot) {
-  sqlite3_create_function_v2(db, name, 1, SQLITE_UTF8 | SQLITE_INNOCUOUS, slot, nullptr, step, end, nullptr);
+  sqlite3_create_function_v2(db, name, -1, SQLITE_UTF8 | SQLITE_INNOCUOUS, slot, nullptr, step, end, nullptr);
 }
 
 }  // namespace

@@ -133,13 +133,18 @@ Candidate TryIndex(DeclaredTable& declared, int number, const std::vector<Usable
   return c;
 }
 
+// Whether the order of the table is asked for and nothing else.
+bool AsksForRowOrder(const sqlite3_index_info& info) {
+  return info.nOrderBy == 1 && info.aOrderBy[0].iColumn < 0 && info.aOrderBy[0].desc == 0;
+}
+
 // Whether walking the index gives the order that is asked for: the columns behind those searched for
 // equality, and, as entries of equal keys stand in the order of their rows, the row identifier last.
 bool GivesOrder(const TableDef& def, const Candidate& c, const std::vector<Usable>& usable,
                 const sqlite3_index_info& info) {
   if (info.nOrderBy == 0 || c.has_in) return false;
   const auto order = [&](int i) { return info.aOrderBy[i]; };
-  if (c.index < 0) return info.nOrderBy == 1 && order(0).iColumn < 0 && !order(0).desc;
+  if (c.index < 0) return AsksForRowOrder(info);
   const IndexDef& index = def.indexes[static_cast<std::size_t>(c.index)];
   std::size_t next = 0;
   while (next < index.columns.size() && next < c.chosen.size()) {
@@ -165,7 +170,7 @@ bool GivesOrder(const TableDef& def, const Candidate& c, const std::vector<Usabl
 std::string EncodePlan(const std::vector<PlannedValue>& values) {
   std::string out;
   for (const PlannedValue& v : values) {
-    out.push_back(v.index ? 'i' : 'f');
+    out.push_back(v.members ? 'm' : v.index ? 'i' : 'f');
     out.push_back(v.op);
     out.push_back(static_cast<char>('A' + v.column / 64));
     out.push_back(static_cast<char>('0' + v.column % 64));
@@ -176,7 +181,7 @@ std::string EncodePlan(const std::vector<PlannedValue>& values) {
 std::vector<PlannedValue> DecodePlan(const char* text) {
   std::vector<PlannedValue> values;
   for (; text != nullptr && *text != '\0'; text += 4) {
-    values.push_back({text[0] == 'i', text[1], (text[2] - 'A') * 64 + (text[3] - '0')});
+    values.push_back({text[0] != 'f', text[0] == 'm', text[1], (text[2] - 'A') * 64 + (text[3] - '0')});
   }
   return values;
 }
@@ -216,11 +221,17 @@ int PlanSearch(DeclaredTable& declared, sqlite3_index_info* info) {
     if (!c.chosen.empty() && c.cost < best.cost) best = c;
   }
 
+  // When the order of the table is asked for, the cursor brings what the index gives into that order, which
+  // is possible only where it gets all members of an IN at once.
+  const bool ordered = GivesOrder(def, best, usable, *info);
+  const bool rows_in_order = !ordered && AsksForRowOrder(*info);
   std::vector<PlannedValue> plan;
   int argument = 0;
   const auto take = [&](Usable& u, bool index) {
     u.used = true;
     u.value.index = index;
+    u.value.members = u.in && rows_in_order;
+    if (u.value.members) sqlite3_vtab_in(info, u.constraint, 1);
     plan.push_back(u.value);
     info->aConstraintUsage[u.constraint].argvIndex = ++argument;
     info->aConstraintUsage[u.constraint].omit = 1;
@@ -230,8 +241,8 @@ int PlanSearch(DeclaredTable& declared, sqlite3_index_info* info) {
     // Taking an IN over as a filter would make SQLite scan the table once for each member.
     if (!u.used && !u.in) take(u, false);
   }
-  info->orderByConsumed = GivesOrder(def, best, usable, *info) ? 1 : 0;
-  info->idxNum = best.index + 1;
+  info->orderByConsumed = ordered || rows_in_order ? 1 : 0;
+  info->idxNum = (best.index + 1) | (rows_in_order ? kInRowOrder : 0);
   info->idxStr = sqlite3_mprintf("%s", EncodePlan(plan).c_str());
   info->needToFreeIdxStr = 1;
   info->estimatedCost = best.cost;

@@ -4,12 +4,20 @@
 
 #include <algorithm>
 #include <cmath>
+#include <unordered_map>
 
 #include "access/base/error.h"
 #include "access/sql/lexer.h"
 #include "access/sql/names.h"
 
 namespace jet::sql {
+namespace {
+std::string Join(const std::vector<std::string>& parts) {
+  std::string out;
+  for (const std::string& p : parts) out += (out.empty() ? "" : ", ") + p;
+  return out;
+}
+}  // namespace
 
 Type TypeOf(ColumnType type) {
   switch (type) {
@@ -48,7 +56,7 @@ std::string Translator::ColumnSql(const Source& s, int column, bool exact) {
 
 Translation Translator::Query(const Select& select, bool want_row_id) {
   Translation t;
-  t.sql = PrintSelect(select, nullptr, true, want_row_id, &t.columns, &t.base_table);
+  t.sql = PrintSelect(select, nullptr, Use::kResult, want_row_id, &t.columns, &t.base_table);
   t.tables = mentions_;
   return t;
 }
@@ -89,7 +97,7 @@ UpdateTranslation Translator::Update(const Statement& s) {
     if (it == sources.end()) {
       sources.push_back(found.source);
       u.targets.push_back({found.source->table, target});
-      ids.push_back(found.source->sql_alias + ".rowid");
+      ids.push_back(RowIdSql(*found.source));
     }
     Printed value = PrintExact(*a.expr, &scope);
     u.columns.push_back({target, found.column, static_cast<int>(values.size()), value.type});
@@ -101,6 +109,8 @@ UpdateTranslation Translator::Update(const Statement& s) {
   for (UpdateColumn& c : u.columns) c.source_column += static_cast<int>(ids.size());
   u.source.sql = "SELECT " + items + from;
   if (s.select->where) u.source.sql += " WHERE " + PrintCondition(*s.select->where, &scope);
+  // Of several rows that match, the last one counts.
+  if (scope.row_ids.size() > 1) u.source.sql += " ORDER BY " + Join(scope.row_ids);
   u.source.tables = mentions_;
   return u;
 }
@@ -127,7 +137,7 @@ UpdateTranslation Translator::Delete(const Statement& s) {
   if (!target->table && !target->open)
     throw Error(ErrorKind::kNotSupported, "Rows of a query cannot be deleted.");
   u.targets.push_back({target->table, 0});
-  u.source.sql = "SELECT " + target->sql_alias + ".rowid" + from;
+  u.source.sql = "SELECT " + RowIdSql(*target) + from;
   if (s.select->where) u.source.sql += " WHERE " + PrintCondition(*s.select->where, &scope);
   u.source.tables = mentions_;
   return u;
@@ -152,7 +162,7 @@ void Translator::Declare(const TableRef& ref, const std::string& file, const Sco
     source.from_sql = found.sql_name + " AS " + source.sql_alias;
     mentions_.push_back(found.table);
   } else {
-    source.from_sql = "(" + PrintSelect(*ref.select, outer, false, false, &source.columns, nullptr) +
+    source.from_sql = "(" + PrintSelect(*ref.select, outer, Use::kSource, false, &source.columns, nullptr) +
                       ") AS " + source.sql_alias;
   }
   for (const Source& other : scope->sources) {
@@ -165,17 +175,31 @@ void Translator::Declare(const TableRef& ref, const std::string& file, const Sco
   scope->sources.push_back(std::move(source));
 }
 
-std::string Translator::PrintRef(const TableRef& ref, Scope* scope, std::size_t* next) {
-  if (ref.kind != TableRef::kJoin) return scope->sources[(*next)++].from_sql;
-  std::string left = PrintRef(*ref.left, scope, next);
-  std::string right = PrintRef(*ref.right, scope, next);
+// `tables`: the positions of the tables among the sources, in the order in which they are joined.
+std::string Translator::PrintRef(const TableRef& ref, Scope* scope, std::size_t* next,
+                                 std::vector<std::size_t>* tables) {
+  if (ref.kind != TableRef::kJoin) {
+    const Source& source = scope->sources[*next];
+    if (source.table || source.open) tables->push_back(*next);
+    ++*next;
+    return source.from_sql;
+  }
+  std::vector<std::size_t> left_tables, right_tables;
+  std::string left = PrintRef(*ref.left, scope, next, &left_tables);
+  std::string right = PrintRef(*ref.right, scope, next, &right_tables);
   const TableRef* right_ref = ref.right.get();
   const char* word = ref.join == TableRef::kInner ? " JOIN " : " LEFT JOIN ";
   if (ref.join == TableRef::kRight) {
     std::swap(left, right);
+    std::swap(left_tables, right_tables);
     right_ref = ref.left.get();
   }
-  if (right_ref->kind == TableRef::kJoin) right = "(" + right + ")";
+  if (right_ref->kind == TableRef::kJoin) {
+    right = "(" + right + ")";
+    for (const std::size_t i : right_tables) scope->sources[i].nested = !scope->sources[i].open;
+  }
+  tables->insert(tables->end(), left_tables.begin(), left_tables.end());
+  tables->insert(tables->end(), right_tables.begin(), right_tables.end());
   return left + word + right + " ON " + PrintCondition(*ref.on, scope);
 }
 
@@ -184,8 +208,10 @@ std::string Translator::PrintFrom(const Select& select, const Scope* outer, Scop
   for (const TableRefPtr& ref : select.from) Declare(*ref, select.in_file, outer, scope);
   std::string sql;
   std::size_t next = 0;
+  std::vector<std::size_t> tables;
   for (const TableRefPtr& ref : select.from)
-    sql += (sql.empty() ? " FROM " : ", ") + PrintRef(*ref, scope, &next);
+    sql += (sql.empty() ? " FROM " : ", ") + PrintRef(*ref, scope, &next, &tables);
+  for (const std::size_t i : tables) scope->row_ids.push_back(RowIdSql(scope->sources[i]));
   return sql;
 }
 
@@ -290,17 +316,30 @@ std::vector<std::string> Translator::PrintOrder(const Select& select, Scope* sco
   return order;
 }
 
-namespace {
-std::string Join(const std::vector<std::string>& parts) {
-  std::string out;
-  for (const std::string& p : parts) out += (out.empty() ? "" : ", ") + p;
-  return out;
+// Whatever plan finds the rows, they come in one order: rows of tables as the tables hold them, the table
+// that stands first in the FROM list first; groups and distinct rows by their values. It decides, too, what
+// comes first among rows that the statement's own order leaves equal.
+void Translator::CompleteOrder(const Select& select, const Scope& scope, const std::vector<Item>& items,
+                               const std::vector<std::string>& groups, std::vector<std::string>* order) {
+  const auto add = [&](const std::string& term) {
+    if (std::find(order->begin(), order->end(), term) == order->end()) order->push_back(term);
+  };
+  if (select.distinct) {
+    for (std::size_t i = 0; i < items.size(); ++i) {
+      // By position, so that the value is computed once.
+      add(items[i].shown == items[i].sorted ? fmt::format("{}", i + 1) : items[i].sorted);
+    }
+  } else if (!groups.empty()) {
+    for (const std::string& group : groups) add(group);
+  } else if (!scope.aggregates && !select.having) {
+    for (const std::string& id : scope.row_ids) add(id);
+  }
 }
-}  // namespace
 
 // TOP n keeps every row that compares equal to the n-th, as Access does; without ORDER BY it is the first n.
 std::string Translator::WithTop(const Select& select, const std::vector<Item>& items, const std::string& rest,
-                                const std::vector<std::string>& order, bool name_columns) const {
+                                const std::vector<std::string>& order, std::size_t key_count,
+                                bool name_columns) const {
   std::string list;
   for (std::size_t i = 0; i < items.size(); ++i) {
     list += (i == 0 ? "" : ", ") + items[i].shown;
@@ -310,7 +349,7 @@ std::string Translator::WithTop(const Select& select, const std::vector<Item>& i
   std::string plain = head + list + rest + (order.empty() ? "" : " ORDER BY " + Join(order));
   if (!select.top) return plain;
   const auto n = static_cast<std::int64_t>(std::max(0.0, std::min(*select.top, 9e15)));
-  if (!select.top_percent && (order.empty() || select.distinct)) return plain + fmt::format(" LIMIT {}", n);
+  if (!select.top_percent && (key_count == 0 || select.distinct)) return plain + fmt::format(" LIMIT {}", n);
   if (select.distinct)
     throw Error(ErrorKind::kNotSupported, "TOP ... PERCENT with DISTINCT is not supported.");
   std::string inner, outer;
@@ -319,13 +358,11 @@ std::string Translator::WithTop(const Select& select, const std::vector<Item>& i
     outer += fmt::format("{}n{}", i == 0 ? "" : ", ", i);
     if (name_columns) outer += fmt::format(" AS c{}", i);
   }
-  // The tie-breaking row identifier stands last, it takes no part in the ranking.
-  std::vector<std::string> keys = order;
-  if (!keys.empty() && keys.size() > select.order_by.size()) keys.pop_back();
-  const std::string rank =
-      keys.empty() ? "row_number() OVER ()" : "rank() OVER (ORDER BY " + Join(keys) + ")";
+  // What breaks ties stands behind and takes no part in the ranking.
+  const std::vector<std::string> keys(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(key_count));
   const std::string place =
       order.empty() ? "row_number() OVER ()" : "row_number() OVER (ORDER BY " + Join(order) + ")";
+  const std::string rank = keys.empty() ? place : "rank() OVER (ORDER BY " + Join(keys) + ")";
   const std::string limit =
       select.top_percent
           ? fmt::format("max(1, CAST(total * {:.10g} / 100.0 + 0.999999 AS INTEGER))", *select.top)
@@ -339,84 +376,78 @@ std::string Translator::WithTop(const Select& select, const std::vector<Item>& i
 
 // ---- SELECT
 
-std::string Translator::PrintSelect(const Select& select, const Scope* outer, bool top_level,
-                                    bool want_row_id, std::vector<OutputColumn>* columns,
-                                    std::shared_ptr<Table>* base_table) {
-  if (!select.into.empty() && !top_level) ThrowSyntax(text_, select.into_offset, "INTO has no place");
+// Equal names of columns of several tables are told apart by their tables.
+void Translator::TellNamesApart(std::vector<OutputColumn>* columns) {
+  std::unordered_map<std::string, std::vector<std::size_t>> places;
+  for (std::size_t i = 0; i < columns->size(); ++i) {
+    if ((*columns)[i].table) places[LowerText((*columns)[i].name)].push_back(i);
+  }
+  for (const auto& [name, same] : places) {
+    const Table* first = (*columns)[same[0]].table.get();
+    if (std::all_of(same.begin(), same.end(),
+                    [&](std::size_t i) { return (*columns)[i].table.get() == first; }))
+      continue;
+    for (const std::size_t i : same) {
+      OutputColumn& c = (*columns)[i];
+      c.name = c.table->def().name + "." + c.name;
+    }
+  }
+}
+
+std::string Translator::PrintSelect(const Select& select, const Scope* outer, Use use, bool want_row_id,
+                                    std::vector<OutputColumn>* columns, std::shared_ptr<Table>* base_table) {
+  if (!select.into.empty() && use != Use::kResult)
+    ThrowSyntax(text_, select.into_offset, "INTO has no place");
   if (select.nested || !select.unions.empty()) return PrintCompound(select, outer, columns);
+  return PrintSingle(select, outer, use, want_row_id, true, columns, base_table);
+}
+
+std::string Translator::PrintSingle(const Select& select, const Scope* outer, Use use, bool want_row_id,
+                                    bool has_order, std::vector<OutputColumn>* columns,
+                                    std::shared_ptr<Table>* base_table) {
+  const bool is_result = use == Use::kResult;
   Scope scope;
   std::string rest = PrintFrom(select, outer, &scope);
   std::vector<Item> items;
-  PrintItems(select, &scope, top_level, &items, columns);
+  PrintItems(select, &scope, is_result, &items, columns);
   if (select.where) rest += " WHERE " + PrintCondition(*select.where, &scope);
-  for (std::size_t i = 0; i < select.group_by.size(); ++i) {
-    rest += (i == 0 ? " GROUP BY " : ", ") + PrintValue(*select.group_by[i], &scope);
-  }
+  std::vector<std::string> groups;
+  for (const ExprPtr& e : select.group_by) groups.push_back(PrintValue(*e, &scope));
+  if (!groups.empty()) rest += " GROUP BY " + Join(groups);
   if (select.having) rest += " HAVING " + PrintCondition(*select.having, &scope);
-  std::vector<std::string> order = PrintOrder(select, &scope, items, *columns);
+  std::vector<std::string> order;
+  if (has_order) order = PrintOrder(select, &scope, items, *columns);
+  const std::size_t keys = order.size();
+  // Of an operand only the values count, but for those that TOP leaves.
+  if (use != Use::kOperand || select.top) CompleteOrder(select, scope, items, groups, &order);
 
   const bool rows_of_one_table = scope.sources.size() == 1 &&
                                  (scope.sources[0].table || scope.sources[0].open) && !select.distinct &&
                                  select.group_by.empty() && !select.having && !scope.aggregates;
-  if (rows_of_one_table) {
-    // Rows that compare equal come in the order in which the table holds them.
-    if (!order.empty()) order.push_back(scope.sources[0].sql_alias + ".rowid");
-    if (want_row_id) {
-      items.push_back({scope.sources[0].sql_alias + ".rowid", ""});
-      if (base_table != nullptr) *base_table = scope.sources[0].table;
-    }
+  if (rows_of_one_table && want_row_id) {
+    items.push_back({RowIdSql(scope.sources[0]), ""});
+    if (base_table != nullptr) *base_table = scope.sources[0].table;
   }
-  if (top_level) {
-    // Equal names of columns of several tables are told apart by their tables.
-    std::vector<bool> twice(columns->size());
-    for (std::size_t i = 0; i < columns->size(); ++i) {
-      for (std::size_t k = 0; k < columns->size(); ++k) {
-        const OutputColumn &a = (*columns)[i], &b = (*columns)[k];
-        if (i != k && a.table && b.table && a.table != b.table && EqualNames(a.name, b.name)) twice[i] = true;
-      }
-    }
-    for (std::size_t i = 0; i < columns->size(); ++i) {
-      OutputColumn& c = (*columns)[i];
-      if (twice[i]) c.name = c.table->def().name + "." + c.name;
-    }
-  }
-  return WithTop(select, items, rest, order, !top_level);
+  if (is_result) TellNamesApart(columns);
+  return WithTop(select, items, rest, order, keys, !is_result);
 }
 
-std::string Translator::PrintMember(const Select& select, const Scope* outer,
+// A member keeps its own order in parentheses.
+std::string Translator::PrintMember(const Select& select, const Scope* outer, bool is_first,
                                     std::vector<OutputColumn>* columns) {
-  std::string sql;
-  if (select.nested) {
-    sql = "SELECT * FROM (" + PrintSelect(*select.nested, outer, false, false, columns, nullptr) + ")";
-  } else {
-    sql = PrintSelect(select, outer, false, false, columns, nullptr);
-    if (select.top) sql = "SELECT * FROM (" + sql + ")";
-  }
-  return sql;
+  const std::string sql = select.nested
+                              ? PrintSelect(*select.nested, outer, Use::kSource, false, columns, nullptr)
+                              : PrintSingle(select, outer, Use::kSource, false, !is_first, columns, nullptr);
+  return "SELECT * FROM (" + sql + ")";
 }
 
 std::string Translator::PrintCompound(const Select& select, const Scope* outer,
                                       std::vector<OutputColumn>* columns) {
   // The first member's own lists stand in `select` itself; its unions and order belong to the whole.
-  std::string sql;
-  if (select.nested) {
-    sql = PrintMember(select, outer, columns);
-  } else {
-    Scope scope;
-    std::string rest = PrintFrom(select, outer, &scope);
-    std::vector<Item> items;
-    PrintItems(select, &scope, false, &items, columns);
-    if (select.where) rest += " WHERE " + PrintCondition(*select.where, &scope);
-    for (std::size_t i = 0; i < select.group_by.size(); ++i) {
-      rest += (i == 0 ? " GROUP BY " : ", ") + PrintValue(*select.group_by[i], &scope);
-    }
-    if (select.having) rest += " HAVING " + PrintCondition(*select.having, &scope);
-    sql = WithTop(select, items, rest, {}, true);
-    if (select.top) sql = "SELECT * FROM (" + sql + ")";
-  }
+  std::string sql = PrintMember(select, outer, true, columns);
   for (const Select::Member& member : select.unions) {
     std::vector<OutputColumn> others;
-    sql += (member.all ? " UNION ALL " : " UNION ") + PrintMember(*member.select, outer, &others);
+    sql += (member.all ? " UNION ALL " : " UNION ") + PrintMember(*member.select, outer, false, &others);
     if (others.size() != columns->size()) {
       throw Error(ErrorKind::kInvalid, "The queries that a UNION joins have different numbers of columns.");
     }
@@ -426,6 +457,7 @@ std::string Translator::PrintCompound(const Select& select, const Scope* outer,
   }
   for (OutputColumn& c : *columns) c.table.reset(), c.column = -1;
   std::string order;
+  std::vector<bool> ordered(columns->size());
   for (const OrderTerm& term : select.order_by) {
     std::size_t position = 0;
     const Expr& e = *term.expr;
@@ -441,6 +473,10 @@ std::string Translator::PrintCompound(const Select& select, const Scope* outer,
     }
     order +=
         fmt::format("{}{}{}", order.empty() ? " ORDER BY " : ", ", position, term.descending ? " DESC" : "");
+    ordered[position - 1] = true;
+  }
+  for (std::size_t i = 0; i < ordered.size() && !order.empty(); ++i) {
+    if (!ordered[i]) order += fmt::format(", {}", i + 1);
   }
   return sql + order;
 }

@@ -1,7 +1,7 @@
 // Turns parsed Access SQL into SQLite's: looks names up, infers what types can be known, and prints.
 //
 // A table in a FROM list becomes "<sql name> AS aN", a column "aN.cM" (M: its position in the table), so that
-// no name of a file ever meets SQLite's grammar. Decimal and currency columns have a second, hidden column
+// no name of a file ever meets SQLite's grammar. Decimal and currency columns have a second column
 // "eM" that gives their exact text; "cM" gives the nearest double, which is what comparisons and arithmetic
 // use.
 #pragma once
@@ -91,10 +91,13 @@ class Translator {
     std::shared_ptr<Table> table;
     std::string table_name;
     std::vector<OutputColumn> columns;  // of a subquery in FROM
+    bool nested = false;                // stands in parentheses in the printed FROM list
     bool open = false;  // columns not known, any name is taken (translation without a database)
   };
   struct Scope {
     std::vector<Source> sources;
+    // The row identifiers of the tables in the FROM list, as joined: their order is that of the rows.
+    std::vector<std::string> row_ids;
     const Scope* outer = nullptr;
     bool aggregates = false;
   };
@@ -110,10 +113,16 @@ class Translator {
     const Source* source = nullptr;
     int column = -1;
   };
-  std::string PrintSelect(const Select& select, const Scope* outer, bool top_level, bool want_row_id,
+  // What a query is for: the statement's result; a source of rows (FROM list, member of a UNION); an operand.
+  enum class Use : std::uint8_t { kResult, kSource, kOperand };
+  std::string PrintSelect(const Select& select, const Scope* outer, Use use, bool want_row_id,
                           std::vector<OutputColumn>* columns, std::shared_ptr<Table>* base_table);
   std::string PrintCompound(const Select& select, const Scope* outer, std::vector<OutputColumn>* columns);
-  std::string PrintMember(const Select& select, const Scope* outer, std::vector<OutputColumn>* columns);
+  std::string PrintMember(const Select& select, const Scope* outer, bool is_first,
+                          std::vector<OutputColumn>* columns);
+  // A query that is no UNION. `has_order`: its ORDER BY is its own.
+  std::string PrintSingle(const Select& select, const Scope* outer, Use use, bool want_row_id, bool has_order,
+                          std::vector<OutputColumn>* columns, std::shared_ptr<Table>* base_table);
   // One printed output column: as it is shown, and as ORDER BY uses it.
   struct Item {
     std::string shown, sorted;
@@ -124,11 +133,15 @@ class Translator {
                  std::vector<OutputColumn>* columns);
   std::string PrintFrom(const Select& select, const Scope* outer, Scope* scope);
   void Declare(const TableRef& ref, const std::string& file, const Scope* outer, Scope* scope);
-  std::string PrintRef(const TableRef& ref, Scope* scope, std::size_t* next);
+  std::string PrintRef(const TableRef& ref, Scope* scope, std::size_t* next,
+                       std::vector<std::size_t>* tables);
   std::vector<std::string> PrintOrder(const Select& select, Scope* scope, const std::vector<Item>& items,
                                       const std::vector<OutputColumn>& columns);
+  static void CompleteOrder(const Select& select, const Scope& scope, const std::vector<Item>& items,
+                            const std::vector<std::string>& groups, std::vector<std::string>* order);
+  static void TellNamesApart(std::vector<OutputColumn>* columns);
   std::string WithTop(const Select& select, const std::vector<Item>& items, const std::string& rest,
-                      const std::vector<std::string>& order, bool name_columns) const;
+                      const std::vector<std::string>& order, std::size_t key_count, bool name_columns) const;
 
   // Expressions (translate_expression.cpp).
   Printed Print(const Expr& e, Scope* scope);
@@ -151,6 +164,7 @@ class Translator {
   bool FindColumn(const std::string& table, const std::string& name, const Scope& scope, Found* found) const;
   [[noreturn]] void UnknownColumn(const Expr& e, const Scope& scope) const;
   static const std::string& SourceName(const Source& s) { return s.alias.empty() ? s.table_name : s.alias; }
+  static std::string RowIdSql(const Source& s) { return s.sql_alias + (s.nested ? ".r" : ".rowid"); }
   static std::string ColumnSql(const Source& s, int column, bool exact);
 
   TableCatalog& catalog_;

@@ -208,7 +208,7 @@ Translator::Printed Translator::PrintConstant(const Expr& e) {
 
 std::string Translator::PrintSubquery(const Expr& e, Scope* scope, Type* type) {
   std::vector<OutputColumn> columns;
-  const std::string sql = PrintSelect(*e.select, scope, false, false, &columns, nullptr);
+  const std::string sql = PrintSelect(*e.select, scope, Use::kOperand, false, &columns, nullptr);
   if (e.kind != ExprKind::kExists && columns.size() != 1) {
     ThrowSyntax(text_, e.select->offset,
                 "A subquery in an expression must have one column; this one has " +
@@ -467,7 +467,12 @@ Translator::Printed Translator::PrintAggregate(const Expr& e, const std::string&
   scope->aggregates = true;
   const bool own = name == "first" || name == "last" || name == "stdev" || name == "stdevp" ||
                    name == "var" || name == "varp";
-  p.sql = (own ? "x_" + name : name) + "(" + arg + ")";
+  p.sql = (own ? "x_" + name : name) + "(" + arg;
+  // Which row is the first or last is told by its place in the tables, not by when the plan meets it.
+  if (name == "first" || name == "last") {
+    for (const std::string& id : scope->row_ids) p.sql += ", " + id;
+  }
+  p.sql += ")";
   if (name == "count") {
     p.type = Type::kInteger;
   } else if (name == "min" || name == "max" || name == "first" || name == "last") {

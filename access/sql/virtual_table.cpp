@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "access/base/error.h"
@@ -33,6 +34,8 @@ ColumnClass ClassOf(ColumnType type) {
   }
 }
 
+constexpr char kPassesAll = '*';  // in the place of an operator: tested already
+
 // A comparison the cursor makes on each row, with SQLite's rules.
 struct Filter {
   char op = '=';
@@ -45,18 +48,47 @@ struct Filter {
   std::string text;
 };
 
+// Rows collected from an index, to be read in the order of the table. As long as it lives, no other row takes
+// the place of one that is deleted.
+class CollectedRows {
+ public:
+  explicit CollectedRows(Table& table) : table_(table) { table_.HoldRowIds(); }
+  ~CollectedRows() { table_.ReleaseRowIds(); }
+  CollectedRows(const CollectedRows&) = delete;
+  CollectedRows& operator=(const CollectedRows&) = delete;
+
+  void Add(RowId id) { ids_.push_back(id); }
+  std::size_t size() const { return ids_.size(); }
+  // A member of an IN may find what another found before it: text is searched by its collation.
+  void Arrange() {
+    if (!std::is_sorted(ids_.begin(), ids_.end())) std::sort(ids_.begin(), ids_.end());
+    ids_.erase(std::unique(ids_.begin(), ids_.end()), ids_.end());
+  }
+  bool Next(RowId* id) {
+    if (next_ == ids_.size()) return false;
+    *id = ids_[next_++];
+    return true;
+  }
+
+ private:
+  Table& table_;
+  std::vector<RowId> ids_;
+  std::size_t next_ = 0;
+};
+
 struct Cursor : sqlite3_vtab_cursor {
   TableHost* host = nullptr;
   Table* table = nullptr;
   DeclaredTable* declared = nullptr;
   std::optional<TableCursor> scan;
   std::optional<IndexCursor> search;
+  std::optional<CollectedRows> collected;
   CandidateRows::List candidates;
   std::size_t next_candidate = 0;
   std::vector<Filter> filters;
   std::size_t filter_count = 0;
+  std::vector<std::vector<Filter>> members;  // per value of the plan: of an IN that comes at once
   std::vector<SearchValue> search_values;
-  const char* plan_text = nullptr;
   std::vector<PlannedValue> plan;
   std::string plan_copy;
   Row row;
@@ -97,6 +129,7 @@ int Order(T a, T b) {
 }
 
 bool Passes(Cursor& c, const Filter& f) {
+  if (f.op == kPassesAll) return true;
   if (f.op == '0') return c.row.IsNull(f.column);
   if (c.row.IsNull(f.column)) return false;
   if (f.op == '1') return true;
@@ -147,7 +180,7 @@ bool NextRow(Cursor& c) {
     }
     return false;
   }
-  while (c.search->Next(&c.id)) {
+  while (c.collected ? c.collected->Next(&c.id) : c.search->Next(&c.id)) {
     if (c.table->Fetch(c.id, &c.row)) return true;
   }
   return false;
@@ -197,9 +230,13 @@ int Connect(sqlite3* db, void* aux, int argc, const char* const* argv, sqlite3_v
     }
     sql += fmt::format("{}c{} {}", i == 0 ? "" : ", ", i, affinity);
   }
-  // Every column has its twin, so that eN stands at a fixed place.
-  for (std::size_t i = 0; i < def.columns.size(); ++i) twins += fmt::format(", e{} HIDDEN", i);
-  sql += twins + ")";
+  // Every column has its twin, so that eN stands at a fixed place. What is hidden cannot be seen through the
+  // parentheses of a join.
+  for (std::size_t i = 0; i < def.columns.size(); ++i) {
+    const bool decimal = ClassOf(def.columns[i].type) == ColumnClass::kDecimal;
+    twins += fmt::format(", e{}{}", i, decimal ? "" : " HIDDEN");
+  }
+  sql += twins + ", r INTEGER)";
   const int rc = sqlite3_declare_vtab(db, sql.c_str());
   if (rc != SQLITE_OK) {
     *error = sqlite3_mprintf("%s", sqlite3_errmsg(db));
@@ -268,42 +305,107 @@ bool TakeValue(const PlannedValue& p, ColumnClass column_class, sqlite3_value* v
   return true;
 }
 
-bool Start(Cursor& c, int index, const char* plan_text, sqlite3_value** argv) {
+// The bounds of the index search for the values that the filters hold now; false when no row can satisfy
+// them.
+bool BoundsOf(Cursor& c, int index, IndexCursor::Bounds* bounds) {
+  c.search_values.clear();
+  for (std::size_t i = 0; i < c.plan.size(); ++i) {
+    if (!c.plan[i].index) continue;
+    const Filter& f = c.filters[i];
+    const bool number = f.kind == ValueKind::kInteger || f.kind == ValueKind::kReal;
+    const bool fits =
+        f.op == '0' || (f.column_class == ColumnClass::kText ? f.kind == ValueKind::kText : number);
+    // A text among numbers: the rows before it may bound the search, the rest is left to the filter.
+    if (!fits) break;
+    c.search_values.push_back({f.op, f.column, f.kind, f.integer, f.real, f.text});
+  }
+  return MakeBounds(*c.table, index, c.search_values, bounds);
+}
+
+// Past this number of rows, walking the table is no slower than fetching them one by one, and needs no
+// memory.
+std::size_t MostCollected(const Table& table) {
+  return std::clamp<std::size_t>(table.row_count() / 4, 1000, 1u << 20);
+}
+
+// Adds the rows that the index gives for the members of each IN from the value `at` on. False when they are
+// too many; those of an IN never are, the table could not be walked for them.
+bool Collect(Cursor& c, int index, std::size_t at, bool has_members) {
+  while (at < c.plan.size() && !c.plan[at].members) ++at;
+  if (at < c.plan.size()) {
+    for (const Filter& member : c.members[at]) {
+      c.filters[at] = member;
+      Collect(c, index, at + 1, true);
+    }
+    c.filters[at].op = kPassesAll;
+    return true;
+  }
+  IndexCursor::Bounds bounds;
+  if (!BoundsOf(c, index, &bounds)) return true;
+  IndexCursor search(*c.table, index, std::move(bounds));
+  const std::size_t most = MostCollected(*c.table);
+  RowId id;
+  while (search.Next(&id)) {
+    // Which member a row was found for is known only here.
+    if (has_members && !(c.table->Fetch(id, &c.row) && PassesAll(c))) continue;
+    c.collected->Add(id);
+    if (!has_members && c.collected->size() > most) return false;
+  }
+  return true;
+}
+
+bool TakeMembers(const PlannedValue& p, ColumnClass column_class, sqlite3_value* list, const Filter& like,
+                 std::vector<Filter>* members) {
+  members->clear();
+  sqlite3_value* value = nullptr;
+  int rc = sqlite3_vtab_in_first(list, &value);
+  for (; rc == SQLITE_OK && value != nullptr; rc = sqlite3_vtab_in_next(list, &value)) {
+    Filter f = like;
+    if (TakeValue(p, column_class, value, &f)) members->push_back(std::move(f));
+  }
+  if (rc == SQLITE_NOMEM) throw Error(ErrorKind::kMemory, "There is not enough memory.");
+  return !members->empty();
+}
+
+bool Start(Cursor& c, int index, bool in_row_order, const char* plan_text, sqlite3_value** argv) {
   if (c.plan_copy != plan_text) {
     c.plan_copy = plan_text;
     c.plan = DecodePlan(plan_text);
     c.filters.resize(c.plan.size());
+    c.members.resize(c.plan.size());
   }
   c.filter_count = 0;
-  c.search_values.clear();
-  bool search = index >= 0, usable = true;
   for (std::size_t i = 0; i < c.plan.size(); ++i) {
     const PlannedValue& p = c.plan[i];
     const ColumnType type = c.table->def().columns[static_cast<std::size_t>(p.column)].type;
     Filter& f = c.filters[i];
-    if (!TakeValue(p, ClassOf(type), argv[i], &f)) return false;
     f.is_text_column = type == ColumnType::kText || type == ColumnType::kMemo;
-    if (!p.index) continue;
-    const bool number = f.kind == ValueKind::kInteger || f.kind == ValueKind::kReal;
-    const bool fits =
-        p.op == '0' || (f.column_class == ColumnClass::kText ? f.kind == ValueKind::kText : number);
-    // A text among numbers: the rows before it may bound the search, the rest is left to the filter.
-    usable = usable && fits;
-    if (usable) c.search_values.push_back({f.op, f.column, f.kind, f.integer, f.real, f.text});
+    if (!(p.members ? TakeMembers(p, ClassOf(type), argv[i], f, &c.members[i])
+                    : TakeValue(p, ClassOf(type), argv[i], &f)))
+      return false;
   }
   c.filter_count = c.plan.size();
   c.declared->last_index = index;
-  if (!search && c.declared->candidates != nullptr) {
+  if (index < 0 && c.declared->candidates != nullptr) {
     c.candidates = c.declared->candidates->Of(*c.table);
     c.next_candidate = 0;
     return true;
   }
-  if (!search) {
+  if (index >= 0 && in_row_order) {
+    c.collected.emplace(*c.table);
+    if (Collect(c, index, 0, false)) {
+      c.collected->Arrange();
+      return true;
+    }
+    c.collected.reset();
+    index = -1;
+  }
+  if (index < 0) {
     c.scan.emplace(*c.table);
     return true;
   }
   IndexCursor::Bounds bounds;
-  if (!MakeBounds(*c.table, index, c.search_values, &bounds)) return false;
+  if (!BoundsOf(c, index, &bounds)) return false;
   c.search.emplace(*c.table, index, std::move(bounds));
   return true;
 }
@@ -313,9 +415,11 @@ int StartSearch(sqlite3_vtab_cursor* base, int index_number, const char* plan, i
   try {
     c.scan.reset();
     c.search.reset();
+    c.collected.reset();
     c.candidates.reset();
     c.at_end = false;
-    if (Start(c, index_number - 1, plan != nullptr ? plan : "", argv)) {
+    const int index = (index_number & ~kInRowOrder) - 1;
+    if (Start(c, index, (index_number & kInRowOrder) != 0, plan != nullptr ? plan : "", argv)) {
       Advance(c);
     } else {
       c.at_end = true;
@@ -356,6 +460,10 @@ int ReadColumn(sqlite3_vtab_cursor* base, sqlite3_context* context, int column) 
       c.gone = c.declared->gone || !c.table->Fetch(c.id, &c.row);
     }
     const auto& columns = c.table->def().columns;
+    if (column == 2 * static_cast<int>(columns.size())) {
+      if (!c.gone) sqlite3_result_int64(context, c.id.packed);
+      return SQLITE_OK;
+    }
     const bool exact = column >= static_cast<int>(columns.size());
     if (exact) column -= static_cast<int>(columns.size());
     if (c.gone || c.row.IsNull(column)) return SQLITE_OK;

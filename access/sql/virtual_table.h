@@ -1,7 +1,8 @@
 // Tables of Access files as read-only virtual tables of a SQLite connection.
 //
 // A table is declared when a statement first names it. Its columns are c0, c1, ... in the order of TableDef,
-// then a hidden eN for each decimal or currency column (see translate.h).
+// then an eN for each decimal or currency column (see translate.h), then r, the row identifier for where
+// rowid is out of reach: behind the parentheses of a join.
 //
 // Every comparison of a column with a value that SQLite offers is taken over: on leading columns of an index
 // as bounds of the search, and always as a filter that looks at the row before SQLite does.
@@ -51,10 +52,14 @@ void DeclareTable(TableHost* host, const DeclaredTable& table);
 
 // How a search was planned: travels from the planner to the cursor as text, four characters a value.
 struct PlannedValue {
-  bool index = false;  // bounds the index search, too
-  char op = '=';       // = < > l g n, 0 (IS NULL), 1 (IS NOT NULL)
+  bool index = false;    // bounds the index search, too
+  bool members = false;  // IN, all members at once; only with `index`
+  char op = '=';         // = < > l g n, 0 (IS NULL), 1 (IS NOT NULL)
   int column = 0;
 };
+// The number that goes with it: the index + 1 (0: the whole table), and this when the rows that the index
+// gives are to come in the order of the table.
+constexpr int kInRowOrder = 1 << 16;
 std::string EncodePlan(const std::vector<PlannedValue>& values);
 std::vector<PlannedValue> DecodePlan(const char* text);
 

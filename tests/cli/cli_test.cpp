@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "cli/cli.h"
+#include "cli/output.h"
 
 namespace vnt::cli {
 namespace {
@@ -123,8 +124,13 @@ TEST_F(CliTest, RefusedFilesStayAsTheyAre) {
     const std::string file = At(name);
     const std::string before = Slurp(file);
     const bool existed = fs::exists(file);
-    for (const std::vector<std::string>& command : std::vector<std::vector<std::string>>{
-             {"tables", file}, {"check", file}, {"export", file, "t"}, {"schema", file}}) {
+    for (const std::vector<std::string>& command :
+         std::vector<std::vector<std::string>>{{"tables", file},
+                                               {"check", file},
+                                               {"export", file, "t"},
+                                               {"schema", file},
+                                               {"sql", file, "select * from t"},
+                                               {"sql", file, "update t set a = 1"}}) {
       const Outcome refused = RunCli(command);
       EXPECT_EQ(refused.code, kRefused) << name << ": " << command[0];
       EXPECT_THAT(refused.err, HasSubstr(name)) << command[0];
@@ -142,6 +148,8 @@ TEST_F(CliTest, ReadOnlyFileIsReadButNotFixed) {
   const std::string before = Slurp(file);
   fs::permissions(file, fs::perms::owner_read | fs::perms::group_read);
   EXPECT_EQ(RunCli({"check", file}).code, kOk);
+  EXPECT_EQ(RunCli({"sql", file, "select count(*) from notice"}).code, kOk);
+  EXPECT_EQ(RunCli({"sql", file, "select count(*) from notice", "delete from notice"}).code, kRefused);
   const Outcome refused = RunCli({"fix", file, "--reference", At("reference.mdb")});
   EXPECT_EQ(refused.code, kRefused);
   EXPECT_THAT(refused.err, HasSubstr("Database is readonly.  VNTFixdb cannot update a readonly database."));
@@ -194,6 +202,88 @@ TEST_F(CliTest, MessagesSayWhatIsWrong) {
   const std::string no_reference = NewDatabase();
   const Outcome failed = RunCli({"fix", At("notices.mdb"), "--reference", no_reference, "--only", "35"});
   EXPECT_EQ(failed.err, "No Database is open!\n-2147217865 The table 'rf_ant_type' does not exist.\n");
+}
+
+// Nothing is dropped for a reference database that has nothing to put into its place.
+TEST_F(CliTest, ReferenceThatCannotServeIsRefused) {
+  MakeSample();
+  const std::string file = At("notices.mdb");
+  fs::create_directory(folder_ / "o'b");
+  const std::string quoted = (folder_ / "o'b" / "ref.mdb").string();
+  fs::copy_file(At("reference.mdb"), quoted);
+  const std::string empty = NewDatabase();
+  const std::string before = Slurp(file);
+  for (const auto& [reference, reason] : std::vector<std::pair<std::string, std::string>>{
+           {quoted, "its name holds a single quote."}, {empty, "The table 'rf_ant_type' does not exist."}}) {
+    const Outcome refused = RunCli({"fix", file, "--reference", reference, "--only", "5"});
+    EXPECT_EQ(refused.code, kRefused);
+    EXPECT_EQ(refused.err, "\"Update Antenna type reference data\" cannot use the reference database \"" +
+                               reference + "\": " + reason + "\n");
+    EXPECT_EQ(RunCli({"fix", file, "--reference", reference}).code, kRefused);
+    EXPECT_EQ(Slurp(file), before);
+  }
+  EXPECT_EQ(RunCli({"fix", file, "--reference", quoted, "--only", "15"}).code, kOk);
+  EXPECT_EQ(RunCli({"fix", file, "--reference", At("reference.mdb"), "--only", "5"}).code, kOk);
+}
+
+TEST_F(CliTest, EveryFileNameWorks) {
+  MakeSample("10");
+  for (const char* name : {"a;b=c.mdb", "x=1;.mdb", "'q'.mdb", "c;d.mdb"}) {
+    const std::string file = NewDatabase(name);
+    EXPECT_EQ(RunCli({"sql", file, "create table t (a long)", "insert into t values (1)"}).code, kOk) << name;
+    EXPECT_EQ(RunCli({"sql", file, "--csv", "select a from t"}).out, "\"a\"\n1\n") << name;
+    EXPECT_EQ(RunCli({"export", file, "t"}).out, "\"a\"\n1\n") << name;
+    fs::copy_file(At("notices.mdb"), file, fs::copy_options::overwrite_existing);
+    EXPECT_EQ(RunCli({"fix", file, "--reference", At("reference.mdb"), "--only", "15"}).code, kOk) << name;
+  }
+}
+
+TEST_F(CliTest, OutputThatCannotBeWrittenIsNoSuccess) {
+  MakeSample("10");
+  const std::string file = At("notices.mdb");
+  for (const std::vector<std::string>& arguments : std::vector<std::vector<std::string>>{
+           {"--help"},
+           {"--version"},
+           {"fix", "--help"},
+           {"list"},
+           {"tables", file},
+           {"schema", file},
+           {"export", file, "notice"},
+           {"sql", file, "select * from notice"},
+           {"sql", file, "update notice set st_cur = st_cur"},
+           {"check", file},
+           {"fix", file, "--reference", At("reference.mdb"), "--only", "15"}}) {
+    std::istringstream in;
+    std::ofstream full("/dev/full");
+    ASSERT_TRUE(full);
+    EXPECT_EQ(vnt::cli::Run(arguments, {in, full, full}), kUnwritten) << testing::PrintToString(arguments);
+  }
+}
+
+// "sql" shows numbers as Access does, "export" so that they read back equal; Null is no empty value.
+TEST_F(CliTest, NumbersAndEmptyValues) {
+  const std::string file = NewDatabase();
+  ASSERT_EQ(RunCli({"sql", file},
+                   "create table t (d double, s single, m currency, n decimal(9, 3), b binary(4), t text(5));"
+                   "insert into t values (13971.289999999999, 0.1, -0.5, -1.25, null, null);"
+                   "insert into t (d, s, m, n, t) values (-0.0, -0.0, -0.0, -0.0, '');"
+                   "insert into t (d, s) values (123456789012345678, 16777217)")
+                .code,
+            kOk);
+  EXPECT_EQ(RunCli({"sql", file, "--csv", "select d, s, m, n, t, -d as e from t"}).out,
+            "\"d\",\"s\",\"m\",\"n\",\"t\",\"e\"\n"
+            "13971.29,0.1,-0.5,-1.25,,-13971.29\n"
+            "0,0,0,0,\"\",0\n"
+            "1.23456789012346E+17,1.677722E+07,,,,-1.23456789012346E+17\n");
+  EXPECT_EQ(RunCli({"export", file, "t"}).out,
+            "\"d\",\"s\",\"m\",\"n\",\"b\",\"t\"\n"
+            "13971.289999999999,0.1,-0.5000,-1.250,,\n"
+            "0,0,0.0000,0.000,,\"\"\n"
+            "123456789012345680,16777216,,,,\n");
+  std::string csv;
+  AppendCsv(jet::Value::Blob(""), jet::ColumnType::kBinary, &csv);
+  AppendCsv(db::Value::Binary(""), &csv);
+  EXPECT_EQ(csv, "\"\"\"\"");
 }
 
 TEST_F(CliTest, OneNoticeOnly) {

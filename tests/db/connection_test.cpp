@@ -49,6 +49,19 @@ TEST(ConnectionString, IsTakenApart) {
   EXPECT_EQ(ErrorNumber([] { ConnectionSettings("Provider;Data Source=x"); }), kErrNotFound);
 }
 
+TEST(ConnectionString, CarriesEveryFileName) {
+  for (const char* name : {"/tmp/a.mdb", "/tmp/a;b.mdb", "/tmp/a=b.mdb", "/tmp/a;b=c.mdb", "a;mode=x;.mdb",
+                           ";", "", "'a'.mdb", "\"a", " a.mdb ", "a\"b;c=d'.mdb", "a;", "=", "a;;b=;"}) {
+    const std::string text = "Provider=x;" + DataSource(name) + ";";
+    const ConnectionSettings settings(text);
+    ASSERT_NE(settings.Find("data source"), nullptr) << text;
+    EXPECT_EQ(*settings.Find("data source"), name) << text;
+    EXPECT_EQ(settings.all().size(), 2u) << text;
+  }
+  // Where nothing asks for quotes there are none.
+  EXPECT_EQ(DataSource("/tmp/o'b c.mdb"), "Data Source=/tmp/o'b c.mdb");
+}
+
 TEST(Connection, RefusesWhatItCannotOpen) {
   Connection cn;
   std::string description;

@@ -171,7 +171,7 @@ TEST_F(DialectTest, JoinsAndSubqueries) {
        "id",
        "1|2|4|2|'x'|'y'; 2|1|2|2|'z'|'z'"},
       {"select max (k) as m, count(*), first(v), last(v), var(k), stdevp(k) from u where id = 1",
-       "3|2|'y'|'x'|2|1"},
+       "3|2|'x'|'y'|2|1"},
       {"select max(k) from u where id = 77", "null"},
       {"select id from t where id < 3 union select id from u order by id", "1; 2; 9"},
       {"select id from u union all select id from u where id = 9 order by 1 desc", "9; 9; 2; 1; 1"},

@@ -84,6 +84,7 @@ struct OrderTerm {
 
 struct Select {
   bool distinct = false;
+  bool distinct_row = false;
   bool top_percent = false;
   std::optional<double> top;
   std::vector<SelectItem> items;

@@ -238,7 +238,7 @@ void Session::Impl::PlanInsert(Statement& s, std::string_view text, Plan* plan) 
   if (!plan->target) throw Error(ErrorKind::kNoTable, fmt::format("The table '{}' does not exist.", s.table));
   RequireNoSystemTable(*plan->target);
   const TableDef& def = plan->target->def();
-  Translator translator(*this, text, s.parameters);
+  Translator translator = TranslatorOf(text, s.parameters);
   const bool values = s.kind == StatementKind::kInsertValues;
   Translation t = values ? translator.Values(s.values) : translator.Query(*s.select, false);
   plan->sql = std::move(t.sql);

@@ -199,6 +199,31 @@ int Weekday(double date) {
   return static_cast<int>(((days - 1) % 7 + 7) % 7) + 1;  // day 1 is a Sunday
 }
 
+int Weekday(double date, int first_day) { return (Weekday(date) - first_day + 7) % 7 + 1; }
+
+int DayOfYear(const CalendarTime& t) {
+  return static_cast<int>(DaysOf(t.year, t.month, t.day) - DaysOf(t.year, 1, 1)) + 1;
+}
+
+int WeekOfYear(double date, int first_day, int first_week) {
+  CalendarTime t;
+  if (!ToCalendar(date, &t)) return 0;
+  const double day = DaysOf(t.year, t.month, t.day);
+  const auto start_of = [&](int year) {
+    const double january = DaysOf(year, 1, 1);
+    const int before = Weekday(january, first_day) - 1;  // days of that week in the year before
+    const bool counts = first_week == 2 ? before <= 3 : first_week == 3 ? before == 0 : true;
+    return january - before + (counts ? 0 : 7);
+  };
+  double start = start_of(t.year);
+  if (day < start) {
+    start = start_of(t.year - 1);
+  } else if (first_week == 2 && day >= start_of(t.year + 1)) {
+    return 1;
+  }
+  return static_cast<int>((day - start) / 7) + 1;
+}
+
 const char* MonthName(int month) { return kMonths[month - 1]; }
 const char* WeekdayName(int weekday) { return kWeekdays[weekday - 1]; }
 

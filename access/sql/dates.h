@@ -29,6 +29,13 @@ std::string DateText(double date);
 
 // Weekday, 1 is Sunday.
 int Weekday(double date);
+// With `first_day` (1 Sunday ... 7 Saturday) as 1.
+int Weekday(double date, int first_day);
+int DayOfYear(const CalendarTime& t);
+// Number of the week in its year. `first_week`: 1 the one that holds January 1, 2 the first with at least
+// four days in the year, 3 the first whole week; with 2 and 3 days before it belong to the last week of the
+// year before.
+int WeekOfYear(double date, int first_day, int first_week);
 
 const char* MonthName(int month);      // 1..12, English
 const char* WeekdayName(int weekday);  // 1..7, English

@@ -2,7 +2,9 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "access/sql/dates.h"
@@ -159,13 +161,12 @@ bool IsDatePicture(std::string_view picture) {
     if (quoted) continue;
     if (c == '0' || c == '#') return false;
     const char lower = static_cast<char>(c | 32);
-    if (lower == 'd' || lower == 'm' || lower == 'y' || lower == 'h' || lower == 'n' || lower == 's')
-      return true;
+    if (std::string_view("dmyhnsqwc").find(lower) != std::string_view::npos) return true;
   }
   return false;
 }
 
-std::string FormatDate(double date, std::string_view picture) {
+std::string FormatDate(double date, std::string_view picture, int first_day, int first_week) {
   if (picture.empty() || IsOneOf(picture, {"General Date"})) return DateText(date);
   if (IsOneOf(picture, {"Long Date"})) picture = "dddd, mmmm d, yyyy";
   if (IsOneOf(picture, {"Medium Date"})) picture = "dd-mmm-yy";
@@ -209,7 +210,20 @@ std::string FormatDate(double date, std::string_view picture) {
           out += n == 3 ? name.substr(0, 3) : name;
         }
         break;
+      case 'c':
+        out += DateText(date);
+        break;
+      case 'q':
+        out += fmt::format("{}", (t.month + 2) / 3);
+        break;
+      case 'w':
+        out += fmt::format("{}", n == 1 ? Weekday(date, first_day) : WeekOfYear(date, first_day, first_week));
+        break;
       case 'y':
+        if (n == 1) {
+          out += fmt::format("{}", DayOfYear(t));
+          break;
+        }
         out += n <= 2 ? fmt::format("{:02}", t.year % 100) : fmt::format("{:04}", t.year);
         break;
       case 'h':
@@ -242,6 +256,82 @@ std::string FormatDate(double date, std::string_view picture) {
     }
     i += n;
   }
+  return out;
+}
+
+bool IsTextPicture(std::string_view picture) {
+  bool quoted = false;
+  for (std::size_t i = 0; i < picture.size(); ++i) {
+    const char c = picture[i];
+    if (c == '"') quoted = !quoted;
+    if (c == '\\') ++i;
+    if (!quoted && (c == '@' || c == '&' || c == '<' || c == '>' || c == '!')) return true;
+  }
+  return false;
+}
+
+std::string FormatText(std::string_view text, std::string_view picture) {
+  const std::vector<std::string> sections = Sections(picture);
+  const std::string& p = text.empty() && sections.size() > 1 ? sections[1] : sections[0];
+  // What the picture is made of: literal characters, and places as the mark itself with `place` set.
+  struct Piece {
+    char32_t code = 0;
+    bool place = false;
+  };
+  std::vector<Piece> pieces;
+  bool from_left = false, quoted = false;
+  char letters = 0;
+  std::size_t places = 0;
+  for (std::size_t i = 0; i < p.size();) {
+    const char32_t code = NextCodePoint(p, &i);
+    if (code == '"') {
+      quoted = !quoted;
+    } else if (quoted) {
+      pieces.push_back({code, false});
+    } else if (code == '\\') {
+      if (i < p.size()) pieces.push_back({NextCodePoint(p, &i), false});
+    } else if (code == '!') {
+      from_left = true;
+    } else if (code == '<' || code == '>') {
+      letters = static_cast<char>(code);
+    } else {
+      const bool place = code == '@' || code == '&';
+      places += place ? 1 : 0;
+      pieces.push_back({code, place});
+    }
+  }
+  std::vector<char32_t> characters;
+  for (std::size_t i = 0; i < text.size();) {
+    const char32_t code = NextCodePoint(text, &i);
+    characters.push_back(letters == '<' ? ToLower(code) : letters == '>' ? ToUpper(code) : code);
+  }
+  std::string out;
+  std::size_t next = 0;
+  const auto put_to = [&](std::size_t end) {
+    while (next < std::min(end, characters.size())) AppendCodePoint(characters[next++], &out);
+  };
+  // Places that stay empty come first, or last; what has no place stands at the first one, or behind the
+  // last.
+  std::size_t empty = places > characters.size() ? places - characters.size() : 0;
+  std::size_t surplus = characters.size() > places ? characters.size() - places : 0;
+  std::size_t left = places;
+  for (const Piece& piece : pieces) {
+    if (!piece.place) {
+      AppendCodePoint(piece.code, &out);
+      continue;
+    }
+    const bool is_empty = from_left ? next == characters.size() : empty > 0;
+    if (is_empty) {
+      if (!from_left) --empty;
+      if (piece.code == '@') out.push_back(' ');
+    } else {
+      if (!from_left) put_to(next + std::exchange(surplus, 0));
+      put_to(next + 1);
+    }
+    --left;
+    if (left == 0) put_to(characters.size());
+  }
+  if (places == 0 && letters != 0) put_to(characters.size());
   return out;
 }
 

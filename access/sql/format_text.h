@@ -12,8 +12,14 @@ namespace jet::sql {
 std::string FormatNumber(double value, std::string_view picture);
 
 // "General Date", "Long Date", "Medium Date", "Short Date", "Long Time", "Medium Time", "Short Time", and
-// pictures of d m y h n s AM/PM; "m" behind "h" is the minute.
-std::string FormatDate(double date, std::string_view picture);
+// pictures of d m y (one: the day of the year) q w ww h n s c AM/PM; "m" behind "h" is the minute.
+// `first_day` and `first_week` as WeekOfYear takes them.
+std::string FormatDate(double date, std::string_view picture, int first_day = 1, int first_week = 1);
 bool IsDatePicture(std::string_view picture);
+
+// Pictures of @ (a character or a blank) and & (a character or nothing), filled from the right, with ! from
+// the left; < and > change the letters' case; a second section is for an empty text.
+std::string FormatText(std::string_view text, std::string_view picture);
+bool IsTextPicture(std::string_view picture);
 
 }  // namespace jet::sql

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 
+#include "access/sql/decimals.h"
 #include "access/sql/function_support.h"
 #include "access/sql/names.h"
 
@@ -22,7 +23,7 @@ constexpr FunctionInfo kFunctions[] = {
     {"ltrim", "x_ltrim", 1, 1, Type::kText},
     {"rtrim", "x_rtrim", 1, 1, Type::kText},
     {"instr", "x_instr", 2, 4, Type::kInteger},
-    {"instrrev", "x_instrrev", 2, 2, Type::kInteger},
+    {"instrrev", "x_instrrev", 2, 4, Type::kInteger},
     {"chr", "x_chr", 1, 1, Type::kText},
     {"chrw", "x_chr", 1, 1, Type::kText},
     {"asc", "x_asc", 1, 1, Type::kInteger},
@@ -34,7 +35,10 @@ constexpr FunctionInfo kFunctions[] = {
     {"strreverse", "x_strreverse", 1, 1, Type::kText},
     {"str", "x_str", 1, 1, Type::kText},
     {"cstr", "x_cstr", 1, 1, Type::kText},
-    {"format", "x_format", 1, 2, Type::kText},
+    {"format", "x_format", 1, 4, Type::kText},
+    {"strconv", "x_strconv", 2, 3, Type::kText},
+    {"hex", "x_hex", 1, 1, Type::kText},
+    {"oct", "x_oct", 1, 1, Type::kText},
     {"val", "x_val", 1, 1, Type::kReal},
     {"abs", "x_abs", 1, 1, Type::kUnknown},
     {"int", "x_int", 1, 1, Type::kUnknown},
@@ -53,7 +57,7 @@ constexpr FunctionInfo kFunctions[] = {
     {"cbyte", "x_cbyte", 1, 1, Type::kInteger},
     {"cdbl", "x_number", 1, 1, Type::kReal},
     {"csng", "x_csng", 1, 1, Type::kReal},
-    {"ccur", "x_ccur", 1, 1, Type::kReal},
+    {"ccur", "x_ccur", 1, 1, Type::kDecimal},
     {"cbool", "x_cbool", 1, 1, Type::kBoolean},
     {"isnumeric", "x_isnumeric", 1, 1, Type::kBoolean},
     {"isdate", "x_isdate", 1, 1, Type::kBoolean},
@@ -73,8 +77,11 @@ constexpr FunctionInfo kFunctions[] = {
     {"minute", "x_minute", 1, 1, Type::kInteger},
     {"second", "x_second", 1, 1, Type::kInteger},
     {"weekday", "x_weekday", 1, 2, Type::kInteger},
+    {"weekdayname", "x_weekdayname", 1, 3, Type::kText},
+    {"monthname", "x_monthname", 1, 2, Type::kText},
     {"dateadd", "x_dateadd", 3, 3, Type::kDate},
-    {"datediff", "x_datediff", 3, 3, Type::kInteger},
+    {"datediff", "x_datediff", 3, 5, Type::kInteger},
+    {"datepart", "x_datepart", 2, 4, Type::kInteger},
 };
 
 }  // namespace
@@ -91,6 +98,7 @@ void RegisterFunctions(sqlite3* db, FailureSlot* failures) {
   RegisterTextFunctions(db, failures);
   RegisterNumberFunctions(db, failures);
   RegisterDateFunctions(db, failures);
+  RegisterDecimalFunctions(db, failures);
 }
 
 std::string NumberText(double v) {

@@ -73,11 +73,13 @@ void TimeValue(sqlite3_context* c, int, sqlite3_value** v) {
   });
 }
 
+// x_isdate(is_date, value): a number is none, unless it is known to be one.
 void IsDate(sqlite3_context* c, int, sqlite3_value** v) {
   std::string storage;
   double date = 0;
-  const bool is = sqlite3_value_type(v[0]) == SQLITE_TEXT ? ParseDate(TextOf(v[0], &storage), &date)
-                                                          : sqlite3_value_type(v[0]) == SQLITE_FLOAT;
+  const bool is_date = sqlite3_value_int(v[0]) != 0;
+  const bool is = sqlite3_value_type(v[1]) == SQLITE_TEXT ? ParseDate(TextOf(v[1], &storage), &date)
+                                                          : is_date && !IsNullValue(v[1]);
   sqlite3_result_int(c, is ? -1 : 0);
 }
 
@@ -86,6 +88,19 @@ int SmallArgument(sqlite3_value* v) {
   if (n < -100000 || n > 100000)
     throw Error(ErrorKind::kOverflow, fmt::format("Overflow: {} is no part of a date.", n));
   return static_cast<int>(n);
+}
+
+// First day of the week, 1 Sunday to 7 Saturday; 0 stands for the system's, which is Sunday here.
+int DayArgument(sqlite3_value* v) {
+  const int day = SmallArgument(v);
+  if (day < 0 || day > 7) throw Error(ErrorKind::kSql, "A day of the week is a number from 1 to 7.");
+  return day == 0 ? 1 : day;
+}
+
+int WeekArgument(sqlite3_value* v) {
+  const int week = SmallArgument(v);
+  if (week < 0 || week > 3) throw Error(ErrorKind::kSql, "The first week of the year is told by 1, 2 or 3.");
+  return week == 0 ? 1 : week;
 }
 
 void DateSerial(sqlite3_context* c, int n, sqlite3_value** v) {
@@ -115,8 +130,27 @@ void Part(sqlite3_context* c, int, sqlite3_value** v) {
 void WeekdayOf(sqlite3_context* c, int n, sqlite3_value** v) {
   Guard(c, [&] {
     if (AnyNull(n, v)) return;
-    const int first = n > 1 ? SmallArgument(v[1]) : 1;
-    sqlite3_result_int(c, (Weekday(DateArgument(v[0])) - (first < 1 ? 1 : first) + 7) % 7 + 1);
+    sqlite3_result_int(c, Weekday(DateArgument(v[0]), n > 1 ? DayArgument(v[1]) : 1));
+  });
+}
+
+void WeekdayNameOf(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(n, v)) return;
+    const int number = SmallArgument(v[0]), first = n > 2 ? DayArgument(v[2]) : 1;
+    if (number < 1 || number > 7) throw Error(ErrorKind::kSql, "WeekdayName takes a number from 1 to 7.");
+    const std::string name = WeekdayName((number + first - 2) % 7 + 1);
+    ResultText(c, n > 1 && WholeNumberOf(v[1]) != 0 ? name.substr(0, 3) : name);
+  });
+}
+
+void MonthNameOf(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(n, v)) return;
+    const int number = SmallArgument(v[0]);
+    if (number < 1 || number > 12) throw Error(ErrorKind::kSql, "MonthName takes a number from 1 to 12.");
+    const std::string name = MonthName(number);
+    ResultText(c, n > 1 && WholeNumberOf(v[1]) != 0 ? name.substr(0, 3) : name);
   });
 }
 
@@ -135,6 +169,22 @@ int Months(std::string_view unit) { return unit == "yyyy" ? 12 : unit == "q" ? 3
   throw Error(ErrorKind::kSql, fmt::format("'{}' is no unit of time.", unit));
 }
 
+// Days with the time of day counting forward always, which a date before 1899-12-30 does not.
+double Linear(double date) {
+  const double day = std::trunc(date);
+  return day + std::fabs(date - day);
+}
+double FromLinear(double linear) {
+  const double day = std::floor(linear);
+  return day >= 0 ? linear : day - (linear - day);
+}
+
+double RequireDate(double date) {
+  CalendarTime t;
+  if (!ToCalendar(date, &t)) throw Error(ErrorKind::kOverflow, "The date is out of range.");
+  return date;
+}
+
 void DateAdd(sqlite3_context* c, int n, sqlite3_value** v) {
   Guard(c, [&] {
     if (AnyNull(n, v)) return;
@@ -150,9 +200,9 @@ void DateAdd(sqlite3_context* c, int n, sqlite3_value** v) {
                                         DaysOf(t.year, static_cast<int>(moved) + 1, 1));
       t.month = static_cast<int>(moved) + 1;
       t.day = std::min(t.day, last);
-      sqlite3_result_double(c, DateOf(t));
+      sqlite3_result_double(c, RequireDate(DateOf(t)));
     } else if (const double seconds = Seconds(unit)) {
-      sqlite3_result_double(c, date + count * seconds / 86400.0);
+      sqlite3_result_double(c, RequireDate(FromLinear(Linear(date) + count * seconds / 86400.0)));
     } else {
       UnknownUnit(unit);
     }
@@ -172,12 +222,41 @@ void DateDiff(sqlite3_context* c, int n, sqlite3_value** v) {
     }
     const double seconds = Seconds(unit);
     if (seconds == 0) UnknownUnit(unit);
+    const int first_day = n > 3 ? DayArgument(v[3]) : 1;
+    const auto day = [](const CalendarTime& t) { return DaysOf(t.year, t.month, t.day); };
+    if (unit == "w") {  // whole weeks
+      sqlite3_result_int64(c, static_cast<long long>((day(b) - day(a)) / 7));
+      return;
+    }
     const auto count = [&](const CalendarTime& t) {
-      const double all =
-          DaysOf(t.year, t.month, t.day) * 86400 + t.hour * 3600.0 + t.minute * 60.0 + t.second;
-      return std::floor(all / seconds + (unit == "ww" ? 6.0 / 7.0 : 0));  // weeks begin on Sunday
+      if (unit == "ww") return std::floor((day(t) - first_day) / 7);  // beginnings of weeks
+      return std::floor((day(t) * 86400 + t.hour * 3600.0 + t.minute * 60.0 + t.second) / seconds);
     };
     sqlite3_result_int64(c, static_cast<long long>(count(b) - count(a)));
+  });
+}
+
+void DatePart(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(n, v)) return;
+    std::string storage;
+    const std::string unit = LowerText(TextOf(v[0], &storage));
+    const CalendarTime t = CalendarArgument(v[1]);
+    const double date = DaysOf(t.year, t.month, t.day);
+    const int first_day = n > 2 ? DayArgument(v[2]) : 1, first_week = n > 3 ? WeekArgument(v[3]) : 1;
+    const int part = unit == "yyyy" ? t.year
+                     : unit == "q"  ? (t.month + 2) / 3
+                     : unit == "m"  ? t.month
+                     : unit == "y"  ? DayOfYear(t)
+                     : unit == "d"  ? t.day
+                     : unit == "w"  ? Weekday(date, first_day)
+                     : unit == "ww" ? WeekOfYear(date, first_day, first_week)
+                     : unit == "h"  ? t.hour
+                     : unit == "n"  ? t.minute
+                     : unit == "s"  ? t.second
+                                    : -1;
+    if (part < 0) UnknownUnit(unit);
+    sqlite3_result_int(c, part);
   });
 }
 
@@ -200,6 +279,9 @@ void RegisterDateFunctions(sqlite3* db, FailureSlot* slot) {
   AddFunction(db, "x_minute", Part<&CalendarTime::minute>, slot);
   AddFunction(db, "x_second", Part<&CalendarTime::second>, slot);
   AddFunction(db, "x_weekday", WeekdayOf, slot);
+  AddFunction(db, "x_weekdayname", WeekdayNameOf, slot);
+  AddFunction(db, "x_monthname", MonthNameOf, slot);
+  AddFunction(db, "x_datepart", DatePart, slot);
   AddFunction(db, "x_dateadd", DateAdd, slot);
   AddFunction(db, "x_datediff", DateDiff, slot);
 }

@@ -3,12 +3,14 @@
 #include <fmt/format.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "access/sql/dates.h"
 #include "access/sql/function_support.h"
+#include "access/sql/names.h"
 
 namespace jet::sql {
 namespace {
@@ -143,7 +145,6 @@ double Cos(double v) { return std::cos(v); }
 double Tan(double v) { return std::tan(v); }
 double Atn(double v) { return std::atan(v); }
 double Single(double v) { return static_cast<double>(static_cast<float>(v)); }
-double Currency(double v) { return std::nearbyint(v * 10000) / 10000; }
 
 void Power(sqlite3_context* c, int, sqlite3_value** v) {
   Guard(c, [&] {
@@ -167,8 +168,35 @@ void ToWhole(sqlite3_context* c, int, sqlite3_value** v) {
 
 void ToBoolean(sqlite3_context* c, int, sqlite3_value** v) {
   Guard(c, [&] {
-    if (!IsNullValue(v[0])) sqlite3_result_int(c, NumberOf(v[0]) != 0 ? -1 : 0);
+    if (IsNullValue(v[0])) return;
+    std::string storage;
+    const bool is_text = sqlite3_value_type(v[0]) == SQLITE_TEXT;
+    const std::string_view text = is_text ? TextOf(v[0], &storage) : std::string_view();
+    const bool is_word = EqualNames(text, "true") || EqualNames(text, "false");
+    sqlite3_result_int(c, (is_word ? EqualNames(text, "true") : NumberOf(v[0]) != 0) ? -1 : 0);
   });
+}
+
+// "HFF" or "O17", behind the "&": as Access reads such constants, two bytes when the digits fit into two,
+// else four; with "&" at the end always four.
+double BasedNumber(std::string_view text) {
+  const bool hex = !text.empty() && (text[0] == 'H' || text[0] == 'h');
+  const bool octal = !text.empty() && (text[0] == 'O' || text[0] == 'o');
+  if (hex || octal) text.remove_prefix(1);
+  std::uint64_t n = 0;
+  std::size_t i = 0;
+  for (; i < text.size(); ++i) {
+    const char c = text[i];
+    const char lower = static_cast<char>(c | 32);
+    const int digit = c >= '0' && c <= '9'                  ? c - '0'
+                      : hex && lower >= 'a' && lower <= 'f' ? lower - 'a' + 10
+                                                            : 99;
+    if (digit >= (hex ? 16 : 8) || n >> 32 != 0) break;
+    n = n * (hex ? 16 : 8) + static_cast<std::uint64_t>(digit);
+  }
+  const bool wide = n > 0xFFFF || (i < text.size() && text[i] == '&');
+  return wide ? static_cast<double>(static_cast<std::int32_t>(n))
+              : static_cast<double>(static_cast<std::int16_t>(n));
 }
 
 // The number at the beginning of a text, blanks left out; 0 when there is none.
@@ -176,12 +204,51 @@ void Val(sqlite3_context* c, int, sqlite3_value** v) {
   Guard(c, [&] {
     if (IsNullValue(v[0])) return;
     std::string storage, digits;
-    for (const char ch : TextOf(v[0], &storage)) {
+    const std::string_view text = TextOf(v[0], &storage);
+    for (const char ch : text) {
       if (ch == ' ' || ch == '\t' || ch == '\n') continue;
+      if (digits.empty() && ch == '&') {
+        std::string rest(text.substr(text.find('&') + 1));
+        std::erase_if(rest, [](char r) { return r == ' ' || r == '\t' || r == '\n'; });
+        sqlite3_result_double(c, BasedNumber(rest));
+        return;
+      }
       if (std::strchr("0123456789.+-eEdD", ch) == nullptr) break;
       digits.push_back(ch == 'd' || ch == 'D' ? 'e' : ch);
     }
     sqlite3_result_double(c, std::strtod(digits.c_str(), nullptr));
+  });
+}
+
+// Negative numbers as their four bytes.
+template <bool kHex>
+void InBase(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    const long long n = WholeNumberOf(v[0]);
+    if (n < INT32_MIN || n > INT32_MAX)
+      throw Error(ErrorKind::kOverflow, fmt::format("Overflow: {} is out of range.", n));
+    const auto bits = static_cast<std::uint32_t>(n);
+    ResultText(c, kHex ? fmt::format("{:X}", bits) : fmt::format("{:o}", bits));
+  });
+}
+
+// x_typename(value, name): the name by the column or expression; where that is not known, by the value.
+void TypeName(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    std::string storage;
+    const std::string_view known = TextOf(v[1], &storage);
+    if (IsNullValue(v[0])) {
+      ResultText(c, "Null");
+    } else if (!known.empty()) {
+      ResultText(c, known);
+    } else {
+      const int type = sqlite3_value_type(v[0]);
+      ResultText(c, type == SQLITE_INTEGER ? "Long"
+                    : type == SQLITE_FLOAT ? "Double"
+                    : type == SQLITE_TEXT  ? "String"
+                                           : "Byte()");
+    }
   });
 }
 
@@ -257,6 +324,29 @@ void EndKept(sqlite3_context* c) {
   *k = {};
 }
 
+// The value of a subquery, which may have one row.
+struct Only {
+  sqlite3_value* value = nullptr;
+};
+
+void TakeOnly(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    auto* only = static_cast<Only*>(sqlite3_aggregate_context(c, sizeof(Only)));
+    if (only == nullptr) throw Error(ErrorKind::kMemory, "There is not enough memory.");
+    if (only->value != nullptr)
+      throw Error(ErrorKind::kInvalid, "A subquery that stands for one value has given more than one row.");
+    only->value = sqlite3_value_dup(v[0]);
+  });
+}
+
+void EndOnly(sqlite3_context* c) {
+  auto* only = static_cast<Only*>(sqlite3_aggregate_context(c, 0));
+  if (only == nullptr || only->value == nullptr) return;
+  sqlite3_result_value(c, only->value);
+  sqlite3_value_free(only->value);
+  only->value = nullptr;
+}
+
 using Step = void (*)(sqlite3_context*, int, sqlite3_value**);
 using End = void (*)(sqlite3_context*);
 
@@ -286,7 +376,6 @@ void RegisterNumberFunctions(sqlite3* db, FailureSlot* slot) {
   AddFunction(db, "x_tan", OfNumber<Tan, false>, slot);
   AddFunction(db, "x_atn", OfNumber<Atn, false>, slot);
   AddFunction(db, "x_csng", OfNumber<Single, false>, slot);
-  AddFunction(db, "x_ccur", OfNumber<Currency, true>, slot);
   AddFunction(db, "x_cint", ToWhole<-32768, 32767>, slot);
   AddFunction(db, "x_clng", ToWhole<-2147483648LL, 2147483647LL>, slot);
   AddFunction(db, "x_cbyte", ToWhole<0, 255>, slot);
@@ -297,6 +386,10 @@ void RegisterNumberFunctions(sqlite3* db, FailureSlot* slot) {
   AddAggregate(db, "x_stdevp", AddMoment, EndMoments<true, 0>, slot);
   AddAggregate(db, "x_var", AddMoment, EndMoments<false, 1>, slot);
   AddAggregate(db, "x_varp", AddMoment, EndMoments<false, 0>, slot);
+  AddFunction(db, "x_hex", InBase<true>, slot);
+  AddFunction(db, "x_oct", InBase<false>, slot);
+  AddFunction(db, "x_typename", TypeName, slot);
+  AddAggregate(db, "x_single", TakeOnly, EndOnly, slot);
   AddAggregate(db, "x_first", Keep<false>, EndKept, slot);
   AddAggregate(db, "x_last", Keep<true>, EndKept, slot);
 }

@@ -123,16 +123,55 @@ void InStr(sqlite3_context* c, int n, sqlite3_value** v) {
   });
 }
 
+// InStrRev(text, wanted [, start [, compare]]): the last place that ends not behind `start`; -1 is the end.
 void InStrRev(sqlite3_context* c, int n, sqlite3_value** v) {
   Guard(c, [&] {
     if (AnyNull(n, v)) return;
     std::string s1, s2;
-    const std::string text = UpperText(TextOf(v[0], &s1)), wanted = UpperText(TextOf(v[1], &s2));
-    const std::size_t at = text.rfind(wanted);
+    std::string text(TextOf(v[0], &s1)), wanted(TextOf(v[1], &s2));
+    if (n < 4 || WholeNumberOf(v[3]) != 0) text = UpperText(text), wanted = UpperText(wanted);
+    const auto length = static_cast<long long>(Utf16Length(text));
+    const auto of_wanted = static_cast<long long>(Utf16Length(wanted));
+    const long long given = n > 2 ? WholeNumberOf(v[2]) : -1;
+    if (given == 0 || given < -1) throw Error(ErrorKind::kSql, "InStrRev counts characters from 1.");
+    const long long start = given == -1 ? length : given;
+    if (start > length || of_wanted > start || length == 0) {
+      sqlite3_result_int64(c, 0);
+      return;
+    }
+    if (wanted.empty()) {
+      sqlite3_result_int64(c, start);
+      return;
+    }
+    const std::size_t last = Utf16Substring(text, 0, static_cast<std::size_t>(start - of_wanted)).size();
+    const std::size_t at = text.rfind(wanted, last);
     sqlite3_result_int64(c,
                          at == std::string::npos
                              ? 0
                              : static_cast<long long>(Utf16Length(std::string_view(text).substr(0, at)) + 1));
+  });
+}
+
+// StrConv(text, 1 upper case, 2 lower case or 3 first letters upper case).
+void StrConv(sqlite3_context* c, int n, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (AnyNull(n, v)) return;
+    std::string storage;
+    const std::string_view s = TextOf(v[0], &storage);
+    const long long how = WholeNumberOf(v[1]);
+    if (how == 1 || how == 2) {
+      ResultText(c, how == 1 ? UpperText(s) : LowerText(s));
+      return;
+    }
+    if (how != 3) throw Error(ErrorKind::kNotSupported, "StrConv can do 1, 2 and 3 only.");
+    std::string out;
+    bool first = true;
+    for (std::size_t i = 0; i < s.size();) {
+      const char32_t code = NextCodePoint(s, &i);
+      AppendCodePoint(first ? ToUpper(code) : ToLower(code), &out);
+      first = code == ' ' || code == 0 || (code >= '\t' && code <= '\r');
+    }
+    ResultText(c, out);
   });
 }
 
@@ -323,28 +362,32 @@ void LikeFunction(sqlite3_context* c, int, sqlite3_value** v) {
   });
 }
 
-// x_format(is_date, value [, picture])
+// x_format(is_date, value [, picture [, first day of the week [, first week of the year]]])
 void Format(sqlite3_context* c, int n, sqlite3_value** v) {
   Guard(c, [&] {
     const bool is_date = sqlite3_value_int(v[0]) != 0;
     std::string storage, storage2;
     const std::string_view picture = n > 2 ? TextOf(v[2], &storage2) : std::string_view();
-    if (IsNullValue(v[1])) {
+    const int first_day = n > 3 ? std::clamp(static_cast<int>(WholeNumberOf(v[3])), 1, 7) : 1;
+    const int first_week = n > 4 ? std::clamp(static_cast<int>(WholeNumberOf(v[4])), 1, 3) : 1;
+    if (IsTextPicture(picture)) {
+      const std::string text =
+          is_date && !IsNullValue(v[1]) ? DateText(NumberOf(v[1])) : std::string(TextOf(v[1], &storage));
+      ResultText(c, FormatText(text, picture));
+    } else if (IsNullValue(v[1])) {
       ResultText(c, "");
     } else if (sqlite3_value_type(v[1]) == SQLITE_TEXT) {
       const std::string_view text = TextOf(v[1], &storage);
       double date = 0;
       if (IsDatePicture(picture) && ParseDate(text, &date)) {
-        ResultText(c, FormatDate(date, picture));
-      } else if (picture == ">" || picture == "<") {
-        ResultText(c, picture == ">" ? UpperText(text) : LowerText(text));
+        ResultText(c, FormatDate(date, picture, first_day, first_week));
       } else {
         ResultText(c, text);
       }
     } else {
       const double d = NumberOf(v[1]);
       if (IsDatePicture(picture) || (is_date && picture.empty())) {
-        ResultText(c, FormatDate(d, picture));
+        ResultText(c, FormatDate(d, picture, first_day, first_week));
       } else {
         ResultText(c, FormatNumber(d, picture));
       }
@@ -366,6 +409,7 @@ void RegisterTextFunctions(sqlite3* db, FailureSlot* slot) {
   AddFunction(db, "x_rtrim", Trim<false, true>, slot);
   AddFunction(db, "x_instr", InStr, slot);
   AddFunction(db, "x_instrrev", InStrRev, slot);
+  AddFunction(db, "x_strconv", StrConv, slot);
   AddFunction(db, "x_chr", Chr, slot);
   AddFunction(db, "x_asc", Asc, slot);
   AddFunction(db, "x_string", Repeat, slot);

@@ -128,7 +128,9 @@ SelectPtr Parser::ParseSelectCore() {
                     : n.kind() == ValueKind::kDecimal ? n.decimal().ToDouble()
                                                       : n.real();
       select->top_percent = TakeWord("PERCENT");
-    } else if (!TakeWord("ALL") && !TakeWord("DISTINCTROW")) {
+    } else if (TakeWord("DISTINCTROW")) {
+      select->distinct_row = true;
+    } else if (!TakeWord("ALL")) {
       break;
     }
   }

@@ -7,6 +7,7 @@
 #include "access/base/error.h"
 #include "access/sql/names.h"
 #include "access/sql/parser.h"
+#include "access/sql/saved_query.h"
 #include "access/sql/session_impl.h"
 
 namespace jet::sql {
@@ -123,8 +124,15 @@ Running::Running(std::shared_ptr<Plan> plan, const std::vector<Value>& parameter
     : plan_(std::move(plan)), statement_(plan_->Take()) {
   for (int i = 0; i < plan_->parameters; ++i)
     Bind(statement_, i + 1, parameters[static_cast<std::size_t>(i)]);
-  for (std::size_t i = 0; i < lifted.size(); ++i) {
-    Bind(statement_, plan_->parameters + static_cast<int>(i) + 1, lifted[i]);
+  const auto count = static_cast<int>(lifted.size());
+  for (int i = 0; i < count; ++i)
+    Bind(statement_, plan_->parameters + i + 1, lifted[static_cast<std::size_t>(i)]);
+  // Once more as exact numbers, where the plan uses them.
+  const int used = sqlite3_bind_parameter_count(statement_) - plan_->parameters - count;
+  for (int i = 0; i < std::min(used, count); ++i) {
+    const Value& v = lifted[static_cast<std::size_t>(i)];
+    const bool decimal = v.kind() == ValueKind::kDecimal;
+    Bind(statement_, plan_->parameters + count + i + 1, decimal ? Value::Text(v.decimal().ToText()) : v);
   }
 }
 
@@ -194,23 +202,32 @@ void Session::Impl::CheckSchema() {
   schema_version = database->schema_version();
 }
 
+std::shared_ptr<Database> Session::Impl::DatabaseOf(const std::string& file) {
+  if (file.empty()) return database;
+  other_files = true;
+  std::shared_ptr<Database>& slot = files[LowerText(file)];
+  if (!slot) {
+    if (!opener)
+      throw Error(ErrorKind::kNotSupported,
+                  fmt::format("The database '{}' cannot be opened from here.", file));
+    slot = opener(file);
+    if (!slot) throw Error(ErrorKind::kNotFound, fmt::format("The database '{}' does not exist.", file));
+  }
+  return slot;
+}
+
+std::optional<std::string> Session::Impl::FindQuery(const std::string& name, const std::string& file) {
+  Database& from = *DatabaseOf(file);
+  if (from.FindTable(name)) return {};
+  return SavedQueryText(from, name);
+}
+
 CatalogTable Session::Impl::Find(const std::string& name, const std::string& file) {
   const std::string id = LowerText(file) + '\n' + LowerText(name);
   auto it = declared.find(id);
   if (it == declared.end()) {
     std::shared_ptr<Database> other;
-    if (!file.empty()) {
-      other_files = true;
-      std::shared_ptr<Database>& slot = files[LowerText(file)];
-      if (!slot) {
-        if (!opener)
-          throw Error(ErrorKind::kNotSupported,
-                      fmt::format("The database '{}' cannot be opened from here.", file));
-        slot = opener(file);
-        if (!slot) throw Error(ErrorKind::kNotFound, fmt::format("The database '{}' does not exist.", file));
-      }
-      other = slot;
-    }
+    if (!file.empty()) other = DatabaseOf(file);
     std::shared_ptr<Table> table = (other ? other : database)->FindTable(name);
     if (!table) {
       throw Error(ErrorKind::kNoTable,
@@ -230,6 +247,12 @@ CatalogTable Session::Impl::Find(const std::string& name, const std::string& fil
 }
 
 // ---- plans of statements
+
+Translator Session::Impl::TranslatorOf(std::string_view text, int parameters) {
+  const auto lifted =
+      std::count_if(tokens.begin(), tokens.end(), [](const Token& t) { return t.lifted >= 0; });
+  return Translator(*this, text, parameters, static_cast<int>(lifted));
+}
 
 std::shared_ptr<Plan> Session::Impl::PlanOf(std::string_view statement, std::vector<Value>* lifted) {
   CheckSchema();
@@ -329,7 +352,7 @@ void Session::Impl::RequireNoSystemTable(const Table& table) {
 }
 
 void Session::Impl::PlanChange(const Statement& s, std::string_view text, Plan* plan) {
-  Translator translator(*this, text, s.parameters);
+  Translator translator = TranslatorOf(text, s.parameters);
   UpdateTranslation u = s.kind == StatementKind::kUpdate ? translator.Update(s) : translator.Delete(s);
   plan->sql = std::move(u.source.sql);
   plan->tables = std::move(u.source.tables);
@@ -405,7 +428,7 @@ void Session::Impl::PlanAlternatives(Statement* s, std::string_view text, Plan* 
 }
 
 void Session::Impl::PlanQuery(const Statement& s, std::string_view text, Plan* plan) {
-  Translator translator(*this, text, s.parameters);
+  Translator translator = TranslatorOf(text, s.parameters);
   Translation t = translator.Query(*s.select, s.kind == StatementKind::kSelect);
   plan->sql = std::move(t.sql);
   plan->columns = std::move(t.columns);
@@ -561,6 +584,7 @@ class OpenCatalog : public TableCatalog {
   CatalogTable Find(const std::string& name, const std::string& file) override {
     return {"\"" + name + "\"" + (file.empty() ? "" : " /* " + file + " */"), name, nullptr};
   }
+  std::optional<std::string> FindQuery(const std::string&, const std::string&) override { return {}; }
 };
 
 }  // namespace

@@ -107,6 +107,11 @@ struct Session::Impl : TableCatalog {
   ~Impl() override;
 
   CatalogTable Find(const std::string& name, const std::string& file) override;
+  std::optional<std::string> FindQuery(const std::string& name, const std::string& file) override;
+  // Of the session's own database when `file` is empty.
+  std::shared_ptr<Database> DatabaseOf(const std::string& file);
+  // A translator for the statement in `tokens`.
+  Translator TranslatorOf(std::string_view text, int parameters);
 
   // The plan of a statement and its lifted constants, from the cache if it is there.
   std::shared_ptr<Plan> PlanOf(std::string_view statement, std::vector<Value>* lifted);

@@ -5,10 +5,12 @@
 #include <algorithm>
 #include <cmath>
 #include <unordered_map>
+#include <utility>
 
 #include "access/base/error.h"
 #include "access/sql/lexer.h"
 #include "access/sql/names.h"
+#include "access/sql/parser.h"
 
 namespace jet::sql {
 namespace {
@@ -49,7 +51,11 @@ Type TypeOf(ColumnType type) {
 std::string Translator::ColumnSql(const Source& s, int column, bool exact) {
   const bool twin = exact && s.table &&
                     TypeOf(s.table->def().columns[static_cast<std::size_t>(column)].type) == Type::kDecimal;
-  return fmt::format("{}.{}{}", s.sql_alias, twin ? 'e' : 'c', column);
+  std::string sql = fmt::format("{}.{}{}", s.sql_alias, twin ? 'e' : 'c', column);
+  // A query in a FROM list gives decimals exactly.
+  if (!exact && !s.table && !s.open && s.columns[static_cast<std::size_t>(column)].type == Type::kDecimal)
+    return "x_dreal(" + sql + ")";
+  return sql;
 }
 
 // ---- public
@@ -66,8 +72,9 @@ Translation Translator::Values(const std::vector<ExprPtr>& values) {
   Scope scope;
   for (const ExprPtr& e : values) {
     OutputColumn column;
-    const std::string sql = PrintValue(*e, &scope, &column.type);
-    t.sql += (t.sql.empty() ? "SELECT " : ", ") + sql;
+    const Printed value = PrintExact(*e, &scope);
+    column.type = value.type;
+    t.sql += (t.sql.empty() ? "SELECT " : ", ") + value.sql;
     t.columns.push_back(std::move(column));
   }
   t.tables = mentions_;
@@ -154,7 +161,12 @@ void Translator::Declare(const TableRef& ref, const std::string& file, const Sco
   Source source;
   source.alias = ref.alias;
   source.sql_alias = fmt::format("a{}", next_alias_++);
-  if (ref.kind == TableRef::kTable) {
+  std::optional<std::string> query;
+  if (ref.kind == TableRef::kTable) query = catalog_.FindQuery(ref.name, file);
+  if (query) {
+    source.table_name = ref.name;
+    DeclareQuery(*query, ref.name, &source);
+  } else if (ref.kind == TableRef::kTable) {
     CatalogTable found = catalog_.Find(ref.name, file);
     source.table = found.table;
     source.table_name = found.name;
@@ -173,6 +185,36 @@ void Translator::Declare(const TableRef& ref, const std::string& file, const Sco
     }
   }
   scope->sources.push_back(std::move(source));
+}
+
+// A saved query stands for its text in parentheses; errors in that speak of the query.
+void Translator::DeclareQuery(const std::string& sql, const std::string& name, Source* source) {
+  constexpr int kMaxDepth = 20;
+  if (query_depth_ == kMaxDepth) {
+    throw Error(
+        ErrorKind::kNotSupported,
+        fmt::format("The query '{}' cannot be read: queries that use each other are nested too deeply.",
+                    name));
+  }
+  const std::string_view outer_text = std::exchange(text_, sql);
+  ++query_depth_;
+  try {
+    std::vector<Token> tokens;
+    Lex(sql, &tokens);
+    for (Token& t : tokens) t.lifted = -1;
+    const std::unique_ptr<Statement> s = Parse(sql, tokens);
+    if (s->kind != StatementKind::kSelect || s->parameters > 0)
+      throw Error(ErrorKind::kNotSupported, "only select queries without parameters can be.");
+    source->from_sql = "(" +
+                       PrintSelect(*s->select, nullptr, Use::kSource, false, &source->columns, nullptr) +
+                       ") AS " + source->sql_alias;
+  } catch (const Error& e) {
+    const std::string start = fmt::format("The query '{}' cannot be read: ", name);
+    const std::string text = e.what();
+    throw Error(e.kind(), text.starts_with("The query '") ? text : start + text);
+  }
+  --query_depth_;
+  text_ = outer_text;
 }
 
 // `tables`: the positions of the tables among the sources, in the order in which they are joined.
@@ -240,7 +282,8 @@ void Translator::StarItems(const Scope& scope, const SelectItem& item, bool exac
       } else {
         c = s.columns[i];
       }
-      items->push_back({ColumnSql(s, static_cast<int>(i), exact), ColumnSql(s, static_cast<int>(i), false)});
+      const std::string sql = ColumnSql(s, static_cast<int>(i), exact);
+      items->push_back({sql, c.type == Type::kDecimal ? "x_dkey(" + sql + ")" : sql});
       columns->push_back(std::move(c));
     }
   }
@@ -266,9 +309,11 @@ void Translator::PrintItems(const Select& select, Scope* scope, bool exact, std:
     c.column = p.column;
     c.name = item.alias;
     std::string sorted = p.sql;
+    if (p.type == Type::kDecimal) {
+      sorted = KeySql(p);
+      if (!exact) p.sql = PrintValue(*item.expr, scope);
+    }
     if (item.expr->kind == ExprKind::kColumn) {
-      sorted = PrintValue(*item.expr, scope);
-      if (!exact) p.sql = sorted;
       if (c.name.empty()) {
         c.name = p.table ? p.table->def().columns[static_cast<std::size_t>(p.column)].name : item.expr->name;
       }
@@ -306,7 +351,10 @@ std::vector<std::string> Translator::PrintOrder(const Select& select, Scope* sco
         }
       }
     }
-    if (sql.empty()) sql = PrintValue(e, scope);
+    if (sql.empty()) {
+      const Printed value = PrintOperand(e, scope);
+      sql = AreDecimals({&value}) ? KeySql(value) : value.sql;
+    }
     // A number would be taken for a position.
     order.push_back("+(" + sql + ")" + (term.descending ? " DESC" : ""));
     if (sql.size() > 2 && sql[0] == 'a' && sql.find_first_of(" (,") == std::string::npos) {
@@ -406,20 +454,31 @@ std::string Translator::PrintSingle(const Select& select, const Scope* outer, Us
                                     bool has_order, std::vector<OutputColumn>* columns,
                                     std::shared_ptr<Table>* base_table) {
   const bool is_result = use == Use::kResult;
+  const bool is_exact = use != Use::kMember && use != Use::kOperand;
   Scope scope;
   std::string rest = PrintFrom(select, outer, &scope);
   std::vector<Item> items;
-  PrintItems(select, &scope, is_result, &items, columns);
+  PrintItems(select, &scope, is_exact, &items, columns);
   if (select.where) rest += " WHERE " + PrintCondition(*select.where, &scope);
   std::vector<std::string> groups;
-  for (const ExprPtr& e : select.group_by) groups.push_back(PrintValue(*e, &scope));
+  for (const ExprPtr& e : select.group_by) {
+    const Printed value = PrintOperand(*e, &scope);
+    groups.push_back(AreDecimals({&value}) ? KeySql(value) : value.sql);
+  }
   if (!groups.empty()) rest += " GROUP BY " + Join(groups);
   if (select.having) rest += " HAVING " + PrintCondition(*select.having, &scope);
+  if (scope.aggregates || !groups.empty() || select.having) {
+    RequireGrouped(select, scope);
+  } else if (select.distinct_row && !select.distinct && scope.sources.size() > 1) {
+    groups = DistinctRows(select, scope);
+    if (!groups.empty()) rest += " GROUP BY " + Join(groups);
+  }
   std::vector<std::string> order;
   if (has_order) order = PrintOrder(select, &scope, items, *columns);
   const std::size_t keys = order.size();
   // Of an operand only the values count, but for those that TOP leaves.
-  if (use != Use::kOperand || select.top) CompleteOrder(select, scope, items, groups, &order);
+  if ((use != Use::kOperand && use != Use::kScalar) || select.top)
+    CompleteOrder(select, scope, items, groups, &order);
 
   const bool rows_of_one_table = scope.sources.size() == 1 &&
                                  (scope.sources[0].table || scope.sources[0].open) && !select.distinct &&

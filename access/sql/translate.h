@@ -2,10 +2,11 @@
 //
 // A table in a FROM list becomes "<sql name> AS aN", a column "aN.cM" (M: its position in the table), so that
 // no name of a file ever meets SQLite's grammar. Decimal and currency columns have a second column
-// "eM" that gives their exact text; "cM" gives the nearest double, which is what comparisons and arithmetic
-// use.
+// "eM" that gives their exact text; "cM" gives the nearest double. Arithmetic, comparisons and aggregates of
+// decimals are exact (decimals.h) as long as no double takes part.
 #pragma once
 
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -33,6 +34,9 @@ class TableCatalog {
   virtual ~TableCatalog() = default;
   // kNotFound when there is none. `file` is empty for the session's own database.
   virtual CatalogTable Find(const std::string& name, const std::string& file) = 0;
+  // The text of the saved select query of that name; nothing when there is none. kNotSupported for other
+  // queries.
+  virtual std::optional<std::string> FindQuery(const std::string& name, const std::string& file) = 0;
 };
 
 struct OutputColumn {
@@ -69,11 +73,11 @@ struct UpdateTranslation {
 };
 
 // `statement_parameters` is the number of "?" in the statement: "?" number i is SQLite's ?i+1, lifted
-// constant j is ?parameters+j+1.
+// constant j is ?parameters+j+1 and, as an exact number, ?parameters+lifted+j+1.
 class Translator {
  public:
-  Translator(TableCatalog& catalog, std::string_view text, int statement_parameters)
-      : catalog_(catalog), text_(text), parameters_(statement_parameters) {}
+  Translator(TableCatalog& catalog, std::string_view text, int statement_parameters, int lifted = 0)
+      : catalog_(catalog), text_(text), parameters_(statement_parameters), lifted_(lifted) {}
 
   // `want_row_id`: append the row identifier when every row is one row of one base table.
   Translation Query(const Select& select, bool want_row_id);
@@ -107,14 +111,19 @@ class Translator {
     bool truth = false;  // gives 1 or 0 where Access gives -1 or 0
     std::shared_ptr<Table> table;
     int column = -1;
+    // The same as an exact number, for decimals and constants; else empty. A constant that is a parameter of
+    // the plan begins with "?".
+    std::string exact;
+    bool currency = false;
     char chain = 0;  // kind of operator when `sql` is "(a op b ...)" and may go on with the same kind
   };
   struct Found {
     const Source* source = nullptr;
     int column = -1;
   };
-  // What a query is for: the statement's result; a source of rows (FROM list, member of a UNION); an operand.
-  enum class Use : std::uint8_t { kResult, kSource, kOperand };
+  // What a query is for: the statement's result; a source of rows in a FROM list; a member of a UNION; a set
+  // of values; one value.
+  enum class Use : std::uint8_t { kResult, kSource, kMember, kOperand, kScalar };
   std::string PrintSelect(const Select& select, const Scope* outer, Use use, bool want_row_id,
                           std::vector<OutputColumn>* columns, std::shared_ptr<Table>* base_table);
   std::string PrintCompound(const Select& select, const Scope* outer, std::vector<OutputColumn>* columns);
@@ -132,6 +141,7 @@ class Translator {
   void StarItems(const Scope& scope, const SelectItem& item, bool exact, std::vector<Item>* items,
                  std::vector<OutputColumn>* columns);
   std::string PrintFrom(const Select& select, const Scope* outer, Scope* scope);
+  void DeclareQuery(const std::string& sql, const std::string& name, Source* source);
   void Declare(const TableRef& ref, const std::string& file, const Scope* outer, Scope* scope);
   std::string PrintRef(const TableRef& ref, Scope* scope, std::size_t* next,
                        std::vector<std::size_t>* tables);
@@ -149,6 +159,8 @@ class Translator {
   std::string PrintCondition(const Expr& e, Scope* scope);
   // With the exact text of a decimal column that is shown unchanged.
   Printed PrintExact(const Expr& e, Scope* scope);
+  // As a condition or with its number.
+  Printed PrintOperand(const Expr& e, Scope* scope);
   Printed PrintConstant(const Expr& e);
   Printed PrintColumn(const Expr& e, Scope* scope, bool exact);
   Printed PrintArithmetic(const Expr& e, Scope* scope);
@@ -157,9 +169,23 @@ class Translator {
   Printed PrintIn(const Expr& e, Scope* scope);
   Printed PrintFunction(const Expr& e, Scope* scope);
   Printed PrintAggregate(const Expr& e, const std::string& name, Scope* scope);
+  Printed PrintTypeName(const Expr& e, Scope* scope);
   Printed PrintConditional(const Expr& e, const std::string& name, Scope* scope);
-  std::string PrintSubquery(const Expr& e, Scope* scope, Type* type);
+  std::string PrintSubquery(const Expr& e, Scope* scope, Use use, Type* type);
+  static bool IsExact(const Printed& p);
+  static std::string ExactSql(const Printed& p);
+  static std::string KeySql(const Printed& p) { return "x_dkey(" + ExactSql(p) + ")"; }
+  static std::string TextSql(const Printed& p);
+  static bool AreDecimals(std::initializer_list<const Printed*> values);
+  static Printed MakeDecimal(std::string exact, bool currency);
   static std::string AsLeft(const Printed& left, char chain);
+  // kInvalid for a column that has several values in a group.
+  void RequireGrouped(const Select& select, const Scope& scope) const;
+  void RequireGrouped(const Select& select, const Expr& e, const Scope& scope) const;
+  bool AreSame(const Expr& a, const Expr& b, const Scope& scope) const;
+  void MarkSources(const Expr& e, const Scope& scope, std::vector<bool>* marks) const;
+  // DISTINCTROW: the row identifiers that are to be different; none when it has no effect.
+  std::vector<std::string> DistinctRows(const Select& select, const Scope& scope) const;
   void CheckComparable(const Printed& a, const Printed& b) const;
   bool FindColumn(const std::string& table, const std::string& name, const Scope& scope, Found* found) const;
   [[noreturn]] void UnknownColumn(const Expr& e, const Scope& scope) const;
@@ -170,6 +196,8 @@ class Translator {
   TableCatalog& catalog_;
   std::string_view text_;
   int parameters_;
+  int lifted_;
+  int query_depth_ = 0;
   int next_alias_ = 0;
   std::vector<std::shared_ptr<Table>> mentions_;
 };

@@ -70,6 +70,16 @@ double NumberIn(const Value& v) {
   }
 }
 
+bool IsAggregate(const Expr& e) {
+  std::string name = LowerText(e.name);
+  if (!name.empty() && name.back() == '$') name.pop_back();
+  for (const char* aggregate :
+       {"count", "sum", "avg", "min", "max", "first", "last", "stdev", "stdevp", "var", "varp"}) {
+    if (name == aggregate) return true;
+  }
+  return false;
+}
+
 Type Common(Type a, Type b) {
   if (a == b || b == Type::kNull) return a;
   if (a == Type::kNull) return b;
@@ -152,6 +162,9 @@ Translator::Printed Translator::PrintColumn(const Expr& e, Scope* scope, bool ex
       p.table = c.table;
       p.column = c.column;
     }
+    if (p.type == Type::kDecimal) p.exact = ColumnSql(*found.source, found.column, true);
+    p.currency = p.type == Type::kDecimal && p.table &&
+                 p.table->def().columns[static_cast<std::size_t>(p.column)].type == ColumnType::kCurrency;
     return p;
   }
   // Now, Date and Time may stand without parentheses.
@@ -169,6 +182,44 @@ Translator::Printed Translator::PrintColumn(const Expr& e, Scope* scope, bool ex
 
 // ---- values and conditions
 
+bool Translator::IsExact(const Printed& p) {
+  return !p.exact.empty() || p.type == Type::kInteger || p.type == Type::kBoolean || p.type == Type::kNull;
+}
+
+std::string Translator::ExactSql(const Printed& p) { return p.exact.empty() ? p.sql : p.exact; }
+
+// As it is joined to a text.
+std::string Translator::TextSql(const Printed& p) {
+  if (p.type == Type::kDate) return "x_datetext(" + p.sql + ")";
+  return p.type == Type::kDecimal ? "x_dtext(" + ExactSql(p) + ")" : p.sql;
+}
+
+// Whether they are computed with exactly: one is a decimal and none a double.
+bool Translator::AreDecimals(std::initializer_list<const Printed*> values) {
+  return std::all_of(values.begin(), values.end(), [](const Printed* p) { return IsExact(*p); }) &&
+         std::any_of(values.begin(), values.end(),
+                     [](const Printed* p) { return p->type == Type::kDecimal; });
+}
+
+Translator::Printed Translator::MakeDecimal(std::string exact, bool currency) {
+  Printed p;
+  p.sql = "x_dreal(" + exact + ")";
+  p.exact = std::move(exact);
+  p.type = Type::kDecimal;
+  p.currency = currency;
+  return p;
+}
+
+Translator::Printed Translator::PrintOperand(const Expr& e, Scope* scope) {
+  Printed p = Print(e, scope);
+  if (p.truth) {
+    p.sql = "-(" + p.sql + ")";
+    p.chain = 0;
+    p.truth = false;
+  }
+  return p;
+}
+
 std::string Translator::PrintValue(const Expr& e, Scope* scope, Type* type) {
   Printed p = Print(e, scope);
   if (type != nullptr) *type = p.type;
@@ -179,9 +230,8 @@ std::string Translator::PrintCondition(const Expr& e, Scope* scope) { return Pri
 
 Translator::Printed Translator::PrintExact(const Expr& e, Scope* scope) {
   if (e.kind == ExprKind::kColumn) return PrintColumn(e, scope, true);
-  Printed p = Print(e, scope);
-  if (p.truth) p.sql = "-(" + p.sql + ")";
-  p.truth = false;
+  Printed p = PrintOperand(e, scope);
+  if (p.type == Type::kDecimal) p.sql = ExactSql(p);
   p.table.reset();
   p.column = -1;
   return p;
@@ -197,24 +247,50 @@ Translator::Printed Translator::PrintConstant(const Expr& e) {
     // Whether the number is whole is not known to the plan.
     if (p.type == Type::kInteger) p.type = Type::kReal;
     p.sql = fmt::format("?{}", parameters_ + e.lifted + 1);
+    if (p.type == Type::kReal) p.exact = fmt::format("?{}", parameters_ + lifted_ + e.lifted + 1);
   } else if (e.value.kind() == ValueKind::kText) {
     p.sql = QuoteText(e.value.bytes());
   } else {
     p.sql = e.value.kind() == ValueKind::kInteger ? fmt::format("{}", e.value.integer())
                                                   : RealText(NumberIn(e.value));
+    // A number with a point is a decimal where nothing else makes it a double.
+    Decimal decimal;
+    if (p.type == Type::kReal && e.value.kind() == ValueKind::kDecimal) {
+      p.exact = "'" + e.value.decimal().ToText() + "'";
+    } else if (p.type == Type::kReal && Decimal::FromText(fmt::format("{:.15g}", e.value.real()), &decimal)) {
+      p.exact = "'" + decimal.ToText() + "'";
+    }
   }
   return p;
 }
 
-std::string Translator::PrintSubquery(const Expr& e, Scope* scope, Type* type) {
+namespace {
+
+bool HasAggregate(const Expr& e) {
+  return (e.kind == ExprKind::kFunction && IsAggregate(e)) ||
+         std::any_of(e.args.begin(), e.args.end(), [](const ExprPtr& arg) { return HasAggregate(*arg); });
+}
+
+bool GivesOneRow(const Select& s) {
+  return s.unions.empty() && !s.nested && s.group_by.empty() && !s.having &&
+         std::any_of(s.items.begin(), s.items.end(),
+                     [](const SelectItem& item) { return item.expr && HasAggregate(*item.expr); });
+}
+
+}  // namespace
+
+std::string Translator::PrintSubquery(const Expr& e, Scope* scope, Use use, Type* type) {
   std::vector<OutputColumn> columns;
-  const std::string sql = PrintSelect(*e.select, scope, Use::kOperand, false, &columns, nullptr);
+  std::string sql = PrintSelect(*e.select, scope, use, false, &columns, nullptr);
   if (e.kind != ExprKind::kExists && columns.size() != 1) {
     ThrowSyntax(text_, e.select->offset,
                 "A subquery in an expression must have one column; this one has " +
                     std::to_string(columns.size()) + ",");
   }
   if (type != nullptr && !columns.empty()) *type = columns[0].type;
+  // Two rows are one too many.
+  if (use == Use::kScalar && !GivesOneRow(*e.select))
+    return "(SELECT x_single(c0) FROM (SELECT * FROM (" + sql + ") LIMIT 2))";
   return "(" + sql + ")";
 }
 
@@ -237,7 +313,11 @@ Translator::Printed Translator::Print(const Expr& e, Scope* scope) {
     case ExprKind::kColumn:
       return PrintColumn(e, scope, false);
     case ExprKind::kNegate: {
-      std::string operand = PrintValue(*e.args[0], scope, &p.type);
+      Printed value = PrintOperand(*e.args[0], scope);
+      std::string operand = std::move(value.sql);
+      p.type = value.type;
+      p.currency = value.currency;
+      if (!value.exact.empty()) p.exact = "x_dneg(" + value.exact + ")";
       if (p.type == Type::kText || p.type == Type::kUnknown) {
         operand = "x_number(" + operand + ")";
         p.type = Type::kReal;
@@ -262,12 +342,15 @@ Translator::Printed Translator::Print(const Expr& e, Scope* scope) {
       return PrintIn(e, scope);
     case ExprKind::kBetween: {
       Printed parts[3];
-      for (int i = 0; i < 3; ++i)
-        parts[i].sql = PrintValue(*e.args[static_cast<std::size_t>(i)], scope, &parts[i].type);
+      for (std::size_t i = 0; i < 3; ++i) parts[i] = PrintOperand(*e.args[i], scope);
       CheckComparable(parts[0], parts[1]);
       CheckComparable(parts[0], parts[2]);
-      p.sql = fmt::format("({}{}BETWEEN {} AND {})", parts[0].sql, e.negated ? " NOT " : " ", parts[1].sql,
-                          parts[2].sql);
+      if (AreDecimals({&parts[0], &parts[1], &parts[2]})) {
+        for (Printed& part : parts) part.sql = KeySql(part);
+      }
+      // Either bound may be the lower one.
+      p.sql = fmt::format("({0}{1}BETWEEN min({2}, {3}) AND max({2}, {3}))", parts[0].sql,
+                          e.negated ? " NOT " : " ", parts[1].sql, parts[2].sql);
       break;
     }
     case ExprKind::kIsNull:
@@ -281,11 +364,11 @@ Translator::Printed Translator::Print(const Expr& e, Scope* scope) {
     case ExprKind::kFunction:
       return PrintFunction(e, scope);
     case ExprKind::kExists:
-      p.sql = "EXISTS " + PrintSubquery(e, scope, nullptr);
+      p.sql = "EXISTS " + PrintSubquery(e, scope, Use::kOperand, nullptr);
       break;
     case ExprKind::kScalar:
-      p.sql = PrintSubquery(e, scope, &p.type);
-      return p;
+      p.sql = PrintSubquery(e, scope, Use::kScalar, &p.type);
+      return p.type == Type::kDecimal ? MakeDecimal(p.sql, false) : p;
   }
   p.type = Type::kBoolean;
   p.truth = true;
@@ -306,16 +389,23 @@ void Translator::CheckComparable(const Printed& a, const Printed& b) const {
 }
 
 Translator::Printed Translator::PrintCompare(const Expr& e, Scope* scope) {
-  Printed sides[2];
-  for (std::size_t i = 0; i < 2; ++i) {
-    sides[i] = Print(*e.args[i], scope);
-    if (sides[i].truth) sides[i].sql = "-(" + sides[i].sql + ")";
-  }
-  CheckComparable(sides[0], sides[1]);
+  const Printed a = PrintOperand(*e.args[0], scope), b = PrintOperand(*e.args[1], scope);
+  CheckComparable(a, b);
   Printed p;
-  p.sql = "(" + sides[0].sql + CompareText(e.op) + sides[1].sql + ")";
   p.type = Type::kBoolean;
   p.truth = true;
+  p.sql = "(" + a.sql + CompareText(e.op) + b.sql + ")";
+  if (!AreDecimals({&a, &b})) return p;
+  const std::string exact = "(" + KeySql(a) + CompareText(e.op) + KeySql(b) + ")";
+  if (e.op == kNotEqual || (!a.table && !b.table)) {
+    p.sql = exact;
+    return p;
+  }
+  // The nearest doubles stand in the same order or are equal: tested first, where an index or a filter can.
+  char op = e.op;
+  if (op == '<') op = kLessEqual;
+  if (op == '>') op = kGreaterEqual;
+  p.sql = "((" + a.sql + CompareText(op) + b.sql + ") AND " + exact + ")";
   return p;
 }
 
@@ -349,20 +439,22 @@ Translator::Printed Translator::PrintLogic(const Expr& e, Scope* scope) {
 }
 
 Translator::Printed Translator::PrintIn(const Expr& e, Scope* scope) {
-  Printed p, left = Print(*e.args[0], scope);
-  if (left.truth) left.sql = "-(" + left.sql + ")";
+  Printed p, left = PrintOperand(*e.args[0], scope);
   std::string list;
   if (e.kind == ExprKind::kInSelect) {
     Printed right;
-    list = PrintSubquery(e, scope, &right.type);
+    list = PrintSubquery(e, scope, Use::kOperand, &right.type);
     CheckComparable(left, right);
   } else {
+    std::vector<Printed> members;
     for (std::size_t i = 1; i < e.args.size(); ++i) {
-      Printed member = Print(*e.args[i], scope);
-      if (member.truth) member.sql = "-(" + member.sql + ")";
-      CheckComparable(left, member);
-      list += (i == 1 ? "(" : ", ") + member.sql;
+      members.push_back(PrintOperand(*e.args[i], scope));
+      CheckComparable(left, members.back());
     }
+    const bool decimals = left.type == Type::kDecimal && std::all_of(members.begin(), members.end(), IsExact);
+    if (decimals) left.sql = KeySql(left);
+    for (const Printed& member : members)
+      list += (list.empty() ? "(" : ", ") + (decimals ? KeySql(member) : member.sql);
     list += ")";
   }
   p.sql = "(" + left.sql + (e.negated ? " NOT IN " : " IN ") + list + ")";
@@ -372,11 +464,23 @@ Translator::Printed Translator::PrintIn(const Expr& e, Scope* scope) {
 }
 
 Translator::Printed Translator::PrintArithmetic(const Expr& e, Scope* scope) {
-  Printed left = Print(*e.args[0], scope);
-  const Type ta = left.type;
-  Type tb = Type::kUnknown;
-  if (left.truth) left.sql = "-(" + left.sql + ")", left.chain = 0;
-  std::string a = left.sql, b = PrintValue(*e.args[1], scope, &tb);
+  Printed left = PrintOperand(*e.args[0], scope), right = PrintOperand(*e.args[1], scope);
+  const Type ta = left.type, tb = right.type;
+  if ((e.op == '+' || e.op == '-' || e.op == '*') && IsExact(left) && IsExact(right)) {
+    // A lifted number may be a whole one: with whole numbers it stays SQLite's.
+    const auto decides = [](const Printed& p) { return !p.exact.empty() && p.exact[0] != '?'; };
+    if (decides(left) || decides(right) || (!left.exact.empty() && !right.exact.empty())) {
+      const bool currency = left.currency && right.currency;
+      std::string exact = fmt::format("x_d{}({}, {})",
+                                      e.op == '+'   ? "add"
+                                      : e.op == '-' ? "sub"
+                                                    : "mul",
+                                      ExactSql(left), ExactSql(right));
+      if (currency && e.op == '*') exact = "x_dround(" + exact + ", 4)";
+      return MakeDecimal(std::move(exact), currency);
+    }
+  }
+  std::string a = left.sql, b = right.sql;
   const bool numeric = IsNumeric(ta) && IsNumeric(tb);
   // A number on one side decides unless the other is known to be text: then the text must be one, too.
   const bool number_decides =
@@ -442,8 +546,8 @@ Translator::Printed Translator::PrintArithmetic(const Expr& e, Scope* scope) {
       p.type = Type::kReal;
       break;
     default:  // &
-      if (ta == Type::kDate) a = "x_datetext(" + a + ")";
-      if (tb == Type::kDate) b = "x_datetext(" + b + ")";
+      a = TextSql(left);
+      b = TextSql(right);
       call("x_concat");
       p.type = Type::kText;
       break;
@@ -462,20 +566,31 @@ Translator::Printed Translator::PrintAggregate(const Expr& e, const std::string&
     return p;
   }
   if (e.args.size() != 1) ThrowSyntax(text_, e.offset, "The function " + e.name + " takes one value,");
-  Type t = Type::kUnknown;
-  const std::string arg = PrintValue(*e.args[0], scope, &t);
+  const Printed value = PrintOperand(*e.args[0], scope);
+  const Type t = value.type;
   scope->aggregates = true;
+  if (AreDecimals({&value}) && (name == "sum" || name == "avg" || name == "min" || name == "max")) {
+    if (name == "min" || name == "max")
+      return MakeDecimal("x_unkey(" + name + "(" + KeySql(value) + "))", value.currency);
+    const std::string exact = "x_d" + name + "(" + ExactSql(value) + ")";
+    return MakeDecimal(name == "avg" && value.currency ? "x_dround(" + exact + ", 4)" : exact,
+                       value.currency);
+  }
+  const bool keeps = name == "first" || name == "last";
+  const std::string arg = keeps && t == Type::kDecimal ? ExactSql(value) : value.sql;
   const bool own = name == "first" || name == "last" || name == "stdev" || name == "stdevp" ||
                    name == "var" || name == "varp";
   p.sql = (own ? "x_" + name : name) + "(" + arg;
   // Which row is the first or last is told by its place in the tables, not by when the plan meets it.
-  if (name == "first" || name == "last") {
+  if (keeps) {
     for (const std::string& id : scope->row_ids) p.sql += ", " + id;
   }
   p.sql += ")";
   if (name == "count") {
     p.type = Type::kInteger;
-  } else if (name == "min" || name == "max" || name == "first" || name == "last") {
+  } else if (keeps && t == Type::kDecimal) {
+    return MakeDecimal(p.sql, value.currency);
+  } else if (name == "min" || name == "max" || keeps) {
     p.type = t;
   } else {
     p.type = Type::kReal;
@@ -494,52 +609,65 @@ Translator::Printed Translator::PrintConditional(const Expr& e, const std::strin
     p.truth = true;
     return p;
   }
-  Type t = Type::kUnknown;
+  // What stands before each of the values it may give, and behind the last.
+  std::vector<std::string> heads;
+  std::vector<Printed> values;
+  std::string tail = " END)";
   if (name == "nz") {
     if (n < 1 || n > 2) ThrowSyntax(text_, e.offset, "The function Nz takes one or two values,");
-    const std::string a = PrintValue(*e.args[0], scope, &p.type);
-    const std::string b = n == 2 ? PrintValue(*e.args[1], scope, &t) : IsNumeric(p.type) ? "0" : "''";
-    if (n == 2) p.type = Common(p.type, t);
-    p.sql = "ifnull(" + a + ", " + b + ")";
-    return p;
-  }
-  if (name == "iif") {
+    values.push_back(PrintOperand(*e.args[0], scope));
+    if (n == 2) {
+      values.push_back(PrintOperand(*e.args[1], scope));
+    } else {
+      Printed nothing;
+      nothing.sql = IsNumeric(values[0].type) ? "0" : "''";
+      nothing.type = Type::kNull;
+      values.push_back(std::move(nothing));
+    }
+    heads = {"ifnull(", ", "};
+    tail = ")";
+  } else if (name == "iif") {
     if (n != 3) ThrowSyntax(text_, e.offset, "The function IIf takes three values,");
-    const std::string condition = PrintCondition(*e.args[0], scope);
-    const std::string a = PrintValue(*e.args[1], scope, &p.type), b = PrintValue(*e.args[2], scope, &t);
-    p.type = Common(p.type, t);
-    p.sql = "(CASE WHEN " + condition + " THEN " + a + " ELSE " + b + " END)";
-    return p;
-  }
-  if (n < 2 || (name == "switch" && n % 2 != 0)) {
+    heads = {"(CASE WHEN " + PrintCondition(*e.args[0], scope) + " THEN ", " ELSE "};
+    for (std::size_t i = 1; i < 3; ++i) values.push_back(PrintOperand(*e.args[i], scope));
+  } else if (n < 2 || (name == "switch" && n % 2 != 0)) {
     ThrowSyntax(text_, e.offset, "The function " + e.name + " has too few values");
-  }
-  p.type = Type::kNull;
-  if (name == "switch") {
-    p.sql = "(CASE";
+  } else if (name == "switch") {
     for (std::size_t i = 0; i < n; i += 2) {
-      p.sql +=
-          " WHEN " + PrintCondition(*e.args[i], scope) + " THEN " + PrintValue(*e.args[i + 1], scope, &t);
-      p.type = Common(p.type, t);
+      heads.push_back((i == 0 ? "(CASE WHEN " : " WHEN ") + PrintCondition(*e.args[i], scope) + " THEN ");
+      values.push_back(PrintOperand(*e.args[i + 1], scope));
     }
   } else {
-    p.sql = "(CASE CAST(x_fix(" + PrintValue(*e.args[0], scope) + ") AS INTEGER)";
+    const std::string number = "(CASE CAST(x_fix(" + PrintValue(*e.args[0], scope) + ") AS INTEGER)";
     for (std::size_t i = 1; i < n; ++i) {
-      p.sql += fmt::format(" WHEN {} THEN {}", i, PrintValue(*e.args[i], scope, &t));
-      p.type = Common(p.type, t);
+      heads.push_back((i == 1 ? number : "") + fmt::format(" WHEN {} THEN ", i));
+      values.push_back(PrintOperand(*e.args[i], scope));
     }
   }
-  p.sql += " END)";
+  p.type = Type::kNull;
+  bool exact = true, decimal = false, currency = true;
+  for (const Printed& value : values) {
+    p.type = Common(p.type, value.type);
+    exact = exact && IsExact(value);
+    decimal = decimal || value.type == Type::kDecimal;
+    currency = currency && (value.currency || value.type == Type::kNull);
+  }
+  const auto join = [&](bool exactly) {
+    std::string sql;
+    for (std::size_t i = 0; i < values.size(); ++i)
+      sql += heads[i] + (exactly ? ExactSql(values[i]) : values[i].sql);
+    return sql + tail;
+  };
+  if (exact && decimal) return MakeDecimal(join(true), currency);
+  p.sql = join(false);
   return p;
 }
 
 Translator::Printed Translator::PrintFunction(const Expr& e, Scope* scope) {
   std::string name = LowerText(e.name);
   if (!name.empty() && name.back() == '$') name.pop_back();
-  for (const char* aggregate :
-       {"count", "sum", "avg", "min", "max", "first", "last", "stdev", "stdevp", "var", "varp"}) {
-    if (name == aggregate) return PrintAggregate(e, name, scope);
-  }
+  if (IsAggregate(e)) return PrintAggregate(e, name, scope);
+  if (name == "typename") return PrintTypeName(e, scope);
   for (const char* conditional : {"iif", "switch", "choose", "nz", "isnull"}) {
     if (name == conditional) return PrintConditional(e, name, scope);
   }
@@ -554,20 +682,140 @@ Translator::Printed Translator::PrintFunction(const Expr& e, Scope* scope) {
   }
   Printed p;
   p.type = f->type;
-  const bool makes_text = f->type == Type::kText && name != "format";
+  const bool makes_text = f->type == Type::kText && name != "format" && name != "hex" && name != "oct";
+  std::vector<Printed> values;
+  for (const ExprPtr& arg : e.args) values.push_back(PrintOperand(*arg, scope));
+  if (name == "ccur") return MakeDecimal("x_ccur(" + ExactSql(values[0]) + ")", true);
+  if (!values.empty() && AreDecimals({&values[0]}) &&
+      (name == "round" || name == "abs" || name == "int" || name == "fix")) {
+    return MakeDecimal("x_d" + name + "(" + ExactSql(values[0]) + (n > 1 ? ", " + values[1].sql : "") + ")",
+                       values[0].currency);
+  }
   p.sql = std::string(f->sql_name) + "(";
-  for (std::size_t i = 0; i < e.args.size(); ++i) {
-    Type t = Type::kUnknown;
-    std::string sql = PrintValue(*e.args[i], scope, &t);
-    // A date that a text function looks at is its text. Format must know that it is one.
-    if (t == Type::kDate && (makes_text || name == "len")) sql.insert(0, "x_datetext(").push_back(')');
-    if (i == 0 && name == "format") p.sql += t == Type::kDate ? "1, " : "0, ";
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const Type t = values[i].type;
+    // A date or decimal that a text function looks at is its text. Format and IsDate must know that it is a
+    // date.
+    const std::string sql = makes_text || name == "len" ? TextSql(values[i]) : values[i].sql;
+    if (i == 0 && (name == "format" || name == "isdate")) p.sql += t == Type::kDate ? "1, " : "0, ";
     if (i == 0 && f->type == Type::kUnknown)
       p.type = t == Type::kDate && name != "int" && name != "fix" ? Type::kReal : t;
     p.sql += (i == 0 ? "" : ", ") + sql;
   }
   p.sql += ")";
   return p;
+}
+
+// What a value is, by its column where it has one.
+Translator::Printed Translator::PrintTypeName(const Expr& e, Scope* scope) {
+  if (e.args.size() != 1) ThrowSyntax(text_, e.offset, "The function TypeName takes one value,");
+  const Printed value = PrintOperand(*e.args[0], scope);
+  std::string name;
+  if (value.table && value.column >= 0 && value.type != Type::kUnknown) {
+    switch (value.table->def().columns[static_cast<std::size_t>(value.column)].type) {
+      case ColumnType::kByte:
+        name = "Byte";
+        break;
+      case ColumnType::kInteger:
+        name = "Integer";
+        break;
+      case ColumnType::kSingle:
+        name = "Single";
+        break;
+      default:
+        break;
+    }
+  }
+  if (name.empty()) {
+    const bool decimal = value.type == Type::kReal && value.exact.starts_with('\'');
+    name = value.type == Type::kBoolean                     ? "Boolean"
+           : value.type == Type::kInteger                   ? "Long"
+           : value.type == Type::kDecimal && value.currency ? "Currency"
+           : value.type == Type::kDecimal || decimal        ? "Decimal"
+           : value.type == Type::kReal                      ? "Double"
+           : value.type == Type::kDate                      ? "Date"
+           : value.type == Type::kText                      ? "String"
+           : value.type == Type::kBlob                      ? "Byte()"
+                                                            : "";
+  }
+  Printed p;
+  p.type = Type::kText;
+  p.sql = "x_typename(" + value.sql + ", '" + name + "')";
+  return p;
+}
+
+// ---- grouping
+
+bool Translator::AreSame(const Expr& a, const Expr& b, const Scope& scope) const {
+  if (a.kind != b.kind || a.op != b.op || a.negated != b.negated || a.star != b.star ||
+      a.number != b.number || a.args.size() != b.args.size() || a.select || b.select || !(a.value == b.value))
+    return false;
+  if (a.kind == ExprKind::kColumn) {
+    Found one, other;
+    return FindColumn(a.table, a.name, scope, &one) && FindColumn(b.table, b.name, scope, &other) &&
+           one.source == other.source && one.column == other.column;
+  }
+  if (!EqualNames(a.name, b.name)) return false;
+  for (std::size_t i = 0; i < a.args.size(); ++i) {
+    if (!AreSame(*a.args[i], *b.args[i], scope)) return false;
+  }
+  return true;
+}
+
+void Translator::RequireGrouped(const Select& select, const Expr& e, const Scope& scope) const {
+  for (const ExprPtr& group : select.group_by) {
+    if (AreSame(e, *group, scope)) return;
+  }
+  Found found;
+  if (e.kind == ExprKind::kColumn && FindColumn(e.table, e.name, scope, &found) && !found.source->open) {
+    throw Error(
+        ErrorKind::kInvalid,
+        fmt::format("The column '{}' stands beside an aggregate function or GROUP BY, but neither in GROUP "
+                    "BY nor in an aggregate function.",
+                    e.name));
+  }
+  if (e.kind == ExprKind::kFunction && IsAggregate(e)) return;
+  for (const ExprPtr& arg : e.args) RequireGrouped(select, *arg, scope);
+}
+
+void Translator::RequireGrouped(const Select& select, const Scope& scope) const {
+  for (const SelectItem& item : select.items) {
+    if (item.star) {
+      throw Error(ErrorKind::kInvalid,
+                  "'*' cannot stand beside an aggregate function or GROUP BY; name the columns.");
+    }
+    RequireGrouped(select, *item.expr, scope);
+  }
+  if (select.having) RequireGrouped(select, *select.having, scope);
+  for (const OrderTerm& term : select.order_by) RequireGrouped(select, *term.expr, scope);
+}
+
+// The sources that an expression takes columns from.
+void Translator::MarkSources(const Expr& e, const Scope& scope, std::vector<bool>* marks) const {
+  Found found;
+  if (e.kind == ExprKind::kColumn && FindColumn(e.table, e.name, scope, &found))
+    (*marks)[static_cast<std::size_t>(found.source - scope.sources.data())] = true;
+  for (const ExprPtr& arg : e.args) MarkSources(*arg, scope, marks);
+}
+
+std::vector<std::string> Translator::DistinctRows(const Select& select, const Scope& scope) const {
+  std::vector<bool> shown(scope.sources.size());
+  for (const SelectItem& item : select.items) {
+    if (item.expr) MarkSources(*item.expr, scope, &shown);
+    for (std::size_t i = 0; item.star && i < shown.size(); ++i)
+      shown[i] =
+          shown[i] || item.star_table.empty() || EqualNames(SourceName(scope.sources[i]), item.star_table);
+  }
+  std::vector<std::string> ids;
+  // When every table is shown, or none, no rows are alike.
+  if (std::all_of(shown.begin(), shown.end(), [&](bool b) { return b == shown[0]; })) return ids;
+  for (std::size_t i = 0; i < shown.size(); ++i) {
+    if (!shown[i]) continue;
+    if (!scope.sources[i].table)
+      throw Error(ErrorKind::kNotSupported, "DISTINCTROW over a join with a query is not supported.");
+    ids.push_back(RowIdSql(scope.sources[i]));
+  }
+  return ids;
 }
 
 }  // namespace jet::sql

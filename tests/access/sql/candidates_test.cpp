@@ -1,5 +1,7 @@
 // Statements that no index serves and that are sent again and again: what they find must be what a plain
 // search of all rows finds, whatever came between.
+#include <algorithm>
+#include <array>
 #include <random>
 
 #include "sql_fixture.h"
@@ -113,6 +115,61 @@ TEST_F(CandidatesTest, RepeatedStatementsFindWhatAWholeSearchFinds) {
     }
     ASSERT_EQ(Ask("select id, [note] from d order by id"), ModelText());
   }
+}
+
+// No index serves these; what a query finds is not looked up among candidates.
+TEST_F(CandidatesTest, AlternativesWithoutAnIndex) {
+  Run({"CREATE TABLE f (id LONG, g LONG, kind TEXT(8), [note] TEXT(20))"});
+  const auto fill = [&] {
+    for (int i = 0; i < 30; ++i) {
+      const char* kind = kKinds[random_() % std::size(kKinds)];
+      Run({fmt::format("INSERT INTO f VALUES ({}, {}, {}, '-')", next_id_++, random_() % 4,
+                       kind == nullptr ? "null" : fmt::format("'{}'", kind))});
+    }
+  };
+  const auto term = [&]() -> std::string {
+    const char* text = std::array{"SA", "Sa", "SMK", "MOTYP", "smk ", ""}[random_() % 6];
+    switch (random_() % 7) {
+      case 0:
+      case 1:
+        return fmt::format("kind = '{}'", text);
+      case 2:
+        return fmt::format("trim(kind) = '{}'", text);
+      case 3:
+        return fmt::format("ucase(kind) = '{}'", text);
+      case 4:
+        return fmt::format("kind in ('{}', 'sa')", text);
+      case 5:
+        return "kind is null";
+      default:
+        return fmt::format("g = {}", random_() % 4);
+    }
+  };
+  const std::vector<std::string> fixed = {"kind = 'SA' or trim(kind) = 'Sa'",
+                                          "trim(kind) = 'SMK' or kind = 'SA'",
+                                          "kind = 'SMK' or trim(kind) = 'SMK' or kind = 'sa'"};
+  int found = 0;
+  for (int round = 0; round < 150; ++round) {
+    if (round % 5 == 0) fill();
+    std::string where = round < 30 ? fixed[random_() % fixed.size()] : term();
+    for (unsigned i = 0; round >= 30 && i < random_() % 4; ++i)
+      where =
+          (random_() % 4 == 0 ? "(" + where + ")" : where) + (random_() % 3 == 0 ? " and " : " or ") + term();
+    const std::string rows = Ask("select id from f where " + where);
+    const auto count = rows.empty() ? 0 : std::count(rows.begin(), rows.end(), ';') + 1;
+    found += static_cast<int>(count);
+    // Twice, so that the second one meets candidates that the first one changed.
+    for (const char* note : {"m", "n"}) {
+      ASSERT_EQ(Do(fmt::format("update f set [note] = '{}{}' where {}", note, round, where)),
+                std::to_string(count))
+          << where;
+    }
+    ASSERT_EQ(Ask(fmt::format("select id from f where [note] = 'n{}'", round)), rows) << where;
+    if (round % 3 != 0) continue;
+    ASSERT_EQ(Do("delete from f where " + where), std::to_string(count)) << where;
+    ASSERT_EQ(Ask("select id from f where " + where), "") << where;
+  }
+  EXPECT_GT(found, 500);
 }
 
 }  // namespace

@@ -101,14 +101,13 @@ std::uint32_t ResizeRow(const FormatInfo& format, std::uint8_t* page, PageNo pag
   return start;
 }
 
-void ReclaimDeleted(const FormatInfo& format, std::uint8_t* page, PageNo page_no, bool trim) {
+void ReclaimDeleted(const FormatInfo& format, std::uint8_t* page, PageNo page_no, unsigned keep) {
   unsigned count = CheckedCount(format, page, page_no);
   for (unsigned i = 0; i < count; ++i) {
     const RowSlot slot = ReadSlot(format, page, page_no, i);
     if (slot.gone() && slot.length() != 0) DeleteRow(format, page, page_no, i);
   }
-  if (!trim) return;
-  while (count > 0 && (LoadSlot(format, page, count - 1) & kSlotGone) == kSlotGone) --count;
+  while (count > keep && (LoadSlot(format, page, count - 1) & kSlotGone) == kSlotGone) --count;
   StoreLe<std::uint16_t>(page + format.data_slot_count_offset, static_cast<std::uint16_t>(count));
   StoreFree(format, page, count);
 }
@@ -120,8 +119,8 @@ unsigned FindDeletedSlot(const FormatInfo& format, const std::uint8_t* page, uns
 }
 
 bool IsEmptyDataPage(const FormatInfo& format, const std::uint8_t* page) {
-  const unsigned count = SlotCount(format, page);
-  for (unsigned i = 0; i < count; ++i) {
+  // From the end: a page that is not empty tends to have a row there.
+  for (unsigned i = SlotCount(format, page); i-- > 0;) {
     if ((LoadSlot(format, page, i) & kSlotGone) != kSlotGone) return false;
   }
   return true;

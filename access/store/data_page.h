@@ -88,8 +88,9 @@ std::uint32_t ResizeRow(const FormatInfo& format, std::uint8_t* page, PageNo pag
 inline void DeleteRow(const FormatInfo& format, std::uint8_t* page, PageNo page_no, unsigned slot) {
   ResizeRow(format, page, page_no, slot, 0, kSlotGone);
 }
-// Takes back the bytes that deleted rows still occupy, and, when `trim` is set, the deleted slots at the end.
-void ReclaimDeleted(const FormatInfo& format, std::uint8_t* page, PageNo page_no, bool trim);
+// Takes back the bytes that deleted rows still occupy, and the deleted slots at the end but for the first
+// `keep` of all.
+void ReclaimDeleted(const FormatInfo& format, std::uint8_t* page, PageNo page_no, unsigned keep);
 // First deleted slot that is not below `from`, or the slot count.
 unsigned FindDeletedSlot(const FormatInfo& format, const std::uint8_t* page, unsigned from);
 // Whether all slots are deleted.

@@ -161,7 +161,8 @@ class Table {
   virtual void Update(RowId id, const std::vector<ColumnChange>& changes) = 0;
   virtual void Delete(RowId id) = 0;
 
-  // While a bookmark of rows is held (a keyset), slots of deleted rows are not given to new rows.
+  // While a bookmark of rows is held (a keyset), the identifiers of rows that are deleted meanwhile are not
+  // given to new rows.
   virtual void HoldRowIds() = 0;
   virtual void ReleaseRowIds() = 0;
 

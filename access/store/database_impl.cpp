@@ -138,6 +138,12 @@ void DatabaseImpl::RollbackStatement() {
 void DatabaseImpl::FlushTables() {
   if (pages_->in_statement())
     throw Error(ErrorKind::kInvalid, "A checkpoint was asked for within a statement.");
+  const auto returns = [](const auto& item) { return item.second->has_pages_to_return(); };
+  if (std::any_of(tables_.begin(), tables_.end(), returns)) {
+    StatementScope scope(*this);
+    for (const auto& [page, table] : tables_) table->ReturnPages();
+    scope.Commit();
+  }
   for (const auto& [page, table] : tables_) table->Flush();
 }
 

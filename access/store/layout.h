@@ -94,6 +94,10 @@ class StoredTable : public Table {
   virtual const TableLayout& layout() const = 0;
   // Writes row count, autonumber and distinct counts into the definition page (before a checkpoint).
   virtual void Flush() = 0;
+  // Gives the pages back to the file on which no row is left, unless row identifiers are held. Must run
+  // inside a statement scope.
+  virtual bool has_pages_to_return() const = 0;
+  virtual void ReturnPages() = 0;
   virtual void OnBeginStatement() = 0;
   virtual void OnCommitStatement() = 0;
   virtual void OnRollbackStatement() = 0;

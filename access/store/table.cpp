@@ -200,7 +200,7 @@ void StoredTableImpl::IndexPages::FreeIndexPage(PageNo page) {
 StoredTableImpl::StoredTableImpl(StoreContext& context, TableDef def, TableLayout layout)
     : context_(context),
       layout_(std::move(layout)),
-      space_(context, layout_.owned_map, layout_.free_map, layout_.tdef_page) {
+      space_(context, layout_.owned_map, layout_.free_map, layout_.tdef_page, &held_) {
   def_ = std::move(def);
   const FormatInfo& format = context.format;
   row_format_.jet3 = format.jet3;
@@ -296,12 +296,21 @@ void StoredTableImpl::ForgetHints() {
 }
 
 void StoredTableImpl::ReleaseRowIds() {
-  --holds_;
-  // Pages were passed over because their deleted slots were held.
-  if (holds_ == 0 && inserted_while_held_) {
-    inserted_while_held_ = false;
-    space_.Forget();
+  if (held_.Release()) space_.NoteReleased();
+}
+
+void StoredTableImpl::ReturnPages() {
+  if (held_.held()) return;
+  for (const PageNo page : emptied_) {
+    // A statement that was rolled back may have left anything here.
+    if (page >= context_.pages.page_count() || !owned().Contains(page)) continue;
+    const PageRef ref = context_.pages.Read(page);
+    if (!IsDataPageOf(ref.data(), layout_.tdef_page) || !IsEmptyDataPage(context_.format, ref.data())) continue;
+    Touch();
+    space_.Drop(page);
+    context_.allocator.Free(page);
   }
+  emptied_.clear();
 }
 
 RowView StoredTableImpl::ViewRow(const RowSlot& slot, PageRef* page) const {

@@ -5,10 +5,12 @@
 // Every change runs in two steps: everything that can be refused is checked, then pages are changed.
 //
 // Row count, autonumber and the counts of distinct keys live in memory; Flush() stores them. Deleted slots
-// are given to new rows unless somebody holds row identifiers of the table (HoldRowIds; cursors do).
+// are given to new rows unless somebody may hold their row identifiers (HoldRowIds; cursors do). A page that
+// lost its last row stays at hand for the next ones until ReturnPages() gives it back.
 #pragma once
 
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -39,11 +41,13 @@ class StoredTableImpl final : public StoredTable {
   RowId Insert(const std::vector<Value>& values) override;
   void Update(RowId id, const std::vector<ColumnChange>& changes) override;
   void Delete(RowId id) override;
-  void HoldRowIds() override { ++holds_; }
+  void HoldRowIds() override { held_.Hold(); }
   void ReleaseRowIds() override;
 
   const TableLayout& layout() const override { return layout_; }
   void Flush() override;
+  bool has_pages_to_return() const override { return !emptied_.empty() && !held_.held(); }
+  void ReturnPages() override;
   void OnBeginStatement() override { touched_ = false; }
   void OnCommitStatement() override { touched_ = false; }
   void OnRollbackStatement() override;
@@ -132,6 +136,7 @@ class StoredTableImpl final : public StoredTable {
   void WriteLongValues();
   void FreeLongValues(const RowView& old, bool only_changed);
   void ReplaceRow(const Location& at);
+  void NoteRoom(PageNo page, const std::uint8_t* data);
 
   // The value of a column after the change that is being prepared.
   Value NewValue(int column, const RowView* old) const;
@@ -168,7 +173,9 @@ class StoredTableImpl final : public StoredTable {
   StoreContext& context_;
   TableLayout layout_;
   RowFormat row_format_;
+  HeldSlots held_;
   RowSpace space_;
+  std::set<PageNo> emptied_;  // pages that may have no rows any more
   std::vector<IndexState> indexes_;
   std::vector<std::unique_ptr<LongValueStore>> long_stores_;  // by column position; null for other columns
   std::vector<std::uint32_t> indexes_of_column_;              // bit per index, by column position
@@ -178,9 +185,7 @@ class StoredTableImpl final : public StoredTable {
 
   Counters counters_, saved_;
   bool touched_ = false;
-  int holds_ = 0;
   int cascade_depth_ = 0;
-  bool inserted_while_held_ = false;
   std::uint64_t rollbacks_ = 0;
   std::uint64_t content_version_ = 0;
 

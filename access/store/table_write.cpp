@@ -347,6 +347,12 @@ void StoredTableImpl::Patch(const Location& at) {
   }
 }
 
+// A row has left a page.
+void StoredTableImpl::NoteRoom(PageNo page, const std::uint8_t* data) {
+  space_.NoteRoom(page, data);
+  if (IsEmptyDataPage(context_.format, data)) emptied_.insert(page);
+}
+
 // Puts row_buffer_ in the place of a row: where it stands, else back home, else on another page with a
 // pointer row left behind.
 void StoredTableImpl::ReplaceRow(const Location& at) {
@@ -367,7 +373,7 @@ void StoredTableImpl::ReplaceRow(const Location& at) {
   const auto delete_body = [&] {
     const MutablePageRef page = context_.pages.Write(body_no);
     DeleteRow(format, page.mutable_data(), body_no, at.body_slot);
-    space_.NoteRoom(body_no, page.data());
+    NoteRoom(body_no, page.data());
   };
   if (!at.moved()) {
     if (try_slot(home_no, at.home_slot, at.home, 0)) return;
@@ -382,7 +388,7 @@ void StoredTableImpl::ReplaceRow(const Location& at) {
   const MutablePageRef home_page = context_.pages.Write(home_no);
   std::uint8_t* home_data = home_page.mutable_data();
   ResizeRow(format, home_data, home_no, at.home_slot, 4, kSlotPointer);
-  const RowSpace::Place place = space_.Add(length, kSlotDeleted, holds_ == 0);
+  const RowSpace::Place place = space_.Add(length, kSlotDeleted);
   fill(place.bytes);
   const RowSlot home = ReadSlot(format, home_data, home_no, at.home_slot);
   StorePointer(home_data + home.start, {place.page.page_no(), place.slot});
@@ -443,9 +449,8 @@ RowId StoredTableImpl::Insert(const std::vector<Value>& values) {
   AssembleRow(nullptr);
 
   Touch();
-  if (holds_ > 0) inserted_while_held_ = true;
   WriteLongValues();
-  const RowSpace::Place place = space_.Add(static_cast<std::uint32_t>(row_buffer_.size()), 0, holds_ == 0);
+  const RowSpace::Place place = space_.Add(static_cast<std::uint32_t>(row_buffer_.size()), 0);
   std::copy(row_buffer_.begin(), row_buffer_.end(), place.bytes);
   const RowId id(place.page.page_no(), place.slot);
   ApplyKeyChanges(id);
@@ -523,11 +528,12 @@ void StoredTableImpl::Delete(RowId id) {
     const PageNo body_no = at.body_page.page_no();
     const MutablePageRef page = context_.pages.Write(body_no);
     DeleteRow(format, page.mutable_data(), body_no, at.body_slot);
-    space_.NoteRoom(body_no, page.data());
+    NoteRoom(body_no, page.data());
   }
   const MutablePageRef page = context_.pages.Write(id.page());
   DeleteRow(format, page.mutable_data(), id.page(), at.home_slot);
-  space_.NoteRoom(id.page(), page.data());
+  held_.NoteDeleted(id);
+  NoteRoom(id.page(), page.data());
   ApplyKeyChanges(id);
   if (counters_.rows > 0) --counters_.rows;
   RunCascades(cascades);

@@ -152,7 +152,28 @@ std::optional<PageNo> UsageMap::Next(PageNo from) const {
 
 std::vector<PageNo> UsageMap::Pages() const {
   std::vector<PageNo> pages;
-  for (auto page = Next(0); page; page = Next(*page + 1)) pages.push_back(*page);
+  if (!exists()) return pages;
+  const FormatInfo& format = context_->format;
+  const PageRef ref = context_->pages.Read(row_.page);
+  const MapRow map = FindMapRow(format, ref.bytes(), row_);
+  const std::uint8_t* row = ref.data() + map.row_offset;
+  const auto collect = [&](const std::uint8_t* bits, std::uint32_t count, PageNo first) {
+    for (std::uint32_t bit = NextBit(bits, 0, count); bit < count; bit = NextBit(bits, bit + 1, count)) {
+      pages.push_back(first + bit);
+    }
+  };
+  if (!map.reference) {
+    collect(row + kInlineHeader, map.bits(), map.base);
+  } else {
+    for (std::uint32_t i = 0; i < map.entries(); ++i) {
+      if (Entry(row, i) == 0) continue;
+      const PageRef bits = ReadBitmapPage(*context_, Entry(row, i), row_);
+      collect(bits.data() + format.map_page_bits_offset, format.map_page_bits, i * format.map_page_bits);
+    }
+  }
+  if (!pages.empty() && pages.back() >= context_->pages.page_count()) {
+    ThrowCorrupt("a page map holds pages past the end of the file", row_.page, map.row_offset);
+  }
   return pages;
 }
 

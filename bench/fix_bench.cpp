@@ -4,11 +4,12 @@
 //   fix_bench [--vntfix PATH] [--folder DIR] [NOTICES...]      (default: 100 1000 10000)
 //
 // Per size: rows, seconds and peak memory of each fix and of the whole default run, the yardstick's seconds,
-// the ratio, one notice from process start to end, reading every table beside mdb-export, and the size of the
-// file; then the growth from size to size. The sizes take turns, so that a slow minute of the machine does
-// not look like growth. In its turn a smaller size runs several times, and the mean counts: the quickest of
-// short runs would find a quiet moment that no long run has. Of three rounds the quickest counts; SQLite has
-// one round, one notice three runs in each.
+// the ratio, one notice from process start to end, reading every table beside mdb-export, the size of the
+// file, and its size after the first and after the tenth of ten default runs and of ten runs of all fixes;
+// then the growth from size to size. The sizes take turns, so that a slow minute of the machine does not look
+// like growth. In its turn a smaller size runs several times, and the mean counts: the quickest of short runs
+// would find a quiet moment that no long run has. Of three rounds the quickest counts; SQLite has one round,
+// one notice three runs in each.
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -191,6 +192,8 @@ struct Size {
   double one_notice = 1e9;  // seconds
   std::vector<Measure> ours, yardstick;
   double file_growth = 0;  // of the run, in percent
+  // Bytes after the first and the tenth of ten runs on one file: the default selection; all fixes.
+  std::uintmax_t first_size[2] = {0, 0}, tenth_size[2] = {0, 0};
 
   std::string At(const char* name) const { return (folder / name).string(); }
 };
@@ -279,6 +282,20 @@ void MeasureRuns(const std::string& vntfix, Size* size) {
   fs::remove(run);
 }
 
+void MeasureRepetition(const std::string& vntfix, Size* size) {
+  const std::string file = size->At("again.mdb");
+  for (int all = 0; all < 2; ++all) {
+    CopySynced(size->files.notice, file);
+    for (int run = 1; run <= 10; ++run) {
+      TimeCommand(fmt::format("'{}' fix '{}' {} --reference '{}' >/dev/null", vntfix, file,
+                              all ? "--all" : "", size->files.reference));
+      if (run == 1) size->first_size[all] = fs::file_size(file);
+    }
+    size->tenth_size[all] = fs::file_size(file);
+  }
+  fs::remove(file);
+}
+
 void MeasureYardstick(Size* size) {
   CopyToSqlite(size->files.notice, size->At("notices.sqlite"));
   CopyToSqlite(size->files.reference, size->At("reference.sqlite"));
@@ -297,6 +314,13 @@ void PrintSize(const Size& size) {
   }
   fmt::print("one notice, process start to end: {:.0f} ms\nsize of the file after the run: {:+.1f} %\n",
              size.one_notice * 1000, size.file_growth);
+  for (int all = 0; all < 2; ++all) {
+    fmt::print(
+        "size after run 1 and run 10 of {}: {:.2f} MB, {:.2f} MB ({:+.1f} %)\n",
+        all ? "all fixes" : "the default selection", static_cast<double>(size.first_size[all]) / 1e6,
+        static_cast<double>(size.tenth_size[all]) / 1e6,
+        (static_cast<double>(size.tenth_size[all]) / static_cast<double>(size.first_size[all]) - 1) * 100);
+  }
 }
 
 // The exponent of each fix from size to size: 1 is linear. Times too short to measure are left out.
@@ -350,6 +374,7 @@ int main(int argc, char** argv) {
   for (int round = 0; round < kRounds; ++round) {
     for (Size& size : measured) MeasureRuns(vntfix, &size);
   }
+  for (Size& size : measured) MeasureRepetition(vntfix, &size);
   for (Size& size : measured) MeasureYardstick(&size);
   for (const Size& size : measured) PrintSize(size);
   for (std::size_t i = 1; i < measured.size(); ++i) PrintGrowth(measured[i - 1], measured[i]);

@@ -66,6 +66,7 @@ void AddFileCommands(CLI::App& app, Parsed& p) {
   add("schema", "Print the tables as CREATE statements")->add_option("TABLE", p.table, "Only this table");
   add("export", "Print a table as CSV")->add_option("TABLE", p.table, "Table")->required();
   add("check", "Verify every invariant of the file");
+  add("compact", "Give back the space that the file does not need");
 }
 
 void AddOthers(CLI::App& app, Parsed& p) {
@@ -94,6 +95,7 @@ int Dispatch(const std::string& command, const Parsed& p, Streams& streams) {
   if (command == "schema") return Schema(p.file, p.table, streams);
   if (command == "export") return Export(p.file, p.table, streams);
   if (command == "check") return Check(p.file, streams);
+  if (command == "compact") return Compact(p.file, streams);
   if (command == "sql") return Sql(p.sql, streams);
   return Sample(p.sample, streams);
 }

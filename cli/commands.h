@@ -29,6 +29,7 @@ int Tables(const std::string& file, bool all, Streams& streams);
 int Schema(const std::string& file, const std::string& table, Streams& streams);
 int Export(const std::string& file, const std::string& table, Streams& streams);
 int Check(const std::string& file, Streams& streams);
+int Compact(const std::string& file, Streams& streams);
 
 struct SqlOptions {
   std::string file;

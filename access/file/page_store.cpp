@@ -643,4 +643,22 @@ void PageStore::Checkpoint() {
   Apply();
 }
 
+void PageStore::ReadSaved(PageNo page, MutableBytes out) {
+  impl_->file->Read(std::uint64_t{page} * page_size_, out);
+}
+
+void PageStore::CutOff(PageNo pages) {
+  RequireNoStatement();
+  RequireWritable();
+  if (has_changes())
+    throw Error(ErrorKind::kInvalid, "A file cannot be cut off before its changes are saved.");
+  if (pages >= page_count_) return;
+  impl_->file->Truncate(std::uint64_t{pages} * page_size_);
+  for (std::size_t page = pages; page < entries_.size(); ++page) impl_->Drop(entries_[page], 0);
+  if (entries_.size() > pages) entries_.resize(pages);
+  page_count_ = impl_->file_pages = pages;
+  StartMark();
+  impl_->file->Sync();
+}
+
 }  // namespace jet

@@ -178,6 +178,11 @@ class PageStore {
   // As Persist(), and brings the file itself up to date. After an error the next open finds what was
   // persisted before, or all of it.
   void Checkpoint();
+  // The page as the database file itself holds it, whatever was changed since the last Checkpoint().
+  void ReadSaved(PageNo page, MutableBytes out);
+  // Cuts the file off behind its first `pages` pages, of which the others must be of no use to anybody: a
+  // crash may leave them. Error(kInvalid) while there are changes.
+  void CutOff(PageNo pages);
   // Whether Checkpoint() has anything to do.
   bool has_changes() const { return changed_pages_ != 0 || journal_waits_; }
 

@@ -63,7 +63,7 @@ DatabaseImpl::DatabaseImpl(std::string path, std::unique_ptr<PageStore> pages, c
     : path_(std::move(path)),
       pages_(std::move(pages)),
       header_(header),
-      allocator_(MakePageAllocator(*pages_, *header_.format)),
+      allocator_(MakePageAllocator(*pages_, *header_.format, this)),
       context_{*pages_, *header_.format, *allocator_, header_.code_page, this} {
   for (const PageNo page : {PageNo{1}, header_.objects}) {
     const std::uint8_t type = page == 1 ? kPageData : kPageTdef;
@@ -120,6 +120,7 @@ void DatabaseImpl::CommitStatement() {
 void DatabaseImpl::RollbackStatement() {
   pages_->RollbackStatement();
   allocator_->Forget();
+  owners_.clear();
   catalog_->Forget();
   if (!replaced_.empty()) ++schema_version_;
   for (auto& [page, old] : replaced_) {
@@ -159,6 +160,7 @@ void DatabaseImpl::RevertToMark() {
   if (pages_->in_statement()) RollbackStatement();
   pages_->RevertToMark();
   allocator_->Forget();
+  owners_.clear();
   catalog_->Forget();
   // The definition that stands in the file now is neither that of the object at hand nor, if a statement has
   // given way to another, of one that was put aside.

@@ -21,7 +21,7 @@
 
 namespace jet {
 
-class DatabaseImpl final : public Database, private TableSource {
+class DatabaseImpl final : public Database, private TableSource, private PageOwners {
  public:
   DatabaseImpl(std::string path, std::unique_ptr<PageStore> pages, const FileHeader& header);
 
@@ -78,7 +78,10 @@ class DatabaseImpl final : public Database, private TableSource {
     Definition definition;
   };
 
+  friend class Compaction;
+
   StoredTable* TableAt(PageNo tdef_page) override;
+  std::string OwnerOf(PageNo page) override;
   // Runs `change` in the open statement, or in one of its own.
   void InStatement(const std::function<void()>& change);
   void RequireWritable() const;
@@ -105,6 +108,10 @@ class DatabaseImpl final : public Database, private TableSource {
   };
   std::map<PageNo, Replaced> replaced_;
   std::set<PageNo> replaced_since_mark_;  // by statements that were committed
+  // Who uses the pages, as far as the tables tell: a position in owner_names_, by page. Read when first asked
+  // for; a page that has changed hands since is not asked for.
+  std::vector<std::uint16_t> owners_;
+  std::vector<std::string> owner_names_;
 };
 
 // Makes the core tables of a new file in an empty page store, and fills the catalog. See create_database.cpp.

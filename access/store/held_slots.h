@@ -1,8 +1,8 @@
 // Row slots whose identifiers somebody may still hold though their rows are gone.
 //
 // A keyset or cursor holds identifiers of rows that lived when it was opened or later. So a slot whose row
-// was deleted since the oldest of them was opened must not be given to a new row, which would be taken for the
-// old one; a slot that was dead already may be. All are given free when the last one closes.
+// was deleted since the oldest of them was opened must not be given to a new row, which would be taken for
+// the old one; a slot that was dead already may be. All are given free when the last one closes.
 #pragma once
 
 #include <bitset>

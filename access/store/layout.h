@@ -59,15 +59,30 @@ struct FormatInfo;
 class PageAllocator {
  public:
   virtual ~PageAllocator() = default;
-  // A page of zeros: the lowest free one of the file, else a new one at the end. Error(kFull) past the size
-  // limit.
+  // A page of zeros: the lowest free one of the file, else a new one at the end; never one of the first
+  // three, whatever the map says. Error(kFull) past the size limit.
   virtual MutablePageRef Allocate() = 0;
   // The page must be unlinked from everything. Its type byte is overwritten.
   virtual void Free(PageNo page) = 0;
   // In-memory state is stale after a statement was rolled back.
   virtual void Forget() = 0;
+  // Moves what the global map itself occupies to the lowest free pages.
+  virtual void MoveMapDown() = 0;
+  // All pages from this one on are free.
+  virtual PageNo UsedEnd() = 0;
 };
-std::unique_ptr<PageAllocator> MakePageAllocator(PageStore& pages, const FormatInfo& format);
+
+// Tells whose page one is.
+class PageOwners {
+ public:
+  virtual ~PageOwners() = default;
+  // The owner, for a message; empty when nothing in the file uses the page.
+  virtual std::string OwnerOf(PageNo page) = 0;
+};
+// With `owners`, a page that the global map calls free although something uses it is not given out:
+// Error(kCorrupt). They are only asked where the page does not look like one that was given back.
+std::unique_ptr<PageAllocator> MakePageAllocator(PageStore& pages, const FormatInfo& format,
+                                                 PageOwners* owners = nullptr);
 
 class StoredTable;
 
@@ -109,6 +124,9 @@ class StoredTable : public Table {
   // unique and they are not.
   virtual void BuildIndex(int index) = 0;
   virtual void FreeIndex(int index) = 0;
+  // Adds a row as it stands in another file of the same table, or in an older state of this one, without
+  // entries in the indexes.
+  virtual void CopyRow(const Row& row) = 0;
 };
 std::shared_ptr<StoredTable> MakeStoredTable(StoreContext& context, TableDef def, TableLayout layout);
 

@@ -108,7 +108,8 @@ void LongValueStore::Write(Bytes content, std::uint8_t* reference) {
     std::uint32_t at = (length - 1) / per_piece * per_piece;
     for (;;) {
       const std::uint32_t size = std::min(per_piece, length - at);
-      const RowSpace::Place place = space_.Add(size + 4, 0, size == per_piece);
+      const RowSpace::Place place = space_.Add(
+          size + 4, 0, size == per_piece ? RowSpace::Where::kFreshPage : RowSpace::Where::kAnywhere);
       StorePointer(place.bytes, first);
       std::copy_n(content.begin() + at, size, place.bytes + 4);
       first = {place.page.page_no(), place.slot};

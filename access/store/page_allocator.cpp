@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <string>
 
+#include <fmt/format.h>
+
 #include "access/store/data_page.h"
 #include "access/store/format.h"
 #include "access/store/layout.h"
@@ -14,6 +16,8 @@ namespace jet {
 namespace {
 
 constexpr RowPointer kGlobalMap{1, 0};
+// The header, the map itself, the catalog: no map can give them away.
+constexpr PageNo kFirstPage = 3;
 constexpr std::uint32_t kInlineHeader = 5;
 constexpr std::uint32_t kRowStep = 64;
 // 16 MB inline. Page 1 has room for more, but there is nothing to gain.
@@ -21,11 +25,13 @@ constexpr std::uint32_t kLongestInlineRow = 517;
 
 class GlobalMapAllocator : public PageAllocator {
  public:
-  GlobalMapAllocator(PageStore& pages, const FormatInfo& format) : pages_(pages), format_(format) {}
+  GlobalMapAllocator(PageStore& pages, const FormatInfo& format, PageOwners* owners)
+      : pages_(pages), format_(format), owners_(owners) {}
 
   MutablePageRef Allocate() override {
     if (lowest_free_ < pages_.page_count()) {
       if (const PageNo page = FindFree(); page != 0) {
+        RequireUnused(page);
         lowest_free_ = page + 1;
         MutablePageRef ref = pages_.Write(page);
         SetBit(page, false);
@@ -51,9 +57,73 @@ class GlobalMapAllocator : public PageAllocator {
     lowest_free_ = std::min(lowest_free_, page);
   }
 
-  void Forget() override { lowest_free_ = 2; }
+  void Forget() override { lowest_free_ = kFirstPage; }
+
+  void MoveMapDown() override {
+    const MutablePageRef ref = pages_.Write(kGlobalMap.page);
+    const MapRow map = FindMapRow(format_, ref.bytes(), kGlobalMap);
+    if (!map.reference) return;
+    std::uint8_t* entries = ref.mutable_data() + map.row_offset + 1;
+    for (std::uint32_t i = 0; i < map.entries(); ++i) {
+      const auto old = LoadLe<PageNo>(entries + 4 * i);
+      if (old == 0) continue;
+      const MutablePageRef fresh = Allocate();
+      if (fresh.page_no() > old) {
+        Free(fresh.page_no());
+        continue;
+      }
+      const PageRef bitmap = Bitmap(old);
+      std::copy(bitmap.bytes().begin(), bitmap.bytes().end(), fresh.mutable_bytes().begin());
+      StoreLe(entries + 4 * i, fresh.page_no());
+      Free(old);
+    }
+    // A range without a bitmap page is free.
+    for (std::uint32_t i = map.entries(); i-- > 0;) {
+      const auto bitmap = LoadLe<PageNo>(entries + 4 * i);
+      if (bitmap == 0 || i * format_.map_page_bits < UsedEnd()) continue;
+      StoreLe<PageNo>(entries + 4 * i, 0);
+      Free(bitmap);
+    }
+  }
+
+  PageNo UsedEnd() override {
+    PageNo end = pages_.page_count();
+    while (end > kFirstPage && IsFree(end - 1)) --end;
+    return end;
+  }
 
  private:
+  bool IsFree(PageNo page) {
+    const PageRef ref = pages_.Read(kGlobalMap.page);
+    const MapRow map = FindMapRow(format_, ref.bytes(), kGlobalMap);
+    const std::uint8_t* row = ref.data() + map.row_offset;
+    const auto is_set = [](const std::uint8_t* bits, std::uint32_t bit) {
+      return (bits[bit / 8] >> (bit % 8) & 1) != 0;
+    };
+    if (!map.reference) {
+      return page >= map.base && page - map.base < map.bits() && is_set(row + kInlineHeader, page - map.base);
+    }
+    const std::uint32_t entry = page / format_.map_page_bits;
+    if (entry >= map.entries()) return false;
+    const auto bitmap = LoadLe<PageNo>(row + 1 + 4 * entry);
+    return bitmap == 0 ||
+           is_set(Bitmap(bitmap).data() + format_.map_page_bits_offset, page % format_.map_page_bits);
+  }
+
+  // A page that was given back has a type byte of its own, here as in Access, unless it has never been used
+  // or Access forgot.
+  void RequireUnused(PageNo page) {
+    const std::uint8_t type = pages_.Read(page).data()[0];
+    if (owners_ == nullptr || type < kPageData || type > kPageMapBits) return;
+    const std::string owner = owners_->OwnerOf(page);
+    if (owner.empty()) return;
+    ThrowCorrupt(
+        fmt::format("the map of free pages calls it free, but it belongs to {}; nothing is written to a "
+                    "file that contradicts itself",
+                    owner),
+        page);
+  }
+
   // The lowest free page of the file from lowest_free_ on, or 0.
   PageNo FindFree() {
     const PageNo end = pages_.page_count();
@@ -164,13 +234,15 @@ class GlobalMapAllocator : public PageAllocator {
 
   PageStore& pages_;
   const FormatInfo& format_;
-  PageNo lowest_free_ = 2;  // no page below is free, as far as this object changed the map
+  PageOwners* owners_;
+  PageNo lowest_free_ = kFirstPage;  // no page below is free, as far as this object changed the map
 };
 
 }  // namespace
 
-std::unique_ptr<PageAllocator> MakePageAllocator(PageStore& pages, const FormatInfo& format) {
-  return std::make_unique<GlobalMapAllocator>(pages, format);
+std::unique_ptr<PageAllocator> MakePageAllocator(PageStore& pages, const FormatInfo& format,
+                                                 PageOwners* owners) {
+  return std::make_unique<GlobalMapAllocator>(pages, format, owners);
 }
 
 }  // namespace jet

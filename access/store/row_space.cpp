@@ -35,12 +35,11 @@ unsigned SlotsToKeep(const HeldSlots::Slots* held) {
 
 }  // namespace
 
-RowSpace::Place RowSpace::Add(std::uint32_t length, std::uint16_t flags, bool fresh_page) {
+RowSpace::Place RowSpace::Add(std::uint32_t length, std::uint16_t flags, Where where) {
   Place place;
-  if (!fresh_page) {
-    if (current_ != 0 && TryPage(current_, length, flags, &place)) return place;
-    if (TryOtherPages(length, flags, &place)) return place;
-  }
+  const bool fresh_page = where == Where::kFreshPage;
+  if (!fresh_page && current_ != 0 && TryPage(current_, length, flags, &place)) return place;
+  if (where == Where::kAnywhere && TryOtherPages(length, flags, &place)) return place;
   NewPage(&place);
   std::uint8_t* data = place.page.mutable_data();
   const PageNo page = place.page.page_no();

@@ -32,9 +32,13 @@ class RowSpace {
     std::uint8_t slot = 0;
     std::uint8_t* bytes = nullptr;
   };
-  // Makes a slot of `length` undefined bytes with these flags; slots of deleted rows are taken first. With
-  // `fresh_page`, on an empty page.
-  Place Add(std::uint32_t length, std::uint16_t flags, bool fresh_page = false);
+  enum class Where {
+    kAnywhere,
+    kBehind,  // the row added last, so that rows stand in the order in which they come
+    kFreshPage,
+  };
+  // Makes a slot of `length` undefined bytes with these flags; slots of deleted rows are taken first.
+  Place Add(std::uint32_t length, std::uint16_t flags, Where where = Where::kAnywhere);
 
   // To be called after bytes or slots of `page` came free.
   void NoteRoom(PageNo page, const std::uint8_t* data);

@@ -305,7 +305,8 @@ void StoredTableImpl::ReturnPages() {
     // A statement that was rolled back may have left anything here.
     if (page >= context_.pages.page_count() || !owned().Contains(page)) continue;
     const PageRef ref = context_.pages.Read(page);
-    if (!IsDataPageOf(ref.data(), layout_.tdef_page) || !IsEmptyDataPage(context_.format, ref.data())) continue;
+    if (!IsDataPageOf(ref.data(), layout_.tdef_page) || !IsEmptyDataPage(context_.format, ref.data()))
+      continue;
     Touch();
     space_.Drop(page);
     context_.allocator.Free(page);

@@ -54,6 +54,7 @@ class StoredTableImpl final : public StoredTable {
   void OnRevert() override;
   void FreeData() override;
   void BuildIndex(int index) override;
+  void CopyRow(const Row& row) override;
   void FreeIndex(int index) override;
 
   // For rows and cursors.

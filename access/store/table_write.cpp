@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <random>
+#include <utility>
 
 #include "access/store/table_impl.h"
 #include "access/store/value_convert.h"
@@ -539,11 +541,38 @@ void StoredTableImpl::Delete(RowId id) {
   RunCascades(cascades);
 }
 
+// The bytes stay as they are, but for the places of long values.
+void StoredTableImpl::CopyRow(const Row& row) {
+  Touch();
+  const RowView view = RowAccess::View(row);
+  StoreContext& from = RowAccess::TableOf(row).context();
+  row_buffer_.assign(reinterpret_cast<const char*>(view.bytes.data()), view.bytes.size());
+  std::string content;
+  for (std::size_t i = 0; i < long_stores_.size(); ++i) {
+    Bytes raw;
+    if (!long_stores_[i] || !view.Raw(def_.columns[i], &raw) || raw.empty()) continue;
+    const Bytes value = ReadLongValue(from, raw, view, &content);
+    if (value.data() != reinterpret_cast<const std::uint8_t*>(content.data())) continue;  // stands in the row
+    if (value.empty() && LoadPointer(raw.data() + 4).page == 0) continue;
+    std::uint8_t* reference =
+        reinterpret_cast<std::uint8_t*>(row_buffer_.data()) + (raw.data() - view.bytes.data());
+    const auto unknown = LoadLe<std::uint32_t>(reference + 8);
+    long_stores_[i]->Write(value, reference);
+    StoreLe(reference + 8, unknown);
+  }
+  const RowSpace::Place place =
+      space_.Add(static_cast<std::uint32_t>(row_buffer_.size()), 0, RowSpace::Where::kBehind);
+  std::copy(row_buffer_.begin(), row_buffer_.end(), place.bytes);
+  ++counters_.rows;
+}
+
 // ---- Building an index ----
 
+// Entries are inserted in ascending order, so that pages get filled. They are collected in portions, so that
+// memory stays bounded: each portion is the lowest entries that are not yet in the index, found by a walk
+// over all rows.
 void StoredTableImpl::BuildIndex(int index) {
-  // Entries are sorted in portions, so that memory stays bounded and pages are mostly filled in order.
-  constexpr std::size_t kPortionBytes = 16u << 20;
+  constexpr std::size_t kPortionBytes = 32u << 20;
   struct Entry {
     std::size_t offset;
     std::size_t size;
@@ -554,43 +583,72 @@ void StoredTableImpl::BuildIndex(int index) {
   BTree& index_tree = tree(index);
   std::uint32_t& distinct = counters_.distinct[static_cast<std::size_t>(index)];
   Touch();
-  std::string keys, key;
+  std::string keys, kept_keys, key;
   std::vector<Entry> entries;
   std::fill(change_of_column_.begin(), change_of_column_.end(), -1);
   const auto key_of = [&](const Entry& e) { return std::string_view(keys).substr(e.offset, e.size); };
+  const auto less = [&](const Entry& a, const Entry& b) {
+    const int order = key_of(a).compare(key_of(b));
+    return order != 0 ? order < 0 : a.row < b.row;
+  };
+  using Place = std::pair<std::string, RowId>;
+  std::optional<Place> last;  // in the index
+  std::optional<Place> end;   // of the portion: what is not less is for the next one
+
+  const auto keep_half = [&] {
+    const auto half = entries.begin() + static_cast<std::ptrdiff_t>(entries.size() / 2);
+    std::nth_element(entries.begin(), half, entries.end(), less);
+    end.emplace(key_of(*half), half->row);
+    entries.erase(half, entries.end());
+    kept_keys.clear();
+    for (Entry& e : entries) {
+      const std::size_t offset = kept_keys.size();
+      kept_keys += key_of(e);
+      e.offset = offset;
+    }
+    keys.swap(kept_keys);
+  };
   const auto insert_portion = [&] {
-    std::sort(entries.begin(), entries.end(), [&](const Entry& a, const Entry& b) {
-      const int order = key_of(a).compare(key_of(b));
-      return order != 0 ? order < 0 : a.row < b.row;
-    });
+    std::sort(entries.begin(), entries.end(), less);
     for (const Entry& e : entries) {
       const bool exempt = e.all_null && !d.primary && !d.required;
-      if (!index_tree.Contains(key_of(e))) {
+      if (!last || last->first != key_of(e)) {
         ++distinct;
       } else if ((d.unique || d.primary) && !exempt) {
         const Location at = LocateForChange(e.row);
         ThrowDuplicate(index, &at.view);
       }
       index_tree.Insert(key_of(e), e.row);
+      if (!last) last.emplace();
+      last->first.assign(key_of(e));
+      last->second = e.row;
     }
-    entries.clear();
-    keys.clear();
   };
   distinct = 0;
-  TableCursor cursor(*this);
-  Row row;
-  RowId id;
-  while (cursor.Next(&row, &id)) {
-    const RowView view = RowAccess::View(row);
-    bool all_null = false;
-    if (!BuildKey(
-            index, [&](int c) { return OldValue(c, view); }, true, &key, &all_null))
-      continue;
-    entries.push_back({keys.size(), key.size(), id, all_null});
-    keys += key;
-    if (keys.size() + entries.size() * sizeof(Entry) > kPortionBytes) insert_portion();
-  }
-  insert_portion();
+  do {
+    entries.clear();
+    keys.clear();
+    end.reset();
+    TableCursor cursor(*this);
+    Row row;
+    RowId id;
+    while (cursor.Next(&row, &id)) {
+      const RowView view = RowAccess::View(row);
+      bool all_null = false;
+      if (!BuildKey(
+              index, [&](int c) { return OldValue(c, view); }, true, &key, &all_null))
+        continue;
+      const auto order = [&](const Place& place) {
+        const int keys_order = key.compare(place.first);
+        return keys_order != 0 ? keys_order : id < place.second ? -1 : id == place.second ? 0 : 1;
+      };
+      if ((last && order(*last) <= 0) || (end && order(*end) >= 0)) continue;
+      entries.push_back({keys.size(), key.size(), id, all_null});
+      keys += key;
+      if (keys.size() + entries.size() * sizeof(Entry) > kPortionBytes) keep_half();
+    }
+    insert_portion();
+  } while (end);
 }
 
 }  // namespace jet

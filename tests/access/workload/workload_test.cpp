@@ -10,12 +10,14 @@
 #include <map>
 #include <optional>
 #include <random>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "access/base/error.h"
 #include "access/check/check.h"
 #include "access/file/test_files.h"
+#include "access/store/compact.h"
 #include "access/store/database.h"
 
 namespace jet {
@@ -53,11 +55,30 @@ class Workload {
   }
 
   void Verify() {
+    while (holds_ > 0) Release();
+    if (Pick(2) == 0) db_->Persist();  // gives back the pages without rows
     const std::vector<Finding> findings = CheckDatabase(*db_);
     for (const Finding& finding : findings) ADD_FAILURE() << finding.text;
     EXPECT_EQ(table_->row_count(), model_.rows.size());
     VerifyRows();
     for (std::size_t i = 0; i < table_->def().indexes.size(); ++i) VerifyIndex(static_cast<int>(i));
+  }
+
+  void Compact() {
+    db_->Checkpoint();
+    const PageNo end = CompactTables(files_, *db_);
+    db_->Checkpoint();
+    db_->pages().CutOff(end);
+    // The rows have other identifiers, in the same order.
+    table_ = db_->FindTable("Work");
+    Model moved;
+    auto old = model_.rows.begin();
+    TableCursor cursor(*table_);
+    Row row;
+    for (RowId id; cursor.Next(&row, &id) && old != model_.rows.end(); ++old)
+      moved.rows[id.packed] = old->second;
+    ASSERT_EQ(moved.rows.size(), model_.rows.size());
+    model_ = std::move(moved);
   }
 
   void Reopen() {
@@ -110,6 +131,22 @@ class Workload {
     indexes[1].unique = true;
     indexes[7].ignore_nulls = true;
     db_->CreateTable("Work", columns, indexes);
+  }
+
+  // Somebody holds row identifiers for a while, as a keyset does.
+  void HoldOrRelease() {
+    if (holds_ == 0 || Pick(3) == 0) {
+      table_->HoldRowIds();
+      ++holds_;
+    } else {
+      Release();
+    }
+  }
+  void Release() {
+    table_->ReleaseRowIds();
+    Row row;
+    for (const std::uint32_t id : gone_) EXPECT_FALSE(table_->Fetch(RowId::FromPacked(id), &row));
+    if (--holds_ == 0) gone_.clear();
   }
 
   unsigned Pick(unsigned count) { return static_cast<unsigned>(random_() % count); }
@@ -203,7 +240,11 @@ class Workload {
     if (model_.rows.empty() || kind < (model_.rows.size() < 600 ? 6u : 3u)) {
       ModelRow row;
       for (int c = 0; c < kColumns; ++c) row.push_back(RandomValue(c));
-      return Attempt(Violates(row, {}), [&] { model_.rows[table_->Insert(row).packed] = row; });
+      return Attempt(Violates(row, {}), [&] {
+        const std::uint32_t id = table_->Insert(row).packed;
+        EXPECT_EQ(gone_.count(id), 0u) << "a new row took an identifier that is held";
+        model_.rows[id] = row;
+      });
     }
     const std::uint32_t id = RandomRow();
     if (kind < 8) {
@@ -223,6 +264,7 @@ class Workload {
     return Attempt(false, [&] {
       table_->Delete(RowId::FromPacked(id));
       model_.rows.erase(id);
+      if (holds_ > 0) gone_.insert(id);
     });
   }
 
@@ -242,6 +284,7 @@ class Workload {
   // A statement of one or several changes, all of which are taken back when one is refused, or for no reason.
   void Statement() {
     const Model before = model_;
+    const std::set<std::uint32_t> gone_before = gone_;
     const unsigned changes = Pick(4) == 0 ? 1 + Pick(20) : 1;
     bool good = true;
     {
@@ -250,7 +293,11 @@ class Workload {
       good = good && Pick(12) != 0;
       if (good) scope.Commit();
     }
-    if (!good) model_ = before;
+    if (!good) {
+      model_ = before;
+      gone_ = gone_before;
+    }
+    if (Pick(8) == 0) HoldOrRelease();
   }
 
   static bool Same(const Value& stored, const Value& expected) {
@@ -319,6 +366,8 @@ class Workload {
   std::unique_ptr<Database> db_;
   std::shared_ptr<Table> table_;
   Model model_;
+  int holds_ = 0;
+  std::set<std::uint32_t> gone_;  // deleted while identifiers were held
 };
 
 class WorkloadTest : public testing::TestWithParam<Format> {};
@@ -337,6 +386,9 @@ TEST_P(WorkloadTest, AgreesWithTheModel) {
     work.Verify();
     if (batch % 3 == 2) {
       work.Reopen();
+      work.Verify();
+    } else if (batch % 3 == 1) {
+      work.Compact();
       work.Verify();
     }
   }

@@ -89,6 +89,7 @@ std::string TypeText(const jet::ColumnDef& column) {
     case ColumnType::kGuid:
       return "GUID";
     case ColumnType::kDecimal:
+      if (column.calculated) return "DECIMAL";
       return fmt::format("DECIMAL({},{})", column.precision, column.scale);
     case ColumnType::kBigInt:
       return "BIGINT";
@@ -104,7 +105,8 @@ void PrintSchema(const jet::TableDef& def, std::ostream& out) {
   out << "CREATE TABLE " << Name(def.name) << " (";
   for (std::size_t i = 0; i < def.columns.size(); ++i) {
     const jet::ColumnDef& column = def.columns[i];
-    out << (i > 0 ? ",\n  " : "\n  ") << Name(column.name) << ' ' << TypeText(column);
+    out << (i > 0 ? ",\n  " : "\n  ") << Name(column.name) << ' '
+        << (column.calculated ? "/* calculated */ " : "") << TypeText(column);
     if (column.required) out << " NOT NULL";
   }
   const auto columns = [&](const jet::IndexDef& index) {

@@ -65,6 +65,8 @@ inline RowSlot ReadSlot(const FormatInfo& format, const std::uint8_t* page, Page
   return r;
 }
 
+// A row that has moved leaves as many bytes behind.
+inline constexpr std::uint32_t kRowPointerBytes = 4;
 // The first 4 bytes of a row, as the place of another row. kCorrupt when it is shorter.
 RowPointer ReadRowPointer(const std::uint8_t* page, PageNo page_no, const RowSlot& slot);
 inline RowPointer LoadPointer(const std::uint8_t* p) { return {LoadLe24(p + 1), p[0]}; }

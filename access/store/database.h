@@ -35,17 +35,21 @@ struct ColumnDef {
   bool compressed_unicode = false;
   bool calculated = false;
   bool hyperlink = false;
-  std::uint8_t precision = 0;  // Decimal
-  std::uint8_t scale = 0;      // Decimal
-  std::uint16_t lcid = 0;      // Text and Memo
+  std::uint8_t precision = 0;        // Decimal
+  std::uint8_t scale = 0;            // Decimal
+  std::uint8_t character_bytes = 2;  // of Text: 1 in Access 97
+  std::uint16_t lcid = 0;            // Text and Memo
   std::uint8_t sort_version = 0;
   // From the properties of the table.
   bool required = false;
   bool allow_zero_length = true;
   std::string default_value;  // an Access expression, empty when none
 
-  // Longest text in UTF-16 units, for kText.
-  std::uint16_t max_characters() const { return length / 2; }
+  // Longest text in UTF-16 units, for kText. Calculated texts have no limit of their own: the length in their
+  // definition counts bytes around them that no one has explained.
+  std::uint16_t max_characters() const {
+    return calculated ? 255 : static_cast<std::uint16_t>(length / character_bytes);
+  }
 };
 
 struct IndexColumn {
@@ -134,6 +138,7 @@ class Row {
   // Where the variable part and the null mask stand, found once per row.
   std::uint16_t column_count_ = 0, variable_count_ = 0;
   std::uint32_t mask_offset_ = 0;
+  bool variable_part_ = false;
 };
 
 struct ColumnChange {
@@ -227,6 +232,8 @@ class Database {
   virtual const std::string& path() const = 0;
   virtual Format format() const = 0;
   virtual bool writable() const = 0;
+  // Why it is not writable, as a sentence for the user.
+  virtual std::string read_only_sentence() const = 0;
 
   virtual std::vector<CatalogEntry> Catalog() = 0;
   // The table of that name in any letter case; null when there is none (a query or link of that name is

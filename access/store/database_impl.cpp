@@ -200,13 +200,18 @@ void DatabaseImpl::InStatement(const std::function<void()>& change) {
   scope.Commit();
 }
 
+std::string DatabaseImpl::read_only_sentence() const {
+  if (header_.format->jet3) {
+    return fmt::format("{} is an Access 97 database, which can be read but not changed.", NamesFile(path_));
+  }
+  if (header_.read_only_version) {
+    return fmt::format("{} is of a version of Access that is known for reading only.", NamesFile(path_));
+  }
+  return fmt::format("The database {} is open for reading only.", NamesFile(path_));
+}
+
 void DatabaseImpl::RequireWritable() const {
-  if (pages_->writable()) return;
-  throw Error(
-      ErrorKind::kReadOnly,
-      header_.format->jet3
-          ? fmt::format("{} is an Access 97 database, which can be read but not changed.", NamesFile(path_))
-          : fmt::format("{} is open for reading only.", NamesFile(path_)));
+  if (!pages_->writable()) throw Error(ErrorKind::kReadOnly, read_only_sentence());
 }
 
 const CatalogRow& DatabaseImpl::RequireTable(const std::string& name) {

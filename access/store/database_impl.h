@@ -28,6 +28,7 @@ class DatabaseImpl final : public Database, private TableSource, private PageOwn
   const std::string& path() const override { return path_; }
   Format format() const override { return header_.format->format; }
   bool writable() const override { return pages_->writable(); }
+  std::string read_only_sentence() const override;
 
   std::vector<CatalogEntry> Catalog() override { return catalog_->List(); }
   std::shared_ptr<Table> FindTable(std::string_view name) override;

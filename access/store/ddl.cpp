@@ -13,6 +13,7 @@
 #include "access/store/database_impl.h"
 #include "access/store/names.h"
 #include "access/store/properties.h"
+#include "access/store/row_codec.h"
 
 namespace jet {
 namespace {
@@ -230,7 +231,7 @@ void PlaceNewColumn(const TableDef& def, const TableLayout& layout, ColumnSpec* 
   for (const ColumnDef& c : def.columns) {
     last_ordinal = std::max(last_ordinal, c.ordinal);
     if (!c.fixed || c.type == ColumnType::kBoolean) continue;
-    fixed_end = std::max<std::uint16_t>(fixed_end, static_cast<std::uint16_t>(c.fixed_offset + c.length));
+    fixed_end = std::max<std::uint16_t>(fixed_end, static_cast<std::uint16_t>(c.fixed_offset + FixedSize(c)));
   }
   spec->ordinal = std::max<std::uint16_t>(spec->number, last_ordinal + 1);
   if (!spec->fixed() || spec->type == ColumnType::kBoolean) return;
@@ -381,7 +382,7 @@ void DatabaseImpl::AddColumn(const std::string& table, const NewColumn& column) 
         spec.fixed() && spec.type != ColumnType::kBoolean ? spec.fixed_offset + spec.length : 0;
     for (const ColumnDef& d : def.columns) {
       if (d.fixed && d.type != ColumnType::kBoolean)
-        fixed_end = std::max<std::size_t>(fixed_end, d.fixed_offset + d.length);
+        fixed_end = std::max<std::size_t>(fixed_end, d.fixed_offset + FixedSize(d));
     }
     const std::size_t variable = layout.variable_columns + std::size_t{!spec.fixed()};
     CheckRowFits(table,
@@ -402,7 +403,8 @@ void DatabaseImpl::AddColumn(const std::string& table, const NewColumn& column) 
     const std::string old_properties = catalog_->Properties(*c.row);
     const std::string properties = AddColumnProperties(old_properties, column);
     if (properties != old_properties) catalog_->SetProperties(*c.row, properties);
-    EndChange(&c);
+    const std::shared_ptr<StoredTable> changed = EndChange(&c);
+    if (layout.variable_columns == 0) changed->RewriteOldRows();
   });
 }
 

@@ -141,4 +141,28 @@ std::uint16_t FixedBytes(ColumnType type) {
   return 0;
 }
 
+bool IsKnownType(ColumnType type) {
+  switch (type) {
+    case ColumnType::kBoolean:
+    case ColumnType::kByte:
+    case ColumnType::kInteger:
+    case ColumnType::kLong:
+    case ColumnType::kCurrency:
+    case ColumnType::kSingle:
+    case ColumnType::kDouble:
+    case ColumnType::kDateTime:
+    case ColumnType::kBinary:
+    case ColumnType::kText:
+    case ColumnType::kOle:
+    case ColumnType::kMemo:
+    case ColumnType::kGuid:
+    case ColumnType::kDecimal:
+    case ColumnType::kComplex:
+    case ColumnType::kBigInt:
+    case ColumnType::kDateTimeExtended:
+      return true;
+  }
+  return false;
+}
+
 }  // namespace jet

@@ -138,6 +138,9 @@ const FormatInfo& GetFormatInfo(Format format);
 // The version of that byte 0x14, or null. (4, said to be Access 2013, is not among them.)
 const FormatInfo* FindFormatByVersionByte(std::uint8_t version_byte);
 
+// Whether it is one of the types of types.h; other codes occur.
+bool IsKnownType(ColumnType type);
+
 // Bytes that a fixed column of that type takes in a row; 0 for types that cannot be fixed or take none.
 std::uint16_t FixedBytes(ColumnType type);
 

@@ -118,6 +118,10 @@ class StoredTable : public Table {
   virtual void OnRollbackStatement() = 0;
   // Pages were brought back to what they were before several statements: what is kept in memory is read anew.
   virtual void OnRevert() = 0;
+  // Gives rows that were written without a variable part one, if the table has it now, and rows that are
+  // shorter than Access writes them their length. Access reads such rows as they are; other readers take the
+  // last values of a row for its offsets.
+  virtual void RewriteOldRows() = 0;
   // Frees every page that belongs to the table's data: rows, long values, index trees, map bitmaps, map rows.
   virtual void FreeData() = 0;
   // Builds index `index` of def() from the rows (the root page exists and is empty). kConstraint when it is

@@ -109,6 +109,10 @@ void ApplyProperties(const std::string& blob, const FormatInfo& format, TableDef
       const bool is_true = !p.bytes.empty() && p.bytes[0] != 0;
       if (SameName(p.name, "Required")) column.required = is_true;
       if (SameName(p.name, "AllowZeroLength")) column.allow_zero_length = is_true;
+      if (column.calculated && SameName(p.name, "ResultType") && p.bytes.size() == 1) {
+        const auto type = static_cast<ColumnType>(p.bytes[0]);
+        if (IsKnownType(type)) column.type = type;
+      }
       if (SameName(p.name, "DefaultValue")) column.default_value = DecodeName(AsBytes(p.bytes), format);
     }
   }

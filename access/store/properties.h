@@ -32,7 +32,9 @@ struct PropertyChunk {
 // kCorrupt when the blob contradicts itself. An empty blob has no chunks.
 std::vector<PropertyChunk> ParseProperties(const std::string& blob, const FormatInfo& format);
 
-// Sets what the columns of `def` take from properties: Required, AllowZeroLength, DefaultValue.
+// Sets what the columns of `def` take from properties: Required, AllowZeroLength, DefaultValue, and the type
+// of the values of calculated columns (ResultType; the definition itself names another type for some: a small
+// one for Yes/No, Double for Decimal, Text for Memo).
 void ApplyProperties(const std::string& blob, const FormatInfo& format, TableDef* def);
 
 // The blob with the properties that a new column needs added behind what is there; unchanged when it needs

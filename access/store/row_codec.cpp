@@ -2,7 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <cmath>
+#include <algorithm>
 
 #include "access/store/data_page.h"
 #include "access/store/long_value.h"
@@ -14,6 +14,8 @@ namespace {
 
 // Calculated values: 16 bytes, u32 length, value, 3 bytes.
 constexpr std::size_t kCalculatedHead = 20;
+// Of a calculated decimal.
+constexpr std::size_t kCalculatedDecimalBytes = 16;
 
 [[noreturn]] void ThrowRow(const RowView& row, const char* what, std::size_t at = 0) {
   ThrowCorrupt(what, row.page, row.offset + static_cast<std::int64_t>(at));
@@ -25,8 +27,21 @@ T LoadOf(Bytes raw, const RowView& place) {
   return LoadLe<T>(raw.data());
 }
 
-// Sign byte, then the magnitude as u32 words, most significant first. Some system tables keep 9 bytes: two
-// words.
+// Calculated: u16 (14 or 0, of no known meaning), u8 scale, u8 sign, then the magnitude as u32 words:
+// highest, lowest, middle.
+Value DecodeCalculatedDecimal(Bytes raw, const RowView& place) {
+  if (raw.size() < kCalculatedDecimalBytes) ThrowRow(place, "a value in a row is cut short");
+  Decimal d;
+  d.scale = raw[2];
+  d.high = LoadLe<std::uint32_t>(raw.data() + 4);
+  d.low = LoadLe<std::uint64_t>(raw.data() + 8);
+  d.negative = raw[3] != 0 && (d.low != 0 || d.high != 0);
+  if (d.scale > 28) ThrowRow(place, "a calculated decimal in a row has an impossible scale");
+  return Value::Dec(d);
+}
+
+// Sign byte, then the magnitude as u32 words, most significant first: 17 bytes, whatever length the
+// definition names (Access gives variable columns the length 9). Fewer words are read, but never written.
 Value DecodeDecimal(const ColumnDef& column, Bytes raw, const RowView& place) {
   if (raw.size() < 5 || raw.size() % 4 != 1) ThrowRow(place, "a decimal in a row has a wrong length");
   const std::size_t words = raw.size() / 4;
@@ -44,12 +59,11 @@ Value DecodeDecimal(const ColumnDef& column, Bytes raw, const RowView& place) {
   return Value::Dec(d);
 }
 
-void EncodeDecimal(const Decimal& d, std::size_t length, std::string* raw) {
-  const std::size_t words = length / 4;
+void EncodeDecimal(const Decimal& d, std::string* raw) {
   raw->push_back(static_cast<char>(d.negative ? 0x80 : 0));
   const std::uint32_t from_low[4] = {static_cast<std::uint32_t>(d.low),
                                      static_cast<std::uint32_t>(d.low >> 32), d.high, 0};
-  for (std::size_t i = words; i-- > 0;) {
+  for (std::size_t i = 4; i-- > 0;) {
     for (int b = 0; b < 4; ++b) raw->push_back(static_cast<char>(from_low[i] >> 8 * b));
   }
 }
@@ -68,15 +82,52 @@ void Put(T value, std::string* raw) {
 
 }  // namespace
 
+RowFormat MakeRowFormat(const TableDef& def, const TableLayout& layout, bool jet3) {
+  RowFormat format;
+  format.jet3 = jet3;
+  format.variable_columns = layout.variable_columns;
+  if (layout.variable_columns == 0) return format;
+  // Which kind a dropped column was is not known, so only columns that are there prove something.
+  std::vector<int> kinds(layout.max_columns, -1);  // by number: 1 variable, 0 fixed
+  for (const ColumnDef& c : def.columns) kinds[c.number] = c.fixed ? 0 : 1;
+  const auto first_not_fixed = std::find_if(kinds.begin(), kinds.end(), [](int kind) { return kind != 0; });
+  const auto first_variable = std::find(kinds.begin(), kinds.end(), 1);
+  format.fixed_only_columns = static_cast<std::uint16_t>(first_not_fixed - kinds.begin());
+  // With all variable columns dropped, rows of the full width are those that must have had them.
+  format.open_columns = static_cast<std::uint16_t>(
+      std::min<std::ptrdiff_t>(first_variable - kinds.begin(), layout.max_columns - 1));
+  return format;
+}
+
+// Whether the bytes before the mask make sense as offsets of variable values.
+bool RowView::LooksLikeVariablePart(const RowFormat& format) const {
+  if (jet3) return true;
+  if (mask_offset < 8) return false;
+  const std::uint8_t* end = bytes.data() + mask_offset;
+  const unsigned count = LoadLe<std::uint16_t>(end - 2);
+  if (count == 0 || count > format.variable_columns || count > column_count) return false;
+  if (6 + 2 * count > mask_offset) return false;
+  std::uint32_t before = 2;
+  for (unsigned i = 0; i <= count; ++i) {
+    const std::uint32_t start = LoadLe<std::uint16_t>(end - 4 - 2 * i);
+    if (start < before) return false;
+    before = start;
+  }
+  return before <= mask_offset - 4 - 2 * count;
+}
+
 void RowView::ParseOrThrow(const RowFormat& format) {
   column_count = variable_count = 0;
+  variable_part = false;
   const std::size_t count_bytes = format.jet3 ? 1 : 2;
   if (bytes.size() < count_bytes) ThrowRow(*this, "a row is cut short");
   column_count = format.jet3 ? bytes[0] : LoadLe<std::uint16_t>(bytes.data());
   const std::size_t mask_bytes = (column_count + 7u) / 8;
   if (count_bytes + mask_bytes > bytes.size()) ThrowRow(*this, "the null mask of a row does not fit");
   mask_offset = static_cast<std::uint32_t>(bytes.size() - mask_bytes);
-  if (!format.has_variable) return;
+  if (column_count <= format.fixed_only_columns) return;
+  if (column_count <= format.open_columns && !LooksLikeVariablePart(format)) return;
+  variable_part = true;
   std::size_t need = 0;
   if (format.jet3) {
     if (mask_offset < 2) ThrowRow(*this, "a row is cut short");
@@ -100,7 +151,7 @@ std::uint32_t RowView::VariableOffset(unsigned index) const {
   return bytes[mask_offset - 2 - jumps - index] + 256 * high;
 }
 
-std::uint32_t RowView::FixedEnd() const { return variable_count == 0 ? mask_offset : VariableOffset(0); }
+std::uint32_t RowView::FixedEnd() const { return variable_part ? VariableOffset(0) : mask_offset; }
 
 bool RowView::Raw(const ColumnDef& column, Bytes* raw) const {
   if (!MaskBit(column.number)) return false;
@@ -117,6 +168,21 @@ bool RowView::Raw(const ColumnDef& column, Bytes* raw) const {
   if (start > end || end > mask_offset) ThrowRow(*this, "a value of a row has bounds that make no sense");
   *raw = bytes.subspan(start, end - start);
   return true;
+}
+
+std::uint32_t ValueBytes(const ColumnDef& column) {
+  if (column.type == ColumnType::kBoolean) return column.calculated ? 1 : 0;
+  if (column.type == ColumnType::kDecimal && column.calculated) return kCalculatedDecimalBytes;
+  return FixedBytes(column.type);
+}
+
+bool IsNullValue(StoreContext& context, const ColumnDef& column, Bytes raw, const RowView& place) {
+  if (!column.calculated) return false;
+  std::string content;
+  if (column.type == ColumnType::kMemo || column.type == ColumnType::kOle) {
+    raw = ReadLongValue(context, raw, place, &content);
+  }
+  return Unwrap(column, raw, place).empty();
 }
 
 std::uint32_t FixedSize(const ColumnDef& column) {
@@ -145,6 +211,7 @@ void DecodeTextColumn(StoreContext& context, const ColumnDef& column, Bytes raw,
 }
 
 Value DecodeValue(StoreContext& context, const ColumnDef& column, Bytes raw, const RowView& place) {
+  if (IsNullValue(context, column, raw, place)) return Value::Null();
   switch (column.type) {
     case ColumnType::kText:
     case ColumnType::kMemo: {
@@ -181,7 +248,7 @@ Value DecodeValue(StoreContext& context, const ColumnDef& column, Bytes raw, con
     case ColumnType::kCurrency:
       return Value::Dec(Decimal::FromScaledInt64(LoadOf<std::int64_t>(raw, place), 4));
     case ColumnType::kDecimal:
-      return DecodeDecimal(column, raw, place);
+      return column.calculated ? DecodeCalculatedDecimal(raw, place) : DecodeDecimal(column, raw, place);
     case ColumnType::kGuid:
       if (raw.size() < 16) ThrowRow(place, "a value in a row is cut short");
       return Value::Text(GuidText(raw));
@@ -221,7 +288,7 @@ void EncodeValue(const FormatInfo& format, const TableDef& table, const ColumnDe
       break;
     }
     case ColumnType::kDecimal:
-      EncodeDecimal(value.decimal(), column.fixed ? 17 : column.length >= 5 ? column.length : 17, raw);
+      EncodeDecimal(value.decimal(), raw);
       break;
     case ColumnType::kGuid:
       ParseGuid(value.bytes(), raw);

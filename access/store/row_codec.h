@@ -4,14 +4,15 @@
 //   fixed columns, each at 2 + its offset
 //   variable values in the order of their indexes, perhaps padding
 //   u16 end of the variable values, u16 offsets of the values in reversed order, u16 number of values
-//                                    (all of this only when the table has variable columns)
+//                                    (all of this only when the row was written with variable columns)
 //   null mask: bit = column number, 1 = not null (of a Boolean: true)
 //
 // Jet 3 writes counts and offsets in one byte, with a jump table between offsets and count whose k-th entry
 // is the first value past k * 256.
 //
 // A column is found by its number, variable index and fixed offset, never by its place in the definition:
-// rows may be older than columns, and dropped columns leave holes.
+// rows may be older than columns, and dropped columns leave holes. Access does not touch the rows when a
+// column is added, so that a row may hold fewer columns than its table has, down to no variable part at all.
 #pragma once
 
 #include <cstdint>
@@ -25,11 +26,24 @@
 
 namespace jet {
 
-// What parsing a row needs to know of its table.
+// What parsing a row needs to know of its table: which rows have a variable part. Where dropped columns leave
+// that open the row itself has to tell.
 struct RowFormat {
   bool jet3 = false;
-  bool has_variable = false;
+  // Rows with at most so many columns have none: all these columns are fixed.
+  std::uint16_t fixed_only_columns = 0xFFFF;
+  // Rows with more than so many have one: a variable column is among them.
+  std::uint16_t open_columns = 0xFFFF;
+  // Variable columns that the table has ever had.
+  std::uint16_t variable_columns = 0;
 };
+RowFormat MakeRowFormat(const TableDef& def, const TableLayout& layout, bool jet3);
+
+// The shortest row that Access was seen to write (Yes/No columns only): a column count, two bytes of nothing
+// where fixed columns would stand, the mask. A row must take 4 bytes at least, because a pointer row may have
+// to stand in its place.
+inline constexpr std::uint32_t kSmallestFixedPart = 2;
+inline constexpr std::uint32_t kSmallestRow = 5;
 
 // A row, parsed far enough to find each column. `page` and `offset` say where it stands, for errors.
 struct RowView {
@@ -40,6 +54,7 @@ struct RowView {
   std::uint16_t variable_count = 0;
   std::uint32_t mask_offset = 0;
   bool jet3 = false;
+  bool variable_part = false;  // there may be one without values
 
   // kCorrupt when the trailing structures do not lie inside.
   static RowView Parse(const RowFormat& format, Bytes bytes, PageNo page, std::uint32_t offset) {
@@ -48,7 +63,7 @@ struct RowView {
     row.page = page;
     row.offset = offset;
     row.jet3 = format.jet3;
-    if (format.jet3 || !row.ParseJet4(format.has_variable)) row.ParseOrThrow(format);
+    if (format.jet3 || !row.ParseJet4(format)) row.ParseOrThrow(format);
     return row;
   }
 
@@ -57,27 +72,38 @@ struct RowView {
   }
   // Where the variable values begin, which is where the fixed part ends.
   std::uint32_t FixedEnd() const;
-  // The bytes of a column that is not null; empty optional (false) when it is. Not for Booleans, whose value
-  // is the mask bit (calculated ones excepted).
+  // The bytes of a column that is not null; false when it is. Not for Booleans, whose value is the mask bit
+  // (calculated ones excepted; calculated values may be Null all the same, see IsNullValue).
   bool Raw(const ColumnDef& column, Bytes* raw) const;
 
  private:
   // False when something does not fit; ParseOrThrow says what.
-  bool ParseJet4(bool has_variable) {
+  bool ParseJet4(const RowFormat& format) {
     if (bytes.size() < 3) return false;
     column_count = LoadLe<std::uint16_t>(bytes.data());
     const std::uint32_t size = static_cast<std::uint32_t>(bytes.size());
     const std::uint32_t mask_bytes = (column_count + 7u) / 8;
     if (2 + mask_bytes > size) return false;
     mask_offset = size - mask_bytes;
-    if (!has_variable) return true;
+    if (column_count <= format.fixed_only_columns) return true;
+    if (column_count <= format.open_columns) return false;
+    variable_part = true;
     if (mask_offset < 6) return false;
     variable_count = LoadLe<std::uint16_t>(bytes.data() + mask_offset - 2);
     return 6 + 2u * variable_count <= mask_offset;
   }
   void ParseOrThrow(const RowFormat& format);
+  bool LooksLikeVariablePart(const RowFormat& format) const;
   std::uint32_t VariableOffset(unsigned index) const;
 };
+
+// Whether the bytes of a column that Raw() found stand for Null, which in calculated columns is a value of no
+// bytes.
+bool IsNullValue(StoreContext& context, const ColumnDef& column, Bytes raw, const RowView& place);
+
+// Bytes that a value of that type takes in a variable or fixed place, without the frame of calculated values;
+// 0 when the length varies.
+std::uint32_t ValueBytes(const ColumnDef& column);
 
 // Bytes of a column in the fixed part.
 std::uint32_t FixedSize(const ColumnDef& column);

@@ -49,6 +49,7 @@ void RowAccess::Set(const StoredTableImpl& table, const PageRef& page, const Row
   row->column_count_ = view.column_count;
   row->variable_count_ = view.variable_count;
   row->mask_offset_ = view.mask_offset;
+  row->variable_part_ = view.variable_part;
 }
 
 RowView RowAccess::View(const Row& row) {
@@ -59,6 +60,7 @@ RowView RowAccess::View(const Row& row) {
   view.column_count = row.column_count_;
   view.variable_count = row.variable_count_;
   view.mask_offset = row.mask_offset_;
+  view.variable_part = row.variable_part_;
   view.jet3 = TableOf(row).row_format().jet3;
   return view;
 }
@@ -69,7 +71,8 @@ bool Row::IsNull(int column) const {
   const ColumnDef& c = table_->def().columns[static_cast<std::size_t>(column)];
   if (InMask(c)) return false;
   Bytes raw;
-  return !RowAccess::View(*this).Raw(c, &raw);
+  const RowView view = RowAccess::View(*this);
+  return !view.Raw(c, &raw) || IsNullValue(RowAccess::TableOf(*this).context(), c, raw, view);
 }
 
 Value Row::Get(int column) const {
@@ -203,8 +206,7 @@ StoredTableImpl::StoredTableImpl(StoreContext& context, TableDef def, TableLayou
       space_(context, layout_.owned_map, layout_.free_map, layout_.tdef_page, &held_) {
   def_ = std::move(def);
   const FormatInfo& format = context.format;
-  row_format_.jet3 = format.jet3;
-  row_format_.has_variable = layout_.variable_columns > 0;
+  row_format_ = MakeRowFormat(def_, layout_, format.jet3);
   const std::size_t columns = def_.columns.size();
   change_of_column_.assign(columns, -1);
   indexes_of_column_.assign(columns, 0);
@@ -224,6 +226,7 @@ StoredTableImpl::StoredTableImpl(StoreContext& context, TableDef def, TableLayou
           context, maps == layout_.long_columns.end() ? TableLayout::LongColumn{} : maps->second);
     }
   }
+  if (variable_order_.empty()) fixed_bytes_ = std::max(fixed_bytes_, kSmallestFixedPart);
   for (std::size_t i = 0; i < def_.indexes.size(); ++i) {
     const IndexDef& d = def_.indexes[i];
     IndexState state;

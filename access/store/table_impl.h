@@ -52,6 +52,7 @@ class StoredTableImpl final : public StoredTable {
   void OnCommitStatement() override { touched_ = false; }
   void OnRollbackStatement() override;
   void OnRevert() override;
+  void RewriteOldRows() override;
   void FreeData() override;
   void BuildIndex(int index) override;
   void CopyRow(const Row& row) override;

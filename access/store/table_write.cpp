@@ -186,7 +186,7 @@ void StoredTableImpl::AssembleRow(const RowView* old) {
   const std::size_t mask_bytes = (layout_.max_columns + 7u) / 8;
   std::size_t size = 2 + fixed_bytes_ + mask_bytes;
   const std::size_t variables = variable_order_.size();
-  if (row_format_.has_variable) size += 2 + 2 * variables + 2;
+  if (variables > 0) size += 2 + 2 * variables + 2;
   const auto variable_size = [&](int column) -> std::size_t {
     const int k = change_of_column_[static_cast<std::size_t>(column)];
     const ColumnDef& c = def_.columns[static_cast<std::size_t>(column)];
@@ -251,7 +251,7 @@ void StoredTableImpl::AssembleRow(const RowView* old) {
     const ColumnDef& c = def_.columns[i];
     if (c.fixed || InMask(c)) put(static_cast<int>(i), FixedSize(c), out + 2 + c.fixed_offset);
   }
-  if (!row_format_.has_variable) return;
+  if (variables == 0) return;
   for (std::size_t v = 0; v < variables; ++v) {
     StoreLe<std::uint16_t>(table - 2 * v, static_cast<std::uint16_t>(at));
     const int column = variable_order_[v];
@@ -286,6 +286,7 @@ void StoredTableImpl::FreeLongValues(const RowView& old, bool only_changed) {
 
 // Whether every prepared change can be made within the bytes that the row has.
 bool StoredTableImpl::CanPatch(const RowView& old) const {
+  if (old.bytes.size() < kSmallestRow) return false;
   const std::uint32_t fixed_end = old.FixedEnd();
   for (std::size_t k = 0; k < prepared_count_; ++k) {
     const Prepared& p = prepared_[k];
@@ -389,12 +390,34 @@ void StoredTableImpl::ReplaceRow(const Location& at) {
   // Room is made for the pointer before the body takes what is left of the page.
   const MutablePageRef home_page = context_.pages.Write(home_no);
   std::uint8_t* home_data = home_page.mutable_data();
-  ResizeRow(format, home_data, home_no, at.home_slot, 4, kSlotPointer);
+  const RowSlot small = ReadSlot(format, home_data, home_no, at.home_slot);
+  if (small.length() + FreeBytes(format, home_data, home_no) < kRowPointerBytes) {
+    throw Error(
+        ErrorKind::kNotSupported,
+        fmt::format("A record of table \"{}\" cannot grow: it takes {} bytes on page {}, which is full, "
+                    "and a note of where it has gone would take {}.",
+                    def_.name, small.length(), home_no, kRowPointerBytes));
+  }
+  ResizeRow(format, home_data, home_no, at.home_slot, kRowPointerBytes, kSlotPointer);
   const RowSpace::Place place = space_.Add(length, kSlotDeleted);
   fill(place.bytes);
   const RowSlot home = ReadSlot(format, home_data, home_no, at.home_slot);
   StorePointer(home_data + home.start, {place.page.page_no(), place.slot});
   space_.NoteRoom(home_no, home_data);
+}
+
+void StoredTableImpl::RewriteOldRows() {
+  Touch();
+  BeginPrepare(0);
+  TableCursor cursor(*this);
+  Row row;
+  RowId id;
+  while (cursor.Next(&row, &id)) {
+    const Location at = LocateForChange(id);
+    if (at.view.bytes.size() >= kSmallestRow && (at.view.variable_part || variable_order_.empty())) continue;
+    AssembleRow(&at.view);
+    ReplaceRow(at);
+  }
 }
 
 // ---- The three changes ----

@@ -7,6 +7,7 @@
 
 #include "access/store/data_page.h"
 #include "access/store/names.h"
+#include "access/store/row_codec.h"
 
 namespace jet {
 namespace {
@@ -56,30 +57,6 @@ class StreamReader {
   std::size_t offset_ = 0;
 };
 
-bool IsKnownType(ColumnType type) {
-  switch (type) {
-    case ColumnType::kBoolean:
-    case ColumnType::kByte:
-    case ColumnType::kInteger:
-    case ColumnType::kLong:
-    case ColumnType::kCurrency:
-    case ColumnType::kSingle:
-    case ColumnType::kDouble:
-    case ColumnType::kDateTime:
-    case ColumnType::kBinary:
-    case ColumnType::kText:
-    case ColumnType::kOle:
-    case ColumnType::kMemo:
-    case ColumnType::kGuid:
-    case ColumnType::kDecimal:
-    case ColumnType::kComplex:
-    case ColumnType::kBigInt:
-    case ColumnType::kDateTimeExtended:
-      return true;
-  }
-  return false;
-}
-
 bool IsTextType(ColumnType type) { return type == ColumnType::kText || type == ColumnType::kMemo; }
 
 ColumnDef InterpretColumn(const RawTdef::Named& raw, const DefinitionContext& context) {
@@ -99,10 +76,7 @@ ColumnDef InterpretColumn(const RawTdef::Named& raw, const DefinitionContext& co
   c.auto_number = (c.type == ColumnType::kLong && (flags & kColumnAutoNumber) != 0) ||
                   (c.type == ColumnType::kGuid && (flags & kColumnGuidAutoNumber) != 0);
   c.hyperlink = c.type == ColumnType::kMemo && (flags & kColumnHyperlink) != 0;
-  if (c.type == ColumnType::kDecimal) {
-    c.precision = p[f.column_precision_offset];
-    c.scale = p[f.column_precision_offset + 1];
-  }
+  if (f.jet3) c.character_bytes = 1;
   if (IsTextType(c.type)) {
     c.lcid = LoadLe<std::uint16_t>(p + f.column_collation_offset);
     if (!f.jet3) c.sort_version = p[f.column_sort_version_offset];
@@ -116,6 +90,11 @@ ColumnDef InterpretColumn(const RawTdef::Named& raw, const DefinitionContext& co
     const std::uint8_t ext = p[f.column_ext_flags_offset];
     c.compressed_unicode = IsTextType(c.type) && (ext & kExtCompressed) != 0;
     c.calculated = (ext & kExtCalculated) == kExtCalculated;
+  }
+  // Values of calculated decimals bring a scale of their own; the field is arbitrary.
+  if (c.type == ColumnType::kDecimal && !c.calculated) {
+    c.precision = p[f.column_precision_offset];
+    c.scale = p[f.column_precision_offset + 1];
   }
   return c;
 }
@@ -134,7 +113,7 @@ void CheckColumns(const std::vector<ColumnDef>& columns, const TableLayout& layo
         (c.variable_index >= layout.variable_columns || !variables.insert(c.variable_index).second)) {
       fail("an impossible variable index");
     }
-    if (c.fixed && c.fixed_offset + std::size_t{c.length} > format.page_size)
+    if (c.fixed && c.fixed_offset + std::size_t{FixedSize(c)} > format.page_size)
       fail("an impossible place in the row");
     if (c.type == ColumnType::kDecimal && c.scale > 28) fail("an impossible scale");
   }

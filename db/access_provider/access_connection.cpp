@@ -38,8 +38,7 @@ AccessConnection::~AccessConnection() {
 
 void AccessConnection::RequireWritable() const {
   if (mode_ == AccessMode::kRead || !engine_->database->writable()) {
-    throw DbError(kErrReadOnly, kAccessSource,
-                  "The database \"" + engine_->database->path() + "\" is open for reading only.");
+    throw DbError(kErrReadOnly, kAccessSource, engine_->database->read_only_sentence());
   }
 }
 

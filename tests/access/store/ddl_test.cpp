@@ -299,47 +299,5 @@ TEST(RollbackTest, DefinitionsAndCountersComeBack) {
   EXPECT_EQ(WalkIndex(*d->FindTable("rows"), 0).size(), 101u);
 }
 
-// Files in which Access dropped columns: what is added later must not come to lie over their bytes.
-TEST(SampleTest, AColumnIsAddedToEveryChangeableTable) {
-  if (std::getenv("ACCESS_SAMPLES") == nullptr) GTEST_SKIP() << "ACCESS_SAMPLES is not set";
-  for (const char* folder : {"jet4", "ace12", "ace14"}) {
-    for (const auto& path : Samples(folder)) {
-      SCOPED_TRACE(path.string());
-      MemoryFileSystem files;
-      files.SetContent(kFile, ReadWhole(path));
-      auto db = Database::Open(files, kFile, OpenMode::kReadWrite);
-      for (const CatalogEntry& entry : db->Catalog()) {
-        const std::shared_ptr<Table> before = db->FindTable(entry.name);
-        if (before == nullptr || entry.system() || !before->def().read_only_reason.empty()) continue;
-        SCOPED_TRACE(entry.name);
-        db->AddColumn(entry.name, Col("added later", ColumnType::kDouble));
-        const std::shared_ptr<Table> after = db->FindTable(entry.name);
-        const int added = after->def().FindColumn("added later");
-        std::vector<RowId> rows;
-        {
-          TableCursor cursor(*after);
-          Row row;
-          for (RowId id; cursor.Next(&row, &id);) rows.push_back(id);
-        }
-        StatementScope scope(*db);
-        for (const RowId id : rows) {
-          Row old_row, new_row;
-          ASSERT_TRUE(after->Fetch(id, &new_row));
-          EXPECT_TRUE(new_row.IsNull(added));
-          ASSERT_TRUE(before->Fetch(id, &old_row));
-          std::vector<Value> values;
-          for (int c = 0; c < added; ++c) values.push_back(old_row.Get(c));
-          after->Update(id, {{added, Value::Real(0.5)}});
-          ASSERT_TRUE(after->Fetch(id, &new_row));
-          EXPECT_EQ(new_row.GetReal(added), 0.5);
-          for (int c = 0; c < added; ++c) EXPECT_EQ(new_row.Get(c), values[static_cast<std::size_t>(c)]);
-        }
-        scope.Commit();
-      }
-      db->Checkpoint();
-    }
-  }
-}
-
 }  // namespace
 }  // namespace jet::testing

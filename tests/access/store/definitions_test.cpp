@@ -7,6 +7,7 @@
 #include <set>
 
 #include "access/base/bytes.h"
+#include "access/store/names.h"
 #include "access/store/properties.h"
 #include "access/store/tdef.h"
 #include "tests/access/store/database_fixture.h"
@@ -285,9 +286,38 @@ TEST(PropertiesTest, AddedOnesReadBackAndOldOnesStay) {
   }
 }
 
+// "ResultType" counts for calculated columns alone; Access gives it to all of a table that has one.
+TEST(PropertiesTest, ResultTypeIsTheTypeOfCalculatedColumns) {
+  const std::string name = EncodeName("ResultType"), owner = EncodeName("c");
+  const auto blob = [&](char type) {
+    std::string names = std::string(1, static_cast<char>(name.size())) + '\0' + name;
+    std::string chunk = std::string(1, static_cast<char>(6 + owner.size())) + std::string(3, '\0') +
+                        static_cast<char>(owner.size()) + '\0' + owner +
+                        std::string("\x9\0\0\x2\0\0\x1\0", 8) + type;
+    return std::string("MR2\0", 4) + static_cast<char>(6 + names.size()) + std::string("\0\0\0\x80\0", 5) +
+           names + static_cast<char>(6 + chunk.size()) + std::string("\0\0\0\1\0", 5) + chunk;
+  };
+  struct Case {
+    bool calculated;
+    char result;
+    ColumnType type;
+  };
+  for (const Case& c : {Case{true, 1, ColumnType::kBoolean}, Case{true, 16, ColumnType::kDecimal},
+                        Case{true, 0, ColumnType::kInteger}, Case{true, 99, ColumnType::kInteger},
+                        Case{false, 1, ColumnType::kInteger}}) {
+    TableDef def;
+    ColumnDef& column = def.columns.emplace_back();
+    column.name = "C";
+    column.type = ColumnType::kInteger;
+    column.calculated = c.calculated;
+    ApplyProperties(blob(c.result), GetFormatInfo(Format::kJet4), &def);
+    EXPECT_EQ(column.type, c.type) << static_cast<int>(c.result);
+  }
+}
+
 TEST(SampleTest, EveryTableOfEverySampleReads) {
   if (std::getenv("ACCESS_SAMPLES") == nullptr) GTEST_SKIP() << "ACCESS_SAMPLES is not set";
-  for (const char* folder : {"jet3", "jet4", "ace12", "ace14"}) {
+  for (const char* folder : {"jet3", "jet4", "ace12", "ace14", "hard"}) {
     for (const auto& path : Samples(folder)) {
       SCOPED_TRACE(path.string());
       MemoryFileSystem files;

@@ -17,6 +17,12 @@ using testing::TestFile;
 
 Bytes AsBytes(const std::string& s) { return {reinterpret_cast<const std::uint8_t*>(s.data()), s.size()}; }
 
+Value Dec(const char* text) {
+  Decimal d;
+  EXPECT_TRUE(Decimal::FromText(text, &d)) << text;
+  return Value::Dec(d);
+}
+
 std::string Hex(Bytes bytes) {
   std::string hex;
   for (const std::uint8_t b : bytes) {
@@ -114,7 +120,7 @@ TEST(RowCodecTest, ReadsRowsAndRefusesDamagedOnes) {
       "0800"
       "0200"
       "1f");
-  const RowFormat format{false, true};
+  const RowFormat format{false, 0, 0, 2};
   const RowView row = RowView::Parse(format, AsBytes(good), 20, 0xFD1);
   const auto value = [&](const ColumnDef& c) {
     Bytes raw;
@@ -157,17 +163,56 @@ TEST(RowCodecTest, ReadsRowsAndRefusesDamagedOnes) {
   }
 }
 
-TEST(RowCodecTest, CalculatedValuesAndJet3JumpTable) {
+// As Access stored them; the type is that of the property ResultType.
+TEST(RowCodecTest, CalculatedValues) {
   TestFile file;
-  ColumnDef c = Column("Sum", ColumnType::kLong);
-  c.fixed = false;
-  c.calculated = true;
-  const std::string raw = std::string(16, '\0') + Unhex(
-                                                      "040000002a000000"
-                                                      "000000");
-  const RowView place;
-  EXPECT_EQ(DecodeValue(file.context(), c, AsBytes(raw), place), Value::Integer(42));
+  struct Case {
+    ColumnType type;
+    std::string data;
+    Value value;
+  };
+  Decimal long_decimal;  // 56505085819.424791296572280180
+  long_decimal.high = 0xB693E958;
+  long_decimal.low = 0x1852AAF7C8EA4D74;
+  long_decimal.scale = 18;
+  const std::vector<Case> cases = {
+      {ColumnType::kBoolean, "ff", Value::Integer(-1)},
+      {ColumnType::kBoolean, "00", Value::Integer(0)},
+      {ColumnType::kLong, "0c000000", Value::Integer(12)},
+      {ColumnType::kSingle, "59732145", Value::Real(2583.209228515625)},
+      {ColumnType::kDateTime, "00000000e07be540", Value::Real(43999)},
+      {ColumnType::kCurrency, "bffcffffffffffff", Dec("-0.0833")},
+      {ColumnType::kText, "fffe446f652c204a6f686e", Value::Text("Doe, John")},
+      {ColumnType::kDecimal, "0000068000000000f8b4280200000000", Dec("-36.222200")},
+      {ColumnType::kDecimal, "0e000a0000000000ec04b01fe7ae0000", Dec("19230.7692307692")},
+      {ColumnType::kDecimal, "0e00120058e993b6744deac8f7aa5218", Value::Dec(long_decimal)},
+      {ColumnType::kBoolean, "", Value::Null()},
+      {ColumnType::kDateTime, "", Value::Null()},
+      {ColumnType::kText, "", Value::Null()},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.data);
+    ColumnDef column = Column("Sum", c.type);
+    column.fixed = false;
+    column.calculated = true;
+    const std::string data = Unhex(c.data);
+    const std::string raw = std::string(16, '\0') + static_cast<char>(data.size()) + std::string(3, '\0') +
+                            data + std::string(3, '\0');
+    EXPECT_EQ(DecodeValue(file.context(), column, AsBytes(raw), RowView{}), c.value);
+    EXPECT_EQ(IsNullValue(file.context(), column, AsBytes(raw), RowView{}), c.value.is_null());
+    if (!data.empty()) {
+      EXPECT_TRUE(ValueBytes(column) == 0 || ValueBytes(column) == data.size());
+      // Cut short anywhere it is damage, not a value.
+      for (std::size_t size = 1; size < 20 + data.size(); ++size) {
+        EXPECT_EQ(
+            KindOfError([&] { DecodeValue(file.context(), column, AsBytes(raw).first(size), RowView{}); }),
+            ErrorKind::kCorrupt);
+      }
+    }
+  }
+}
 
+TEST(RowCodecTest, Jet3JumpTable) {
   // 300 bytes of variable values: 260 of the first, 10 of the second. The second begins past 256.
   ColumnDef first = Column("A", ColumnType::kBinary), second = Column("B", ColumnType::kBinary);
   second.number = 1;
@@ -180,18 +225,12 @@ TEST(RowCodecTest, CalculatedValuesAndJet3JumpTable) {
   row += '\x01';                        // jump: value 1 is the first past 256
   row += '\x02';
   row += '\x03';
-  const RowView view = RowView::Parse({true, true}, AsBytes(row), 9, 0);
+  const RowView view = RowView::Parse({true, 0, 0, 2}, AsBytes(row), 9, 0);
   Bytes value;
   ASSERT_TRUE(view.Raw(first, &value));
   EXPECT_EQ(value.size(), 260u);
   ASSERT_TRUE(view.Raw(second, &value));
   EXPECT_EQ(std::string(value.begin(), value.end()), std::string(10, 'b'));
-}
-
-Value Dec(const char* text) {
-  Decimal d;
-  EXPECT_TRUE(Decimal::FromText(text, &d)) << text;
-  return Value::Dec(d);
 }
 
 TEST(ConvertTest, ValuesFitTheirColumns) {

@@ -51,6 +51,7 @@ struct CatalogObject {
   std::int32_t parent = 0;
   std::int16_t type = 0;
   std::string name;
+  RowId row;
 };
 
 class FileChecker {
@@ -72,7 +73,7 @@ class FileChecker {
     }
     for (const CatalogObject& object : objects_) {
       if (static_cast<PageNo>(object.id) == context_.header.objects) continue;
-      sink_.Guard(object.id, [&] { CheckObject(object); });
+      sink_.Guard(object.id, [&] { CheckObject(object, objects); });
     }
     sink_.Guard(context_.header.relationships, [&] { CheckRelationships(); });
     CheckCatalog();
@@ -82,7 +83,7 @@ class FileChecker {
  private:
   void ReadGlobalMap();
   void ReadCatalog(TableChecker& objects);
-  void CheckObject(const CatalogObject& object);
+  void CheckObject(const CatalogObject& object, TableChecker& objects);
   void CheckTable(TableChecker& table);
   void CheckRelationships();
   void CheckCatalog();
@@ -159,8 +160,9 @@ void FileChecker::ReadCatalog(TableChecker& objects) {
       ThrowCorrupt(fmt::format("the catalog has no column {}", column), objects.tdef_page());
     }
   }
-  objects.ForEachRow(false, [&](RowId, const RowView& row) {
+  objects.ForEachRow(false, [&](RowId id, const RowView& row) {
     CatalogObject object;
+    object.row = id;
     object.id = static_cast<std::int32_t>(objects.Get(row, "Id").integer());
     object.parent = static_cast<std::int32_t>(objects.Get(row, "ParentId").integer());
     object.type = static_cast<std::int16_t>(objects.Get(row, "Type").integer());
@@ -170,7 +172,7 @@ void FileChecker::ReadCatalog(TableChecker& objects) {
   if (objects_.empty()) sink_.Fatal(objects.tdef_page(), "The catalog has no rows.");
 }
 
-void FileChecker::CheckObject(const CatalogObject& object) {
+void FileChecker::CheckObject(const CatalogObject& object, TableChecker& objects) {
   const auto page = static_cast<PageNo>(object.id);
   const bool inside = object.id > 1 && page < context_.pages.page_count();
   const bool is_definition = inside && context_.pages.Read(page).data()[0] == kPageTdef;
@@ -185,7 +187,12 @@ void FileChecker::CheckObject(const CatalogObject& object) {
     return;
   }
   TableChecker table(context_, page, object.name);
-  if (table.ReadDefinition()) CheckTable(table);
+  if (!table.ReadDefinition()) return;
+  sink_.Guard(context_.header.objects, [&] {
+    const Value properties = objects.Get(object.row, "LvProp");
+    if (!properties.is_null()) table.ApplyProperties(properties.bytes());
+  });
+  CheckTable(table);
 }
 
 void FileChecker::CheckTable(TableChecker& table) {

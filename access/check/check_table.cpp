@@ -3,15 +3,13 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
 #include <set>
 
 #include "access/store/data_page.h"
 #include "access/store/long_value.h"
 #include "access/store/names.h"
-#include "access/store/text_codec.h"
+#include "access/store/properties.h"
 #include "access/store/usage_map.h"
-#include "access/store/value_convert.h"
 
 namespace jet {
 
@@ -41,13 +39,16 @@ bool TableChecker::ReadDefinition() {
     definition_.def.name = name_;
   });
   if (!read) return false;
-  row_format_.jet3 = context_.format.jet3;
-  row_format_.has_variable = definition_.layout.variable_columns > 0;
+  row_format_ = MakeRowFormat(definition_.def, definition_.layout, context_.format.jet3);
   const UsageMap owned(context_.store, definition_.layout.owned_map);
   sink_.Guard(tdef_page_, [&] {
     for (auto page = owned.Next(0); page; page = owned.Next(*page + 1)) owned_.push_back(*page);
   });
   return true;
+}
+
+void TableChecker::ApplyProperties(const std::string& blob) {
+  sink_.Guard(tdef_page_, [&] { jet::ApplyProperties(blob, context_.format, &definition_.def); });
 }
 
 void TableChecker::Check() {
@@ -59,6 +60,15 @@ void TableChecker::Check() {
   ClaimPages();
 
   indexed_column_.assign(def.columns.size(), false);
+  for (std::size_t i = 0; i < def.columns.size(); ++i) {
+    const ColumnDef& column = def.columns[i];
+    if (InMask(column)) continue;
+    if (column.fixed) fixed_bytes_ = std::max(fixed_bytes_, column.fixed_offset + FixedSize(column));
+    const bool plain = FixedBytes(column.type) != 0 && column.type != ColumnType::kDecimal;
+    if (!column.fixed || !plain) {
+      examined_columns_.push_back(i);
+    }
+  }
   values_.resize(def.columns.size());
   has_value_.assign(def.columns.size(), false);
   for (const IndexDef& index : def.indexes) {
@@ -107,6 +117,13 @@ void TableChecker::CheckDefinition() {
     }
     if (column.fixed && !InMask(column)) {
       areas.emplace_back(column.fixed_offset, column.fixed_offset + FixedSize(column));
+      if (column.length != FixedSize(column)) {
+        sink_.Fatal(
+            tdef_page_,
+            fmt::format("Column \"{}\" of table \"{}\" says that it takes {} bytes of a row, and takes "
+                        "{}.",
+                        column.name, name_, column.length, FixedSize(column)));
+      }
     }
     const bool long_column = column.type == ColumnType::kMemo || column.type == ColumnType::kOle;
     if (long_column && definition_.layout.long_columns.count(column.number) == 0) {
@@ -271,6 +288,12 @@ void TableChecker::CheckRows() {
                  fmt::format("Table \"{}\" holds {} moved rows that nothing leads to.", name_, orphans));
   }
 
+  if (short_rows_ > 0) {
+    sink_.Untidy(tdef_page_,
+                 fmt::format("Table \"{}\" has {} rows of less than {} bytes, which cannot be moved "
+                             "to another page.",
+                             name_, short_rows_, kRowPointerBytes));
+  }
   std::uint64_t stored = LoadLe<std::uint32_t>(reinterpret_cast<const std::uint8_t*>(stream_.data()) +
                                                definition_.layout.row_count_offset);
   if (context_.database.has_changes()) {
@@ -282,144 +305,6 @@ void TableChecker::CheckRows() {
   if (stored != row_count_) {
     sink_.Untidy(tdef_page_,
                  fmt::format("Table \"{}\" has {} rows and says that it has {}.", name_, row_count_, stored));
-  }
-}
-
-// Offsets of the variable part must ascend (Jet 3: column by column, in RowView::Raw).
-void TableChecker::CheckRowShape(const RowView& row) {
-  if (row.column_count > definition_.layout.max_columns) {
-    ThrowCorrupt("a row has more columns than its table", row.page, row.offset);
-  }
-  if (row.jet3 || !row_format_.has_variable) return;
-  const std::uint8_t* table = row.bytes.data() + row.mask_offset - 4;
-  std::uint32_t before = 2;
-  for (unsigned i = 0; i <= row.variable_count; ++i) {
-    const std::uint32_t offset = LoadLe<std::uint16_t>(table - 2 * i);
-    if (offset < before) ThrowCorrupt("the offsets of a row do not ascend", row.page, row.offset);
-    before = offset;
-  }
-  if (before > row.mask_offset - 4 - 2u * row.variable_count) {
-    ThrowCorrupt("the values of a row run into its offsets", row.page, row.offset);
-  }
-}
-
-void TableChecker::CheckRow(RowId id, const RowView& row) {
-  CheckRowShape(row);
-  const TableDef& def = definition_.def;
-  std::fill(has_value_.begin(), has_value_.end(), false);
-  for (std::size_t i = 0; i < def.columns.size(); ++i) {
-    const ColumnDef& column = def.columns[i];
-    Bytes raw;
-    if (InMask(column) || !row.Raw(column, &raw)) continue;
-    switch (column.type) {
-      case ColumnType::kText:
-        CheckText(column, raw, row);
-        break;
-      case ColumnType::kMemo:
-      case ColumnType::kOle:
-        CheckLongValue(column, raw, row);
-        break;
-      default:
-        if (!column.fixed && !indexed_column_[i]) DecodeValue(context_.store, column, raw, row);
-    }
-  }
-  for (std::size_t i = 0; i < indexes_.size(); ++i) {
-    bool has_null = false;
-    if (!BuildKey(i, row, &key_, &has_null)) continue;
-    indexes_[i].rows.Add(key_, id);
-    const IndexDef& index = def.indexes[i];
-    if (has_null && (index.required || index.primary)) {
-      sink_.Fatal(id.page(), fmt::format("The row at {} has a null column in {}, which forbids it.",
-                                         RowPlace(id), IndexName(i)));
-    }
-  }
-}
-
-void TableChecker::CheckText(const ColumnDef& column, Bytes raw, const RowView& row) {
-  raw = Unwrap(column, raw, row);
-  std::size_t units = 0;
-  if (!context_.format.unicode) {
-    if (raw.size() > column.length) ThrowCorrupt("a text is longer than its column", row.page, row.offset);
-    return;
-  }
-  const bool compressed = raw.size() >= 2 && raw[0] == 0xFF && raw[1] == 0xFE;
-  if (!compressed) {
-    if (raw.size() % 2 != 0) ThrowCorrupt("a text in a row ends within a character", row.page, row.offset);
-    units = raw.size() / 2;
-  } else if (std::memchr(raw.data(), 0, raw.size()) == nullptr) {
-    units = raw.size() - 2;
-  } else {
-    scratch_.clear();
-    if (!DecodeText(raw, true, context_.header.code_page, &scratch_)) {
-      ThrowCorrupt("a text in a row ends within a character", row.page, row.offset);
-    }
-    units = CountUnits(scratch_);
-  }
-  if (!column.calculated && units > column.max_characters()) {
-    ThrowCorrupt(fmt::format("a text is longer than its column \"{}\"", column.name), row.page, row.offset);
-  }
-}
-
-// ---- Long values ----
-
-bool TableChecker::UsePiece(const ColumnDef& column, LongPages* pages, RowPointer at, const RowView& row,
-                            Bytes* bytes, PageRef* page) {
-  const auto fail = [&](const char* what) {
-    sink_.Fatal(
-        row.page,
-        fmt::format("A long value in column \"{}\" of table \"{}\", named on page {}, has a part at page {} "
-                    "slot {}, {}.",
-                    column.name, name_, row.page, at.page, at.row, what));
-    return false;
-  };
-  const auto found = std::lower_bound(pages->pages.begin(), pages->pages.end(), at.page);
-  if (found == pages->pages.end() || *found != at.page) return fail("which is not a page of that column");
-  *page = context_.pages.Read(at.page);
-  if (!IsDataPageOf(page->data(), kLongValueOwner) || at.row >= SlotCount(context_.format, page->data())) {
-    return fail("where there is none");
-  }
-  const RowSlot slot = ReadSlot(context_.format, page->data(), at.page, at.row);
-  if (slot.flags != 0) return fail("which has been deleted");
-  std::uint64_t& word = pages->used[static_cast<std::size_t>(found - pages->pages.begin())][at.row / 64];
-  const std::uint64_t bit = std::uint64_t{1} << (at.row % 64);
-  if ((word & bit) != 0) return fail("which another value uses too");
-  word |= bit;
-  *bytes = page->bytes().subspan(slot.start, slot.length());
-  return true;
-}
-
-void TableChecker::CheckLongValue(const ColumnDef& column, Bytes raw, const RowView& row) {
-  if (raw.empty()) return;
-  if (raw.size() < kLongReferenceBytes) {
-    ThrowCorrupt("the reference to a long value is cut short", row.page, row.offset);
-  }
-  const auto word = LoadLe<std::uint32_t>(raw.data());
-  std::uint32_t left = word & kMaxLongValueBytes;
-  const std::uint32_t kind = word >> 30;
-  RowPointer at = LoadPointer(raw.data() + 4);
-  if (kind == 2) {
-    if (left > raw.size() - kLongReferenceBytes)
-      ThrowCorrupt("a long value runs past its row", row.page, row.offset);
-    return;
-  }
-  if (kind == 3) ThrowCorrupt("a long value is of an unknown kind", row.page, row.offset);
-  if (left == 0 && at.page == 0) return;
-  LongPages& pages = long_pages_[column.number];
-  Bytes piece;
-  PageRef page;
-  if (kind == 1) {
-    if (UsePiece(column, &pages, at, row, &piece, &page) && piece.size() < left) {
-      ThrowCorrupt("a long value is cut short", at.page);
-    }
-    return;
-  }
-  // No piece is used twice, so this ends.
-  while (left > 0) {
-    if (at.page == 0) ThrowCorrupt("a long value ends before its length", row.page, row.offset);
-    if (!UsePiece(column, &pages, at, row, &piece, &page)) return;
-    if (piece.size() <= 4) ThrowCorrupt("a piece of a long value is empty", at.page);
-    left -= std::min(left, static_cast<std::uint32_t>(piece.size()) - 4);
-    at = LoadPointer(piece.data());
   }
 }
 
@@ -440,6 +325,12 @@ void TableChecker::CheckUnusedLongValues() {
     sink_.Untidy(tdef_page_,
                  fmt::format("Table \"{}\" holds {} parts of long values that no row names.", name_, unused));
   }
+}
+
+Value TableChecker::Get(RowId id, const char* column) {
+  PageRef page;
+  const std::optional<RowView> row = LiveRow(id, &page);
+  return row ? Get(*row, column) : Value::Null();
 }
 
 Value TableChecker::Get(const RowView& row, const char* column) {

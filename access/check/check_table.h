@@ -21,6 +21,8 @@ class TableChecker {
 
   // Reads the definition; false when it cannot be read.
   bool ReadDefinition();
+  // What the columns take from the properties that the catalog holds for the table. Needs ReadDefinition().
+  void ApplyProperties(const std::string& blob);
   // Everything else. Needs ReadDefinition().
   void Check();
 
@@ -32,6 +34,8 @@ class TableChecker {
   void ForEachRow(bool report, const std::function<void(RowId, const RowView&)>& use);
   // A column's value by name, Null when there is no such column.
   Value Get(const RowView& row, const char* column);
+  // The same for a row that is still to be read; Null when it is gone.
+  Value Get(RowId id, const char* column);
 
  private:
   // Pages of long values of one column, and which of their slots rows refer to.
@@ -59,8 +63,13 @@ class TableChecker {
   void CheckRows();
   void CheckRow(RowId id, const RowView& row);
   void CheckRowShape(const RowView& row);
+  void CheckColumns(const RowView& row);
+  void CheckFixedPart(const RowView& row);
+  void CheckLength(std::size_t at, Bytes raw, const RowView& row);
   void CheckText(const ColumnDef& column, Bytes raw, const RowView& row);
   void CheckLongValue(const ColumnDef& column, Bytes raw, const RowView& row);
+  void WalkLongValue(const ColumnDef& column, Bytes raw, const RowView& row,
+                     const std::function<void(Bytes)>& use);
   bool UsePiece(const ColumnDef& column, LongPages* pages, RowPointer at, const RowView& row, Bytes* bytes,
                 PageRef* page);
   void CheckUnusedLongValues();
@@ -88,10 +97,14 @@ class TableChecker {
   std::map<std::uint16_t, LongPages> long_pages_;  // by column number
   std::vector<IndexState> indexes_;
   std::vector<bool> indexed_column_;
-  std::vector<Value> values_;  // of the row at hand
+  // Columns whose values can be wrong where their place is right; for the others CheckFixedPart is enough.
+  std::vector<std::size_t> examined_columns_;
+  std::uint32_t fixed_bytes_ = 0;  // of a row that has all columns
+  std::vector<Value> values_;      // of the row at hand
   std::vector<bool> has_value_;
   std::vector<std::uint32_t> pointer_targets_, bodies_;  // packed row identifiers
   std::uint64_t row_count_ = 0;
+  std::uint64_t short_rows_ = 0;
   std::string key_, scratch_;
 };
 

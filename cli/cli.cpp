@@ -150,7 +150,7 @@ int RunCommand(const std::vector<std::string>& arguments, Streams& streams) {
     return IsRefusal(e.kind()) ? kRefused : kFailed;
   } catch (const db::DbError& e) {
     streams.err << e.number() << ' ' << e.description() << '\n';
-    return kFailed;
+    return e.number() == db::kErrReadOnly ? kRefused : kFailed;
   }
 }
 

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -57,6 +58,43 @@ class CliTest : public testing::Test {
 
   fs::path folder_;
 };
+
+// Lengths of text are characters in every version. A change of such a file is refused, with the reason.
+TEST_F(CliTest, Access97FilesAreReadAndSayWhyTheyAreNotChanged) {
+  const char* samples = std::getenv("ACCESS_SAMPLES");
+  if (samples == nullptr) GTEST_SKIP() << "ACCESS_SAMPLES names no folder with files that Access wrote";
+  const std::string file = At("old.mdb");
+  fs::copy_file(fs::path(samples) / "jet3" / "testV1997.mdb", file);
+  fs::permissions(file, fs::perms::owner_write, fs::perm_options::add);
+  const std::string before = Slurp(file);
+  EXPECT_THAT(RunCli({"schema", file, "Table1"}).out, HasSubstr("[A] TEXT(50),\n  [B] TEXT(100),\n"));
+  for (const char* statement :
+       {"UPDATE Table1 SET B = 'x'", "DELETE FROM Table1", "DROP TABLE Table1",
+        "ALTER TABLE Table1 ADD COLUMN Z LONG", "INSERT INTO Table1 (A) VALUES ('x')"}) {
+    const Outcome refused = RunCli({"sql", file, statement});
+    EXPECT_EQ(refused.code, kRefused) << statement;
+    EXPECT_THAT(refused.err,
+                HasSubstr("old.mdb\" is an Access 97 database, which can be read but not changed."));
+  }
+  EXPECT_EQ(Slurp(file), before);
+}
+
+// What Access calculates is shown, with its type, and never written.
+TEST_F(CliTest, CalculatedColumnsAreShownAndKeepTheirTableFromChanges) {
+  const char* samples = std::getenv("ACCESS_SAMPLES");
+  if (samples == nullptr) GTEST_SKIP() << "ACCESS_SAMPLES names no folder with files that Access wrote";
+  const std::string file = At("calculated.accdb");
+  fs::copy_file(fs::path(samples) / "hard" / "calcFieldTestV2010.accdb", file);
+  fs::permissions(file, fs::perms::owner_write, fs::perm_options::add);
+  EXPECT_THAT(RunCli({"schema", file, "Table1"}).out, HasSubstr("[IsRich] /* calculated */ YESNO,\n"));
+  EXPECT_EQ(
+      RunCli({"sql", file, "--csv", "SELECT LastFirst FROM Table1 WHERE IsRich AND LastFirstLen = 12"}).out,
+      "\"LastFirst\"\n\"Wayne, Bruce\"\n");
+  const Outcome refused = RunCli({"sql", file, "UPDATE Table1 SET City = 'x'"});
+  EXPECT_NE(refused.code, kOk);
+  EXPECT_THAT(refused.err, HasSubstr("column \"LastFirst\" is calculated"));
+  EXPECT_EQ(RunCli({"check", file}).code, kOk);
+}
 
 TEST_F(CliTest, UsageErrorsExitWithTwo) {
   for (const std::vector<std::string>& arguments :

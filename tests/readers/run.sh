@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# run.sh VNTFIX MODULES: writes files in every format and lets the independent readers judge them.
+# run.sh VNTFIX MODULES: writes files in every format and lets the independent readers judge them; where
+# ACCESS_SAMPLES is set, also the files that Access wrote, as they are and after changes to every table.
 set -euo pipefail
 vntfix=$1
 modules=$2
@@ -20,4 +21,10 @@ for format in jet4 ace12 ace14; do
   "$vntfix" check "$work/$format/notices.$extension"
   files+=("$work/types-$format.$extension" "$work/$format/notices.$extension" "$work/$format/reference.$extension")
 done
+if [ -n "${ACCESS_SAMPLES:-}" ]; then
+  files+=("$ACCESS_SAMPLES"/{jet3,jet4,ace12,ace14,hard}/*.*db)
+  mkdir "$work/changed"
+  node "$here/change_samples.mjs" "$vntfix" "$ACCESS_SAMPLES" "$work/changed" >/dev/null
+  files+=("$work"/changed/*)
+fi
 node "$here/compare_readers.mjs" "$vntfix" "$modules" "${files[@]}"

@@ -12,6 +12,7 @@
 #include <iterator>
 #include <memory>
 #include <optional>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -96,8 +97,11 @@ constexpr KnownDifference kKnownDifferences[] = {
     {"unsupportedFieldsTestV2007.accdb", "Test", "UnknownVar", Difference::kValues,
      "columns of types that nobody knows: mdb-export shows Null, we give the stored bytes"},
     {"unsupportedFieldsTestV2007.accdb", "Test", "UnknownFix", Difference::kValues, "the same"},
+    {"extDateTestV2019.accdb", "Table1", "DateNormal", Difference::kValues,
+     "mdb-export shows every date before 1900 as 1900-01-00"},
     {"overflowTestV2000.mdb", "Table1", "", Difference::kOrder,
      "mdb-export shows moved rows where their bodies stand, we where their identifiers are"},
+    {"extDateTestV2019.accdb", "Table1", "", Difference::kOrder, "the same"},
 };
 
 bool IsKnown(const std::string& file, const std::string& table, const std::string& column,
@@ -124,11 +128,20 @@ std::string Show(const Value& value) {
   }
 }
 
+// Whether mdb-export can be asked for the column. It shows the frame of calculated values as value, and
+// nothing for extended dates.
+bool IsComparable(const std::string& file, const Table& table, const ColumnDef& column) {
+  return !column.calculated && column.type != ColumnType::kDateTimeExtended &&
+         !IsKnown(file, table.def().name, column.name, Difference::kValues);
+}
+
 // Brings the exported rows into the order of ours.
-void Reorder(const Table& table, const std::vector<ReadRow>& rows, ExportedTable* exported) {
+void Reorder(const std::string& file, const Table& table, const std::vector<ReadRow>& rows,
+             ExportedTable* exported) {
   const auto matches = [&](const ReadRow& row, const std::vector<std::optional<std::string>>& fields) {
     for (std::size_t c = 0; c < fields.size(); ++c) {
       const auto column = static_cast<std::size_t>(table.def().FindColumn(exported->columns[c]));
+      if (!IsComparable(file, table, table.def().columns[column])) continue;
       if (!SaysTheSame(table.def().columns[column], row.values[column], fields[c])) return false;
     }
     return true;
@@ -141,7 +154,7 @@ void Reorder(const Table& table, const std::vector<ReadRow>& rows, ExportedTable
   }
 }
 
-void CompareTable(const std::string& file, Table& table) {
+void CompareTable(const std::string& file, Table& table, bool in_order = true) {
   const std::string& name = table.def().name;
   ExportedTable exported;
   ASSERT_TRUE(RunMdbExport(file, name, &exported)) << "mdb-export does not read it";
@@ -149,11 +162,11 @@ void CompareTable(const std::string& file, Table& table) {
   ASSERT_EQ(rows.size(), exported.rows.size());
   for (const std::string& column : exported.columns) ASSERT_GE(table.def().FindColumn(column), 0) << column;
   EXPECT_EQ(exported.columns.size(), table.def().columns.size());
-  if (IsKnown(file, name, "", Difference::kOrder)) Reorder(table, rows, &exported);
+  if (!in_order || IsKnown(file, name, "", Difference::kOrder)) Reorder(file, table, rows, &exported);
   for (std::size_t c = 0; c < exported.columns.size(); ++c) {
     const auto column = static_cast<std::size_t>(table.def().FindColumn(exported.columns[c]));
     const ColumnDef& def = table.def().columns[column];
-    if (IsKnown(file, name, def.name, Difference::kValues)) continue;
+    if (!IsComparable(file, table, def)) continue;
     for (std::size_t r = 0; r < rows.size(); ++r) {
       const Value& value = rows[r].values[column];
       ASSERT_LT(c, exported.rows[r].size());
@@ -169,7 +182,7 @@ void CompareTable(const std::string& file, Table& table) {
 TEST(AccessSamples, ReadAsAnIndependentReaderReadsThem) {
   SKIP_WITHOUT_SAMPLES();
   if (!HaveMdbExport()) GTEST_SKIP() << "mdb-export is not installed";
-  for (const std::string& file : Samples({"jet3", "jet4", "ace12", "ace14"})) {
+  for (const std::string& file : Samples({"jet3", "jet4", "ace12", "ace14", "hard"})) {
     const auto db = Database::Open(PlatformFileSystem(), file, OpenMode::kRead);
     for (const std::string& name : TablesOf(*db, false)) {
       SCOPED_TRACE(file + " table " + name);
@@ -180,11 +193,15 @@ TEST(AccessSamples, ReadAsAnIndependentReaderReadsThem) {
   }
 }
 
+// Its map of free pages contradicts its tables: pages in use are said to be free.
+bool IsOddOnPurpose(const std::string& file) { return fs::path(file).filename() == "testRefGlobalV2000.mdb"; }
+
 TEST(AccessSamples, AreSound) {
   SKIP_WITHOUT_SAMPLES();
-  for (const std::string& file : Samples({"jet3", "jet4", "ace12", "ace14"})) {
+  for (const std::string& file : Samples({"jet3", "jet4", "ace12", "ace14", "hard"})) {
     const auto db = Database::Open(PlatformFileSystem(), file, OpenMode::kRead);
     for (const Finding& finding : CheckDatabase(*db)) {
+      if (IsOddOnPurpose(file) && finding.text.find("the map of free pages") != std::string::npos) continue;
       if (finding.fatal) ADD_FAILURE() << file << ": " << finding.text;
     }
   }
@@ -231,6 +248,42 @@ TEST(AccessSamples, ProtectedFilesAreRefused) {
   EXPECT_GT(count, 0);
 }
 
+// The types of calculated columns stand in their properties; values of no bytes are Null.
+TEST(AccessSamples, CalculatedColumnsHaveTheirTypes) {
+  SKIP_WITHOUT_SAMPLES();
+  const auto first_row = [](const std::string& name, std::size_t row) {
+    for (const std::string& file : Samples({"hard"})) {
+      if (fs::path(file).filename() != name) continue;
+      const auto db = Database::Open(PlatformFileSystem(), file, OpenMode::kRead);
+      const auto table = db->FindTable("Table1");
+      EXPECT_NE(table->def().read_only_reason.find("is calculated"), std::string::npos);
+      std::string text;
+      const std::vector<ReadRow> rows = ReadAll(*table);
+      for (std::size_t c = 0; c < table->def().columns.size(); ++c) {
+        const ColumnDef& column = table->def().columns[c];
+        if (!column.calculated) continue;
+        text += column.name + ":" + std::to_string(static_cast<int>(column.type)) + "=" +
+                Show(rows.at(row).values[c]) + " ";
+        TableCursor cursor(*table);
+        Row read;
+        RowId id;
+        while (cursor.Next(&read, &id) && id != rows[row].id) continue;
+        EXPECT_EQ(read.IsNull(static_cast<int>(c)), rows[row].values[c].is_null());
+      }
+      return text;
+    }
+    return std::string("no such file");
+  };
+  EXPECT_EQ(
+      first_row("calcFieldTestV2010.accdb", 1),
+      "LastFirst:10=Simpson, Bart LastFirstLen:4=13 MonthlySalary:5=-0.0833 IsRich:1=0 "
+      "AllNames:12=Simpson, Bart=Simpson, Bart WeeklySalary:16=-0.0192307692307692 SalaryTest:5=-1.0000 "
+      "BoolTest:1=-1 DecimalTest:16=-36.222200 FloatTest:6=0.003589 "
+      "BigNumTest:16=-0.0784734499180612994241100748 ");
+  EXPECT_EQ(first_row("extDateTestV2019.accdb", 0), "DateNormalCalc:8=43999.000000 ");
+  EXPECT_EQ(first_row("extDateTestV2019.accdb", 4), "DateNormalCalc:8=Null ");
+}
+
 // A value of the column other than `old`, or `old` where there is no easy one.
 Value Another(const ColumnDef& column, const Value& old) {
   switch (column.type) {
@@ -251,7 +304,33 @@ Value Another(const ColumnDef& column, const Value& old) {
     case ColumnType::kDouble:
     case ColumnType::kSingle:
     case ColumnType::kDateTime:
-      return Value::Real(old.is_null() ? 1.5 : old.real() + 1);
+      return Value::Real(old.is_null() ? 1.5 : old.real() > 1e6 ? 2.5 : old.real() + 1);
+    case ColumnType::kBoolean:
+      return Value::Integer(old.integer() == 0 ? -1 : 0);
+    case ColumnType::kBigInt:
+      return Value::Integer(old.is_null() ? 7001 : old.integer() / 2);
+    case ColumnType::kCurrency:
+    case ColumnType::kDecimal: {
+      // One more than nothing in the last digit.
+      Decimal d = old.is_null() ? Decimal{} : old.decimal();
+      d.scale = column.type == ColumnType::kCurrency ? 4 : column.scale;
+      d.low = d.low == 1 ? 2 : 1;
+      d.high = 0;
+      d.negative = !d.negative;
+      return Value::Dec(d);
+    }
+    case ColumnType::kGuid:
+      return Value::Text("{00112233-4455-6677-8899-AABBCCDDEEFF}");
+    case ColumnType::kDateTimeExtended:
+      return Value::Text("1234-05-06 07:08:09.0123456");
+    case ColumnType::kBinary: {
+      std::string bytes = old.is_null() ? "" : old.bytes();
+      if (bytes.size() < column.length && !column.fixed) return Value::Blob(bytes + '\x7F');
+      if (!bytes.empty()) bytes[0] ^= 1;
+      return Value::Blob(bytes);
+    }
+    case ColumnType::kOle:
+      return Value::Blob(std::string(old.is_null() ? 30 : old.bytes().size() + 5000, '\x55'));
     default:
       return old;
   }
@@ -285,22 +364,30 @@ bool Try(Database& db, Action action) {
   }
 }
 
-// Updates, deletes and inserts rows of a table; returns how many changes took place.
+// Updates, deletes and inserts rows of a table; returns how many changes took place. Each column of a row
+// gets another value, and in every second row Null at last; whatever is not changed must stay as it was.
 int ChangeTable(Database& db, Table& table) {
   int changes = 0;
-  const std::vector<ReadRow> rows = ReadAll(table);
+  std::vector<ReadRow> rows = ReadAll(table);
   const TableDef& def = table.def();
   for (std::size_t r = 0; r < rows.size() && r < 60; ++r) {
     for (std::size_t c = 0; c < def.columns.size(); ++c) {
-      const Value fresh = Another(def.columns[c], rows[r].values[c]);
-      const bool done = Try(db, [&] { table.Update(rows[r].id, {{static_cast<int>(c), fresh}}); });
-      changes += done ? 1 : 0;
-      Row row;
-      EXPECT_TRUE(table.Fetch(rows[r].id, &row));
-      EXPECT_TRUE(!done || row.IsNull(static_cast<int>(c)) == fresh.is_null());
+      const ColumnDef& column = def.columns[c];
+      std::vector<Value> news = {Another(column, rows[r].values[c])};
+      if (r % 2 == 1 && column.type != ColumnType::kBoolean) news.push_back(Value::Null());
+      for (const Value& fresh : news) {
+        if (!Try(db, [&] { table.Update(rows[r].id, {{static_cast<int>(c), fresh}}); })) continue;
+        ++changes;
+        Row row;
+        EXPECT_TRUE(table.Fetch(rows[r].id, &row));
+        rows[r].values[c] = row.Get(static_cast<int>(c));
+        EXPECT_EQ(rows[r].values[c], fresh) << column.name;
+        EXPECT_EQ(row.IsNull(static_cast<int>(c)), fresh.is_null()) << column.name;
+      }
     }
   }
   const std::vector<ReadRow> updated = ReadAll(table);
+  EXPECT_TRUE(updated == rows) << "a change changed something else";
   const std::uint32_t before = table.row_count();
   std::uint32_t deleted = 0;
   for (std::size_t r = 0; r < updated.size() && r < 60; r += 2) {
@@ -324,6 +411,31 @@ int ChangeTable(Database& db, Table& table) {
   }
   EXPECT_EQ(table.row_count(), before - deleted + inserted);
   return changes + static_cast<int>(deleted + inserted);
+}
+
+// Lets mdb-export judge what we wrote; returns the number of tables.
+int CompareChangedFile(MemoryFileSystem& files, Database& db) {
+  // In a folder of its own: tests run at the same time, and the name of the file says what is known of it.
+  std::random_device random;
+  const fs::path folder = fs::temp_directory_path() /
+                          ("vntfix-samples-" + std::to_string(random()) + "-" + std::to_string(random()));
+  fs::create_directory(folder);
+  const fs::path copy = folder / db.path();
+  {
+    std::ofstream out(copy, std::ios::binary);
+    const std::string content = files.Content(db.path());
+    out.write(content.data(), static_cast<std::streamsize>(content.size()));
+  }
+  // Rows that have moved are shown elsewhere.
+  int tables = 0;
+  for (const std::string& name : TablesOf(db, false)) {
+    SCOPED_TRACE("mdb-export, table " + name);
+    const auto table = db.FindTable(name);
+    ++tables;
+    CompareTable(copy.string(), *table, false);
+  }
+  fs::remove_all(folder);
+  return tables;
 }
 
 // These files have a relationship that cascades deletes (Table2 to Table1.otherfk1) and one that cascades
@@ -366,8 +478,10 @@ TEST(AccessSamples, EnforcedRelationshipsAreKept) {
 
 TEST(AccessSamples, StaySoundWhenChanged) {
   SKIP_WITHOUT_SAMPLES();
-  int changes = 0;
-  for (const std::string& file : Samples({"jet4", "ace12", "ace14"})) {
+  int changes = 0, compared = 0;
+  const bool judged = HaveMdbExport();
+  for (const std::string& file : Samples({"jet4", "ace12", "ace14", "hard"})) {
+    if (IsOddOnPurpose(file)) continue;
     SCOPED_TRACE(file);
     MemoryFileSystem files;
     auto db = OpenCopy(files, file);
@@ -392,6 +506,7 @@ TEST(AccessSamples, StaySoundWhenChanged) {
       if (finding.fatal) ADD_FAILURE() << finding.text;
     }
     EXPECT_LE(findings.size(), untidy);
+    if (judged) compared += CompareChangedFile(files, *db);
     for (const auto& [name, rows] : changed) EXPECT_TRUE(ReadAll(*db->FindTable(name)) == rows) << name;
     const std::vector<System> after = SystemRows(*db);
     ASSERT_EQ(after.size(), before.size());
@@ -401,6 +516,64 @@ TEST(AccessSamples, StaySoundWhenChanged) {
     }
   }
   EXPECT_GT(changes, 1000);
+  EXPECT_TRUE(!judged || compared > 50);
+}
+
+// Files in which Access dropped columns: what is added later must not come to lie over their bytes. Tables of
+// fixed columns only: the first variable column.
+TEST(AccessSamples, AColumnIsAddedToEveryChangeableTable) {
+  SKIP_WITHOUT_SAMPLES();
+  const auto column_of = [](const char* name, ColumnType type) {
+    NewColumn column;
+    column.name = name;
+    column.type = type;
+    return column;
+  };
+  const std::pair<NewColumn, Value> added[] = {
+      {column_of("added number", ColumnType::kDouble), Value::Real(0.5)},
+      {column_of("added text", ColumnType::kText), Value::Text("text")},
+      {column_of("added memo", ColumnType::kMemo), Value::Text(std::string(3000, 'm'))},
+      {column_of("added switch", ColumnType::kBoolean), Value::Integer(-1)}};
+  int tables = 0;
+  for (const std::string& file : Samples({"jet4", "ace12", "ace14", "hard"})) {
+    if (IsOddOnPurpose(file)) continue;
+    SCOPED_TRACE(file);
+    MemoryFileSystem files;
+    auto db = OpenCopy(files, file);
+    const std::size_t untidy = CheckDatabase(*db).size();
+    for (const std::string& name : TablesOf(*db, false)) {
+      SCOPED_TRACE(name);
+      if (!db->FindTable(name)->def().read_only_reason.empty()) continue;
+      ++tables;
+      std::vector<ReadRow> rows = ReadAll(*db->FindTable(name));
+      for (const auto& [column, value] : added) {
+        SCOPED_TRACE(column.name);
+        db->AddColumn(name, column);
+        const auto table = db->FindTable(name);
+        const auto at = static_cast<std::size_t>(table->def().FindColumn(column.name));
+        ASSERT_EQ(at + 1, table->def().columns.size());
+        for (ReadRow& row : rows) {
+          row.values.push_back(column.type == ColumnType::kBoolean ? Value::Integer(0) : Value::Null());
+        }
+        EXPECT_TRUE(ReadAll(*table) == rows) << "the old rows have changed";
+        StatementScope scope(*db);
+        for (std::size_t r = 0; r < rows.size() && r < 300; r += 2) {
+          table->Update(rows[r].id, {{static_cast<int>(at), value}});
+          rows[r].values[at] = value;
+        }
+        scope.Commit();
+        EXPECT_TRUE(ReadAll(*table) == rows) << "the changed rows";
+      }
+    }
+    db->Checkpoint();
+    const std::vector<Finding> findings = CheckDatabase(*db);
+    EXPECT_LE(findings.size(), untidy);
+    for (const Finding& finding : findings) {
+      if (finding.fatal) ADD_FAILURE() << finding.text;
+    }
+    if (HaveMdbExport()) CompareChangedFile(files, *db);
+  }
+  EXPECT_GT(tables, 40);
 }
 
 }  // namespace

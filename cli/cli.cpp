@@ -2,6 +2,7 @@
 
 #include <limits>
 #include <map>
+#include <new>
 #include <ostream>
 
 #include <fmt/format.h>
@@ -9,6 +10,7 @@
 
 #include "access/base/error.h"
 #include "cli/commands.h"
+#include "cli/interruptible.h"
 #include "db/engine_errors.h"
 #include "db/error.h"
 
@@ -111,6 +113,7 @@ bool IsRefusal(jet::ErrorKind kind) {
     case jet::ErrorKind::kFull:
     case jet::ErrorKind::kMemory:
     case jet::ErrorKind::kReplaced:
+    case jet::ErrorKind::kInterrupted:
     case jet::ErrorKind::kExists:
       return true;
     default:
@@ -142,15 +145,22 @@ int RunCommand(const std::vector<std::string>& arguments, Streams& streams) {
   } catch (const CLI::ParseError& e) {
     return app.exit(e, streams.out, streams.err) == 0 ? kOk : kUsage;
   }
+  const std::string command = app.get_subcommands().front()->get_name();
   try {
-    return Dispatch(app.get_subcommands().front()->get_name(), parsed, streams);
+    return Dispatch(command, parsed, streams);
   } catch (const jet::Error& e) {
     const db::DbError error = db::ToDbError(e);
     streams.err << error.number() << ' ' << error.description() << '\n';
+    if (e.kind() == jet::ErrorKind::kInterrupted) return InterruptedStatus();
     return IsRefusal(e.kind()) ? kRefused : kFailed;
   } catch (const db::DbError& e) {
     streams.err << e.number() << ' ' << e.description() << '\n';
+    if (e.number() == db::kErrInterrupted) return InterruptedStatus();
     return e.number() == db::kErrReadOnly ? kRefused : kFailed;
+  } catch (const std::bad_alloc&) {
+    streams.err << db::kOutOfMemory << '\n';
+    // Statements before the one that failed may have been done.
+    return command == "sql" ? kFailed : kRefused;
   }
 }
 

@@ -9,7 +9,7 @@ namespace vnt::cli {
 
 enum ExitCode {
   kOk = 0,
-  kFailed = 1,     // the run finished, but a fix or statement failed, or `check` found something
+  kFailed = 1,     // a fix or statement failed, a run ended early, or `check` found something
   kUsage = 2,      // wrong options or arguments
   kRefused = 3,    // missing, locked, read-only, unsupported or damaged file
   kUnwritten = 4,  // done, but the output could not be written
@@ -22,7 +22,8 @@ struct Streams {
   bool progress = false;  // err is a terminal
 };
 
-// `arguments` without the program's name.
+// `arguments` without the program's name. Gives an ExitCode, or 128 and the number of the signal that ended
+// the command.
 int Run(const std::vector<std::string>& arguments, Streams streams);
 
 }  // namespace vnt::cli

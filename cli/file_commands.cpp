@@ -1,5 +1,6 @@
 // What looks at a file as a file: new, tables, schema, export, check.
 #include <algorithm>
+#include <new>
 #include <ostream>
 
 #include <fmt/format.h>
@@ -7,7 +8,9 @@
 #include "access/check/check.h"
 #include "access/store/database.h"
 #include "cli/commands.h"
+#include "cli/interruptible.h"
 #include "cli/output.h"
+#include "db/error.h"
 
 namespace vnt::cli {
 namespace {
@@ -190,6 +193,7 @@ int Schema(const std::string& file, const std::string& table, Streams& streams) 
 }
 
 int Export(const std::string& file, const std::string& table_name, Streams& streams) {
+  const Interruptible interruptible;
   const auto database = OpenForReading(file);
   const auto table = RequireTable(*database, table_name);
   const auto& columns = table->def().columns;
@@ -205,6 +209,7 @@ int Export(const std::string& file, const std::string& table_name, Streams& stre
   jet::RowId id;
   std::string text;
   while (cursor.Next(&row, &id)) {
+    jet::ThrowIfInterrupted();
     for (std::size_t i = 0; i < columns.size(); ++i) {
       if (i > 0) buffer += ',';
       const int column = static_cast<int>(i);
@@ -227,9 +232,22 @@ int Export(const std::string& file, const std::string& table_name, Streams& stre
 }
 
 int Check(const std::string& file, Streams& streams) {
+  const Interruptible interruptible;
   const auto database = OpenForReading(file);
+  std::vector<jet::Finding> findings;
+  // What could not be read is no fault of the file.
+  try {
+    findings = jet::CheckDatabase(*database);
+  } catch (const jet::Error& error) {
+    if (error.kind() == jet::ErrorKind::kInterrupted) throw;
+    streams.err << file << " could not be checked: " << error.what() << '\n';
+    return kRefused;
+  } catch (const std::bad_alloc&) {
+    streams.err << file << " could not be checked: " << db::kOutOfMemory << '\n';
+    return kRefused;
+  }
   int faults = 0, remarks = 0;
-  for (const jet::Finding& finding : jet::CheckDatabase(*database)) {
+  for (const jet::Finding& finding : findings) {
     ++(finding.fatal ? faults : remarks);
     streams.out << (finding.fatal ? "fault: " : "remark: ");
     if (finding.page != jet::Error::kNoPlace) streams.out << "page " << finding.page << ": ";

@@ -1,12 +1,13 @@
 // vntfix fix and vntfix list.
 #include <functional>
+#include <map>
 #include <ostream>
-#include <set>
 #include <string>
 
 #include <fmt/format.h>
 
 #include "cli/commands.h"
+#include "cli/interruptible.h"
 #include "cli/output.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
@@ -19,22 +20,29 @@
 namespace vnt::cli {
 namespace {
 
+// Texts on the error stream, each of them once within a fix.
 class StreamMessages : public platform::Messages {
  public:
   explicit StreamMessages(std::ostream& err) : err_(err) {}
   void Show(std::string_view text, platform::MessageStyle) override {
-    err_ << text << '\n';
-    shown_.emplace(text);
+    int& times = shown_.try_emplace(std::string(text)).first->second;
+    if (++times == 1) err_ << text << '\n';
   }
   // Shows the text unless it was shown since the last Forget().
   void ShowOnce(const std::string& text) {
-    if (shown_.insert(text).second) err_ << text << '\n';
+    if (shown_.try_emplace(text, 1).second) err_ << text << '\n';
   }
-  void Forget() { shown_.clear(); }
+  // A fix has ended; what it repeated is told with its number.
+  void Forget() {
+    for (const auto& [text, times] : shown_) {
+      if (times > 1) err_ << fmt::format("{} ({} times)\n", text, times);
+    }
+    shown_.clear();
+  }
 
  private:
   std::ostream& err_;
-  std::set<std::string, std::less<>> shown_;
+  std::map<std::string, int, std::less<>> shown_;
 };
 
 // Prints a line per fix as it ends, and on a terminal the name of the running one.
@@ -86,11 +94,12 @@ int Fix(const FixOptions& options, Streams& streams) {
   ScopedProgramState scoped_state(state);
   state.current_database = options.file;
   state.ntc_id = options.notice;
+  const Interruptible interruptible;
   try {
     OpenAccessDatabase();
   } catch (const db::DbError& error) {
     ShowError(error);
-    return kRefused;
+    return InterruptedStatus() != 0 ? InterruptedStatus() : kRefused;
   }
   const FixSelection selection = Select(options);
   if (const std::string fault = ReferenceFault(selection); !fault.empty()) {
@@ -100,6 +109,7 @@ int Fix(const FixOptions& options, Streams& streams) {
   FixPrinter printer(streams, messages);
   const RunResult result = RunFixes(selection, printer);
   if (result.refused) return kRefused;
+  if (result.ended_early && InterruptedStatus() != 0) return InterruptedStatus();
   return result.failed() ? kFailed : kOk;
 }
 

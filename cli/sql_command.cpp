@@ -8,6 +8,7 @@
 
 #include "access/sql/session.h"
 #include "cli/commands.h"
+#include "cli/interruptible.h"
 #include "cli/output.h"
 #include "db/connection.h"
 #include "db/connection_string.h"
@@ -116,6 +117,8 @@ int Sql(const SqlOptions& options, Streams& streams) {
   for (const std::string& statement : statements)
     only_queries = only_queries && jet::sql::Session::IsQuery(statement);
 
+  // From here on: who is asked for statements can still be ended as ever.
+  const Interruptible interruptible;
   db::Connection connection;
   // Looking at a database that somebody else reads, or that cannot be written, is fine as long as nothing
   // changes.
@@ -140,7 +143,9 @@ int Sql(const SqlOptions& options, Streams& streams) {
     }
   } catch (const db::DbError& error) {
     connection.Close();  // keeps what the statements before the failed one did
-    const bool is_of_file = error.is_environment() || error.number() == db::kErrReadOnly;
+    const bool interrupted = error.number() == db::kErrInterrupted;
+    const bool is_of_file =
+        (error.is_environment() && !interrupted) || error.number() == db::kErrReadOnly;
     if (is_of_file && !changed_something) return Refused(error, streams);
     throw;
   }

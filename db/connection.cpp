@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "access/base/interruption.h"
 #include "db/access_provider/access_provider.h"
 #include "db/connection_string.h"
 #include "db/odbc_provider/odbc_provider.h"
@@ -29,6 +30,8 @@ void Tell(std::string_view text, std::int64_t rows, const DbError* error) {
 template <typename Send>
 std::int64_t Observed(std::string_view sql, Send send) {
   LogSql(sql);
+  if (jet::interruption != 0)
+    throw DbError(kErrInterrupted, kSource, "The work was interrupted.", /*environment=*/true);
   std::int64_t rows = 0;
   try {
     rows = send();

@@ -10,6 +10,7 @@ namespace vnt::db {
 // Numbers that callers and tests name.
 inline constexpr std::int32_t kErrOverflow = 6;
 inline constexpr std::int32_t kErrTypeMismatch = 13;
+inline constexpr std::int32_t kErrInterrupted = 18;  // by the user
 inline constexpr std::int32_t kErrInvalidUseOfNull = 94;
 inline constexpr std::int32_t kErrNoCurrentRecord = 3021;
 inline constexpr std::int32_t kErrItemNotFound = 3265;       // no field of that name
@@ -31,6 +32,9 @@ inline constexpr std::int32_t kErrRowGone =
     -2147217864;  // 0x80040E38: the row to change is not there any more
 inline constexpr std::int32_t kErrReadOnly = -2147217911;  // 0x80040E09: no permission to change
 inline constexpr std::int32_t kErrNotFound = -2147467259;  // file missing, locked, damaged, unsupported
+
+// What std::bad_alloc is called.
+inline constexpr char kOutOfMemory[] = "There is not enough memory.";
 
 class DbError : public std::exception {
  public:

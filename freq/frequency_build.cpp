@@ -100,6 +100,7 @@ void BuildFromEdges(const EdgeBuild& build) {
         try {
           BuildEdgeGroup(build, builder, groups);
         } catch (const db::DbError& error) {
+          PassOnEnvironment(error);
           log.Write(ntc_id, groups.Get("grp_id").ToInt32(), error);
           Count(error);
         }
@@ -108,6 +109,7 @@ void BuildFromEdges(const EdgeBuild& build) {
     }
     notices.Close();
   } catch (const db::DbError& error) {
+    PassOnEnvironment(error);
     log.Write(ntc_id, std::nullopt, error);
     Count(error);
   }
@@ -127,6 +129,7 @@ void BuildFromCentres(const std::string& selection) {
       try {
         builder.BuildFreq(groups.Get("grp_id").ToInt32());
       } catch (const db::DbError& error) {
+        PassOnEnvironment(error);
         if (reported) {
           Count(error);
         } else {

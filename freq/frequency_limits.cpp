@@ -14,6 +14,7 @@
 #include <string>
 
 #include "platform/messages.h"
+#include "program/error_trap.h"
 #include "program/program_state.h"
 
 namespace vnt {
@@ -55,11 +56,13 @@ void WriteAll(const std::string& query, std::string name,
         const std::string selection = select(limits, name);
         WriteLimits(limits, selection);
       } catch (const db::DbError& error) {
+        PassOnEnvironment(error);
         Report(name, error);
       }
     }
     limits.Close();
   } catch (const db::DbError& error) {
+    PassOnEnvironment(error);
     Report(name, error);
   }
 }

@@ -67,7 +67,7 @@ void OpenChosenDatabase(const std::string& path, const std::function<void()>& op
     State().current_database.clear();
     // Nothing will be asked of the refused file any more; it must not stay locked.
     CloseDatabases();
-    set_panel("no database open");
+    set_panel(kNoDatabaseText);
     platform::ShowMessage("This database is an old version.  Please use VNTfixV7 for Version 7 only.",
                           platform::MessageStyle::kCritical);
     return;

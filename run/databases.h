@@ -7,6 +7,9 @@
 
 namespace vnt {
 
+// What the window's database panel says while none is open.
+inline constexpr char kNoDatabaseText[] = "no database open";
+
 // Opens the main and the second connection on the data source named by the current database, for the
 // logged-on user. An error ends it quietly: the fixes then report what fails.
 void OpenIngresDatabase();

@@ -1,7 +1,11 @@
 #include "run/fix_runner.h"
 
 #include <algorithm>
+#include <exception>
 #include <memory>
+#include <new>
+#include <span>
+#include <type_traits>
 #include <utility>
 
 #include "history/history.h"
@@ -9,6 +13,8 @@
 #include "platform/settings.h"
 #include "program/error_trap.h"
 #include "program/program_state.h"
+#include "run/end_of_run.h"
+#include "run/guards.h"
 
 namespace vnt {
 namespace {
@@ -30,7 +36,12 @@ bool OpenReferenceDatabase() {
   reference->Mode = db::AccessMode::kRead;
   db::cadodb& opening = *reference;
   State().reference_connection = std::move(reference);
-  return Resumed([&] { opening.OpenADOConnection(); });
+  try {
+    opening.OpenADOConnection();
+    return true;
+  } catch (const db::DbError&) {
+    return false;  // whatever the reason: nothing has begun yet
+  }
 }
 
 // The conditions of a run, in order; each refusal has its message. On success the reference database is open.
@@ -78,68 +89,97 @@ class Counter {
   Counter() : former_on_error_(State().on_error) {
     State().on_error = [this](const db::DbError& error) { Count(error); };
     db::Connection::SetObserver([this](const db::StatementEvent& event) {
-      if (!event.text.empty()) ++result_.statements;
-      result_.rows += event.rows;
+      if (!event.text.empty()) ++result_->statements;
+      result_->rows += event.rows;
     });
   }
   ~Counter() {
     db::Connection::SetObserver({});
-    State().on_error = former_on_error_;
+    State().on_error = std::move(former_on_error_);
   }
   Counter(const Counter&) = delete;
   Counter& operator=(const Counter&) = delete;
 
-  void Start(const FixEntry* fix) {
-    result_ = FixResult{};
-    result_.fix = fix;
+  // Counts in `result` from now on.
+  void Start(FixResult& result) {
+    result_ = &result;
     start_ = std::chrono::steady_clock::now();
   }
-  FixResult End() {
-    result_.time = std::chrono::steady_clock::now() - start_;
-    return std::move(result_);
-  }
+  void End() { result_->time = std::chrono::steady_clock::now() - start_; }
   void Count(const db::DbError& error) {
-    result_.errors.push_back(error);
+    result_->errors.push_back(error);
     if (former_on_error_) former_on_error_(error);
   }
-  void MarkNotImplemented() { result_.implemented = false; }
 
  private:
   std::function<void(const db::DbError&)> former_on_error_;
-  FixResult result_;
+  FixResult nothing_;
+  FixResult* result_ = &nothing_;
   std::chrono::steady_clock::time_point start_;
 };
 
 class Run {
  public:
-  explicit Run(RunObserver& observer) : observer_(observer) {}
-
-  RunResult Execute(const FixSelection& selection) {
-    observer_.RunStarts();
-    const int count = static_cast<int>(selection.count());
-    int number = 0;
+  Run(const FixSelection& selection, RunObserver& observer) : observer_(observer) {
     for (const FixEntry& fix : FixCatalogue()) {
-      if (!selection.test(static_cast<std::size_t>(fix.index))) continue;
-      observer_.FixStarts(fix, ++number, count);
-      counter_.Start(&fix);
-      for (const FixRoutine& routine :
-           std::span(fix.routines).first(static_cast<std::size_t>(fix.routine_count))) {
-        if (routine.run == nullptr) {
-          counter_.MarkNotImplemented();
-        } else {
-          UnderTrap(routine.run);
-        }
-      }
-      EndFix();
+      if (selection.test(static_cast<std::size_t>(fix.index))) Add(&fix);
     }
-    counter_.Start(nullptr);
-    UnderTrap(StampHistory);
-    EndFix(/*last=*/true);
-    observer_.RunEnds();
+    Add(nullptr);
+    message_.reserve(kMessageBytes);
+  }
+
+  RunResult Execute() {
+    observer_.RunStarts();
+    try {
+      for (FixResult& result : result_.fixes) RunOne(result);
+      observer_.RunEnds();
+    } catch (...) {
+      EndEarly(std::current_exception());
+    }
     return std::move(result_);
   }
 
  private:
+  // Room for every caption twice, so that what became of a run can be told without memory.
+  static constexpr std::size_t kMessageBytes = 8192;
+
+  void Add(const FixEntry* fix) { result_.fixes.emplace_back().fix = fix; }
+
+  void RunOne(FixResult& result) {
+    SetBorder();
+    saving_ = false;
+    result.status = FixStatus::kUndone;  // until it has come to its end
+    if (result.fix != nullptr) {
+      observer_.FixStarts(*result.fix, static_cast<int>(done_) + 1,
+                          static_cast<int>(result_.fixes.size()) - 1);
+    }
+    counter_.Start(result);
+    if (result.fix == nullptr) {
+      UnderTrap(StampHistory);
+    } else {
+      for (const FixRoutine& routine :
+           std::span(result.fix->routines).first(static_cast<std::size_t>(result.fix->routine_count))) {
+        if (routine.run == nullptr) {
+          result.implemented = false;
+        } else {
+          UnderTrap(routine.run);
+        }
+      }
+    }
+    EndCounting(result);
+    saving_ = true;
+    ++done_;
+    Save(/*last=*/result.fix == nullptr);
+    EndCounting(result);
+    observer_.FixEnds(result);
+    told_ = done_;
+  }
+
+  void EndCounting(FixResult& result) {
+    counter_.End();
+    result.status = result.errors.empty() ? FixStatus::kDone : FixStatus::kFailed;
+  }
+
   // The runner's error trap: what reaches it abandons the routine, and the next one runs. The words
   // mislead, since a database is open by then; they are kept because users know them.
   template <class Routine>
@@ -147,7 +187,10 @@ class Run {
     try {
       routine();
     } catch (const db::DbError& error) {
+      PassOnEnvironment(error);
       Trap(error);
+    } catch (const std::bad_alloc&) {
+      throw;
     } catch (const std::exception& error) {
       Trap(db::DbError(db::kErrNotFound, kSource, error.what()));
     }
@@ -157,30 +200,114 @@ class Run {
     ShowMessage("No Database is open!", MessageStyle::kCritical);
   }
 
-  // What was done becomes durable; a failure of that counts as the fix's own.
-  void EndFix(bool last = false) {
+  // A connection that never opened has nothing to keep, and every fix says so.
+  static db::Connection* OpenMain() {
+    const auto& main = State().main_connection;
+    return main && main->has_connection() && main->Cn().is_open() ? &main->Cn() : nullptr;
+  }
+
+  // What is done now is what a failing fix is taken back to.
+  void SetBorder() {
+    if (db::Connection* cn = OpenMain()) cn->Mark();
+    marked_ = done_;
+  }
+
+  // What was done becomes durable, if it is time.
+  void Save(bool last) {
     const auto now = std::chrono::steady_clock::now();
-    if (last || now - last_persist_ >= kPersistInterval) {
-      Trapped([last] {
-        // A connection that never opened has nothing to keep, and every fix has said so.
-        const auto& main = State().main_connection;
-        if (!main || !main->has_connection() || !main->Cn().is_open()) return;
-        if (last) {
-          main->Cn().Checkpoint();
-        } else {
-          main->Cn().Persist();
-        }
-      });
-      last_persist_ = std::chrono::steady_clock::now();
+    if (!last && now - last_persist_ < kPersistInterval) return;
+    Trapped([last] {
+      db::Connection* const cn = OpenMain();
+      if (cn == nullptr) return;
+      if (last) {
+        cn->Checkpoint();
+      } else {
+        cn->Persist();
+      }
+    });
+    persisted_ = marked_ = done_;
+    last_persist_ = std::chrono::steady_clock::now();
+  }
+
+  // Puts the database at the last border, makes that durable, and tells what became of the fixes.
+  void EndEarly(const std::exception_ptr& failure) {
+    result_.ended_early = true;
+    const FixStatus unfinished = GoBack();
+    for (std::size_t i = persisted_; i < result_.fixes.size(); ++i) {
+      FixResult& result = result_.fixes[i];
+      if (result.status == FixStatus::kNotRun) break;
+      result.status = unfinished;
     }
-    result_.fixes.push_back(counter_.End());
-    observer_.FixEnds(result_.fixes.back());
+    // Observers may fail for want of memory; the run's own message is told all the same.
+    Attempt([&] {
+      for (std::size_t i = std::min(persisted_, told_); i < result_.fixes.size(); ++i) {
+        observer_.FixEnds(result_.fixes[i]);
+      }
+    });
+    Attempt([&] { observer_.RunEnds(); });
+    AppendEndOfRun(failure, result_.fixes, &message_);
+    if (State().current_database.empty()) message_ += " The database is closed.";
+    ShowMessage(message_, MessageStyle::kCritical);
+  }
+
+  // Leaves in persisted_ how many fixes are in the database. Gives what became of the others that began.
+  FixStatus GoBack() {
+    db::Connection* const cn = OpenMain();
+    const auto is_durable = [&] { return cn == nullptr || Attempt([&] { return cn->IsDurable(); }); };
+    if (saving_ && is_durable()) {
+      persisted_ = done_;  // what failed came after it was durable
+    } else {
+      bool can_go_back = true;
+      const bool kept = Attempt([&] {
+        if (cn == nullptr) return;
+        can_go_back = cn->RevertToMark();
+        if (can_go_back) cn->Checkpoint();
+      });
+      if (!can_go_back) {
+        persisted_ = done_;
+        return FixStatus::kStopped;
+      }
+      if (kept || is_durable()) persisted_ = marked_;
+      if (kept) return FixStatus::kUndone;
+    }
+    // The connections hold what is not in the database.
+    if (!IsIngres()) ReopenAccessDatabase();
+    return FixStatus::kUndone;
+  }
+
+  // Whether `step` came to its end, and gave true if it gives anything.
+  template <class Step>
+  static bool Attempt(Step&& step) {
+    try {
+      if constexpr (std::is_void_v<decltype(step())>) {
+        step();
+        return true;
+      } else {
+        return step();
+      }
+    } catch (const std::exception&) {
+      return false;
+    }
   }
 
   RunObserver& observer_;
   Counter counter_;
   RunResult result_;
+  std::string message_;
+  // Numbers of fixes: that came to their end; that were done at the last border; that are durable; that the
+  // observer was told of.
+  std::size_t done_ = 0, marked_ = 0, persisted_ = 0, told_ = 0;
+  bool saving_ = false;
   std::chrono::steady_clock::time_point last_persist_ = std::chrono::steady_clock::now();
+};
+
+// Between runs the reference database belongs to whoever wants to open it.
+class ReferenceRelease {
+ public:
+  ReferenceRelease() = default;
+  ~ReferenceRelease() { State().reference_connection.reset(); }
+  ReferenceRelease(const ReferenceRelease&) = delete;
+  ReferenceRelease& operator=(const ReferenceRelease&) = delete;
 };
 
 }  // namespace
@@ -192,20 +319,18 @@ FixSelection DefaultSelection() {
 }
 
 bool RunResult::failed() const {
-  return std::ranges::any_of(fixes, [](const FixResult& fix) { return !fix.errors.empty(); });
+  return ended_early || std::ranges::any_of(fixes, [](const FixResult& fix) { return !fix.errors.empty(); });
 }
 
 RunResult RunFixes(const FixSelection& selection, RunObserver& observer) {
+  const ReferenceRelease release;
   State().run_remark.clear();  // of the run before
   if (!PreconditionsHold()) {
     RunResult refused;
     refused.refused = true;
     return refused;
   }
-  RunResult result = Run(observer).Execute(selection);
-  // Between runs the reference database belongs to whoever wants to open it.
-  State().reference_connection.reset();
-  return result;
+  return Run(selection, observer).Execute();
 }
 
 }  // namespace vnt

@@ -15,8 +15,18 @@ namespace vnt {
 using FixSelection = std::bitset<kFixCount>;  // by check-box index
 FixSelection DefaultSelection();
 
+// What became of a fix.
+enum class FixStatus {
+  kNotRun,
+  kDone,     // ran to its end
+  kFailed,   // ran to its end and reported errors
+  kUndone,   // began, and nothing of it is in the database
+  kStopped,  // did not come to its end; what it had executed stays (a data source cannot take it back)
+};
+
 struct FixResult {
   const FixEntry* fix = nullptr;  // null for the history stamp
+  FixStatus status = FixStatus::kNotRun;
   std::int64_t statements = 0;
   std::int64_t rows = 0;  // rows changed
   std::vector<db::DbError> errors;
@@ -30,18 +40,26 @@ class RunObserver {
   virtual ~RunObserver() = default;
   virtual void RunStarts() {}  // preconditions hold (hourglass on)
   virtual void FixStarts(const FixEntry&, int /*number*/, int /*count*/) {}
+  // Also told, at the end of a run that ended early, of every fix that is not what it was told to be, or that
+  // was told of never.
   virtual void FixEnds(const FixResult&) {}
   virtual void RunEnds() {}  // hourglass off
 };
 
 struct RunResult {
-  bool refused = false;          // a precondition failed; nothing was run
-  std::vector<FixResult> fixes;  // in order of execution; the history stamp last
-  bool failed() const;           // any error reported
+  bool refused = false;  // a precondition failed; nothing was run
+  // A failure of the surroundings or a request from outside ended the run: the fix that was running is
+  // undone, those that are kDone or kFailed are in the database. One message has told so.
+  bool ended_early = false;
+  std::vector<FixResult> fixes;  // all that were selected, in order of execution; the history stamp last
+  bool failed() const;           // any error reported, or ended early
 };
 
 // The click handler's work, on the program-wide state. Shows the refusals and error reports through its
 // messages; "Fix complete." is left to the caller, who knows whether a window is visible.
+//
+// Errors of statements are the fixes' own, and the run goes on. A failure of the surroundings
+// (DbError::is_environment(), no memory) ends it at once.
 RunResult RunFixes(const FixSelection& selection, RunObserver& observer);
 
 }  // namespace vnt

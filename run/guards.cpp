@@ -1,11 +1,11 @@
 #include "run/guards.h"
 
 #include <memory>
+#include <new>
 #include <utility>
 
 #include "fixes/reference_tables.h"
 #include "platform/messages.h"
-#include "program/error_trap.h"
 #include "program/program_state.h"
 
 namespace vnt {
@@ -21,6 +21,18 @@ std::unique_ptr<db::cadodb> OpenCurrentDatabase() {
   connection->DBName = db::Value::Text(State().current_database);
   connection->OpenADOConnection();
   return connection;
+}
+
+// Any failure counts here, of a statement or of the surroundings: no run has begun that it would end.
+template <class Body>
+bool Succeeds(Body&& body) {
+  try {
+    body();
+    return true;
+  } catch (const db::DbError& error) {
+    if (error.number() == db::kErrInterrupted) throw;
+    return false;
+  }
 }
 
 // Puts back what opening a database replaces, unless Keep() was called.
@@ -52,6 +64,21 @@ class FormerDatabase {
   std::int16_t version_no_, version_no_sub_;
 };
 
+// Errors of statements leave what was done before them; a failure of the surroundings, which could strike
+// between the dropping of a table and its making anew, leaves nothing.
+void RefreshWhole() {
+  MainCn().Mark();
+  try {
+    RefreshReferenceForVersion5();
+  } catch (const db::DbError& error) {
+    if (error.is_environment()) MainCn().RevertToMark();
+    throw;
+  } catch (const std::bad_alloc&) {
+    MainCn().RevertToMark();
+    throw;
+  }
+}
+
 }  // namespace
 
 void OpenAccessDatabase() {
@@ -67,13 +94,25 @@ void OpenAccessDatabase() {
   }
   ReadDatabaseVersion();
   if (State().version_no == kRefreshedVersion && State().version_no_sub == kRefreshedSubVersion) {
-    RefreshReferenceForVersion5();
+    RefreshWhole();
   }
   former.Keep();
 }
 
+void ReopenAccessDatabase() {
+  State().main_connection.reset();
+  State().second_connection.reset();
+  try {
+    State().main_connection = OpenCurrentDatabase();
+    State().second_connection = OpenCurrentDatabase();
+  } catch (const db::DbError&) {
+    State().main_connection.reset();
+    State().current_database.clear();
+  }
+}
+
 bool IsDatabaseReadOnly() {
-  return !Resumed([] {
+  return !Succeeds([] {
     db::Recordset versions;
     versions.Open(kNewestVersion, MainCn(), db::CursorType::kKeyset, db::LockType::kOptimistic);
     if (!versions.Eof()) {
@@ -85,12 +124,12 @@ bool IsDatabaseReadOnly() {
 }
 
 void ReadDatabaseVersion() {
-  Resumed([] {
+  Succeeds([] {
     db::Recordset versions;
     versions.Open(kNewestVersion, MainCn());
     if (versions.Eof()) return;
-    Resumed([&] { State().version_no = versions.Get("version_no").ToInt16(); });
-    Resumed([&] { State().version_no_sub = versions.Get("version_no_sub").ToInt16(); });
+    Succeeds([&] { State().version_no = versions.Get("version_no").ToInt16(); });
+    Succeeds([&] { State().version_no_sub = versions.Get("version_no_sub").ToInt16(); });
     versions.Close();
   });
 }

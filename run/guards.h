@@ -8,9 +8,13 @@ namespace vnt {
 // read-only, reads its version, and refreshes the reference tables of a version 5.0 database.
 //
 // Strong guarantee: when anything of this fails with a DbError, the connections, the read-only flag and the
-// version are as before. A read-only database is refused with a message; in a start with "Active" that ends
-// the program (EndProgram).
+// version are as before. A refresh that the surroundings made fail has changed nothing. A read-only database
+// is refused with a message; in a start with "Active" that ends the program (EndProgram).
 void OpenAccessDatabase();
+
+// Opens the connections on the current database (an Access file) anew, because they no longer hold what is in
+// it. When that fails none is open any more, and no database is the current one.
+void ReopenAccessDatabase();
 
 // Whether writing a row of vnt_ooak back fails for any reason. An empty vnt_ooak passes as writable.
 bool IsDatabaseReadOnly();

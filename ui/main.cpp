@@ -8,11 +8,14 @@
 
 #include <clocale>
 #include <iostream>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
 
+#include "access/base/interruption.h"
 #include "platform/desktop.h"
+#include "platform/interruption.h"
 #include "program/program_state.h"
 #include "run/databases.h"
 #include "startup/run_modes.h"
@@ -35,6 +38,8 @@ class Application : public wxApp {
       throw;
     } catch (const db::DbError& error) {
       ShowError(error);
+    } catch (const std::bad_alloc&) {
+      platform::ShowMessage(db::kOutOfMemory, platform::MessageStyle::kCritical);
     } catch (const std::exception& error) {
       platform::ShowMessage(error.what(), platform::MessageStyle::kCritical);
     }
@@ -120,7 +125,11 @@ int RunUnattended(const std::string& command_line, char* program_name) {
   UnattendedMessages messages(program_name);
   const platform::ScopedMessages in_force(messages);
   UnattendedHost host;
-  return StartUp(command_line, host).value_or(0);
+  const platform::InterruptionScope interruptible(jet::interruption);
+  const int exit_code = StartUp(command_line, host).value_or(0);
+  constexpr int kSignalBase = 128;
+  const int signal = jet::interruption;
+  return signal != 0 && exit_code != 0 ? kSignalBase + signal : exit_code;
 }
 
 int RunInWindow(const std::string& command_line, char* program_name) {
@@ -144,6 +153,9 @@ int Run(int argc, char** argv) {
   try {
     return RunModeOf(command_line) == RunMode::kUnattended ? RunUnattended(command_line, argv[0])
                                                            : RunInWindow(command_line, argv[0]);
+  } catch (const std::bad_alloc&) {
+    std::cerr << db::kOutOfMemory << std::endl;
+    return kFailed;
   } catch (const std::exception& error) {
     std::cerr << error.what() << std::endl;
     return kFailed;

@@ -135,7 +135,8 @@ bool frmMain::Command2_Click() {
     throw;
   }
   running_ = false;
-  if (!result.refused && IsShown()) Inform("Fix complete.");
+  if (result.ended_early && State().current_database.empty()) SetDatabasePanel(kNoDatabaseText);
+  if (!result.refused && !result.ended_early && IsShown()) Inform("Fix complete.");
   return !result.refused && !result.failed();
 }
 

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include "access/base/interruption.h"
+
 namespace jet {
 
 bool Error::is_environment() const {
@@ -11,11 +13,14 @@ bool Error::is_environment() const {
     case ErrorKind::kFull:
     case ErrorKind::kMemory:
     case ErrorKind::kReplaced:
+    case ErrorKind::kInterrupted:
       return true;
     default:
       return false;
   }
 }
+
+void ThrowInterrupted() { throw Error(ErrorKind::kInterrupted, "The work was interrupted."); }
 
 void ThrowCorrupt(const std::string& what, std::int64_t page, std::int64_t offset) {
   std::string text = page == Error::kNoPlace ? fmt::format("The file is damaged: {}", what)

@@ -25,6 +25,7 @@ enum class ErrorKind {
   kFull,          // file size limit or disk full
   kMemory,        // no memory
   kReplaced,      // the file is no longer the one that was opened, or somebody else changed it
+  kInterrupted,   // somebody asked from outside that the work should end
   kTooLong,       // value, record or key longer than its place
   kOverflow,      // number out of the range of its column
   kType,          // value that cannot be converted to the type of its column
@@ -45,6 +46,9 @@ class Error : public std::runtime_error {
   // Whether it is a failure of the surroundings (disk, memory, the file itself), not of a request: the next
   // request would meet it too, so whoever does several that belong together stops and goes back.
   bool is_environment() const;
+  // Whether it kept the work from looking at the file at all: a failure of the surroundings that says nothing
+  // of what the file holds.
+  bool is_obstacle() const { return is_environment() && kind_ != ErrorKind::kCorrupt; }
   // Page number the error is about, or kNoPlace.
   std::int64_t page() const { return page_; }
   // Byte offset within the page (or, for kSyntax, within the statement), or kNoPlace.

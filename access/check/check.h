@@ -9,7 +9,8 @@
 
 namespace jet {
 
-// Reads the whole file, changes nothing, and never throws for damage: damage is what it reports.
+// Reads the whole file, changes nothing, and never throws for damage: damage is what it reports. What keeps
+// it from looking is thrown: Error with is_obstacle(), std::bad_alloc.
 std::vector<Finding> CheckDatabase(Database& database);
 
 }  // namespace jet

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <new>
 #include <stdexcept>
 
 #include "access/store/usage_map.h"
@@ -21,7 +22,10 @@ bool FindingSink::Guard(std::int64_t page, const std::function<void()>& part) {
   try {
     part();
     return true;
+  } catch (const std::bad_alloc&) {
+    throw;
   } catch (const Error& error) {
+    if (error.is_obstacle()) throw;
     Fatal(error.page() == Error::kNoPlace ? page : error.page(), error.what());
   } catch (const std::exception& error) {
     Fatal(page, fmt::format("Page {} could not be examined: {}.", page, error.what()));

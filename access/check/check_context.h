@@ -17,7 +17,8 @@ class FindingSink {
   void Fatal(std::int64_t page, std::string text) { Add({true, page, std::move(text)}); }
   void Untidy(std::int64_t page, std::string text) { Add({false, page, std::move(text)}); }
   void Add(Finding finding);
-  // Runs one part of the check. What it throws becomes a finding; false then.
+  // Runs one part of the check. What it throws becomes a finding, false then; but what kept it from looking
+  // (see Error::is_obstacle(), no memory) is no finding and goes on to the caller.
   bool Guard(std::int64_t page, const std::function<void()>& part);
   std::vector<Finding> Take();
 

@@ -185,7 +185,8 @@ void TableChecker::ExplainIndex(std::size_t index) {
             tell(id.page(), fmt::format("An entry of {} does not have the key of the row at {}.",
                                         IndexName(index), RowPlace(id)));
           }
-        } catch (const Error&) {
+        } catch (const Error& error) {
+          if (error.is_obstacle()) throw;
           // Rows that cannot be read have been told.
         }
       },

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <set>
 
+#include "access/base/interruption.h"
 #include "access/store/data_page.h"
 #include "access/store/long_value.h"
 #include "access/store/names.h"
@@ -221,6 +222,7 @@ std::optional<RowView> TableChecker::FollowPointer(PageNo page_no, unsigned slot
 void TableChecker::ForEachRow(bool report, const std::function<void(RowId, const RowView&)>& use) {
   const FormatInfo& f = context_.format;
   for (const PageNo page_no : owned_) {
+    ThrowIfInterrupted();
     const auto visit = [&] {
       const PageRef page = context_.pages.Read(page_no);
       if (!IsDataPageOf(page.data(), tdef_page_)) return;
@@ -250,7 +252,8 @@ void TableChecker::ForEachRow(bool report, const std::function<void(RowId, const
         } else {
           try {
             visit_row();
-          } catch (const Error&) {
+          } catch (const Error& error) {
+            if (error.is_obstacle()) throw;
             // Told when the rows were walked for the first time.
           }
         }
@@ -261,7 +264,8 @@ void TableChecker::ForEachRow(bool report, const std::function<void(RowId, const
     } else {
       try {
         visit();
-      } catch (const Error&) {
+      } catch (const Error& error) {
+        if (error.is_obstacle()) throw;
       }
     }
   }

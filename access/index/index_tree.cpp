@@ -3,6 +3,7 @@
 #include <string>
 
 #include "access/base/error.h"
+#include "access/base/interruption.h"
 #include "access/index/index_page.h"
 
 namespace jet {
@@ -51,6 +52,7 @@ class TreeWalk {
     if (seen_[page_no]) return Incomplete(page_no, "an index page has two parents");
     if (depth > kMaxDepth) return Incomplete(page_no, "an index is too deep");
     seen_[page_no] = true;
+    ThrowIfInterrupted();
     report_.pages.push_back(page_no);
     try {
       const PageRef page = pages_.Read(page_no);
@@ -67,6 +69,7 @@ class TreeWalk {
         VisitNode(view, depth, left, right);
       }
     } catch (const Error& error) {
+      if (error.is_obstacle()) throw;
       report_.complete = false;
       if (findings_->size() < kMaxFindings) findings_->push_back({true, page_no, error.what()});
     }

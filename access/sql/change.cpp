@@ -9,6 +9,7 @@
 #include <algorithm>
 
 #include "access/base/error.h"
+#include "access/base/interruption.h"
 #include "access/sql/dates.h"
 #include "access/sql/names.h"
 #include "access/sql/parser.h"
@@ -134,6 +135,7 @@ std::int64_t Session::Impl::RunUpdate(const std::shared_ptr<Plan>& plan, const s
     if (direct || count == 0) return count;
   }
   while (buffer.Next(&ids, &values)) {
+    ThrowIfInterrupted();
     for (std::size_t i = 0; i < columns.size(); ++i) {
       changes[places[i].first][places[i].second].value = std::move(values[i]);
     }
@@ -182,6 +184,7 @@ std::int64_t Session::Impl::RunDelete(const std::shared_ptr<Plan>& plan, const s
   }
   Row row;
   for (const std::uint32_t id : ids) {
+    ThrowIfInterrupted();
     // A row that refers to one deleted before it may have gone with that one.
     if (table.Fetch(RowId::FromPacked(id), &row)) table.Delete(RowId::FromPacked(id));
   }
@@ -299,6 +302,7 @@ Value Session::Impl::DefaultOf(const TableDef& table, const ColumnDef& column) {
     Adapt(plan->columns[0].type, column, &v);
     return v;
   } catch (const Error& e) {
+    if (e.is_environment()) throw;
     throw Error(ErrorKind::kNotSupported,
                 fmt::format("The default value of column '{}' of '{}' cannot be computed: {}", column.name,
                             table.name, e.what()));
@@ -386,7 +390,10 @@ std::int64_t Session::Impl::InsertRows(Table& target, const std::vector<int>& so
     read(&values);
     buffer.Append(no_ids, values);
   }
-  for (; buffer.Next(&no_ids, &values); ++count) target.Insert(values);
+  for (; buffer.Next(&no_ids, &values); ++count) {
+    ThrowIfInterrupted();
+    target.Insert(values);
+  }
   return count;
 }
 

@@ -117,7 +117,11 @@ std::string_view TextOf(sqlite3_value* v, std::string* storage) {
     return *storage;
   }
   const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(v));
-  if (text == nullptr) return {};
+  if (text == nullptr) {
+    const int type = sqlite3_value_type(v);
+    if (type == SQLITE_TEXT || type == SQLITE_INTEGER) throw std::bad_alloc();
+    return {};
+  }
   return {text, static_cast<std::size_t>(sqlite3_value_bytes(v))};
 }
 

@@ -253,13 +253,15 @@ void TypeName(sqlite3_context* c, int, sqlite3_value** v) {
 }
 
 void IsNumeric(sqlite3_context* c, int, sqlite3_value** v) {
-  bool numeric = !IsNullValue(v[0]);
-  try {
-    if (numeric) NumberOf(v[0]);
-  } catch (const Error&) {
-    numeric = false;
-  }
-  sqlite3_result_int(c, numeric ? -1 : 0);
+  Guard(c, [&] {
+    bool numeric = !IsNullValue(v[0]);
+    try {
+      if (numeric) NumberOf(v[0]);
+    } catch (const Error&) {
+      numeric = false;
+    }
+    sqlite3_result_int(c, numeric ? -1 : 0);
+  });
 }
 
 // ---- aggregates
@@ -272,7 +274,8 @@ struct Moments {
 void AddMoment(sqlite3_context* c, int, sqlite3_value** v) {
   Guard(c, [&] {
     auto* m = static_cast<Moments*>(sqlite3_aggregate_context(c, sizeof(Moments)));
-    if (m == nullptr || IsNullValue(v[0])) return;
+    if (m == nullptr) throw std::bad_alloc();
+    if (IsNullValue(v[0])) return;
     const double x = NumberOf(v[0]), delta = x - m->mean;
     ++m->count;
     m->mean += delta / static_cast<double>(m->count);
@@ -299,7 +302,7 @@ template <bool kLast>
 void Keep(sqlite3_context* c, int n, sqlite3_value** v) {
   Guard(c, [&] {
     auto* k = static_cast<Kept*>(sqlite3_aggregate_context(c, sizeof(Kept)));
-    if (k == nullptr) throw Error(ErrorKind::kMemory, "There is not enough memory.");
+    if (k == nullptr) throw std::bad_alloc();
     // Null, of the side of an outer join that has no row, is 0.
     std::vector<sqlite3_int64> place;
     for (int i = 1; i < n; ++i) place.push_back(sqlite3_value_int64(v[i]));
@@ -312,6 +315,7 @@ void Keep(sqlite3_context* c, int n, sqlite3_value** v) {
     }
     sqlite3_value_free(k->value);
     k->value = sqlite3_value_dup(v[0]);
+    if (k->value == nullptr) throw std::bad_alloc();
   });
 }
 
@@ -351,7 +355,8 @@ using Step = void (*)(sqlite3_context*, int, sqlite3_value**);
 using End = void (*)(sqlite3_context*);
 
 void AddAggregate(sqlite3* db, const char* name, Step step, End end, FailureSlot* slot) {
-  sqlite3_create_function_v2(db, name, -1, SQLITE_UTF8 | SQLITE_INNOCUOUS, slot, nullptr, step, end, nullptr);
+  RequireRegistered(sqlite3_create_function_v2(db, name, -1, SQLITE_UTF8 | SQLITE_INNOCUOUS, slot, nullptr,
+                                               step, end, nullptr));
 }
 
 }  // namespace

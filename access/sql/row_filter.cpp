@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "access/base/interruption.h"
 #include "access/sql/names.h"
 
 namespace jet::sql {
@@ -173,6 +174,7 @@ CandidateRows::List CandidateRows::Of(Table& table) {
   Row row;
   RowId id;
   while (cursor.Next(&row, &id)) {
+    ThrowIfInterrupted();
     if (filter_->MayHold(row)) rows->push_back(id);
   }
   rows_ = std::move(rows);

@@ -3,8 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
+#include <new>
 
 #include "access/base/error.h"
+#include "access/base/interruption.h"
 #include "access/sql/names.h"
 #include "access/sql/parser.h"
 #include "access/sql/saved_query.h"
@@ -14,13 +18,26 @@ namespace jet::sql {
 
 // ---- connection
 
+namespace {
+
+// How many steps of its machine SQLite makes, at most some milliseconds of work, before it asks whether it is
+// to go on.
+constexpr int kStepsBetweenAsking = 1000;
+
+int IsInterrupted(void*) { return interruption.load(std::memory_order_relaxed) != 0 ? 1 : 0; }
+
+void CloseConnection(sqlite3* db) { sqlite3_close_v2(db); }
+
+}  // namespace
+
 Connection::Connection() {
-  if (sqlite3_open_v2(":memory:", &host.db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_MEMORY | SQLITE_OPEN_NOMUTEX,
-                      nullptr) != SQLITE_OK) {
-    sqlite3_close(host.db);
-    throw Error(ErrorKind::kSql, "SQLite cannot be started.");
-  }
+  const int rc = sqlite3_open_v2(":memory:", &host.db,
+                                 SQLITE_OPEN_READWRITE | SQLITE_OPEN_MEMORY | SQLITE_OPEN_NOMUTEX, nullptr);
+  std::unique_ptr<sqlite3, decltype(&CloseConnection)> opened(host.db, &CloseConnection);
+  if (rc == SQLITE_NOMEM || host.db == nullptr) throw std::bad_alloc();
+  if (rc != SQLITE_OK) throw Error(ErrorKind::kSql, "SQLite cannot be started.");
   sqlite3* db = host.db;
+  sqlite3_progress_handler(db, kStepsBetweenAsking, IsInterrupted, nullptr);
   // A text literal that was not translated must fail, not become a name or the other way round.
   sqlite3_db_config(db, SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
   sqlite3_db_config(db, SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
@@ -29,16 +46,40 @@ Connection::Connection() {
   sqlite3_limit(db, SQLITE_LIMIT_TRIGGER_DEPTH, 1);
   sqlite3_limit(db, SQLITE_LIMIT_WORKER_THREADS, 0);
   // Results that are sorted go to temporary files past this cache (8 MB).
-  sqlite3_exec(db, "PRAGMA cache_size=-8000; PRAGMA temp_store=FILE", nullptr, nullptr, nullptr);
+  if (sqlite3_exec(db, "PRAGMA cache_size=-8000; PRAGMA temp_store=FILE", nullptr, nullptr, nullptr) !=
+      SQLITE_OK) {
+    Raise();
+  }
   RegisterFunctions(db, &host);
   RegisterTableModule(&host);
+  opened.release();
 }
 
 Connection::~Connection() { sqlite3_close_v2(host.db); }
 
 void Connection::Raise() {
   if (host.failure) std::rethrow_exception(std::exchange(host.failure, nullptr));
-  throw Error(ErrorKind::kSql, fmt::format("The statement failed: {}.", sqlite3_errmsg(host.db)));
+  ErrorKind kind = ErrorKind::kSql;
+  const char* what = "The statement failed";
+  switch (sqlite3_errcode(host.db) & 0xFF) {
+    case SQLITE_NOMEM:
+      throw std::bad_alloc();
+    case SQLITE_INTERRUPT:
+      ThrowInterrupted();
+    // Results that are sorted and do not fit into memory.
+    case SQLITE_FULL:
+      kind = ErrorKind::kFull;
+      what = "There is no space for a temporary file";
+      break;
+    case SQLITE_IOERR:
+    case SQLITE_CANTOPEN:
+      kind = ErrorKind::kIo;
+      what = "A temporary file failed";
+      break;
+    default:
+      break;
+  }
+  throw Error(kind, fmt::format("{}: {}.", what, sqlite3_errmsg(host.db)));
 }
 
 sqlite3_stmt* Connection::Prepare(const std::string& sql) {
@@ -51,6 +92,7 @@ sqlite3_stmt* Connection::Prepare(const std::string& sql) {
 }
 
 bool Connection::Step(sqlite3_stmt* statement) {
+  ThrowIfInterrupted();
   ++host.epoch;
   const int rc = sqlite3_step(statement);
   if (rc == SQLITE_ROW) return true;
@@ -59,13 +101,16 @@ bool Connection::Step(sqlite3_stmt* statement) {
 }
 
 bool Connection::Drop(const DeclaredTable& table) {
-  const std::string sql = "DROP TABLE IF EXISTS " + table.sql_name;
-  return sqlite3_exec(host.db, sql.c_str(), nullptr, nullptr, nullptr) == SQLITE_OK;
+  // Destructors come here: nothing that needs memory of its own.
+  std::array<char, 64> sql{};
+  std::snprintf(sql.data(), sql.size(), "DROP TABLE IF EXISTS %s", table.sql_name.c_str());
+  return sqlite3_exec(host.db, sql.data(), nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
 // ---- plans
 
 sqlite3_stmt* Plan::Take() {
+  idle.reserve(kMostIdle);  // coming back must not need memory
   if (idle.empty()) return connection->Prepare(sql);
   sqlite3_stmt* statement = idle.back();
   idle.pop_back();
@@ -76,7 +121,7 @@ void Plan::Release(sqlite3_stmt* statement) {
   sqlite3_reset(statement);
   // What the reset reports was reported by the step.
   connection->host.failure = nullptr;
-  if (idle.size() >= 4 || !keep) {
+  if (idle.size() >= kMostIdle || !keep) {
     sqlite3_finalize(statement);
     return;
   }
@@ -93,28 +138,23 @@ Plan::~Plan() {
 
 namespace {
 
-void Bind(sqlite3_stmt* statement, int number, const Value& v) {
+int TryBind(sqlite3_stmt* statement, int number, const Value& v) {
   switch (v.kind()) {
     case ValueKind::kNull:
-      sqlite3_bind_null(statement, number);
-      break;
+      return sqlite3_bind_null(statement, number);
     case ValueKind::kInteger:
-      sqlite3_bind_int64(statement, number, v.integer());
-      break;
+      return sqlite3_bind_int64(statement, number, v.integer());
     case ValueKind::kReal:
-      sqlite3_bind_double(statement, number, v.real());
-      break;
+      return sqlite3_bind_double(statement, number, v.real());
     case ValueKind::kDecimal:
-      sqlite3_bind_double(statement, number, v.decimal().ToDouble());
-      break;
+      return sqlite3_bind_double(statement, number, v.decimal().ToDouble());
     case ValueKind::kText:
-      sqlite3_bind_text64(statement, number, v.bytes().data(), v.bytes().size(), SQLITE_TRANSIENT,
-                          SQLITE_UTF8);
-      break;
+      return sqlite3_bind_text64(statement, number, v.bytes().data(), v.bytes().size(), SQLITE_TRANSIENT,
+                                 SQLITE_UTF8);
     case ValueKind::kBlob:
-      sqlite3_bind_blob64(statement, number, v.bytes().data(), v.bytes().size(), SQLITE_TRANSIENT);
-      break;
+      return sqlite3_bind_blob64(statement, number, v.bytes().data(), v.bytes().size(), SQLITE_TRANSIENT);
   }
+  return SQLITE_OK;
 }
 
 }  // namespace
@@ -122,17 +162,25 @@ void Bind(sqlite3_stmt* statement, int number, const Value& v) {
 Running::Running(std::shared_ptr<Plan> plan, const std::vector<Value>& parameters,
                  const std::vector<Value>& lifted)
     : plan_(std::move(plan)), statement_(plan_->Take()) {
+  const auto bind = [this](int number, const Value& value) {
+    const int rc = TryBind(statement_, number, value);
+    if (rc == SQLITE_OK) return;
+    // A value that is left out would be Null.
+    plan_->Release(statement_);
+    if (rc == SQLITE_NOMEM) throw std::bad_alloc();
+    throw Error(ErrorKind::kTooLong, "A value of the statement is too long.");
+  };
   for (int i = 0; i < plan_->parameters; ++i)
-    Bind(statement_, i + 1, parameters[static_cast<std::size_t>(i)]);
+    bind(i + 1, parameters[static_cast<std::size_t>(i)]);
   const auto count = static_cast<int>(lifted.size());
   for (int i = 0; i < count; ++i)
-    Bind(statement_, plan_->parameters + i + 1, lifted[static_cast<std::size_t>(i)]);
+    bind(plan_->parameters + i + 1, lifted[static_cast<std::size_t>(i)]);
   // Once more as exact numbers, where the plan uses them.
   const int used = sqlite3_bind_parameter_count(statement_) - plan_->parameters - count;
   for (int i = 0; i < std::min(used, count); ++i) {
     const Value& v = lifted[static_cast<std::size_t>(i)];
     const bool decimal = v.kind() == ValueKind::kDecimal;
-    Bind(statement_, plan_->parameters + count + i + 1, decimal ? Value::Text(v.decimal().ToText()) : v);
+    bind(plan_->parameters + count + i + 1, decimal ? Value::Text(v.decimal().ToText()) : v);
   }
 }
 
@@ -148,6 +196,7 @@ Value Running::Get(int column) const {
       return Value::Real(sqlite3_column_double(statement_, column));
     case SQLITE_TEXT: {
       const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+      if (text == nullptr) throw std::bad_alloc();
       std::string s(text, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
       // The exact text of a decimal column.
       Decimal d;
@@ -161,6 +210,7 @@ Value Running::Get(int column) const {
     case SQLITE_BLOB: {
       const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
       const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
+      if (size != 0 && bytes == nullptr) throw std::bad_alloc();
       return Value::Blob(size == 0 ? std::string() : std::string(bytes, size));
     }
     default:

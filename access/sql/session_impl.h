@@ -77,6 +77,7 @@ struct Plan {
   // UPDATE, DELETE: no subquery or second mention reads the (only) table that is changed.
   bool MentionsTargetOnce() const;
 
+  static constexpr std::size_t kMostIdle = 4;
   std::vector<sqlite3_stmt*> idle;
   sqlite3_stmt* Take();
   void Release(sqlite3_stmt* statement);

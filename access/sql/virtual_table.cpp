@@ -4,8 +4,10 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 #include "access/base/error.h"
+#include "access/base/interruption.h"
 
 namespace jet::sql {
 namespace {
@@ -193,6 +195,7 @@ void Advance(Cursor& c) {
         fmt::format("The table '{}' was dropped or redefined while it was being read.", c.table->def().name));
   }
   while (NextRow(c)) {
+    ThrowIfInterrupted();
     if (!PassesAll(c)) continue;
     c.epoch = c.host->epoch;
     c.gone = false;
@@ -203,8 +206,8 @@ void Advance(Cursor& c) {
 
 // ---- module callbacks
 
-int Connect(sqlite3* db, void* aux, int argc, const char* const* argv, sqlite3_vtab** out, char** error) {
-  auto* host = static_cast<TableHost*>(aux);
+int ConnectTable(TableHost* host, sqlite3* db, int argc, const char* const* argv, sqlite3_vtab** out,
+                 char** error) {
   const auto found = argc > 3 ? host->tables.find(std::atoi(argv[3])) : host->tables.end();
   if (found == host->tables.end()) {
     *error = sqlite3_mprintf("no such table");
@@ -249,6 +252,16 @@ int Connect(sqlite3* db, void* aux, int argc, const char* const* argv, sqlite3_v
   return SQLITE_OK;
 }
 
+int Connect(sqlite3* db, void* aux, int argc, const char* const* argv, sqlite3_vtab** out, char** error) {
+  auto* host = static_cast<TableHost*>(aux);
+  try {
+    return ConnectTable(host, db, argc, argv, out, error);
+  } catch (...) {
+    host->failure = std::current_exception();
+    return SQLITE_ERROR;
+  }
+}
+
 int Disconnect(sqlite3_vtab* vtab) {
   delete static_cast<VirtualTable*>(vtab);
   return SQLITE_OK;
@@ -265,7 +278,8 @@ int BestIndex(sqlite3_vtab* base, sqlite3_index_info* info) {
 
 int OpenCursor(sqlite3_vtab* base, sqlite3_vtab_cursor** out) {
   auto* vtab = static_cast<VirtualTable*>(base);
-  auto* c = new Cursor();
+  auto* c = new (std::nothrow) Cursor();
+  if (c == nullptr) return SQLITE_NOMEM;
   c->host = vtab->host;
   c->declared = vtab->declared.get();
   c->table = vtab->declared->table.get();
@@ -294,7 +308,8 @@ bool TakeValue(const PlannedValue& p, ColumnClass column_class, sqlite3_value* v
   } else if (column_class == ColumnClass::kText || type == SQLITE_TEXT) {
     f->kind = ValueKind::kText;
     const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
-    f->text.assign(text != nullptr ? text : "", static_cast<std::size_t>(sqlite3_value_bytes(value)));
+    if (text == nullptr) throw std::bad_alloc();
+    f->text.assign(text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
   } else if (type == SQLITE_INTEGER) {
     f->kind = ValueKind::kInteger;
     f->integer = sqlite3_value_int64(value);
@@ -535,12 +550,15 @@ const sqlite3_module& Module() {
 }  // namespace
 
 void RegisterTableModule(TableHost* host) {
-  sqlite3_create_module_v2(host->db, "access", &Module(), host, nullptr);
+  if (sqlite3_create_module_v2(host->db, "access", &Module(), host, nullptr) != SQLITE_OK)
+    throw std::bad_alloc();
 }
 
 void DeclareTable(TableHost* host, const DeclaredTable& table) {
   const std::string sql = fmt::format("CREATE VIRTUAL TABLE {} USING access({})", table.sql_name, table.id);
   if (sqlite3_exec(host->db, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+    if (host->failure) std::rethrow_exception(std::exchange(host->failure, nullptr));
+    if (sqlite3_errcode(host->db) == SQLITE_NOMEM) throw std::bad_alloc();
     throw Error(ErrorKind::kSql, fmt::format("The table '{}' cannot be declared: {}", table.table->def().name,
                                              sqlite3_errmsg(host->db)));
   }

@@ -58,7 +58,8 @@ bool StoredTableImpl::HoldsKey(int index, const std::vector<Value>& values) {
   std::string key;
   try {
     key = MakeKey(index, values);
-  } catch (const Error&) {
+  } catch (const Error& error) {
+    if (error.is_environment()) throw;
     return false;  // a value that the column cannot hold
   }
   return tree(index).Contains(key);

@@ -7,6 +7,7 @@
 #include <random>
 #include <utility>
 
+#include "access/base/interruption.h"
 #include "access/store/table_impl.h"
 #include "access/store/value_convert.h"
 
@@ -656,6 +657,7 @@ void StoredTableImpl::BuildIndex(int index) {
     Row row;
     RowId id;
     while (cursor.Next(&row, &id)) {
+      ThrowIfInterrupted();
       const RowView view = RowAccess::View(row);
       bool all_null = false;
       if (!BuildKey(

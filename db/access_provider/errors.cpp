@@ -25,6 +25,8 @@ std::int32_t NumberOf(const jet::Error& error) {
       return kErrSyntax;
     case jet::ErrorKind::kDuplicate:
       return kErrKeyViolation;
+    case jet::ErrorKind::kInterrupted:
+      return kErrInterrupted;
     case jet::ErrorKind::kNotFound:
     case jet::ErrorKind::kCorrupt:
     case jet::ErrorKind::kNotSupported:

@@ -122,6 +122,8 @@ void Connection::Mark() { provider().Mark(); }
 
 bool Connection::RevertToMark() { return provider().RevertToMark(); }
 
+bool Connection::IsDurable() { return provider().IsDurable(); }
+
 void Connection::SetObserver(std::function<void(const StatementEvent&)> observer) {
   Observer() = std::move(observer);
 }

@@ -67,6 +67,8 @@ class Connection {
   // written, and the database is what it was at the last Persist(), Checkpoint() or opening.
   void Mark();
   bool RevertToMark();
+  // Whether everything that was executed is durable: after an error of Persist() or Checkpoint() it may be.
+  bool IsDurable();
 
   // Observes all statements of all connections in this process; null switches it off.
   static void SetObserver(std::function<void(const StatementEvent&)> observer);

@@ -185,6 +185,8 @@ class PageStore {
   void CutOff(PageNo pages);
   // Whether Checkpoint() has anything to do.
   bool has_changes() const { return changed_pages_ != 0 || journal_waits_; }
+  // Whether everything so far is durable, though perhaps in the journal alone.
+  bool is_durable() const { return changed_pages_ == 0; }
 
  private:
   struct Impl;

@@ -78,7 +78,7 @@ Connection::~Connection() {
   // the last one.
   try {
     Close();
-  } catch (const DbError&) {
+  } catch (const std::exception&) {
   }
 }
 
@@ -100,6 +100,8 @@ void Connection::Close() {
   provider_ = nullptr;
   closing->Checkpoint();
 }
+
+void Connection::Drop() { provider_ = nullptr; }
 
 bool Connection::is_open() const { return provider_ != nullptr; }
 

@@ -51,6 +51,8 @@ class Connection {
   void Open();
   void Open(std::string_view connection_string);
   void Close();  // what was executed becomes durable
+  // Closes, and leaves what is not durable behind.
+  void Drop();
   bool is_open() const;
 
   // Runs a statement that returns no rows (a SELECT is run and its rows are dropped); returns the number of

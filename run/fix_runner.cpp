@@ -24,11 +24,6 @@ using platform::ShowMessage;
 
 constexpr char kSource[] = "VNTFixdb";
 
-// Fixes that take no time are made durable together, so that a run on one notice does not spend its time
-// waiting for the disk. A run that is killed loses the fix that was running and, of those before it, at most
-// what was done in this time.
-constexpr auto kPersistInterval = std::chrono::milliseconds(250);
-
 // Makes the reference connection anew. False when it cannot be opened; nothing is told here.
 bool OpenReferenceDatabase() {
   auto reference = std::make_unique<db::cadodb>();
@@ -215,7 +210,7 @@ class Run {
   // What was done becomes durable, if it is time.
   void Save(bool last) {
     const auto now = std::chrono::steady_clock::now();
-    if (!last && now - last_persist_ < kPersistInterval) return;
+    if (!last && now - last_persist_ < State().persist_interval) return;
     Trapped([last] {
       db::Connection* const cn = OpenMain();
       if (cn == nullptr) return;

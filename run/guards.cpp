@@ -64,17 +64,32 @@ class FormerDatabase {
   std::int16_t version_no_, version_no_sub_;
 };
 
+// Closes the connections on the current database, and leaves what is not durable behind.
+void DropConnections() {
+  for (auto* slot : {&State().main_connection, &State().second_connection}) {
+    if (*slot && (*slot)->has_connection()) (*slot)->Cn().Drop();
+    slot->reset();
+  }
+}
+
 // Errors of statements leave what was done before them; a failure of the surroundings, which could strike
 // between the dropping of a table and its making anew, leaves nothing.
 void RefreshWhole() {
+  const auto take_back = [] {
+    try {
+      MainCn().RevertToMark();
+    } catch (const std::exception&) {
+      DropConnections();
+    }
+  };
   MainCn().Mark();
   try {
     RefreshReferenceForVersion5();
   } catch (const db::DbError& error) {
-    if (error.is_environment()) MainCn().RevertToMark();
+    if (error.is_environment()) take_back();
     throw;
   } catch (const std::bad_alloc&) {
-    MainCn().RevertToMark();
+    take_back();
     throw;
   }
 }
@@ -100,13 +115,12 @@ void OpenAccessDatabase() {
 }
 
 void ReopenAccessDatabase() {
-  State().main_connection.reset();
-  State().second_connection.reset();
+  DropConnections();
   try {
     State().main_connection = OpenCurrentDatabase();
     State().second_connection = OpenCurrentDatabase();
-  } catch (const db::DbError&) {
-    State().main_connection.reset();
+  } catch (const std::exception&) {
+    DropConnections();
     State().current_database.clear();
   }
 }

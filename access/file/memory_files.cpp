@@ -87,6 +87,9 @@ struct MemoryFileSystem::Impl {
   std::uint64_t fail_also_from = 0;
   Failure failure = Failure::kIo;
   bool from_then_on = false;
+  std::uint64_t reads = 0;
+  std::uint64_t fail_read_at = 0;
+  bool reads_from_then_on = false;
 
   bool NextFails() {
     ++operations;
@@ -145,6 +148,11 @@ class MemoryFileSystem::Impl::OpenFile : public File {
 
   void Read(std::uint64_t offset, MutableBytes out) override {
     RequirePower();
+    const std::uint64_t read = ++impl_.reads;
+    if (impl_.fail_read_at != 0 &&
+        (read == impl_.fail_read_at || (impl_.reads_from_then_on && read > impl_.fail_read_at))) {
+      throw Error(ErrorKind::kIo, fmt::format("The file {} cannot be read (read {}).", path_, read));
+    }
     if (offset > node_->content.size() || node_->content.size() - offset < out.size()) {
       throw Error(ErrorKind::kCorrupt,
                   fmt::format("The file {} ends before byte {}.", path_, offset + out.size()));
@@ -305,6 +313,13 @@ void MemoryFileSystem::FailAt(std::uint64_t operation, Failure failure, bool fro
   impl_->fail_at = operation;
   impl_->failure = failure;
   impl_->from_then_on = from_then_on;
+}
+
+std::uint64_t MemoryFileSystem::reads() const { return impl_->reads; }
+
+void MemoryFileSystem::FailReadAt(std::uint64_t read, bool from_then_on) {
+  impl_->fail_read_at = read;
+  impl_->reads_from_then_on = from_then_on;
 }
 
 void MemoryFileSystem::FailAlsoFrom(std::uint64_t operation) { impl_->fail_also_from = operation; }

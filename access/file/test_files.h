@@ -43,6 +43,9 @@ class MemoryFileSystem : public FileSystem {
   void FailAt(std::uint64_t operation, Failure failure, bool from_then_on = false);
   // Beside FailAt: all operations from this one on fail too (0: none do).
   void FailAlsoFrom(std::uint64_t operation);
+  // The same for reads, which are counted apart.
+  std::uint64_t reads() const;
+  void FailReadAt(std::uint64_t read, bool from_then_on = false);
   void SetReadOnly(const std::string& path, bool read_only);
   // What AccessUsers answers for the database.
   void SetAccessUsers(const std::string& database_path, std::string users);

@@ -123,13 +123,15 @@ void DatabaseImpl::RollbackStatement() {
   owners_.clear();
   catalog_->Forget();
   if (!replaced_.empty()) ++schema_version_;
+  // Nothing here needs memory: destructors come here when there is none.
   for (auto& [page, old] : replaced_) {
     if (old.table == nullptr) {
       tables_.erase(page);
-      continue;
+    } else if (old.node) {
+      MutableDef(*old.table).read_only_reason = std::move(old.read_only_reason);
+      tables_.erase(page);
+      tables_.insert(std::move(old.node));
     }
-    MutableDef(*old.table).read_only_reason = old.read_only_reason;
-    tables_[page] = old.table;
   }
   replaced_.clear();
   for (const auto& [page, table] : tables_) table->OnRollbackStatement();
@@ -229,12 +231,19 @@ const CatalogRow& DatabaseImpl::RequireTable(const std::string& name) {
 
 void DatabaseImpl::Replace(PageNo tdef_page) {
   const auto it = tables_.find(tdef_page);
-  const std::shared_ptr<StoredTable> old = it == tables_.end() ? nullptr : it->second;
+  Replaced old;
+  std::string reason;
+  if (it != tables_.end()) {
+    old.table = it->second;
+    old.read_only_reason = it->second->def().read_only_reason;
+    reason = kReplacedReason;
+  }
   // Only the state before the statement matters, should it change a table twice.
-  replaced_.emplace(tdef_page, Replaced{old, old == nullptr ? std::string() : old->def().read_only_reason});
-  if (old != nullptr) {
-    MutableDef(*old).read_only_reason = kReplacedReason;
-    tables_.erase(it);
+  const auto [place, first] = replaced_.emplace(tdef_page, std::move(old));
+  if (it != tables_.end()) {
+    MutableDef(*it->second).read_only_reason.swap(reason);
+    auto node = tables_.extract(it);
+    if (first) place->second.node = std::move(node);
   }
   ++schema_version_;
 }

@@ -107,6 +107,7 @@ class DatabaseImpl final : public Database, private TableSource, private PageOwn
   struct Replaced {
     std::shared_ptr<StoredTable> table;
     std::string read_only_reason;
+    std::map<PageNo, std::shared_ptr<StoredTable>>::node_type node;  // its place in tables_
   };
   std::map<PageNo, Replaced> replaced_;
   std::set<PageNo> replaced_since_mark_;  // by statements that were committed

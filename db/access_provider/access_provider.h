@@ -12,6 +12,7 @@
 
 namespace jet {
 class FileSystem;
+struct PageStoreOptions;
 }
 
 namespace vnt::db {
@@ -28,5 +29,7 @@ std::shared_ptr<ProviderConnection> OpenAccess(const std::string& path, AccessMo
 // Puts a file system in place of the platform's, and the platform's back when it is null. Connections that
 // are open keep theirs.
 void SetFileSystemForTest(jet::FileSystem* files);
+// The sizes with which databases are opened from now on; those of the engine when it is null.
+void SetPageOptionsForTest(const jet::PageStoreOptions* options);
 
 }  // namespace vnt::db

@@ -41,15 +41,22 @@ OpenDatabase* FindOpen(jet::FileSystem& files, const std::string& identity) {
   return found == registry.end() ? nullptr : &*found;
 }
 
+const jet::PageStoreOptions*& TestOptions() {
+  static const jet::PageStoreOptions* options = nullptr;
+  return options;
+}
+
 std::unique_ptr<jet::Database> OpenFile(jet::FileSystem& files, const std::string& path, jet::OpenMode mode) {
+  jet::Database::Options options;
+  if (TestOptions() != nullptr) options.pages = *TestOptions();
   if (mode == jet::OpenMode::kReadWrite) {
     try {
-      return jet::Database::Open(files, path, mode);
+      return jet::Database::Open(files, path, mode, options);
     } catch (const jet::Error& error) {
       if (error.kind() != jet::ErrorKind::kReadOnly) throw;
     }
   }
-  return jet::Database::Open(files, path, jet::OpenMode::kRead);
+  return jet::Database::Open(files, path, jet::OpenMode::kRead, options);
 }
 
 // The database of the file, and its place in the registry until the next call.
@@ -78,6 +85,8 @@ std::pair<std::shared_ptr<jet::Database>, OpenDatabase*> OpenShared(const std::s
 }  // namespace
 
 void SetFileSystemForTest(jet::FileSystem* files) { TestFiles() = files; }
+
+void SetPageOptionsForTest(const jet::PageStoreOptions* options) { TestOptions() = options; }
 
 std::shared_ptr<AccessEngine> OpenEngine(const std::string& path, jet::OpenMode mode) {
   const auto [database, entry] = OpenShared(path, mode);

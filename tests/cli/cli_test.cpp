@@ -6,8 +6,10 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <sstream>
 
+#include "access/store/database.h"
 #include "cli/cli.h"
 #include "cli/output.h"
 
@@ -343,6 +345,45 @@ TEST_F(CliTest, ListNamesAllFixes) {
   const std::string list = RunCli({"list"}).out;
   EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), 42);
   EXPECT_THAT(list, HasSubstr("Fix  Action Code"));
+}
+
+TEST_F(CliTest, ExitStatuses) {
+  MakeSample("10");
+  const std::string file = At("notices.mdb"), reference = At("reference.mdb");
+  {
+    const auto writer = jet::Database::Open(jet::PlatformFileSystem(), file, jet::OpenMode::kReadWrite);
+    const Outcome locked = RunCli({"fix", file, "--reference", reference});
+    EXPECT_EQ(locked.code, kRefused) << locked.err;
+  }
+  // A name in brackets may hold a semicolon.
+  EXPECT_EQ(RunCli({"sql", file}, "create table [a;b] ([c;d] long); insert into [a;b] values (7)").code, kOk);
+  EXPECT_EQ(RunCli({"sql", file, "--csv", "select [c;d] from [a;b]"}).out, "\"c;d\"\n7\n");
+
+  // A page that nobody uses is a remark, not a fault.
+  std::ofstream(file, std::ios::binary | std::ios::app) << std::string(4096, '\0');
+  const Outcome untidy = RunCli({"check", file});
+  EXPECT_EQ(untidy.code, kOk);
+  EXPECT_THAT(untidy.out, HasSubstr("remark: "));
+  EXPECT_THAT(untidy.out, testing::Not(HasSubstr("fault: ")));
+
+  std::ostringstream full, err;
+  full.setstate(std::ios::badbit);
+  std::istringstream in;
+  EXPECT_NE(Run({"tables", file}, {in, full, err}), kOk);
+  EXPECT_THAT(err.str(), HasSubstr("The output could not be written."));
+}
+
+TEST_F(CliTest, RepeatedErrorsOfAFixAreToldOnceWithTheirNumber) {
+  MakeSample("20");
+  const std::string file = At("notices.mdb");
+  ASSERT_EQ(RunCli({"sql", file}, "drop table freq").code, kOk);
+  const Outcome failed = RunCli({"fix", file, "--reference", At("reference.mdb"), "--only", "13"});
+  EXPECT_EQ(failed.code, kFailed);
+  std::map<std::string, int> lines;
+  std::istringstream all(failed.err);
+  for (std::string line; std::getline(all, line);) ++lines[line];
+  for (const auto& [line, times] : lines) EXPECT_EQ(times, 1) << line;
+  EXPECT_LE(lines.size(), 3U) << failed.err;
 }
 
 TEST_F(CliTest, CheckReportsDamage) {

@@ -2,6 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
+#include "access/store/database.h"
 #include "run/fix_runner.h"
 #include "tests/program/notice_database.h"
 
@@ -123,6 +126,49 @@ TEST(Runner, ItsTrapAbandonsTheRoutineAndGoesOn) {
   EXPECT_TRUE(database.messages.shown[1].starts_with("plain: -2147217865 ")) << database.messages.shown[1];
   EXPECT_EQ(database.Rows("select f_int_ext, f_active from notice, geo"), Lines{"E|A"});
   EXPECT_EQ(database.Rows("select ntc_id from history"), Lines{"1"});
+}
+
+// Not every failure is the database's: here a message cannot be shown.
+TEST(Runner, ItsTrapTakesWhateverARoutineThrows) {
+  class FailsOnce : public platform::Messages {
+   public:
+    void Show(std::string_view text, platform::MessageStyle) override {
+      shown.emplace_back(text);
+      if (shown.size() == 1) throw std::runtime_error("no box");
+    }
+    Lines shown;
+  };
+  NoticeDatabase database;
+  database.Run("insert into geo (ntc_id, f_active) values (1, 'N'); drop table strap");
+  FailsOnce messages;
+  const platform::ScopedMessages in_force(messages);
+  const RunResult result = RunOf({7, 31});
+  EXPECT_FALSE(result.ended_early);
+  ASSERT_EQ(result.fixes[0].errors.size(), 2U);
+  EXPECT_EQ(result.fixes[0].errors[1].description(), "no box");
+  EXPECT_EQ(result.fixes[0].errors[1].number(), db::kErrNotFound);
+  EXPECT_EQ(messages.shown[1], "No Database is open!");
+  EXPECT_EQ(database.Rows("select f_active from geo"), Lines{"A"});
+}
+
+TEST(Runner, TheReferenceDatabaseIsFreeAfterARun) {
+  NoticeDatabase database;
+  const auto is_free = [&] {
+    jet::Database::Open(database.files(), NoticeDatabase::kReference, jet::OpenMode::kReadWrite);
+    return true;
+  };
+  class Throwing : public RunObserver {
+    void FixEnds(const FixResult&) override { throw std::runtime_error("no window"); }
+  };
+  RunOf({5});
+  EXPECT_TRUE(is_free());
+  Throwing observer;
+  EXPECT_TRUE(RunFixes(Select({5}), observer).ended_early);
+  EXPECT_TRUE(is_free());
+  database.settings.Set("GLOBAL", "VeltRefdb", NoticeDatabase::kTemplate);
+  database.state.read_only = true;
+  RunOf({5});
+  EXPECT_TRUE(is_free());
 }
 
 TEST(Runner, AFailingStampIsToldOnce) {

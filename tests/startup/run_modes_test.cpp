@@ -2,6 +2,7 @@
 
 #include "startup/run_modes.h"
 
+#include "db/provider.h"
 #include "tests/program/program_surroundings.h"
 
 namespace vnt {
@@ -101,6 +102,30 @@ TEST_F(RunModesTest, Unattended) {
   calls_.clear();
   run_succeeds = false;
   EXPECT_EQ(StartUp("x", *this), 1);
+}
+
+// What the run did becomes durable when the connections close, and that can fail.
+TEST_F(RunModesTest, UnattendedRunFailsWhenClosingFails) {
+  class FullDisk : public db::ProviderConnection {
+    std::int64_t Execute(std::string_view, const std::vector<db::Value>&) override { return 0; }
+    std::unique_ptr<db::ProviderRecordset> OpenRecordset(std::string_view, db::CursorType,
+                                                         db::LockType) override {
+      return nullptr;
+    }
+    void Checkpoint() override { throw db::DbError(-2147467259, "engine", "The disk is full.", true); }
+  };
+  WriteSettings("[VNTFIXV7]\nCurDatabase=/data/x.mdb\n");
+  open = [] {
+    db::SetProviderFactory([](const std::string&) { return std::make_shared<FullDisk>(); });
+    State().main_connection = std::make_unique<db::cadodb>();
+    State().main_connection->DBName = db::Value::Text("/data/x.mdb");
+    State().main_connection->OpenADOConnection();
+    db::SetProviderFactory({});
+  };
+  EXPECT_EQ(StartUp("x", *this), 1);
+  EXPECT_THAT(calls_, ElementsAre("open Access /data/x.mdb", "load unshown", "Automatic_Fix"));
+  EXPECT_THAT(messages_.shown,
+              ElementsAre(ShownMessage("-2147467259 The disk is full.", MessageStyle::kPlain)));
 }
 
 TEST_F(RunModesTest, UnattendedIngresKeepsTheDefaultTicks) {

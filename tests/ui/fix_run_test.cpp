@@ -66,6 +66,50 @@ TEST_F(FixRunTest, ErrorsAreFollowedByFixComplete) {
                                            ShownMessage("Fix complete.", MessageStyle::kInformation)));
 }
 
+TEST_F(FixRunTest, ASecondRunFromWithinARunIsRefused) {
+  int runs = 0;
+  services_.run = [&](const FixSelection&, RunObserver& observer) {
+    ++runs;
+    observer.RunStarts();
+    // As a click does while a message box of the run is shown.
+    EXPECT_FALSE(Window().Automatic_Fix());
+    Click("Command2");
+    observer.RunEnds();
+    return RunResult();
+  };
+  Window();
+  EXPECT_TRUE(Window().Automatic_Fix());
+  EXPECT_EQ(runs, 1);
+  EXPECT_THAT(messages_.shown, ElementsAre(ShownMessage("Fix complete.", MessageStyle::kInformation)));
+  EXPECT_TRUE(Window().Automatic_Fix());
+  EXPECT_EQ(runs, 2);
+}
+
+TEST_F(FixRunTest, ARunThatEndsEarlyIsNotComplete) {
+  state_.current_database = "/data/own.mdb";
+  Window().SetDatabasePanel("/data/own.mdb");
+  services_.run = [](const FixSelection&, RunObserver& observer) {
+    observer.RunStarts();
+    observer.FixStarts(FixByIndex(22), 1, 1);
+    observer.RunEnds();
+    platform::ShowMessage("The disk is full.", MessageStyle::kCritical);
+    RunResult result;
+    result.ended_early = true;
+    return result;
+  };
+  EXPECT_FALSE(Window().Automatic_Fix());
+  EXPECT_THAT(messages_.shown, ElementsAre(ShownMessage("The disk is full.", MessageStyle::kCritical)));
+  EXPECT_EQ(PanelText(), "/data/own.mdb");
+  services_.run = [](const FixSelection&, RunObserver&) {
+    State().current_database.clear();
+    RunResult result;
+    result.ended_early = true;
+    return result;
+  };
+  EXPECT_FALSE(Window().Automatic_Fix());
+  EXPECT_EQ(PanelText(), "no database open");
+}
+
 TEST_F(FixRunTest, NoBoxWhenRefusedOrNotShown) {
   services_.run = [](const FixSelection&, RunObserver&) {
     RunResult result;

@@ -1,0 +1,141 @@
+// The real program and real signals, at moments that differ from run to run: it ends soon, with the status of
+// the signal, says so in one line, and leaves a sound file in which the next run completes.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <sstream>
+#include <thread>
+
+namespace vnt::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+class SignalTest : public ::testing::Test {
+ protected:
+  SignalTest() {
+    std::string name = (fs::temp_directory_path() / "vntfix-signal-XXXXXX").string();
+    folder_ = mkdtemp(name.data());
+    setenv("VNTFIX_WINDIR", folder_.c_str(), 1);
+    setenv("VNTFIX_CDRIVE", (folder_ / "c").c_str(), 1);
+    EXPECT_EQ(Wait(Start({"sample", At("s"), "--notices", "60"})), 0);
+  }
+  ~SignalTest() override { fs::remove_all(folder_); }
+
+  std::string At(const std::string& name) const { return (folder_ / name).string(); }
+
+  pid_t Start(std::vector<std::string> arguments) const {
+    arguments.insert(arguments.begin(), VNTFIX);
+    std::vector<char*> words;
+    for (std::string& argument : arguments) words.push_back(argument.data());
+    words.push_back(nullptr);
+    const pid_t child = fork();
+    if (child != 0) return child;
+    for (const auto& [file, descriptor] :
+         {std::pair("out", STDOUT_FILENO), std::pair("err", STDERR_FILENO)}) {
+      dup2(open(At(file).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), descriptor);
+    }
+    execv(VNTFIX, words.data());
+    _exit(127);
+  }
+  // The exit status; 1000 and the signal when one ended the process.
+  static int Wait(pid_t child) {
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+  }
+  std::string Written(const char* file) const {
+    std::ifstream in(At(file));
+    return {std::istreambuf_iterator<char>(in), {}};
+  }
+  std::vector<std::string> FixArguments(const std::string& file) const {
+    return {"fix", file, "--reference", At("s/reference.mdb"), "--template", At("s/template.mdb"), "--all"};
+  }
+
+  fs::path folder_;
+};
+
+TEST_F(SignalTest, EndARunBetweenTwoFixes) {
+  fs::copy_file(At("s/notices.mdb"), At("whole.mdb"));
+  const auto start = Clock::now();
+  const int whole = Wait(Start(FixArguments(At("whole.mdb"))));
+  const auto length = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
+  const std::random_device::result_type seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  int interrupted = 0;
+  for (int round = 0; round < 12; ++round) {
+    const int signal = std::array{SIGINT, SIGTERM, SIGHUP}[static_cast<std::size_t>(round % 3)];
+    const std::string file = At("notices.mdb");
+    fs::copy_file(At("s/notices.mdb"), file, fs::copy_options::overwrite_existing);
+    const pid_t child = Start(FixArguments(file));
+    std::this_thread::sleep_for(milliseconds(30 + random() % static_cast<unsigned>(length.count())));
+    kill(child, signal);
+    const auto asked = Clock::now();
+    const int status = Wait(child);
+    EXPECT_LT(Clock::now() - asked, milliseconds(3000));
+    const std::string err = Written("err");
+    if (status == 1000 + signal) {
+      EXPECT_EQ(Written("out"), "") << "before the run, or after its end";
+    } else if (status != whole) {
+      ++interrupted;
+      EXPECT_EQ(status, 128 + signal) << err;
+      EXPECT_THAT(err, ::testing::HasSubstr("interrupted"));
+      EXPECT_THAT(err, ::testing::HasSubstr("No history was written."));
+    }
+    EXPECT_EQ(Wait(Start({"check", file})), 0) << Written("out");
+    EXPECT_EQ(Wait(Start(FixArguments(file))), whole) << Written("err");
+  }
+  EXPECT_GT(interrupted, 2);
+}
+
+// The second one does not wait.
+TEST_F(SignalTest, TwiceEndsAtOnce) {
+  const std::string file = At("s/notices.mdb");
+  const pid_t child = Start(FixArguments(file));
+  while (Written("out").empty()) std::this_thread::sleep_for(milliseconds(1));
+  kill(child, SIGSTOP);
+  kill(child, SIGINT);
+  kill(child, SIGTERM);
+  kill(child, SIGCONT);
+  const int status = Wait(child);
+  // Both wait when it goes on: the first of them to be taken lets the other one end the process.
+  EXPECT_TRUE(status == 1000 + SIGTERM || status == 1000 + SIGINT) << status;
+  EXPECT_EQ(Wait(Start({"check", file})), 0) << Written("out");
+}
+
+TEST_F(SignalTest, EndOtherCommands) {
+  const std::string file = At("s/notices.mdb");
+  std::string condition = "a.freq_mhz + b.freq_mhz + c.freq_mhz = 1";
+  const std::string slow =
+      "update assgn set freq_mhz = 0 where exists (select a.seq_no from assgn a, assgn b, assgn c where " +
+      condition + ")";
+  for (const std::string& statement :
+       {slow, "select count(*) from assgn a, assgn b, assgn c where " + condition}) {
+    const pid_t child = Start({"sql", file, statement});
+    std::this_thread::sleep_for(milliseconds(400));
+    kill(child, SIGTERM);
+    const auto asked = Clock::now();
+    EXPECT_EQ(Wait(child), 128 + SIGTERM) << Written("err");
+    EXPECT_LT(Clock::now() - asked, milliseconds(3000));
+  }
+  EXPECT_EQ(Wait(Start({"sql", file, "--csv", "select count(*) as n from assgn where freq_mhz = 0"})), 0);
+  EXPECT_EQ(Written("out"), "\"n\"\n0\n");
+  EXPECT_EQ(Wait(Start({"check", file})), 0);
+}
+
+}  // namespace
+}  // namespace vnt::cli

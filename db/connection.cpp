@@ -124,7 +124,7 @@ void Connection::Mark() { provider().Mark(); }
 
 bool Connection::RevertToMark() { return provider().RevertToMark(); }
 
-bool Connection::IsDurable() { return provider().IsDurable(); }
+Durability Connection::GetDurability() { return provider().GetDurability(); }
 
 void Connection::SetObserver(std::function<void(const StatementEvent&)> observer) {
   Observer() = std::move(observer);

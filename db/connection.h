@@ -27,6 +27,12 @@ enum class CursorType { kForwardOnly = 0, kKeyset = 1, kDynamic = 2, kStatic = 3
 enum class LockType { kReadOnly = 1, kPessimistic = 2, kOptimistic = 3 };
 enum class AccessMode { kReadWrite, kRead };
 
+enum class Durability {
+  kAll,
+  kPersisted,  // what was durable before the last Persist() or Checkpoint(), which failed or has not been made
+  kUnknown,    // one of the two; opening the database again tells
+};
+
 // Told of every statement that is sent, after it ended, and of every row that a recordset wrote or deleted
 // (no statement is sent for it: `text` is empty).
 struct StatementEvent {
@@ -69,8 +75,8 @@ class Connection {
   // written, and the database is what it was at the last Persist(), Checkpoint() or opening.
   void Mark();
   bool RevertToMark();
-  // Whether everything that was executed is durable: after an error of Persist() or Checkpoint() it may be.
-  bool IsDurable();
+  // What of everything that was executed is durable, also after an error of Persist() or Checkpoint().
+  Durability GetDurability();
 
   // Observes all statements of all connections in this process; null switches it off.
   static void SetObserver(std::function<void(const StatementEvent&)> observer);

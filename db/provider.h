@@ -44,7 +44,7 @@ class ProviderConnection {
   // See Connection. False: the source cannot go back.
   virtual void Mark() {}
   virtual bool RevertToMark() { return false; }
-  virtual bool IsDurable() { return true; }
+  virtual Durability GetDurability() { return Durability::kAll; }
 };
 
 // Serves every connection opened from now on in place of the provider that its string names (benchmarks,

@@ -80,6 +80,12 @@ void AppendEndOfRun(const std::exception_ptr& failure, const std::vector<FixResu
     sentences.Names(Is<FixStatus::kUndone>);
     *text += ".";
   }
+  const bool doubt = sentences.Count(Is<FixStatus::kInDoubt>) > 0;
+  if (doubt) {
+    *text += " Perhaps in the database, all or none of them:";
+    sentences.Names(Is<FixStatus::kInDoubt>);
+    *text += ".";
+  }
   if (sentences.Count(Is<FixStatus::kStopped>) > 0) {
     *text += " Stopped, and what was executed until then stays:";
     sentences.Names(Is<FixStatus::kStopped>);
@@ -87,9 +93,10 @@ void AppendEndOfRun(const std::exception_ptr& failure, const std::vector<FixResu
   }
   const std::size_t kept = sentences.Count(IsFixInDatabase);
   if (kept == 0) {
-    *text += " No fix of this run is in the database.";
+    *text +=
+        doubt ? " No other fix of this run is in the database." : " No fix of this run is in the database.";
   } else {
-    *text += " In the database: ";
+    *text += doubt ? " Surely in the database: " : " In the database: ";
     sentences.Number(kept);
     *text += kept == 1 ? " fix:" : " fixes:";
     sentences.Names(IsFixInDatabase);
@@ -100,7 +107,8 @@ void AppendEndOfRun(const std::exception_ptr& failure, const std::vector<FixResu
     sentences.Names(Is<FixStatus::kNotRun>);
     *text += ".";
   }
-  if (!IsInDatabase(fixes.back())) *text += " No history was written.";
+  if (!IsInDatabase(fixes.back()) && fixes.back().status != FixStatus::kInDoubt)
+    *text += " No history was written.";
 }
 
 }  // namespace vnt

@@ -231,7 +231,8 @@ class Run {
     for (std::size_t i = persisted_; i < result_.fixes.size(); ++i) {
       FixResult& result = result_.fixes[i];
       if (result.status == FixStatus::kNotRun) break;
-      result.status = unfinished;
+      result.status = i < done_ ? unfinished : FixStatus::kUndone;
+      if (unfinished == FixStatus::kStopped) result.status = unfinished;
     }
     // Observers may fail for want of memory; the run's own message is told all the same.
     Attempt([&] {
@@ -248,26 +249,32 @@ class Run {
   // Leaves in persisted_ how many fixes are in the database. Gives what became of the others that began.
   FixStatus GoBack() {
     db::Connection* const cn = OpenMain();
-    const auto is_durable = [&] { return cn == nullptr || Attempt([&] { return cn->IsDurable(); }); };
-    if (saving_ && is_durable()) {
+    bool can_go_back = true;
+    bool kept = false;
+    if (saving_ && DurabilityOf(cn) == db::Durability::kAll) {
       persisted_ = done_;  // what failed came after it was durable
     } else {
-      bool can_go_back = true;
-      const bool kept = Attempt([&] {
+      kept = Attempt([&] {
         if (cn == nullptr) return;
         can_go_back = cn->RevertToMark();
-        if (can_go_back) cn->Checkpoint();
+        if (!can_go_back) return;
+        done_ = marked_;
+        cn->Checkpoint();
       });
-      if (!can_go_back) {
-        persisted_ = done_;
-        return FixStatus::kStopped;
-      }
-      if (kept || is_durable()) persisted_ = marked_;
-      if (kept) return FixStatus::kUndone;
     }
+    if (!can_go_back) {
+      persisted_ = done_;
+      return FixStatus::kStopped;
+    }
+    const db::Durability durability = DurabilityOf(cn);
+    if (durability == db::Durability::kAll) persisted_ = done_;
     // The connections hold what is not in the database.
-    if (!IsIngres()) ReopenAccessDatabase();
-    return FixStatus::kUndone;
+    if (!kept && !IsIngres()) ReopenAccessDatabase();
+    return durability == db::Durability::kUnknown ? FixStatus::kInDoubt : FixStatus::kUndone;
+  }
+
+  static db::Durability DurabilityOf(db::Connection* cn) {
+    return cn == nullptr ? db::Durability::kAll : cn->GetDurability();
   }
 
   // Whether `step` came to its end, and gave true if it gives anything.

@@ -21,6 +21,7 @@ enum class FixStatus {
   kDone,     // ran to its end
   kFailed,   // ran to its end and reported errors
   kUndone,   // began, and nothing of it is in the database
+  kInDoubt,  // came to its end; whether it is in the database cannot be told, since saving it failed half way
   kStopped,  // did not come to its end; what it had executed stays (a data source cannot take it back)
 };
 

@@ -31,6 +31,8 @@ std::string ReportLine(const FixResult& result) {
       return fmt::format("{:>2}  {:<42} not run", index, caption);
     case FixStatus::kUndone:
       return fmt::format("{:>2}  {:<42} undone", index, caption);
+    case FixStatus::kInDoubt:
+      return fmt::format("{:>2}  {:<42} perhaps saved", index, caption);
     case FixStatus::kStopped:
       return fmt::format("{:>2}  {:<42} stopped", index, caption);
     case FixStatus::kDone:

@@ -235,7 +235,7 @@ void Journal::Reset() {
   header_->page_size = page_size_;
   header_->salt = NewSalt();
   header_may_stand_ = false;
-  has_state_ = false;
+  has_state_ = in_doubt_ = false;
   last_number_ = 0;
   slots_ = 0;
   checksums_.clear();
@@ -362,8 +362,10 @@ void Journal::Commit(File& database, PageNo file_pages, PageNo pages, const std:
   for (const JournalPage& item : changed) header_->digest += checksums_[item.slot - 1];
   header_->witnesses = PickWitnesses(database, page_size_, file_pages, changed);
   file_->Sync();
+  in_doubt_ = true;
   WriteHeader(phase);
   if (!has_state_) files_.SyncFolder(path_);
+  in_doubt_ = false;
   has_state_ = true;
 }
 
@@ -398,12 +400,21 @@ void Journal::Finish() {
   Reset();
 }
 
-void Journal::Abandon() noexcept {
-  if (file_ == nullptr || has_state()) return;
+bool Journal::Abandon() noexcept {
+  if (file_ == nullptr || !in_doubt_) return true;
   try {
-    Void();
+    if (has_state()) {
+      const std::uint8_t zeros[kHeaderBytes] = {};
+      file_->Write(HeaderOffset(header_->sequence), zeros);
+      file_->Sync();
+    } else {
+      Void();
+    }
+    in_doubt_ = false;
+    return true;
   } catch (const std::exception&) {
-    // The next open finds the state of the failed commit, or none: the file is sound with either.
+    // The next open finds the state of the failed commit, or the one before: the file is sound with either.
+    return false;
   }
 }
 

@@ -124,8 +124,9 @@ class Journal {
   // The database file holds the committed state, durably: makes the journal void. Removing it is tried, no
   // more.
   void Finish();
-  // Commit() failed: makes the journal void, unless it holds an earlier state. Records can still be read.
-  void Abandon() noexcept;
+  // Commit() failed: sees to it that the state before it is found, or none. False when that cannot be said.
+  // Records can still be read.
+  bool Abandon() noexcept;
   // Removes the journal if it says nothing.
   void Discard() noexcept;
 
@@ -152,6 +153,7 @@ class Journal {
   std::unique_ptr<JournalHeader> header_;  // the last one written, or to be written next
   bool header_may_stand_ = false;          // in the file, valid
   bool has_state_ = false;
+  bool in_doubt_ = false;  // a header was written that may, or may not, be found
   std::uint64_t last_number_ = 0;  // of a record
   std::uint32_t slots_ = 0;
   std::vector<std::uint64_t> checksums_;  // by slot - 1

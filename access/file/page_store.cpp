@@ -96,6 +96,7 @@ struct PageStore::Impl {
   std::uint32_t page_size;
   PageNo file_pages = 0;  // of the file itself
   State state = State::kSound;
+  bool in_doubt = false;  // whether the commit that failed will be found
 
   std::size_t frame_limit;
   std::vector<Block> blocks;
@@ -593,7 +594,7 @@ void PageStore::Commit(bool applying) {
     impl_->Commit(entries_, page_count_, applying ? Journal::Phase::kApplying : Journal::Phase::kCommitted);
   } catch (...) {
     impl_->state = Impl::State::kBroken;
-    impl_->journal.Abandon();
+    impl_->in_doubt = !impl_->journal.Abandon();
     throw;
   }
   changed_pages_ = 0;
@@ -615,6 +616,11 @@ void PageStore::Apply() {
   }
   journal_waits_ = false;
   impl_->file_pages = page_count_;
+}
+
+Durability PageStore::durability() const {
+  if (changed_pages_ == 0) return Durability::kAll;
+  return impl_->in_doubt ? Durability::kUnknown : Durability::kPersisted;
 }
 
 void PageStore::Persist() {

@@ -109,6 +109,12 @@ struct PageStoreOptions {
   std::uint64_t journal_bytes = std::uint64_t{1} << 30;
 };
 
+enum class Durability {
+  kAll,        // everything so far
+  kPersisted,  // what was persisted last
+  kUnknown,    // one or the other: persisting has failed, and could not be taken back
+};
+
 class PageStore {
  public:
   // Takes over an open file. `journal_path` names the journal beside it; when one waits there, a writable
@@ -185,8 +191,8 @@ class PageStore {
   void CutOff(PageNo pages);
   // Whether Checkpoint() has anything to do.
   bool has_changes() const { return changed_pages_ != 0 || journal_waits_; }
-  // Whether everything so far is durable, though perhaps in the journal alone.
-  bool is_durable() const { return changed_pages_ == 0; }
+  // What of it is durable, though perhaps in the journal alone.
+  Durability durability() const;
 
  private:
   struct Impl;

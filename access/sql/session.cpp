@@ -164,7 +164,8 @@ Running::Running(std::shared_ptr<Plan> plan, const std::vector<Value>& parameter
     : plan_(std::move(plan)), statement_(plan_->Take()) {
   const auto bind = [this](int number, const Value& value) {
     const int rc = TryBind(statement_, number, value);
-    if (rc == SQLITE_OK) return;
+    // Where a statement is carried out in parts, a part does not mention every constant of it.
+    if (rc == SQLITE_OK || rc == SQLITE_RANGE) return;
     // A value that is left out would be Null.
     plan_->Release(statement_);
     if (rc == SQLITE_NOMEM) throw std::bad_alloc();

@@ -262,7 +262,7 @@ class Database {
   virtual void Persist() = 0;
   virtual void Checkpoint() = 0;
   virtual bool has_changes() const = 0;
-  virtual bool is_durable() const = 0;
+  virtual Durability durability() const = 0;
 
   // For the checker and tests.
   virtual PageStore& pages() = 0;

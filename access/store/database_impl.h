@@ -49,7 +49,7 @@ class DatabaseImpl final : public Database, private TableSource, private PageOwn
   void Persist() override;
   void Checkpoint() override;
   bool has_changes() const override { return pages_->has_changes(); }
-  bool is_durable() const override { return pages_->is_durable(); }
+  Durability durability() const override { return pages_->durability(); }
   PageStore& pages() override { return *pages_; }
 
   // ---- For the checker, and for making new files. ----

@@ -76,6 +76,19 @@ bool AccessConnection::RevertToMark() {
   return true;
 }
 
+Durability AccessConnection::GetDurability() {
+  if (mode_ == AccessMode::kRead) return Durability::kAll;
+  switch (database().durability()) {
+    case jet::Durability::kAll:
+      return Durability::kAll;
+    case jet::Durability::kPersisted:
+      return Durability::kPersisted;
+    case jet::Durability::kUnknown:
+      break;
+  }
+  return Durability::kUnknown;
+}
+
 std::shared_ptr<ProviderConnection> OpenAccess(const std::string& path, AccessMode mode,
                                                AccessFormats formats) {
   return Translated([&]() -> std::shared_ptr<ProviderConnection> {

@@ -49,7 +49,7 @@ class AccessConnection : public ProviderConnection {
   void Persist() override;
   void Mark() override;
   bool RevertToMark() override;
-  bool IsDurable() override { return mode_ == AccessMode::kRead || database().is_durable(); }
+  Durability GetDurability() override;
 
   jet::Database& database() { return *engine_->database; }
   jet::sql::Session& session() { return *engine_->session; }

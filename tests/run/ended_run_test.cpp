@@ -58,44 +58,69 @@ std::size_t FixesIn(const RunResult& result) {
   }));
 }
 
+// What the message calls kept, undone and so on is what the result does.
+void ExpectMessageNamesAll(const std::string& message, const RunResult& result) {
+  const auto section_of = [&](FixStatus status) -> std::string_view {
+    switch (status) {
+      case FixStatus::kDone:
+      case FixStatus::kFailed:
+        return "n the database: ";
+      case FixStatus::kUndone:
+        return " Undone:";
+      case FixStatus::kNotRun:
+        return " Not run:";
+      case FixStatus::kInDoubt:
+        return " Perhaps in the database";
+      case FixStatus::kStopped:
+        break;
+    }
+    return " Stopped";
+  };
+  for (const FixResult& fix : result.fixes) {
+    const std::string name = fix.fix == nullptr ? "\"History\"" : "\"" + std::string(fix.fix->caption) + "\"";
+    const bool kept = fix.status == FixStatus::kDone || fix.status == FixStatus::kFailed;
+    if (fix.fix == nullptr && kept) continue;
+    const std::size_t begin = message.rfind(section_of(fix.status));
+    ASSERT_NE(begin, std::string::npos) << name << " in " << message;
+    const std::size_t end = message.find("\".", begin);
+    const std::size_t place = message.find(name);
+    EXPECT_TRUE(place > begin && place <= end) << name << " in " << message;
+    EXPECT_EQ(message.find(name, place + 1), std::string::npos) << name << " twice in " << message;
+  }
+}
+
 // What is true after a run whatever failed in it. Gives the number of fixes that are in the file.
 std::size_t ExpectAtABorder(SampleDatabases& databases, const RunResult& result, bool all) {
   const Borders& borders = BordersOf(all);
   const std::vector<std::string> shown = databases.messages.shown;
-  const std::size_t kept = FixesIn(result);
+  std::size_t kept = FixesIn(result);
+  const auto in_doubt = static_cast<std::size_t>(std::ranges::count_if(
+      result.fixes, [](const FixResult& fix) { return fix.status == FixStatus::kInDoubt; }));
+  const bool stamp_in_doubt = result.fixes.back().status == FixStatus::kInDoubt;
   const SampleDatabases::Content content = databases.Reopened();
   EXPECT_EQ(content.faults, "");
-  EXPECT_TRUE(content.rows == borders.rows[kept]) << "not the rows after " << kept << " fixes";
+  const auto found = std::ranges::find(borders.rows, content.rows);
+  const std::size_t all_of_them = kept + in_doubt - (stamp_in_doubt ? 1 : 0);
+  EXPECT_TRUE(content.rows == borders.rows[kept] || content.rows == borders.rows[all_of_them])
+      << "not the rows after " << kept << " fixes, but "
+      << (found == borders.rows.end() ? "others" : "after " + std::to_string(found - borders.rows.begin()))
+      << "\n"
+      << (shown.empty() ? "" : shown.back());
   const bool stamped = result.fixes.back().status == FixStatus::kDone;
-  EXPECT_EQ(content.history, stamped ? borders.history : borders.history - samples::kMinNotices);
+  if (!stamp_in_doubt) {
+    EXPECT_EQ(content.history, stamped ? borders.history : borders.history - samples::kMinNotices);
+  }
   if (!result.ended_early) {
     EXPECT_EQ(kept + 1, result.fixes.size());
     EXPECT_EQ(shown, borders.messages);
     return kept;
   }
   EXPECT_TRUE(result.failed());
-  // One message of its own, which names what is in the file.
   EXPECT_EQ(std::ranges::count_if(shown, [](const auto& text) { return text.starts_with("critical: "); }), 1);
   if (shown.empty()) return kept;
-  const std::string& message = shown.back();
-  const std::size_t undone = message.find(" Undone:"), in_file = message.rfind(" the database"),
-                    not_run = message.find(" Not run:");
-  EXPECT_NE(in_file, std::string::npos) << message;
-  for (const FixResult& fix : result.fixes) {
-    const std::string name = fix.fix == nullptr ? "\"History\"" : "\"" + std::string(fix.fix->caption) + "\"";
-    const std::size_t place = message.find(name);
-    if (fix.fix == nullptr && stamped) continue;
-    EXPECT_NE(place, std::string::npos) << name << " in " << message;
-    const bool kept_fix = fix.status == FixStatus::kDone || fix.status == FixStatus::kFailed;
-    EXPECT_EQ(kept_fix, place > in_file && (not_run == std::string::npos || place < not_run)) << message;
-    if (fix.status == FixStatus::kUndone) {
-      EXPECT_TRUE(place > undone && place < in_file) << message;
-    }
-    if (fix.status == FixStatus::kNotRun) {
-      EXPECT_GT(place, not_run) << message;
-    }
-  }
-  EXPECT_EQ(stamped, message.find("No history was written.") == std::string::npos) << message;
+  ExpectMessageNamesAll(shown.back(), result);
+  EXPECT_EQ(stamped || stamp_in_doubt, shown.back().find("No history was written.") == std::string::npos)
+      << shown.back();
   return kept;
 }
 
@@ -144,7 +169,10 @@ TEST_P(EndedRun, IsAtABorderWhateverFails) {
     databases.CloseAll();
     databases.files.FailReadAt(0);
     databases.files.FailAt(0, jet::MemoryFileSystem::Failure::kIo);
-    ASSERT_FALSE(result.refused);
+    if (result.refused) {  // the reference database cannot be opened
+      EXPECT_TRUE(databases.Reopened().rows == borders.rows[0]);
+      continue;
+    }
     const std::size_t kept = ExpectAtABorder(databases, result, fault.all);
     if (n % 5 == 0) ExpectNextRunCompletes(databases, fault.all);
     ended += result.ended_early ? 1 : 0;

@@ -160,7 +160,7 @@ void FailEachAllocationOfARun(std::uint64_t points, const During& during) {
     EXPECT_TRUE(content.rows == borders[kept]) << "not the rows after " << kept << " fixes";
     EXPECT_EQ(shown.size(), result.ended_early ? 1U : 0U) << (shown.empty() ? "" : shown.front());
     ended += result.ended_early ? 1 : 0;
-    if (HasFailure()) return;
+    if (::testing::Test::HasFailure()) return;
   }
   EXPECT_GT(ended, points / 3);
 }

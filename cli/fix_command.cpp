@@ -1,6 +1,7 @@
 // vntfix fix and vntfix list.
 #include <functional>
 #include <map>
+#include <new>
 #include <ostream>
 #include <string>
 
@@ -25,8 +26,12 @@ class StreamMessages : public platform::Messages {
  public:
   explicit StreamMessages(std::ostream& err) : err_(err) {}
   void Show(std::string_view text, platform::MessageStyle) override {
-    int& times = shown_.try_emplace(std::string(text)).first->second;
-    if (++times == 1) err_ << text << '\n';
+    // Without memory it is told all the same.
+    try {
+      if (++shown_.try_emplace(std::string(text)).first->second > 1) return;
+    } catch (const std::bad_alloc&) {
+    }
+    err_ << text << '\n';
   }
   // Shows the text unless it was shown since the last Forget().
   void ShowOnce(const std::string& text) {

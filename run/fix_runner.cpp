@@ -243,31 +243,34 @@ class Run {
     Attempt([&] { observer_.RunEnds(); });
     AppendEndOfRun(failure, result_.fixes, &message_);
     if (State().current_database.empty()) message_ += " The database is closed.";
-    ShowMessage(message_, MessageStyle::kCritical);
+    Attempt([&] { ShowMessage(message_, MessageStyle::kCritical); });
   }
 
   // Leaves in persisted_ how many fixes are in the database. Gives what became of the others that began.
   FixStatus GoBack() {
     db::Connection* const cn = OpenMain();
+    db::Durability durability = DurabilityOf(cn);
     bool can_go_back = true;
+    bool went_back = false;
     bool kept = false;
-    if (saving_ && DurabilityOf(cn) == db::Durability::kAll) {
+    if (saving_ && durability == db::Durability::kAll) {
       persisted_ = done_;  // what failed came after it was durable
     } else {
       kept = Attempt([&] {
-        if (cn == nullptr) return;
-        can_go_back = cn->RevertToMark();
+        if (cn != nullptr) can_go_back = cn->RevertToMark();
         if (!can_go_back) return;
         done_ = marked_;
-        cn->Checkpoint();
+        went_back = true;
+        if (cn != nullptr) cn->Checkpoint();
       });
     }
     if (!can_go_back) {
       persisted_ = done_;
       return FixStatus::kStopped;
     }
-    const db::Durability durability = DurabilityOf(cn);
-    if (durability == db::Durability::kAll) persisted_ = done_;
+    // After a failure to go back what was true before it holds.
+    if (went_back) durability = DurabilityOf(cn);
+    if (went_back && durability == db::Durability::kAll) persisted_ = done_;
     // The connections hold what is not in the database.
     if (!kept && !IsIngres()) ReopenAccessDatabase();
     return durability == db::Durability::kUnknown ? FixStatus::kInDoubt : FixStatus::kUndone;

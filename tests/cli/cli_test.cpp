@@ -369,7 +369,7 @@ TEST_F(CliTest, ExitStatuses) {
   std::ostringstream full, err;
   full.setstate(std::ios::badbit);
   std::istringstream in;
-  EXPECT_NE(Run({"tables", file}, {in, full, err}), kOk);
+  EXPECT_NE(cli::Run({"tables", file}, {in, full, err}), kOk);
   EXPECT_THAT(err.str(), HasSubstr("The output could not be written."));
 }
 

@@ -144,8 +144,7 @@ int Sql(const SqlOptions& options, Streams& streams) {
   } catch (const db::DbError& error) {
     connection.Close();  // keeps what the statements before the failed one did
     const bool interrupted = error.number() == db::kErrInterrupted;
-    const bool is_of_file =
-        (error.is_environment() && !interrupted) || error.number() == db::kErrReadOnly;
+    const bool is_of_file = (error.is_environment() && !interrupted) || error.number() == db::kErrReadOnly;
     if (is_of_file && !changed_something) return Refused(error, streams);
     throw;
   }

@@ -5,7 +5,6 @@
 #include "db/cadodb.h"
 #include "fixes/reference_tables.h"
 #include "platform/settings.h"
-#include "program/error_trap.h"
 
 namespace vnt {
 namespace {
@@ -31,7 +30,11 @@ std::string ReferenceFault(const FixSelection& selection) {
   db::cadodb reference;
   reference.DBName = db::Value::Text(path);
   reference.Mode = db::AccessMode::kRead;
-  if (!Resumed([&] { reference.OpenADOConnection(); })) return {};
+  try {
+    reference.OpenADOConnection();
+  } catch (const db::DbError&) {
+    return {};  // the run has its own words for that
+  }
   try {
     db::Recordset rows;
     rows.Open("select top 1 * from rf_ant_type", reference.Cn());

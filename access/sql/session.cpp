@@ -171,11 +171,9 @@ Running::Running(std::shared_ptr<Plan> plan, const std::vector<Value>& parameter
     if (rc == SQLITE_NOMEM) throw std::bad_alloc();
     throw Error(ErrorKind::kTooLong, "A value of the statement is too long.");
   };
-  for (int i = 0; i < plan_->parameters; ++i)
-    bind(i + 1, parameters[static_cast<std::size_t>(i)]);
+  for (int i = 0; i < plan_->parameters; ++i) bind(i + 1, parameters[static_cast<std::size_t>(i)]);
   const auto count = static_cast<int>(lifted.size());
-  for (int i = 0; i < count; ++i)
-    bind(plan_->parameters + i + 1, lifted[static_cast<std::size_t>(i)]);
+  for (int i = 0; i < count; ++i) bind(plan_->parameters + i + 1, lifted[static_cast<std::size_t>(i)]);
   // Once more as exact numbers, where the plan uses them.
   const int used = sqlite3_bind_parameter_count(statement_) - plan_->parameters - count;
   for (int i = 0; i < std::min(used, count); ++i) {

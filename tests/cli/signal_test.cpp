@@ -119,9 +119,13 @@ TEST_F(SignalTest, TwiceEndsAtOnce) {
 
 TEST_F(SignalTest, EndOtherCommands) {
   const std::string file = At("s/notices.mdb");
-  std::string condition = "a.freq_mhz + b.freq_mhz + c.freq_mhz = 1";
+  const std::vector<std::string> count = {"sql", file, "--csv",
+                                          "select count(*) as n from assgn where freq_mhz = -1"};
+  EXPECT_EQ(Wait(Start(count)), 0);
+  const std::string before = Written("out");
+  const std::string condition = "a.freq_mhz + b.freq_mhz + c.freq_mhz = 1";
   const std::string slow =
-      "update assgn set freq_mhz = 0 where exists (select a.seq_no from assgn a, assgn b, assgn c where " +
+      "update assgn set freq_mhz = -1 where exists (select a.seq_no from assgn a, assgn b, assgn c where " +
       condition + ")";
   for (const std::string& statement :
        {slow, "select count(*) from assgn a, assgn b, assgn c where " + condition}) {
@@ -132,8 +136,8 @@ TEST_F(SignalTest, EndOtherCommands) {
     EXPECT_EQ(Wait(child), 128 + SIGTERM) << Written("err");
     EXPECT_LT(Clock::now() - asked, milliseconds(3000));
   }
-  EXPECT_EQ(Wait(Start({"sql", file, "--csv", "select count(*) as n from assgn where freq_mhz = 0"})), 0);
-  EXPECT_EQ(Written("out"), "\"n\"\n0\n");
+  EXPECT_EQ(Wait(Start(count)), 0);
+  EXPECT_EQ(Written("out"), before);
   EXPECT_EQ(Wait(Start({"check", file})), 0);
 }
 

@@ -229,6 +229,7 @@ TEST(EndedRunInterruption, UndoesTheRunningFixAndKeepsTheOthers) {
    private:
     int fix_;
   };
+  BordersOf(false);
   for (const int fix : {1, 2, 5, 15, 24, 33}) {
     SCOPED_TRACE(fix);
     SampleDatabases databases;

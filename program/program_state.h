@@ -28,8 +28,8 @@ struct ProgramState {
   std::string run_remark;
   std::string date_separator;
   // Fixes that take no time are made durable together, so that a run on one notice does not spend its time
-  // waiting for the disk. A run that is killed loses the fix that was running and, of those before it, at most
-  // what was done in this time.
+  // waiting for the disk. A run that is killed loses the fix that was running and, of those before it, at
+  // most what was done in this time.
   std::chrono::milliseconds persist_interval{250};
 
   // Told of each error that a fix reports or that reaches the runner's trap (for counting); may be empty.

@@ -13,7 +13,7 @@
 namespace jet {
 class FileSystem;
 struct PageStoreOptions;
-}
+}  // namespace jet
 
 namespace vnt::db {
 

@@ -14,6 +14,7 @@
 #endif
 
 #include "cli/cli.h"
+#include "platform/environment.h"
 
 namespace {
 
@@ -44,6 +45,7 @@ bool IsTerminal() { return isatty(STDERR_FILENO) != 0; }
 }  // namespace
 
 int main(int argc, char** argv) {
+  vnt::platform::OccupyStandardStreams();
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);
   return vnt::cli::Run(Arguments(argc, argv), {std::cin, std::cout, std::cerr, IsTerminal()});

@@ -126,6 +126,10 @@ bool Connection::RevertToMark() { return provider().RevertToMark(); }
 
 Durability Connection::GetDurability() { return provider().GetDurability(); }
 
+void Connection::Release() { provider().Release(); }
+
+void Connection::Resume() { provider().Resume(); }
+
 void Connection::SetObserver(std::function<void(const StatementEvent&)> observer) {
   Observer() = std::move(observer);
 }

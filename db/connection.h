@@ -29,7 +29,8 @@ enum class AccessMode { kReadWrite, kRead };
 
 enum class Durability {
   kAll,
-  kPersisted,  // what was durable before the last Persist() or Checkpoint(), which failed or has not been made
+  kPersisted,  // what was durable before the last Persist() or Checkpoint(), which failed or has not been
+               // made
   kUnknown,    // one of the two; opening the database again tells
 };
 
@@ -77,6 +78,11 @@ class Connection {
   bool RevertToMark();
   // What of everything that was executed is durable, also after an error of Persist() or Checkpoint().
   Durability GetDurability();
+  // Makes everything durable and lets go of the file until the connection is used again, which looks the file
+  // up anew by its path: meanwhile others may read, change and replace it. Open recordsets are closed. No
+  // effect on ODBC. Resume() opens the file now, so that a failure shows here.
+  void Release();
+  void Resume();
 
   // Observes all statements of all connections in this process; null switches it off.
   static void SetObserver(std::function<void(const StatementEvent&)> observer);

@@ -45,6 +45,8 @@ class ProviderConnection {
   virtual void Mark() {}
   virtual bool RevertToMark() { return false; }
   virtual Durability GetDurability() { return Durability::kAll; }
+  virtual void Release() {}
+  virtual void Resume() {}
 };
 
 // Serves every connection opened from now on in place of the provider that its string names (benchmarks,

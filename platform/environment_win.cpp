@@ -12,4 +12,7 @@ std::filesystem::path EnvironmentPath(const char* name) {
   return value == nullptr ? std::filesystem::path() : std::filesystem::path(value);
 }
 
+// Here a file that is opened takes no place among the standard streams.
+void OccupyStandardStreams() {}
+
 }  // namespace vnt::platform

@@ -45,6 +45,29 @@ void OpenIngresDatabase() {
   }
 }
 
+namespace {
+
+// False when an error was reported.
+bool OnOpenConnections(void (db::Connection::*action)()) {
+  for (const auto* slot : {&State().second_connection, &State().main_connection}) {
+    const std::unique_ptr<db::cadodb>& connection = *slot;
+    if (!connection || !connection->has_connection() || !connection->Cn().is_open()) continue;
+    try {
+      (connection->Cn().*action)();
+    } catch (const db::DbError& error) {
+      ShowError(error);
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+bool ReleaseDatabases() { return OnOpenConnections(&db::Connection::Release); }
+
+bool ResumeDatabases() { return OnOpenConnections(&db::Connection::Resume); }
+
 bool CloseDatabases() {
   const bool reference = Close(State().reference_connection);
   const bool second = Close(State().second_connection);

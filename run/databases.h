@@ -17,6 +17,12 @@ void OpenIngresDatabase();
 // Closes the connections, which makes what was executed durable. False when an error was reported.
 bool CloseDatabases();
 
+// Between runs an Access file belongs to whoever wants it: makes everything durable and lets go of it, until
+// a connection is used again. False when an error was reported.
+bool ReleaseDatabases();
+// Looks the file up again, before a run. False when it cannot be opened any more, which was reported.
+bool ResumeDatabases();
+
 // Makes `path` the current database and opens it with `open`, which leaves the program's state alone when it
 // raises a DbError: the error is reported and the database that was open before stays open. `set_panel` gets
 // the new text of the window's database panel, before any message about it; it is not called when the panel

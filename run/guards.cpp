@@ -125,8 +125,9 @@ void ReopenAccessDatabase() {
   }
 }
 
+// A failure of the surroundings says nothing about that, and goes to whoever opens.
 bool IsDatabaseReadOnly() {
-  return !Succeeds([] {
+  const auto rewrite_version = [] {
     db::Recordset versions;
     versions.Open(kNewestVersion, MainCn(), db::CursorType::kKeyset, db::LockType::kOptimistic);
     if (!versions.Eof()) {
@@ -134,7 +135,14 @@ bool IsDatabaseReadOnly() {
       versions.Update();
     }
     versions.Close();
-  });
+  };
+  try {
+    rewrite_version();
+    return false;
+  } catch (const db::DbError& error) {
+    if (error.is_environment()) throw;
+    return true;
+  }
 }
 
 void ReadDatabaseVersion() {

@@ -75,6 +75,7 @@ void ShowMainWindow(StartUpHost& host) {
   MainWindow& window = host.LoadWindow();
   window.SetDatabasePanel(DatabasePanelText());
   if (IsIngresSource(State().current_database)) window.ClearDefaultselection();
+  ReleaseDatabases();
   window.ShowWindow();
 }
 

@@ -15,6 +15,7 @@
 
 #include "access/base/interruption.h"
 #include "platform/desktop.h"
+#include "platform/environment.h"
 #include "platform/interruption.h"
 #include "program/program_state.h"
 #include "run/databases.h"
@@ -165,4 +166,7 @@ int Run(int argc, char** argv) {
 }  // namespace
 }  // namespace vnt::ui
 
-int main(int argc, char** argv) { return vnt::ui::Run(argc, argv); }
+int main(int argc, char** argv) {
+  vnt::platform::OccupyStandardStreams();
+  return vnt::ui::Run(argc, argv);
+}

@@ -125,6 +125,7 @@ void frmMain::ShowWindow() {
 bool frmMain::Command2_Click() {
   // A message box in the middle of a run handles input of its own.
   if (running_) return false;
+  if (!ResumeDatabases()) return false;
   running_ = true;
   RunResult result;
   try {
@@ -135,7 +136,9 @@ bool frmMain::Command2_Click() {
     throw;
   }
   running_ = false;
+  const bool released = ReleaseDatabases();
   if (result.ended_early && State().current_database.empty()) SetDatabasePanel(kNoDatabaseText);
+  if (!released) return false;
   if (!result.refused && !result.ended_early && IsShown()) Inform("Fix complete.");
   return !result.refused && !result.failed();
 }
@@ -158,6 +161,7 @@ void frmMain::mnuFileOpen_Click() {
     OpenChosenDatabase(
         path, [this] { services_.OpenAccessDatabase(); },
         [this](const std::string& text) { SetDatabasePanel(text); });
+    ReleaseDatabases();
   } catch (const EndProgram& end) {
     services_.EndProgram(end.exit_code);
   }

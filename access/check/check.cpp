@@ -13,6 +13,7 @@
 
 #include "access/check/check_context.h"
 #include "access/check/check_table.h"
+#include "access/file/page_view.h"
 #include "access/store/catalog.h"
 #include "access/store/data_page.h"
 #include "access/store/names.h"
@@ -22,9 +23,9 @@ namespace jet {
 namespace {
 
 // The file as its pages stand in the cache, for the reader of the header.
-class CachedFile : public File {
+class CachedFile final : public PageView {
  public:
-  explicit CachedFile(PageStore& pages) : pages_(pages) {}
+  using PageView::PageView;
   void Read(std::uint64_t offset, MutableBytes out) override {
     const std::uint32_t size = pages_.page_size();
     for (std::size_t i = 0; i < out.size();) {
@@ -35,15 +36,6 @@ class CachedFile : public File {
       i += count;
     }
   }
-  void Write(std::uint64_t, Bytes) override {
-    throw Error(ErrorKind::kReadOnly, "The check does not change the file.");
-  }
-  void Sync() override {}
-  std::uint64_t Size() override { return std::uint64_t{pages_.page_count()} * pages_.page_size(); }
-  void Truncate(std::uint64_t) override { Write(0, {}); }
-
- private:
-  PageStore& pages_;
 };
 
 struct CatalogObject {

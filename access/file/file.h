@@ -14,10 +14,21 @@
 
 namespace jet {
 
+// Locks are advisory and of two kinds. Who opens a file for writing holds the writer's lock, which no two
+// have. Everybody holds a share in the content; a writer that is about to change what others may be reading
+// takes the content for itself (LockContent).
 enum class OpenMode {
-  kRead,       // shared lock; writes are refused
-  kReadWrite,  // exclusive lock
+  kRead,       // a share in the content; writes are refused
+  kReadWrite,  // the writer's lock, and a share in the content
   kCreateNew,  // as kReadWrite, and the file must not exist
+};
+
+// What tells whether a file is still the one that it was, and unchanged.
+struct FileStamp {
+  std::string identity;       // as FileSystem::Identity
+  std::uint64_t size = 0;     // bytes
+  std::int64_t modified = 0;  // time of the last change, nanoseconds since some day
+  bool operator==(const FileStamp&) const = default;
 };
 
 // An open file. All offsets and sizes are in bytes. Every operation throws Error(kIo), or kFull when space
@@ -25,13 +36,25 @@ enum class OpenMode {
 class File {
  public:
   virtual ~File() = default;
+  virtual const std::string& path() const = 0;
   // Reads exactly out.size() bytes; Error(kCorrupt) when the file ends before.
   virtual void Read(std::uint64_t offset, MutableBytes out) = 0;
   virtual void Write(std::uint64_t offset, Bytes data) = 0;
   // Returns when everything written so far is on the disk.
   virtual void Sync() = 0;
+  // As Sync(), and the time of the last change too.
+  virtual void SyncAll() = 0;
   virtual std::uint64_t Size() = 0;
   virtual void Truncate(std::uint64_t size) = 0;
+  virtual FileStamp Stamp() = 0;
+  // Whether its path names it still: false once it was deleted, moved or replaced.
+  virtual bool IsInPlace() = 0;
+  // Takes the content for this File alone, or gives it back to all. False when others share it; with
+  // `patiently`, after some seconds in which they did not let go.
+  virtual bool LockContent(bool patiently) = 0;
+  virtual void ShareContent() = 0;
+  // Whether somebody (else) holds the writer's lock.
+  virtual bool HasWriter() = 0;
 };
 
 // Where files live. Paths are UTF-8.
@@ -43,6 +66,16 @@ class FileSystem {
   // cannot be written (attribute, medium, permission), kLocked when another process (or another File of this
   // process) holds a lock that conflicts.
   virtual std::unique_ptr<File> Open(const std::string& path, OpenMode mode) = 0;
+  // As Open, for a file that belongs to `owner` and stands beside it, such as its journal: a new one gets the
+  // rights and, where that is allowed, the owner of that file; an existing one must be a file of its own, no
+  // link (kCorrupt otherwise).
+  virtual std::unique_ptr<File> OpenCompanion(const std::string& path, OpenMode mode, File& owner) = 0;
+  // Makes a file with that content, durably: whole or, when it fails or is interrupted, not at all. kExists.
+  virtual void CreateWhole(const std::string& path, Bytes content) = 0;
+  // Why no file can be made in the folder of `path`; empty when one can.
+  virtual std::string WhyNotCreate(const std::string& path) = 0;
+  // How many names (hard links) the file has.
+  virtual std::uint64_t LinkCount(const std::string& path) = 0;
   virtual bool Exists(const std::string& path) = 0;
   virtual void Remove(const std::string& path) = 0;
   virtual void Rename(const std::string& from, const std::string& to) = 0;

@@ -1,7 +1,12 @@
 // The file system of POSIX platforms.
 //
-// Locks are open-file-description locks on the whole file: they belong to the File, so two Files of one
-// process exclude each other, and closing one of them does not drop the lock of another.
+// Locks are open-file-description locks on single bytes far behind every content: they belong to the File, so
+// two Files of one process exclude each other, and closing one of them does not drop the lock of another.
+// Such a lock does not tell whose it is, so a writer also holds a lock of its process on a third byte; it
+// serves that purpose only. Other programs that lock a whole file exclude us and are excluded.
+//
+// No file ever gets one of the descriptors 0, 1 and 2: what somebody prints, when those are closed, would get
+// into it.
 #include <dirent.h>
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -12,8 +17,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
+#include <fstream>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 #include "access/file/file.h"
@@ -51,8 +59,11 @@ class Descriptor {
  public:
   explicit Descriptor(int fd) : fd_(fd) {}
   Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
   Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+  Descriptor& operator=(Descriptor&& other) noexcept {
+    std::swap(fd_, other.fd_);
+    return *this;
+  }
   ~Descriptor() {
     if (fd_ >= 0) close(fd_);
   }
@@ -62,10 +73,57 @@ class Descriptor {
   int fd_;
 };
 
+constexpr off_t kLockBase = off_t{1} << 62;
+enum LockByte : off_t { kWriterByte, kContentByte, kProcessByte };
+
+struct flock LockOf(LockByte byte, short type) {
+  struct flock lock = {};
+  lock.l_type = type;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = kLockBase + byte;
+  lock.l_len = 1;
+  return lock;
+}
+
+bool TryLock(int fd, LockByte byte, short type, const std::string& path) {
+  struct flock lock = LockOf(byte, type);
+  if (fcntl(fd, F_OFD_SETLK, &lock) == 0) return true;
+  if (errno == EAGAIN || errno == EACCES) return false;
+  ThrowErrno(fmt::format("The file {} cannot be locked", path), errno);
+}
+
+// Others hold the content for themselves only as long as it takes to bring a file up to date.
+bool LockPatiently(int fd, short type, const std::string& path) {
+  constexpr auto kStep = std::chrono::milliseconds(20);
+  constexpr int kSteps = 250;
+  for (int step = 0; step < kSteps; ++step) {
+    if (TryLock(fd, kContentByte, type, path)) return true;
+    std::this_thread::sleep_for(kStep);
+  }
+  return false;
+}
+
+// The program that has the file open for writing, such as " (vntfix, process 4711)"; empty when the system
+// does not tell.
+std::string WriterName(int fd) {
+  struct flock lock = LockOf(kProcessByte, F_WRLCK);
+  if (fcntl(fd, F_GETLK, &lock) != 0 || lock.l_type == F_UNLCK || lock.l_pid <= 0) return {};
+  std::string name;
+  std::getline(std::ifstream(fmt::format("/proc/{}/comm", lock.l_pid)), name);
+  return fmt::format(" ({}process {})", name.empty() ? "" : name + ", ", lock.l_pid);
+}
+
+FileStamp StampOf(const struct stat& st) {
+  return {fmt::format("{}:{}", static_cast<std::uint64_t>(st.st_dev), static_cast<std::uint64_t>(st.st_ino)),
+          static_cast<std::uint64_t>(st.st_size),
+          std::int64_t{st.st_mtim.tv_sec} * 1000000000 + st.st_mtim.tv_nsec};
+}
+
 class PosixFile : public File {
  public:
   PosixFile(Descriptor descriptor, std::string path) : fd_(std::move(descriptor)), path_(std::move(path)) {}
 
+  const std::string& path() const override { return path_; }
   void Read(std::uint64_t offset, MutableBytes out) override {
     for (std::size_t done = 0; done < out.size();) {
       const ssize_t n =
@@ -100,11 +158,43 @@ class PosixFile : public File {
     }
   }
 
-  std::uint64_t Size() override {
-    struct stat st;
-    if (fstat(fd_.get(), &st) != 0) ThrowErrno(fmt::format("The file {} cannot be examined", path_), errno);
-    return static_cast<std::uint64_t>(st.st_size);
+  void SyncAll() override {
+    while (fsync(fd_.get()) != 0) {
+      if (errno != EINTR) ThrowErrno(fmt::format("The file {} cannot be written to the disk", path_), errno);
+    }
   }
+
+  std::uint64_t Size() override { return static_cast<std::uint64_t>(Examine().st_size); }
+  FileStamp Stamp() override { return StampOf(Examine()); }
+  bool IsInPlace() override {
+    struct stat st;
+    return stat(path_.c_str(), &st) == 0 && StampOf(st).identity == Stamp().identity;
+  }
+
+  bool LockContent(bool patiently) override {
+    return patiently ? LockPatiently(fd_.get(), F_WRLCK, path_)
+                     : TryLock(fd_.get(), kContentByte, F_WRLCK, path_);
+  }
+  void ShareContent() override { TryLock(fd_.get(), kContentByte, F_RDLCK, path_); }
+  bool HasWriter() override {
+    struct flock lock = LockOf(kWriterByte, F_WRLCK);
+    return fcntl(fd_.get(), F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
+  }
+
+  // Rights and owner of `file`, as far as they can be given.
+  void TakeRights(int file) {
+    struct stat wanted, own;
+    if (fstat(file, &wanted) != 0 || fstat(fd_.get(), &own) != 0) return;
+    mode_t mode = wanted.st_mode & 0666;
+    if (own.st_uid != wanted.st_uid || own.st_gid != wanted.st_gid) {
+      if (fchown(fd_.get(), wanted.st_uid, wanted.st_gid) != 0 &&
+          fchown(fd_.get(), static_cast<uid_t>(-1), wanted.st_gid) != 0) {
+        mode &= static_cast<mode_t>(~0060u);  // another group than that which may read the file
+      }
+    }
+    if (fchmod(fd_.get(), mode | S_IRUSR | S_IWUSR) != 0) return;  // stays with its owner alone
+  }
+  int descriptor() const { return fd_.get(); }
 
   void Truncate(std::uint64_t size) override {
     while (ftruncate(fd_.get(), static_cast<off_t>(size)) != 0) {
@@ -113,28 +203,47 @@ class PosixFile : public File {
   }
 
  private:
+  struct stat Examine() {
+    struct stat st;
+    if (fstat(fd_.get(), &st) != 0) ThrowErrno(fmt::format("The file {} cannot be examined", path_), errno);
+    return st;
+  }
+
   Descriptor fd_;
   std::string path_;
 };
 
-int OpenFile(const std::string& path, int flags) {
+// The same file under a descriptor that is none of the standard ones; -1 with errno.
+int AboveStandard(int fd) {
+  if (fd < 0 || fd > STDERR_FILENO) return fd;
+  const int above = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  const int code = errno;
+  close(fd);
+  errno = code;
+  return above;
+}
+
+int OpenFile(const std::string& path, int flags, mode_t mode = 0666) {
   // O_NONBLOCK: a pipe or a device of that name must not keep us waiting; on files it means nothing.
   int fd;
   do {
-    fd = open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
+    fd = open(path.c_str(), flags | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, mode);
   } while (fd < 0 && errno == EINTR);
-  return fd;
+  return AboveStandard(fd);
 }
 
-void Lock(int fd, short type, const std::string& path) {
-  struct flock lock = {};
-  lock.l_type = type;
-  lock.l_whence = SEEK_SET;  // from 0 to whatever the end will be
-  if (fcntl(fd, F_OFD_SETLK, &lock) == 0) return;
-  if (errno == EAGAIN || errno == EACCES) {
-    throw Error(ErrorKind::kLocked, fmt::format("The file {} is in use by another program.", path));
+void Lock(int fd, bool write, const std::string& path) {
+  if (write && !TryLock(fd, kWriterByte, F_WRLCK, path)) {
+    throw Error(ErrorKind::kLocked,
+                fmt::format("The file {} is in use by another program{}.", path, WriterName(fd)));
   }
-  ThrowErrno(fmt::format("The file {} cannot be locked", path), errno);
+  if (!LockPatiently(fd, F_RDLCK, path)) {
+    throw Error(ErrorKind::kLocked,
+                fmt::format("The file {} is being written by another program{}.", path, WriterName(fd)));
+  }
+  if (!write) return;
+  struct flock lock = LockOf(kProcessByte, F_WRLCK);
+  fcntl(fd, F_SETLK, &lock);
 }
 
 std::string FolderOf(const std::string& path) {
@@ -195,30 +304,76 @@ std::string FindLockFile(const std::string& database_path) {
 class PosixFileSystem : public FileSystem {
  public:
   std::unique_ptr<File> Open(const std::string& path, OpenMode mode) override {
-    const bool write = mode != OpenMode::kRead;
-    const int flags = mode == OpenMode::kRead        ? O_RDONLY
-                      : mode == OpenMode::kReadWrite ? O_RDWR
-                                                     : O_RDWR | O_CREAT | O_EXCL;
-    Descriptor fd(OpenFile(path, flags));
-    if (fd.get() < 0) {
-      const int code = errno;
-      if (write && (code == EACCES || code == EPERM || code == EROFS || code == ETXTBSY)) {
-        throw Error(ErrorKind::kReadOnly, fmt::format("The file {} cannot be written: {}.", path,
-                                                      std::generic_category().message(code)));
-      }
-      ThrowErrno(
-          fmt::format("The file {} cannot be {}", path, mode == OpenMode::kCreateNew ? "created" : "opened"),
-          code);
-    }
+    return OpenLocked(path, mode, 0, 0666);
+  }
+
+  std::unique_ptr<File> OpenCompanion(const std::string& path, OpenMode mode, File& owner) override {
     struct stat st;
-    if (fstat(fd.get(), &st) != 0) ThrowErrno(fmt::format("The file {} cannot be examined", path), errno);
-    if (!S_ISREG(st.st_mode)) throw Error(ErrorKind::kNotFound, fmt::format("{} is not a file.", path));
-    // The superuser may write to a file that is marked as read-only; whoever marked it meant something.
-    if (mode == OpenMode::kReadWrite && (st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) {
-      throw Error(ErrorKind::kReadOnly, fmt::format("The file {} is marked as read-only.", path));
+    if (mode != OpenMode::kCreateNew && lstat(path.c_str(), &st) == 0 &&
+        (!S_ISREG(st.st_mode) || st.st_nlink > 1)) {
+      throw Error(ErrorKind::kCorrupt,
+                  fmt::format("{} is a link or no file at all, so it is not used. Move it away.", path));
     }
-    Lock(fd.get(), write ? F_WRLCK : F_RDLCK, path);
-    return std::make_unique<PosixFile>(std::move(fd), path);
+    std::unique_ptr<PosixFile> file = OpenLocked(path, mode, O_NOFOLLOW, S_IRUSR | S_IWUSR);
+    const auto* of = dynamic_cast<PosixFile*>(&owner);
+    if (mode == OpenMode::kCreateNew && of != nullptr) file->TakeRights(of->descriptor());
+    return file;
+  }
+
+  // A file without a name gets its name when it is complete; where the system has no such thing, a file with
+  // another name.
+  void CreateWhole(const std::string& path, Bytes content) override {
+    const std::string folder = FolderOf(path);
+    std::string name;
+#ifdef O_TMPFILE
+    Descriptor fd(OpenFile(folder, O_TMPFILE | O_RDWR));
+#else
+    Descriptor fd(-1);
+#endif
+    if (fd.get() >= 0 && access("/proc/self/fd", X_OK) == 0) {
+      name = fmt::format("/proc/self/fd/{}", fd.get());
+    } else {
+      name = fmt::format("{}.{}.new", path, getpid());
+      fd = Descriptor(OpenFile(name, O_RDWR | O_CREAT | O_EXCL));
+      if (fd.get() < 0) ThrowErrno(fmt::format("The file {} cannot be created", path), errno);
+    }
+    const bool unnamed = name.starts_with("/proc");
+    PosixFile file(std::move(fd), path);
+    int code = 0;
+    try {
+      file.Write(0, content);
+      file.SyncAll();
+      if (linkat(AT_FDCWD, name.c_str(), AT_FDCWD, path.c_str(), unnamed ? AT_SYMLINK_FOLLOW : 0) != 0) {
+        code = errno;
+        // A file system without links: nothing to lose between the look and the renaming but a file that
+        // somebody makes in that moment.
+        if (!unnamed && (code == EPERM || code == EOPNOTSUPP) && !Exists(path)) {
+          code = rename(name.c_str(), path.c_str()) == 0 ? 0 : errno;
+        }
+      }
+    } catch (...) {
+      if (!unnamed) unlink(name.c_str());
+      throw;
+    }
+    if (!unnamed) unlink(name.c_str());
+    if (code != 0) ThrowErrno(fmt::format("The file {} cannot be created", path), code);
+    try {
+      SyncFolder(path);
+    } catch (...) {
+      unlink(path.c_str());
+      throw;
+    }
+  }
+
+  std::string WhyNotCreate(const std::string& path) override {
+    const std::string folder = FolderOf(path);
+    if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0) return {};
+    return fmt::format("{}: {}", folder, std::generic_category().message(errno));
+  }
+
+  std::uint64_t LinkCount(const std::string& path) override {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0 ? static_cast<std::uint64_t>(st.st_nlink) : 0;
   }
 
   bool Exists(const std::string& path) override {
@@ -259,7 +414,7 @@ class PosixFileSystem : public FileSystem {
                                       std::string("/var/tmp"), std::string("/tmp"), std::string(".")}) {
       if (folder.empty()) continue;
       std::string name = folder + "/vntpagesXXXXXX";
-      Descriptor fd(mkostemp(name.data(), O_CLOEXEC));
+      Descriptor fd(AboveStandard(mkostemp(name.data(), O_CLOEXEC)));
       if (fd.get() >= 0) {
         unlink(name.c_str());
         return std::make_unique<PosixFile>(std::move(fd), "for temporary pages in " + folder);
@@ -272,7 +427,7 @@ class PosixFileSystem : public FileSystem {
   std::string Identity(const std::string& path) override {
     struct stat st;
     if (stat(path.c_str(), &st) != 0) ThrowErrno(fmt::format("The file {} cannot be examined", path), errno);
-    return fmt::format("{}:{}", static_cast<std::uint64_t>(st.st_dev), static_cast<std::uint64_t>(st.st_ino));
+    return StampOf(st).identity;
   }
 
   std::string ResolveLinks(const std::string& path) override {
@@ -306,6 +461,35 @@ class PosixFileSystem : public FileSystem {
       });
     }
     return users;
+  }
+
+ private:
+  std::unique_ptr<PosixFile> OpenLocked(const std::string& path, OpenMode mode, int more_flags,
+                                        mode_t new_mode) {
+    const bool write = mode != OpenMode::kRead;
+    const int flags = mode == OpenMode::kRead        ? O_RDONLY
+                      : mode == OpenMode::kReadWrite ? O_RDWR
+                                                     : O_RDWR | O_CREAT | O_EXCL;
+    Descriptor fd(OpenFile(path, flags | more_flags, new_mode));
+    if (fd.get() < 0) {
+      const int code = errno;
+      if (write && (code == EACCES || code == EPERM || code == EROFS || code == ETXTBSY)) {
+        throw Error(ErrorKind::kReadOnly, fmt::format("The file {} cannot be written: {}.", path,
+                                                      std::generic_category().message(code)));
+      }
+      ThrowErrno(
+          fmt::format("The file {} cannot be {}", path, mode == OpenMode::kCreateNew ? "created" : "opened"),
+          code);
+    }
+    struct stat st;
+    if (fstat(fd.get(), &st) != 0) ThrowErrno(fmt::format("The file {} cannot be examined", path), errno);
+    if (!S_ISREG(st.st_mode)) throw Error(ErrorKind::kNotFound, fmt::format("{} is not a file.", path));
+    // The superuser may write to a file that is marked as read-only; whoever marked it meant something.
+    if (mode == OpenMode::kReadWrite && (st.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0) {
+      throw Error(ErrorKind::kReadOnly, fmt::format("The file {} is marked as read-only.", path));
+    }
+    Lock(fd.get(), write, path);
+    return std::make_unique<PosixFile>(std::move(fd), path);
   }
 };
 

@@ -1,5 +1,5 @@
-// The file system of Windows. Locks are share modes: a File for writing shares with nobody, one for reading
-// with readers.
+// The file system of Windows. A File for writing lets others open the file for reading only. Our own programs
+// keep out of each other's way by locks on single bytes far behind every content.
 #define WIN32_LEAN_AND_MEAN
 #define NOMINMAX
 #include <windows.h>
@@ -100,9 +100,49 @@ OVERLAPPED At(std::uint64_t offset) {
 
 constexpr std::size_t kLargestTransfer = std::size_t{16} << 20;
 
+constexpr std::uint64_t kLockBase = std::uint64_t{1} << 62;
+enum LockByte : std::uint64_t { kWriterByte, kContentByte };
+
+bool TryLock(HANDLE handle, LockByte byte, bool alone) {
+  OVERLAPPED at = At(kLockBase + byte);
+  return LockFileEx(handle, LOCKFILE_FAIL_IMMEDIATELY | (alone ? LOCKFILE_EXCLUSIVE_LOCK : 0), 0, 1, 0,
+                    &at) != 0;
+}
+
+void Unlock(HANDLE handle, LockByte byte) {
+  OVERLAPPED at = At(kLockBase + byte);
+  UnlockFileEx(handle, 0, 1, 0, &at);
+}
+
+// Others hold the content for themselves only as long as it takes to bring a file up to date.
+bool LockPatiently(HANDLE handle, bool alone) {
+  constexpr DWORD kStep = 20;
+  constexpr int kSteps = 250;
+  for (int step = 0; step < kSteps; ++step) {
+    if (TryLock(handle, kContentByte, alone)) return true;
+    Sleep(kStep);
+  }
+  return false;
+}
+
+std::string IdentityOf(const BY_HANDLE_FILE_INFORMATION& info) {
+  return fmt::format("{}:{}", info.dwVolumeSerialNumber,
+                     std::uint64_t{info.nFileIndexHigh} << 32 | info.nFileIndexLow);
+}
+
+// No access is asked for, so that a file that is open exclusively answers too. False when there is none.
+bool Examine(const std::string& path, BY_HANDLE_FILE_INFORMATION* info) {
+  const Handle handle(CreateFileW(Wide(path).c_str(), 0,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  return handle.valid() && GetFileInformationByHandle(handle.get(), info) != 0;
+}
+
 class WinFile : public File {
  public:
   WinFile(Handle handle, std::string path) : handle_(std::move(handle)), path_(std::move(path)) {}
+
+  const std::string& path() const override { return path_; }
 
   void Read(std::uint64_t offset, MutableBytes out) override {
     for (std::size_t done = 0; done < out.size();) {
@@ -139,6 +179,40 @@ class WinFile : public File {
     }
   }
 
+  void SyncAll() override { Sync(); }
+
+  FileStamp Stamp() override {
+    BY_HANDLE_FILE_INFORMATION info;
+    if (GetFileInformationByHandle(handle_.get(), &info) == 0) {
+      ThrowSystem(fmt::format("The file {} cannot be examined", path_), GetLastError());
+    }
+    const std::uint64_t ticks = std::uint64_t{info.ftLastWriteTime.dwHighDateTime} << 32 |
+                                info.ftLastWriteTime.dwLowDateTime;  // of 100 nanoseconds
+    return {IdentityOf(info), Size(), static_cast<std::int64_t>(ticks * 100)};
+  }
+  bool IsInPlace() override {
+    BY_HANDLE_FILE_INFORMATION info;
+    return Examine(path_, &info) && IdentityOf(info) == Stamp().identity;
+  }
+
+  // A lock of this kind cannot be changed, only given back and taken again.
+  bool LockContent(bool patiently) override {
+    Unlock(handle_.get(), kContentByte);
+    if (patiently ? LockPatiently(handle_.get(), true) : TryLock(handle_.get(), kContentByte, true))
+      return true;
+    LockPatiently(handle_.get(), false);
+    return false;
+  }
+  void ShareContent() override {
+    Unlock(handle_.get(), kContentByte);
+    LockPatiently(handle_.get(), false);
+  }
+  bool HasWriter() override {
+    if (!TryLock(handle_.get(), kWriterByte, false)) return true;
+    Unlock(handle_.get(), kWriterByte);
+    return false;
+  }
+
   std::uint64_t Size() override {
     LARGE_INTEGER size;
     if (GetFileSizeEx(handle_.get(), &size) == 0) {
@@ -172,12 +246,65 @@ bool IsEntryLocked(HANDLE handle, std::size_t entry) {
 class WinFileSystem : public FileSystem {
  public:
   std::unique_ptr<File> Open(const std::string& path, OpenMode mode) override {
+    return OpenLocked(path, mode, 0);
+  }
+
+  // Rights come from the folder, as those of the database did.
+  std::unique_ptr<File> OpenCompanion(const std::string& path, OpenMode mode, File&) override {
+    BY_HANDLE_FILE_INFORMATION info;
+    const DWORD attributes = GetFileAttributesW(Wide(path).c_str());
+    if (mode != OpenMode::kCreateNew && attributes != INVALID_FILE_ATTRIBUTES &&
+        ((attributes & (FILE_ATTRIBUTE_REPARSE_POINT | FILE_ATTRIBUTE_DIRECTORY)) != 0 ||
+         (Examine(path, &info) && info.nNumberOfLinks != 1))) {
+      throw Error(ErrorKind::kCorrupt,
+                  fmt::format("{} is a link or no file at all, so it is not used. Move it away.", path));
+    }
+    return OpenLocked(path, mode, FILE_FLAG_OPEN_REPARSE_POINT);
+  }
+
+  void CreateWhole(const std::string& path, Bytes content) override {
+    const std::string unfinished = fmt::format("{}.{}.new", path, GetCurrentProcessId());
+    try {
+      {
+        const auto file = OpenLocked(unfinished, OpenMode::kCreateNew, 0);
+        file->Write(0, content);
+        file->Sync();
+      }
+      if (MoveFileExW(Wide(unfinished).c_str(), Wide(path).c_str(), MOVEFILE_WRITE_THROUGH) == 0) {
+        ThrowSystem(fmt::format("The file {} cannot be created", path), GetLastError());
+      }
+    } catch (...) {
+      DeleteFileW(Wide(unfinished).c_str());
+      throw;
+    }
+  }
+
+  // Only making one shows whether that is allowed here.
+  std::string WhyNotCreate(const std::string& path) override {
+    const std::wstring trial = Wide(fmt::format("{}.{}.trial", path, GetCurrentProcessId()));
+    const Handle handle(CreateFileW(trial.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                    FILE_ATTRIBUTE_TEMPORARY | FILE_FLAG_DELETE_ON_CLOSE, nullptr));
+    return handle.valid() ? std::string() : SystemMessage(GetLastError());
+  }
+
+  std::uint64_t LinkCount(const std::string& path) override {
+    BY_HANDLE_FILE_INFORMATION info;
+    return Examine(path, &info) ? info.nNumberOfLinks : 0;
+  }
+
+  std::unique_ptr<File> OpenLocked(const std::string& path, OpenMode mode, DWORD more_flags) {
     const bool write = mode != OpenMode::kRead;
     const std::wstring wide = Wide(path);
-    Handle handle(CreateFileW(
-        wide.c_str(), write ? GENERIC_READ | GENERIC_WRITE : GENERIC_READ, write ? 0 : FILE_SHARE_READ,
-        nullptr, mode == OpenMode::kCreateNew ? CREATE_NEW : OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (handle.valid()) return std::make_unique<WinFile>(std::move(handle), path);
+    Handle handle(CreateFileW(wide.c_str(), write ? GENERIC_READ | GENERIC_WRITE : GENERIC_READ,
+                              write ? FILE_SHARE_READ : FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                              mode == OpenMode::kCreateNew ? CREATE_NEW : OPEN_EXISTING,
+                              FILE_ATTRIBUTE_NORMAL | more_flags, nullptr));
+    if (handle.valid()) {
+      if ((write && !TryLock(handle.get(), kWriterByte, true)) || !LockPatiently(handle.get(), false)) {
+        throw Error(ErrorKind::kLocked, fmt::format("The file {} is in use by another program.", path));
+      }
+      return std::make_unique<WinFile>(std::move(handle), path);
+    }
     const DWORD code = GetLastError();
     if (code == ERROR_SHARING_VIOLATION) {
       throw Error(ErrorKind::kLocked, fmt::format("The file {} is in use by another program.", path));
@@ -228,16 +355,10 @@ class WinFileSystem : public FileSystem {
   }
 
   std::string Identity(const std::string& path) override {
-    // No access is asked for, so that a file that is open exclusively answers too.
-    const Handle handle(CreateFileW(Wide(path).c_str(), 0,
-                                    FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                    OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     BY_HANDLE_FILE_INFORMATION info;
-    if (!handle.valid() || GetFileInformationByHandle(handle.get(), &info) == 0) {
+    if (!Examine(path, &info))
       ThrowSystem(fmt::format("The file {} cannot be examined", path), GetLastError());
-    }
-    return fmt::format("{}:{}", info.dwVolumeSerialNumber,
-                       std::uint64_t{info.nFileIndexHigh} << 32 | info.nFileIndexLow);
+    return IdentityOf(info);
   }
 
   std::string ResolveLinks(const std::string& path) override {

@@ -12,24 +12,20 @@
 namespace jet::internal {
 namespace {
 
-constexpr std::size_t kHeaderBytes = 512;
+constexpr std::size_t kHeaderBytes = Journal::kHeaderBytes;
 constexpr std::uint64_t kHeaderOffsets[] = {0, 4096};
 constexpr std::uint64_t kRecordsOffset = 8192;
 
-std::uint64_t HeaderOffset(std::uint64_t sequence) {
-  return kHeaderOffsets[sequence % std::size(kHeaderOffsets)];
-}
-
-constexpr std::size_t kHashesOffset = 16;
-constexpr std::size_t kNumberOffset = 48;
+constexpr std::size_t kNumberOffset = 16;
+constexpr std::size_t kHashesOffset = 32;
 constexpr std::size_t kSector = 512;
-constexpr std::size_t kSectorHashes = 8;
-// Sectors that a crash may leave with neither their old nor their new content: what was on its way to a disk
-// or server that does not write sectors of this size whole.
-constexpr std::size_t kMaxTornSectors = 8;
+// All other pages are hashed when the journal has at least this share of the file, or the file is that small:
+// otherwise reading them would cost more than a short run.
+constexpr std::size_t kOthersShare = 8;
+constexpr PageNo kSmallFile = 256;
 constexpr std::size_t kRecycledShare = 16;  // of all slots, that are taken again together
-constexpr std::uint32_t kMaxWitnesses = 27;
-constexpr char kMagic[8] = {'p', 'g', 'j', 'r', 'n', 'l', '\x1A', '\x03'};
+constexpr std::uint32_t kMaxWitnesses = 25;
+constexpr char kMagic[8] = {'p', 'g', 'j', 'r', 'n', 'l', '\x1A', '\x04'};
 constexpr std::size_t kVersionByte = 7;
 
 std::uint64_t Mix(std::uint64_t hash, std::uint64_t value) {
@@ -53,9 +49,7 @@ std::uint64_t Hash(std::uint64_t seed, const std::uint8_t* data, std::size_t siz
   return hash;
 }
 
-std::uint32_t SectorHash(PageNo page, const std::uint8_t* sector) {
-  return static_cast<std::uint32_t>(Hash(page, sector, kSector));
-}
+std::uint64_t SectorHash(PageNo page, const std::uint8_t* sector) { return Hash(page, sector, kSector); }
 
 std::uint64_t NewSalt() {
   std::random_device device;
@@ -66,9 +60,17 @@ std::uint64_t NewSalt() {
 [[noreturn]] void ThrowForeign(const std::string& path) {
   throw Error(ErrorKind::kCorrupt,
               fmt::format("The journal {} does not belong to the database as it is now: the database was "
-                          "replaced or changed after the journal was written. Move the journal away to open "
-                          "the database as it is.",
+                          "replaced or changed after the journal was written. Nothing was changed. Move the "
+                          "journal away to open the database as it is; what is in the journal is lost then.",
                           path));
+}
+
+[[noreturn]] void ThrowDamaged(const std::string& path, const char* what) {
+  throw Error(ErrorKind::kCorrupt,
+              fmt::format("The journal {} is damaged: {}. Nothing was changed. Restore it together with the "
+                          "database from a copy; or move it away, which gives up what it holds, and let the "
+                          "database be checked: it may be half written.",
+                          path, what));
 }
 
 }  // namespace
@@ -88,12 +90,15 @@ struct JournalHeader {
   std::uint32_t changed = 0;
   std::uint64_t digest = 0;
   std::uint64_t last_number = 0;
+  std::int64_t modified = 0;
+  std::uint64_t others = 0;
+  bool has_others = false;
   std::vector<Witness> witnesses;
 
   // Of a whole record but for the field that holds it.
   std::uint64_t RecordHash(const std::uint8_t* record) const {
     const std::uint64_t start = Hash(salt, record, 8);
-    return Hash(start, record + kHashesOffset, Journal::kPrefixBytes - kHashesOffset + page_size);
+    return Hash(start, record + kNumberOffset, Journal::kPrefixBytes - kNumberOffset + page_size);
   }
 
   void Encode(std::uint8_t* out) const {
@@ -110,9 +115,12 @@ struct JournalHeader {
     StoreLe(out + 52, static_cast<std::uint32_t>(witnesses.size()));
     StoreLe(out + 56, digest);
     StoreLe(out + 64, last_number);
+    StoreLe(out + 72, modified);
+    StoreLe(out + 80, others);
+    StoreLe(out + 88, std::uint32_t{has_others});
     for (std::size_t i = 0; i < witnesses.size(); ++i) {
-      StoreLe(out + 72 + 16 * i, witnesses[i].page);
-      StoreLe(out + 80 + 16 * i, witnesses[i].hash);
+      StoreLe(out + 96 + 16 * i, witnesses[i].page);
+      StoreLe(out + 104 + 16 * i, witnesses[i].hash);
     }
     StoreLe(out + 504, Hash(0, out, 504));
   }
@@ -133,9 +141,12 @@ struct JournalHeader {
     h.changed = LoadLe<std::uint32_t>(in + 48);
     h.digest = LoadLe<std::uint64_t>(in + 56);
     h.last_number = LoadLe<std::uint64_t>(in + 64);
+    h.modified = LoadLe<std::int64_t>(in + 72);
+    h.others = LoadLe<std::uint64_t>(in + 80);
+    h.has_others = LoadLe<std::uint32_t>(in + 88) != 0;
     for (std::uint32_t i = 0; i < witness_count; ++i) {
       h.witnesses.push_back(
-          {LoadLe<std::uint32_t>(in + 72 + 16 * i), LoadLe<std::uint64_t>(in + 80 + 16 * i)});
+          {LoadLe<std::uint32_t>(in + 96 + 16 * i), LoadLe<std::uint64_t>(in + 104 + 16 * i)});
     }
     return h;
   }
@@ -143,25 +154,81 @@ struct JournalHeader {
 
 namespace {
 
-// The newest valid header. Error(kCorrupt) when the journal is of another version, which may say something
-// that would be lost.
-std::optional<JournalHeader> ReadHeader(File& journal, const std::string& path) {
-  std::optional<JournalHeader> newest;
-  for (const std::uint64_t offset : kHeaderOffsets) {
-    if (journal.Size() < offset + kHeaderBytes) break;
-    std::uint8_t bytes[kHeaderBytes];
-    journal.Read(offset, bytes);
-    if (std::memcmp(bytes, kMagic, kVersionByte) == 0 && bytes[kVersionByte] != kMagic[kVersionByte]) {
-      throw Error(
-          ErrorKind::kCorrupt,
-          fmt::format("The journal {} was written by another version of this program. Open the database "
-                      "with that version first.",
-                      path));
+struct Headers {
+  std::optional<JournalHeader> newest;  // none: the journal was never committed
+  // The second place does not hold the newest one yet: the commit was cut short, if it was not the newest's
+  // change of phase. What it holds is the state before, or nothing.
+  bool cut_short = false;
+  std::optional<JournalHeader> before;
+};
+
+// Error(kCorrupt) when it cannot be told what the journal says, or it is of another version, which may say
+// something that would be lost.
+Headers ReadHeaders(File& journal, const std::string& path) {
+  std::optional<JournalHeader> places[std::size(kHeaderOffsets)];
+  bool second_written = false, other_version = false;
+  const std::uint64_t size = journal.Size();
+  for (std::size_t i = 0; i < std::size(kHeaderOffsets); ++i) {
+    const std::uint64_t offset = kHeaderOffsets[i];
+    std::uint8_t bytes[kHeaderBytes] = {};
+    if (size > offset) {
+      journal.Read(offset, MutableBytes(bytes, std::min<std::uint64_t>(size - offset, kHeaderBytes)));
     }
-    auto header = JournalHeader::Decode(bytes);
-    if (header && (!newest || header->sequence > newest->sequence)) newest = std::move(header);
+    places[i] = JournalHeader::Decode(bytes);
+    other_version |= !places[i] && std::memcmp(bytes, kMagic, kVersionByte) == 0 &&
+                     bytes[kVersionByte] != kMagic[kVersionByte];
+    second_written = std::any_of(bytes, bytes + kHeaderBytes, [](std::uint8_t byte) { return byte != 0; });
   }
-  return newest;
+  auto& [first, second] = places;
+  if (!first && !second) {
+    if (other_version) {
+      throw Error(ErrorKind::kCorrupt,
+                  fmt::format("The journal {} was written by another version of this program, or is damaged. "
+                              "Nothing was changed. Open the database with that version first; or move the "
+                              "journal away, which gives up what it holds.",
+                              path));
+    }
+    if (second_written) ThrowDamaged(path, "neither of its headers is whole");
+    return {};
+  }
+  Headers headers;
+  if (first && (!second || first->sequence > second->sequence)) {
+    headers.cut_short = second || !second_written;
+    headers.before = std::move(second);
+    headers.newest = std::move(first);
+  } else {
+    headers.newest = std::move(second);
+  }
+  return headers;
+}
+
+// Calls use(page, content) for all pages of the file that are not in `changed` (ascending).
+template <typename Use>
+void ForEachOther(File& database, std::uint32_t page_size, PageNo file_pages,
+                  const std::vector<JournalPage>& changed, Use use) {
+  constexpr PageNo kRun = 256;
+  std::vector<std::uint8_t> content(std::size_t{std::min(kRun, file_pages)} * page_size);
+  auto next = changed.begin();
+  for (PageNo page = 0; page < file_pages;) {
+    while (next != changed.end() && next->page < page) ++next;
+    if (next != changed.end() && next->page == page) {
+      ++page;
+      continue;
+    }
+    PageNo end = std::min(page + kRun, file_pages);
+    if (next != changed.end()) end = std::min(end, next->page);
+    const std::size_t bytes = std::size_t{end - page} * page_size;
+    database.Read(std::uint64_t{page} * page_size, MutableBytes(content.data(), bytes));
+    for (const std::uint8_t* at = content.data(); page < end; ++page, at += page_size) use(page, at);
+  }
+}
+
+std::uint64_t DigestOfOthers(File& database, std::uint32_t page_size, PageNo file_pages,
+                             const std::vector<JournalPage>& changed) {
+  std::uint64_t digest = 0;
+  ForEachOther(database, page_size, file_pages, changed,
+               [&](PageNo page, const std::uint8_t* content) { digest += Hash(page, content, page_size); });
+  return digest;
 }
 
 // Pages spread over the file, none of which is in `changed` (ascending).
@@ -185,8 +252,10 @@ std::vector<JournalHeader::Witness> PickWitnesses(File& database, std::uint32_t 
   return witnesses;
 }
 
-void CheckBelongs(const std::string& path, const JournalHeader& header, File& database,
+// Before anything is made of the header's numbers: they are bounded by what there is.
+void CheckBelongs(const std::string& path, const JournalHeader& header, File& journal, File& database,
                   std::uint32_t page_size) {
+  const std::uint64_t record_bytes = Journal::kPrefixBytes + page_size;
   const std::uint64_t size = database.Size();
   const std::uint64_t old_size = std::uint64_t{header.file_pages} * page_size;
   const bool applying = header.phase == Journal::Phase::kApplying;
@@ -195,6 +264,11 @@ void CheckBelongs(const std::string& path, const JournalHeader& header, File& da
       size > (applying ? std::uint64_t{header.pages} * page_size : old_size)) {
     ThrowForeign(path);
   }
+  if (journal.Size() < kRecordsOffset + header.records * record_bytes || header.changed > header.records ||
+      (header.pages > header.file_pages && header.pages - header.file_pages > header.changed)) {
+    ThrowDamaged(path, "it is shorter than its header says");
+  }
+  if (!applying && header.modified != database.Stamp().modified) ThrowForeign(path);
   std::vector<std::uint8_t> content(page_size);
   for (const JournalHeader::Witness& witness : header.witnesses) {
     if (witness.page >= header.file_pages) ThrowForeign(path);
@@ -222,8 +296,8 @@ void RunWriter::Flush() {
   file_.Write(start_ + std::uint64_t{first_} * block_bytes_, Bytes(buffer_.data(), bytes));
 }
 
-Journal::Journal(FileSystem& files, std::string path, std::uint32_t page_size)
-    : files_(files), path_(std::move(path)), page_size_(page_size) {
+Journal::Journal(FileSystem& files, File& database, std::string path, std::uint32_t page_size)
+    : files_(files), database_(database), path_(std::move(path)), page_size_(page_size) {
   Reset();
 }
 
@@ -244,6 +318,10 @@ void Journal::Reset() {
   given_up_.clear();
 }
 
+std::uint64_t Journal::HeaderChecksum(const std::uint8_t* header) {
+  return Hash(0, header, kHeaderBytes - sizeof(std::uint64_t));
+}
+
 std::uint64_t Journal::Offset(Slot slot) const {
   return kRecordsOffset + std::uint64_t{slot - 1} * record_bytes();
 }
@@ -254,7 +332,7 @@ void Journal::Make() {
   if (file_ != nullptr) return;
   if (files_.Exists(path_)) {
     // A valid one was dealt with when the database was opened. One that has come since is not ours to remove.
-    if (ReadHeader(*files_.Open(path_, OpenMode::kRead), path_)) {
+    if (ReadHeaders(*files_.OpenCompanion(path_, OpenMode::kRead, database_), path_).newest) {
       throw Error(
           ErrorKind::kLocked,
           fmt::format("The journal {} was made by another program meanwhile. It must not be overwritten.",
@@ -262,13 +340,13 @@ void Journal::Make() {
     }
     files_.Remove(path_);
   }
-  file_ = files_.Open(path_, OpenMode::kCreateNew);
+  file_ = files_.OpenCompanion(path_, OpenMode::kCreateNew, database_);
 }
 
 void Journal::NoteFileContent(PageNo page, std::uint8_t* record, std::uint32_t page_size) {
   std::memset(record, 0, kPrefixBytes);
   for (std::size_t i = 0; i * kSector < page_size; ++i) {
-    StoreLe(record + kHashesOffset + 4 * i, SectorHash(page, record + kPrefixBytes + i * kSector));
+    StoreLe(record + kHashesOffset + 8 * i, SectorHash(page, record + kPrefixBytes + i * kSector));
   }
 }
 
@@ -350,8 +428,7 @@ void Journal::VoidGivenUp() {
   given_up_.clear();
 }
 
-void Journal::Commit(File& database, PageNo file_pages, PageNo pages, const std::vector<JournalPage>& changed,
-                     Phase phase) {
+void Journal::Commit(PageNo file_pages, PageNo pages, const std::vector<JournalPage>& changed, Phase phase) {
   VoidGivenUp();
   header_->file_pages = file_pages;
   header_->pages = pages;
@@ -360,13 +437,24 @@ void Journal::Commit(File& database, PageNo file_pages, PageNo pages, const std:
   header_->changed = static_cast<std::uint32_t>(changed.size());
   header_->digest = 0;
   for (const JournalPage& item : changed) header_->digest += checksums_[item.slot - 1];
-  header_->witnesses = PickWitnesses(database, page_size_, file_pages, changed);
-  file_->Sync();
+  header_->modified = database_.Stamp().modified;
+  header_->witnesses = PickWitnesses(database_, page_size_, file_pages, changed);
+  header_->has_others = false;
+  if (phase == Phase::kApplying) NoteOthers(changed);
+  // The time of the file's last change is to be found again after a power loss.
+  if (!has_state_) database_.SyncAll();
   in_doubt_ = true;
   WriteHeader(phase);
   if (!has_state_) files_.SyncFolder(path_);
   in_doubt_ = false;
   has_state_ = true;
+  header_->Encode(committed_.data());
+}
+
+void Journal::NoteOthers(const std::vector<JournalPage>& changed) {
+  const PageNo pages = header_->file_pages;
+  header_->has_others = pages <= kSmallFile || changed.size() * kOthersShare >= pages;
+  header_->others = header_->has_others ? DigestOfOthers(database_, page_size_, pages, changed) : 0;
 }
 
 void Journal::WriteHeader(Phase phase) {
@@ -375,38 +463,54 @@ void Journal::WriteHeader(Phase phase) {
   std::uint8_t bytes[kHeaderBytes];
   header_->Encode(bytes);
   header_may_stand_ = true;
-  file_->Write(HeaderOffset(header_->sequence), bytes);
-  file_->Sync();
+  // The first one is on the disk with all records before the second one is written.
+  for (const std::uint64_t offset : kHeaderOffsets) {
+    file_->Write(offset, bytes);
+    file_->Sync();
+  }
 }
 
-void Journal::BeginApplying() {
-  if (header_->phase != Phase::kApplying) WriteHeader(Phase::kApplying);
+void Journal::BeginApplying(const std::vector<JournalPage>& changed) {
+  if (header_->phase == Phase::kApplying) return;
+  NoteOthers(changed);
+  WriteHeader(Phase::kApplying);
 }
 
-// The older header goes first: it must not be found alone, as if the file had not been touched since.
+// The second one goes first: without it the first counts only when it is whole.
 void Journal::Void() {
   const std::uint8_t zeros[kHeaderBytes] = {};
-  for (std::uint64_t sequence = header_->sequence < 2 ? header_->sequence : header_->sequence - 1;
-       sequence <= header_->sequence; ++sequence) {
-    file_->Write(HeaderOffset(sequence), zeros);
+  for (const std::uint64_t offset : {kHeaderOffsets[1], kHeaderOffsets[0]}) {
+    file_->Write(offset, zeros);
     file_->Sync();
   }
   header_may_stand_ = false;
 }
 
 void Journal::Finish() {
-  Void();
-  Discard();
+  try {
+    file_.reset();
+    files_.Remove(path_);
+  } catch (const Error&) {
+    file_ = files_.OpenCompanion(path_, OpenMode::kReadWrite, database_);
+    Void();
+  }
   Reset();
+  try {
+    files_.SyncFolder(path_);
+  } catch (const Error&) {
+    // Should the journal come back, it is found to have been applied.
+  }
 }
 
+// The second place first: as long as it holds what the commit wrote, the first one is whole and does too.
 bool Journal::Abandon() noexcept {
   if (file_ == nullptr || !in_doubt_) return true;
   try {
     if (has_state()) {
-      const std::uint8_t zeros[kHeaderBytes] = {};
-      file_->Write(HeaderOffset(header_->sequence), zeros);
-      file_->Sync();
+      for (const std::uint64_t offset : {kHeaderOffsets[1], kHeaderOffsets[0]}) {
+        file_->Write(offset, committed_);
+        file_->Sync();
+      }
     } else {
       Void();
     }
@@ -416,6 +520,16 @@ bool Journal::Abandon() noexcept {
     // The next open finds the state of the failed commit, or the one before: the file is sound with either.
     return false;
   }
+}
+
+void Journal::Drop() noexcept {
+  if (file_ == nullptr) return;
+  try {
+    Void();
+  } catch (const std::exception&) {
+    // It says when the file was changed last, so it will be refused.
+  }
+  Discard();
 }
 
 void Journal::Discard() noexcept {
@@ -428,41 +542,58 @@ void Journal::Discard() noexcept {
   }
 }
 
-std::optional<Journal::Waiting> Journal::Recover(File& database, bool writable) {
+std::optional<Journal::Waiting> Journal::Recover(bool writable) {
   if (!files_.Exists(path_)) return std::nullopt;
-  file_ = files_.Open(path_, writable ? OpenMode::kReadWrite : OpenMode::kRead);
-  std::optional<JournalHeader> header = ReadHeader(*file_, path_);
-  if (!header) {
-    if (writable) {
-      file_.reset();
-      files_.Remove(path_);
-    }
-    Reset();
-    return std::nullopt;
+  const bool at_work = !writable && database_.HasWriter();
+  file_ = files_.OpenCompanion(path_, writable ? OpenMode::kReadWrite : OpenMode::kRead, database_);
+  Headers headers;
+  try {
+    headers = ReadHeaders(*file_, path_);
+  } catch (const Error&) {
+    if (!at_work) throw;
   }
-  CheckBelongs(path_, *header, database, page_size_);
-  Waiting waiting = ReadState(*header, database);
-  *header_ = std::move(*header);
-  header_may_stand_ = true;
-  slots_ = header_->records;
-  checksums_.resize(slots_);
-  has_state_ = true;
-  return waiting;
+  for (std::optional<JournalHeader>* header : {&headers.newest, &headers.before}) {
+    if (!*header || (at_work && (*header)->phase == Phase::kCommitted)) break;
+    Waiting waiting;
+    try {
+      CheckBelongs(path_, **header, *file_, database_, page_size_);
+      waiting = ReadState(**header);
+      *header_ = std::move(**header);
+    } catch (const Error& error) {
+      // Of a commit that was cut short the records may be missing. It was never said to be durable.
+      if (error.kind() != ErrorKind::kCorrupt || !std::exchange(headers.cut_short, false)) throw;
+      continue;
+    }
+    header_may_stand_ = true;
+    slots_ = header_->records;
+    checksums_.resize(slots_);
+    has_state_ = true;
+    header_->Encode(committed_.data());
+    return waiting;
+  }
+  if (writable) {
+    file_.reset();
+    files_.Remove(path_);
+  }
+  Reset();
+  return std::nullopt;
 }
 
 // Reads every record and looks at every page of the database that one is for.
-Journal::Waiting Journal::ReadState(const JournalHeader& header, File& database) {
+Journal::Waiting Journal::ReadState(const JournalHeader& header) {
   struct Latest {
     std::uint64_t number = 0;
     Slot slot = 0;
     std::uint64_t checksum = 0;
-    std::size_t strange_sectors = 0;
+    bool strange = false;  // a sector of the file is neither old nor new
   };
   std::vector<Latest> latest(header.pages);
   std::vector<std::uint8_t> record(record_bytes());
   std::vector<std::uint8_t> now(page_size_);
   const bool applying = header.phase == Phase::kApplying;
-  for (Slot slot = 1; slot <= header.records && file_->Size() >= Offset(slot + 1); ++slot) {
+  const std::uint64_t size = database_.Size();
+  const std::uint8_t zeros[kSector] = {};
+  for (Slot slot = 1; slot <= header.records; ++slot) {
     Read(slot, record.data());
     const auto page = LoadLe<PageNo>(record.data());
     const auto number = LoadLe<std::uint64_t>(record.data() + kNumberOffset);
@@ -472,32 +603,39 @@ Journal::Waiting Journal::ReadState(const JournalHeader& header, File& database)
         checksum != header.RecordHash(record.data())) {
       continue;
     }
-    latest[page] = {number, slot, checksum, 0};
-    if (page >= header.file_pages) continue;
-    database.Read(std::uint64_t{page} * page_size_, now);
-    for (std::size_t i = 0; i * kSector < page_size_; ++i) {
-      const std::uint8_t* sector = now.data() + i * kSector;
-      const bool old =
-          LoadLe<std::uint32_t>(record.data() + kHashesOffset + 4 * i) == SectorHash(page, sector);
+    latest[page] = {number, slot, checksum, false};
+    const std::uint64_t start = std::uint64_t{page} * page_size_;
+    if (start >= size) continue;
+    const std::size_t bytes = std::min<std::uint64_t>(page_size_, size - start);
+    database_.Read(start, MutableBytes(now.data(), bytes));
+    for (std::size_t at = 0; at < bytes; at += kSector) {
+      const std::size_t count = std::min(kSector, bytes - at);
+      // A page that the file did not have holds nothing before it holds the new content.
+      const bool old = page < header.file_pages
+                           ? LoadLe<std::uint64_t>(record.data() + kHashesOffset + at / kSector * 8) ==
+                                 SectorHash(page, now.data() + at)
+                           : std::memcmp(now.data() + at, zeros, count) == 0;
       const bool fresh =
-          applying && std::memcmp(sector, record.data() + kPrefixBytes + i * kSector, kSector) == 0;
-      latest[page].strange_sectors += !old && !fresh;
+          applying && std::memcmp(now.data() + at, record.data() + kPrefixBytes + at, count) == 0;
+      latest[page].strange |= !old && !fresh;
     }
   }
   Waiting waiting{header.file_pages, header.pages, {}};
   std::uint64_t digest = 0;
-  std::size_t strange_sectors = 0;
+  bool strange = false;
   for (PageNo page = 0; page < header.pages; ++page) {
     if (latest[page].slot == 0) continue;
     waiting.changed.push_back({page, latest[page].slot});
     digest += latest[page].checksum;
-    strange_sectors += latest[page].strange_sectors;
+    strange |= latest[page].strange;
   }
   if (waiting.changed.size() != header.changed || digest != header.digest) {
-    throw Error(ErrorKind::kCorrupt,
-                fmt::format("The journal {} is damaged: its records do not match its header.", path_));
+    ThrowDamaged(path_, "its records do not match its header");
   }
-  if (strange_sectors > (applying ? kMaxTornSectors : 0)) ThrowForeign(path_);
+  if (strange || (header.has_others && header.others != DigestOfOthers(database_, page_size_,
+                                                                       header.file_pages, waiting.changed))) {
+    ThrowForeign(path_);
+  }
   return waiting;
 }
 

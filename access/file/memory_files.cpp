@@ -29,6 +29,9 @@ struct Node {
   std::vector<Change> unsynced;
   int readers = 0;
   bool writer = false;
+  bool content_locked = false;
+  std::int64_t modified = 1;
+  std::int64_t durable_modified = 1;
   std::uint64_t number = 0;
 };
 
@@ -67,6 +70,8 @@ void Apply(const NameChange& change, Names& names) {
   }
 }
 
+std::string IdentityOf(const Node& node) { return fmt::format("memory:{}", node.number); }
+
 std::string_view FolderOf(std::string_view path) {
   const std::size_t slash = path.rfind('/');
   return slash == std::string_view::npos ? std::string_view() : path.substr(0, slash);
@@ -90,6 +95,7 @@ struct MemoryFileSystem::Impl {
   std::uint64_t reads = 0;
   std::uint64_t fail_read_at = 0;
   bool reads_from_then_on = false;
+  std::int64_t clock = 1;
 
   bool NextFails() {
     ++operations;
@@ -140,12 +146,13 @@ class MemoryFileSystem::Impl::OpenFile : public File {
   ~OpenFile() override {
     if (generation_ != impl_.generation) return;
     if (write_) {
-      node_->writer = false;
+      node_->writer = node_->content_locked = false;
     } else {
       --node_->readers;
     }
   }
 
+  const std::string& path() const override { return path_; }
   void Read(std::uint64_t offset, MutableBytes out) override {
     RequirePower();
     const std::uint64_t read = ++impl_.reads;
@@ -178,6 +185,28 @@ class MemoryFileSystem::Impl::OpenFile : public File {
     node_->durable = node_->content;
     node_->unsynced.clear();
   }
+  void SyncAll() override {
+    Sync();
+    node_->durable_modified = node_->modified;
+  }
+  FileStamp Stamp() override {
+    RequirePower();
+    return {IdentityOf(*node_), node_->content.size(), node_->modified};
+  }
+  bool IsInPlace() override {
+    const auto it = impl_.names.find(path_);
+    return it != impl_.names.end() && it->second == node_;
+  }
+  bool LockContent(bool) override {
+    RequirePower();
+    if (node_->readers != 0) return false;
+    node_->content_locked = true;
+    return true;
+  }
+  void ShareContent() override {
+    if (generation_ == impl_.generation) node_->content_locked = false;
+  }
+  bool HasWriter() override { return node_->writer; }
 
   std::uint64_t Size() override {
     RequirePower();
@@ -203,6 +232,7 @@ class MemoryFileSystem::Impl::OpenFile : public File {
   }
   void Do(Change change) {
     Apply(change, node_->content);
+    node_->modified = ++impl_.clock;
     node_->unsynced.push_back(std::move(change));
   }
 
@@ -227,10 +257,57 @@ std::unique_ptr<File> MemoryFileSystem::Open(const std::string& path, OpenMode m
   if (write && impl_->read_only[path]) {
     throw Error(ErrorKind::kReadOnly, fmt::format("The file {} is marked as read-only.", path));
   }
-  if (node->writer || (write && node->readers != 0)) {
+  if ((write && node->writer) || node->content_locked) {
     throw Error(ErrorKind::kLocked, fmt::format("The file {} is in use by another program.", path));
   }
   return std::make_unique<Impl::OpenFile>(*impl_, std::move(node), path, write);
+}
+
+std::unique_ptr<File> MemoryFileSystem::OpenCompanion(const std::string& path, OpenMode mode, File&) {
+  return Open(path, mode);
+}
+
+void MemoryFileSystem::CreateWhole(const std::string& path, Bytes content) {
+  if (Exists(path)) throw Error(ErrorKind::kExists, fmt::format("The file {} exists already.", path));
+  auto node = impl_->NewNode();
+  for (int step = 0; step < 3; ++step) impl_->Count(path);  // write, sync, name
+  node->content = node->durable = std::string(reinterpret_cast<const char*>(content.data()), content.size());
+  impl_->ChangeName({NameChange::Kind::kCreate, path, {}, std::move(node)});
+  try {
+    SyncFolder(path);
+  } catch (...) {
+    impl_->ChangeName({NameChange::Kind::kRemove, path, {}, nullptr});
+    throw;
+  }
+}
+
+std::string MemoryFileSystem::WhyNotCreate(const std::string& path) {
+  const auto it = impl_->read_only.find(std::string(FolderOf(path)));
+  return it != impl_->read_only.end() && it->second ? it->first + ": read only" : "";
+}
+
+std::uint64_t MemoryFileSystem::LinkCount(const std::string& path) {
+  const std::shared_ptr<Node> node = impl_->Find(path);
+  return static_cast<std::uint64_t>(std::count_if(impl_->names.begin(), impl_->names.end(),
+                                                  [&](const auto& name) { return name.second == node; }));
+}
+
+void MemoryFileSystem::Link(const std::string& from, const std::string& to) {
+  impl_->names[to] = impl_->durable_names[to] = impl_->Find(from);
+}
+
+void MemoryFileSystem::CopyFrom(const MemoryFileSystem& other, const std::string& path) {
+  const std::shared_ptr<Node> from = other.impl_->Find(path);
+  SetContent(path, from->content);
+  Node& to = *impl_->names[path];
+  to.modified = to.durable_modified = from->modified;
+}
+
+void MemoryFileSystem::ChangeBehind(const std::string& path, std::uint64_t offset, const std::string& bytes) {
+  Node& node = *impl_->Find(path);
+  node.content.replace(offset, bytes.size(), bytes);
+  node.durable.replace(offset, bytes.size(), bytes);
+  node.modified = node.durable_modified = ++impl_->clock;
 }
 
 bool MemoryFileSystem::Exists(const std::string& path) { return impl_->names.contains(path); }
@@ -261,9 +338,7 @@ std::unique_ptr<File> MemoryFileSystem::OpenTemporary() {
   return std::make_unique<Impl::OpenFile>(*impl_, impl_->NewNode(), "for temporary pages", true);
 }
 
-std::string MemoryFileSystem::Identity(const std::string& path) {
-  return fmt::format("memory:{}", impl_->Find(path)->number);
-}
+std::string MemoryFileSystem::Identity(const std::string& path) { return IdentityOf(*impl_->Find(path)); }
 
 std::string MemoryFileSystem::AccessUsers(const std::string& database_path) {
   const auto it = impl_->users.find(database_path);
@@ -302,8 +377,9 @@ void MemoryFileSystem::LosePower(std::uint64_t keep_seed) {
       }
     }
     node->content = node->durable;
+    node->modified = node->durable_modified;
     node->readers = 0;
-    node->writer = false;
+    node->writer = node->content_locked = false;
   }
 }
 

@@ -91,6 +91,7 @@ class OverlayFile : public File {
     }
   }
 
+  const std::string& path() const override { return path_; }
   void Read(std::uint64_t offset, MutableBytes out) override {
     if (offset > node_->size || node_->size - offset < out.size()) {
       throw Error(ErrorKind::kCorrupt,
@@ -112,6 +113,15 @@ class OverlayFile : public File {
     node_->size = std::max<std::uint64_t>(node_->size, offset + data.size());
   }
   void Sync() override {}
+  void SyncAll() override {}
+  FileStamp Stamp() override {
+    return {fmt::format("overlay:{}", node_->number), node_->size,
+            node_->original == nullptr ? 0 : node_->original->Stamp().modified};
+  }
+  bool IsInPlace() override { return true; }
+  bool LockContent(bool) override { return node_->readers == 0; }
+  void ShareContent() override {}
+  bool HasWriter() override { return node_->writer; }
   std::uint64_t Size() override { return node_->size; }
   void Truncate(std::uint64_t size) override {
     RequireWrite();
@@ -154,11 +164,20 @@ class Overlay : public FileSystem {
     }
     const std::shared_ptr<Node> node = FindNode(path);
     const bool write = mode != OpenMode::kRead;
-    if (node->writer || (write && node->readers != 0)) {
+    if (write && node->writer) {
       throw Error(ErrorKind::kLocked, fmt::format("The file {} is in use already.", path));
     }
     return std::make_unique<OverlayFile>(base_, node, path, write);
   }
+
+  std::unique_ptr<File> OpenCompanion(const std::string& path, OpenMode mode, File&) override {
+    return Open(path, mode);
+  }
+  void CreateWhole(const std::string& path, Bytes content) override {
+    Open(path, OpenMode::kCreateNew)->Write(0, content);
+  }
+  std::string WhyNotCreate(const std::string&) override { return {}; }
+  std::uint64_t LinkCount(const std::string&) override { return 1; }
 
   bool Exists(const std::string& path) override {
     const auto it = nodes_.find(Key(path));

@@ -83,7 +83,7 @@ struct PageStore::Impl {
   Impl(FileSystem& file_system, std::unique_ptr<File> database, std::string journal_path,
        std::uint32_t page_bytes, const PageStoreOptions& opts)
       : file(std::move(database)),
-        journal(file_system, std::move(journal_path), page_bytes),
+        journal(file_system, *file, std::move(journal_path), page_bytes),
         options(opts),
         page_size(page_bytes),
         frame_limit(std::max<std::size_t>(opts.cache_bytes / page_bytes, 8)),
@@ -95,6 +95,7 @@ struct PageStore::Impl {
   PageStoreOptions options;
   std::uint32_t page_size;
   PageNo file_pages = 0;  // of the file itself
+  FileStamp stamp;        // of the file as we opened or left it
   State state = State::kSound;
   bool in_doubt = false;  // whether the commit that failed will be found
 
@@ -312,16 +313,21 @@ struct PageStore::Impl {
     Save(&unsaved, entries);
   }
 
+  // The pages that differ from the file, all of which are in the journal.
+  static std::vector<internal::JournalPage> InJournal(const std::vector<PageEntry>& entries) {
+    std::vector<internal::JournalPage> changed;
+    for (PageNo page = 0; page < entries.size(); ++page) {
+      if (entries[page].stored != 0) changed.push_back({page, entries[page].stored});
+    }
+    return changed;
+  }
+
   void Commit(std::vector<PageEntry>& entries, PageNo page_count, Journal::Phase phase) {
     std::vector<internal::Slot> old_slots;
     for (const PageEntry& entry : entries) {
       if (entry.persisted != 0 && IsChanged(entry)) old_slots.push_back(entry.persisted);
     }
-    std::vector<internal::JournalPage> changed;
-    for (PageNo page = 0; page < entries.size(); ++page) {
-      if (entries[page].stored != 0) changed.push_back({page, entries[page].stored});
-    }
-    journal.Commit(*file, file_pages, page_count, changed, phase);
+    journal.Commit(file_pages, page_count, InJournal(entries), phase);
     for (const internal::Slot slot : old_slots) journal.Release(slot);
     for (PageEntry& entry : entries) entry.persisted = entry.stored;
   }
@@ -354,7 +360,7 @@ struct PageStore::Impl {
       throw;
     }
     WritePersisted(entries, 0, old);
-    file->Sync();
+    file->SyncAll();
     journal.Finish();
     for (PageEntry& entry : entries) entry.stored = entry.persisted = 0;
   }
@@ -366,7 +372,8 @@ PageStore::PageStore(FileSystem& files, std::unique_ptr<File> file, std::string 
       writable_(writable),
       impl_(std::make_unique<Impl>(files, std::move(file), std::move(journal_path), page_size, options)) {
   Impl& impl = *impl_;
-  if (const auto waiting = impl.journal.Recover(*impl.file, writable)) {
+  impl.stamp = impl.file->Stamp();
+  if (const auto waiting = impl.journal.Recover(writable)) {
     impl.file_pages = waiting->file_pages;
     page_count_ = waiting->pages;
     entries_.resize(page_count_);
@@ -374,7 +381,15 @@ PageStore::PageStore(FileSystem& files, std::unique_ptr<File> file, std::string 
       entries_[item.page].stored = entries_[item.page].persisted = item.slot;
     }
     if (!writable) return;
+    if (!impl.file->LockContent(true)) {
+      throw Error(
+          ErrorKind::kLocked,
+          fmt::format("The file {} has to be brought up to date from its journal, and another program "
+                      "is reading it.",
+                      impl.file->path()));
+    }
     Apply();
+    impl.file->ShareContent();
   }
   const std::uint64_t size = impl.file->Size();
   if (size % page_size != 0 || size / page_size > 0xFFFFFFFFu) {
@@ -390,7 +405,7 @@ PageStore::PageStore(FileSystem& files, std::unique_ptr<File> file, std::string 
 PageStore::~PageStore() {
   if (journal_waits_ && impl_->state == Impl::State::kSound) {
     try {
-      Apply();
+      if (impl_->file->LockContent(false)) Apply();
     } catch (const std::exception&) {
       // The journal stays, and the next open does it.
     }
@@ -587,8 +602,27 @@ void PageStore::RevertToMark() {
   impl_->state = Impl::State::kSound;
 }
 
+void PageStore::CheckUnchanged() {
+  Impl& impl = *impl_;
+  const char* what = nullptr;
+  if (!impl.file->IsInPlace()) {
+    what = "replaced, moved or deleted";
+  } else if (impl.file->Stamp() != impl.stamp) {
+    what = "changed";
+  }
+  if (what == nullptr) return;
+  impl.state = Impl::State::kBroken;
+  impl.journal.Drop();
+  journal_waits_ = false;
+  throw Error(ErrorKind::kReplaced,
+              fmt::format("The file {} was {} by another program while it was being worked on. What was done "
+                          "here is lost; the file is left as it is now.",
+                          impl.file->path(), what));
+}
+
 void PageStore::Commit(bool applying) {
   ++epoch_;
+  CheckUnchanged();
   impl_->SaveAll(entries_);
   try {
     impl_->Commit(entries_, page_count_, applying ? Journal::Phase::kApplying : Journal::Phase::kCommitted);
@@ -603,9 +637,11 @@ void PageStore::Commit(bool applying) {
 }
 
 void PageStore::Apply() {
+  CheckUnchanged();
   try {
-    impl_->journal.BeginApplying();
+    impl_->journal.BeginApplying(Impl::InJournal(entries_));
     impl_->Apply(entries_);
+    impl_->stamp = impl_->file->Stamp();
   } catch (const Error& error) {
     impl_->state = Impl::State::kBroken;
     throw Error(
@@ -631,7 +667,7 @@ void PageStore::Persist() {
   }
   RequireWritable();
   if (impl_->journal.bytes() > impl_->options.journal_bytes) {
-    Checkpoint();
+    TryCheckpoint(false);
   } else {
     Commit(false);
   }
@@ -641,12 +677,30 @@ void PageStore::Checkpoint() {
   RequireNoStatement();
   if (!has_changes()) return;
   RequireWritable();
-  if (changed_pages_ != 0) {
-    Commit(true);
-  } else {
-    StartMark();
+  if (TryCheckpoint(true)) return;
+  throw Error(ErrorKind::kLocked,
+              fmt::format("The file {} is being read by another program and could not be brought up to date. "
+                          "What was done is kept in the journal {}. It gets to the database the next time "
+                          "that is opened for writing.",
+                          impl_->file->path(), impl_->journal.path()));
+}
+
+// Brings the file up to date unless somebody is reading it. What was done is durable either way.
+bool PageStore::TryCheckpoint(bool patiently) {
+  const bool alone = impl_->file->LockContent(patiently);
+  try {
+    if (changed_pages_ != 0) {
+      Commit(alone);
+    } else {
+      StartMark();
+    }
+    if (alone) Apply();
+  } catch (...) {
+    impl_->file->ShareContent();
+    throw;
   }
-  Apply();
+  impl_->file->ShareContent();
+  return alone;
 }
 
 void PageStore::ReadSaved(PageNo page, MutableBytes out) {
@@ -659,12 +713,17 @@ void PageStore::CutOff(PageNo pages) {
   if (has_changes())
     throw Error(ErrorKind::kInvalid, "A file cannot be cut off before its changes are saved.");
   if (pages >= page_count_) return;
+  CheckUnchanged();
+  // Whoever is reading may be about to find the pages useless, and has to find them.
+  if (!impl_->file->LockContent(true)) return;
   impl_->file->Truncate(std::uint64_t{pages} * page_size_);
   for (std::size_t page = pages; page < entries_.size(); ++page) impl_->Drop(entries_[page], 0);
   if (entries_.size() > pages) entries_.resize(pages);
   page_count_ = impl_->file_pages = pages;
   StartMark();
-  impl_->file->Sync();
+  impl_->file->SyncAll();
+  impl_->stamp = impl_->file->Stamp();
+  impl_->file->ShareContent();
 }
 
 }  // namespace jet

@@ -181,13 +181,19 @@ class PageStore {
   // and be persisted again, if there is room. After other errors the store refuses further writes with
   // Error(kIo).
   void Persist();
-  // As Persist(), and brings the file itself up to date. After an error the next open finds what was
-  // persisted before, or all of it.
+  // As Persist(), and brings the file itself up to date; waits some seconds for those who are reading it.
+  // After an error the next open finds what was persisted before, or all of it. Error(kLocked) when they read
+  // on: all of it is durable then, and Checkpoint() may be called again.
+  //
+  // Persist() and Checkpoint() look first whether the file is still the one that was opened, and as it was.
+  // When it was replaced, deleted, moved or changed, that is Error(kReplaced): the work is lost, its journal
+  // is removed, and whatever has that name now stays as it is.
   void Checkpoint();
   // The page as the database file itself holds it, whatever was changed since the last Checkpoint().
   void ReadSaved(PageNo page, MutableBytes out);
   // Cuts the file off behind its first `pages` pages, of which the others must be of no use to anybody: a
-  // crash may leave them. Error(kInvalid) while there are changes.
+  // crash may leave them, and so does this while somebody else reads the file. Error(kInvalid) while there
+  // are changes.
   void CutOff(PageNo pages);
   // Whether Checkpoint() has anything to do.
   bool has_changes() const { return changed_pages_ != 0 || journal_waits_; }
@@ -201,8 +207,10 @@ class PageStore {
   internal::Frame* NoteAndWrite(PageNo page);
   void RequireWritable() const;
   void RequireNoStatement() const;
+  void CheckUnchanged();
   void Commit(bool applying);
   void Apply();
+  bool TryCheckpoint(bool patiently);
   void Note(PageNo page, internal::Frame* frame, bool changed, bool for_mark, bool for_statement);
   void StartMark();
 

@@ -17,6 +17,10 @@ class MemoryFileSystem : public FileSystem {
   ~MemoryFileSystem() override;
 
   std::unique_ptr<File> Open(const std::string& path, OpenMode mode) override;
+  std::unique_ptr<File> OpenCompanion(const std::string& path, OpenMode mode, File& owner) override;
+  void CreateWhole(const std::string& path, Bytes content) override;
+  std::string WhyNotCreate(const std::string& path) override;  // of a folder, SetReadOnly()
+  std::uint64_t LinkCount(const std::string& path) override;
   bool Exists(const std::string& path) override;
   void Remove(const std::string& path) override;
   void Rename(const std::string& from, const std::string& to) override;
@@ -28,6 +32,11 @@ class MemoryFileSystem : public FileSystem {
   // The whole content of a file, and a file with that content (as if synced).
   std::string Content(const std::string& path) const;
   void SetContent(const std::string& path, std::string content);
+  // A copy that keeps the time of the last change.
+  void CopyFrom(const MemoryFileSystem& other, const std::string& path);
+  // What another program does that knows no locks: changes bytes of a file, gives it a second name.
+  void ChangeBehind(const std::string& path, std::uint64_t offset, const std::string& bytes);
+  void Link(const std::string& from, const std::string& to);
   // Every open File is closed without effect (its further use throws), unsynced data is gone. With
   // `keep_seed` not 0, each unsynced write is kept, dropped or torn (by sectors of 512 bytes), and each
   // unsynced creation, removal and renaming kept or dropped, by a pseudo-random choice (a disk that

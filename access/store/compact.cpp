@@ -1,4 +1,5 @@
 #include "access/store/compact.h"
+#include "access/file/page_view.h"
 
 #include <algorithm>
 #include <memory>
@@ -14,25 +15,12 @@ namespace jet {
 namespace {
 
 // The file as it was saved last, while pages of it change in a page store.
-class SavedFile final : public File {
+class SavedFile final : public PageView {
  public:
-  explicit SavedFile(PageStore& pages)
-      : pages_(pages), size_(std::uint64_t{pages.page_count()} * pages.page_size()) {}
+  using PageView::PageView;
   void Read(std::uint64_t offset, MutableBytes out) override {
     pages_.ReadSaved(static_cast<PageNo>(offset / pages_.page_size()), out);
   }
-  void Write(std::uint64_t, Bytes) override { Refuse(); }
-  void Sync() override {}
-  std::uint64_t Size() override { return size_; }
-  void Truncate(std::uint64_t) override { Refuse(); }
-
- private:
-  [[noreturn]] static void Refuse() {
-    throw Error(ErrorKind::kReadOnly, "The saved state of a database is for reading.");
-  }
-
-  PageStore& pages_;
-  std::uint64_t size_;
 };
 
 std::uint8_t* Data(std::string& s) { return reinterpret_cast<std::uint8_t*>(s.data()); }

@@ -12,9 +12,12 @@
 // Rights are held by principals, whose identifiers are well-known numbers XORed with two bytes that differ
 // from file to file. How those follow from anything else in the file is not known; every file made here has
 // the same.
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstring>
 
+#include "access/file/test_files.h"
 #include "access/index/btree.h"
 #include "access/store/data_page.h"
 #include "access/store/database_impl.h"
@@ -244,51 +247,45 @@ void FillAces(StoredTable& aces) {
 
 }  // namespace
 
+// The file is made in memory, as it is small, and gets to its place as a whole.
 void MakeEmptyDatabase(FileSystem& files, const std::string& path, const FormatInfo& format) {
-  std::unique_ptr<File> file = files.Open(path, OpenMode::kCreateNew);
-  try {
-    const double created = CurrentDate();
-    PageStoreOptions options;
-    options.max_file_bytes = format.max_file_bytes;
-    auto pages = std::make_unique<PageStore>(files, std::move(file), path + "-vntjournal", true,
-                                             format.page_size, options);
-    FileHeader header;
-    header.format = &format;
-    header.lcid = format.default_lcid;
-    header.sort_version = format.default_sort_version;
-    header.created = created;
-    MakeFirstPages(*pages, format, created);
-    {
-      const std::unique_ptr<PageAllocator> allocator = MakePageAllocator(*pages, format);
-      StoreContext context{*pages, format, *allocator, header.code_page};
-      MakeCoreTables(context, {format, header.lcid, header.sort_version});
-    }
-    DatabaseImpl database(path, std::move(pages), header);
-    {
-      StatementScope scope(database);
-      FillObjects(*database.core_table(header.objects), created);
-      FillAces(*database.core_table(header.aces));
-      database.ForgetCatalog();
-      if (format.ace) {
-        for (const NamedTable& t : ComplexTables()) {
-          const auto id = static_cast<std::int32_t>(database.MakeTable(t.name, t.spec, t.flags, {}));
-          InsertAce(*database.core_table(header.aces), id, kAdmin, 0x60000, false);
-          InsertAce(*database.core_table(header.aces), id, kUsers, 0x14, false);
-        }
-      }
-      scope.Commit();
-    }
-    database.Checkpoint();
-    files.SyncFolder(path);
-  } catch (...) {
-    file.reset();
-    try {
-      files.Remove(path);
-    } catch (const Error&) {
-      // The first failure is the one to report.
-    }
-    throw;
+  if (files.Exists(path)) throw Error(ErrorKind::kExists, fmt::format("The file {} exists already.", path));
+  MemoryFileSystem memory;
+  const std::string name = "new";
+  const double created = CurrentDate();
+  PageStoreOptions options;
+  options.max_file_bytes = format.max_file_bytes;
+  auto pages = std::make_unique<PageStore>(memory, memory.Open(name, OpenMode::kCreateNew), name + "-journal",
+                                           true, format.page_size, options);
+  FileHeader header;
+  header.format = &format;
+  header.lcid = format.default_lcid;
+  header.sort_version = format.default_sort_version;
+  header.created = created;
+  MakeFirstPages(*pages, format, created);
+  {
+    const std::unique_ptr<PageAllocator> allocator = MakePageAllocator(*pages, format);
+    StoreContext context{*pages, format, *allocator, header.code_page};
+    MakeCoreTables(context, {format, header.lcid, header.sort_version});
   }
+  DatabaseImpl database(name, std::move(pages), header);
+  {
+    StatementScope scope(database);
+    FillObjects(*database.core_table(header.objects), created);
+    FillAces(*database.core_table(header.aces));
+    database.ForgetCatalog();
+    if (format.ace) {
+      for (const NamedTable& t : ComplexTables()) {
+        const auto id = static_cast<std::int32_t>(database.MakeTable(t.name, t.spec, t.flags, {}));
+        InsertAce(*database.core_table(header.aces), id, kAdmin, 0x60000, false);
+        InsertAce(*database.core_table(header.aces), id, kUsers, 0x14, false);
+      }
+    }
+    scope.Commit();
+  }
+  database.Checkpoint();
+  const std::string content = memory.Content(name);
+  files.CreateWhole(path, {reinterpret_cast<const std::uint8_t*>(content.data()), content.size()});
 }
 
 }  // namespace jet

@@ -220,11 +220,12 @@ class Database {
   };
 
   // Opens a file. kReadWrite takes it exclusively and honours Access's own lock file (kLocked says who); a
-  // Jet 3 file opens for reading whatever was asked. kNotFound, kReadOnly, kLocked, kNotSupported (encrypted,
-  // password, foreign version; the text says why), kCorrupt.
+  // Jet 3 file opens for reading whatever was asked. kNotFound, kReadOnly (also when the file could be
+  // written but not saved: no journal can be made beside it, or it has several names), kLocked, kNotSupported
+  // (encrypted, password, foreign version; the text says why), kCorrupt.
   static std::unique_ptr<Database> Open(FileSystem& files, const std::string& path, OpenMode mode,
                                         const Options& options = {});
-  // Makes an empty database; kExists when the file is there.
+  // Makes an empty database, whole or not at all; kExists when the file is there.
   static void Create(FileSystem& files, const std::string& path, Format format);
 
   virtual ~Database() = default;  // drops what was not made durable

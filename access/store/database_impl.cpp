@@ -16,6 +16,21 @@ constexpr const char* kReplacedReason = "its definition has changed meanwhile";
 
 std::string NamesFile(const std::string& path) { return fmt::format("\"{}\"", path); }
 
+// What would keep changes from being saved, though the file itself can be written.
+void RequireSavable(FileSystem& files, const std::string& path, const std::string& journal) {
+  if (files.LinkCount(path) > 1) {
+    throw Error(ErrorKind::kReadOnly,
+                fmt::format("{} has another name (a hard link) and cannot be changed safely: a program that "
+                            "opens it by that one would not find the journal of what is done here.",
+                            NamesFile(path)));
+  }
+  const std::string why = files.WhyNotCreate(journal);
+  if (why.empty()) return;
+  throw Error(ErrorKind::kReadOnly,
+              fmt::format("{} cannot be saved, because no journal can be made beside it ({}).",
+                          NamesFile(path), why));
+}
+
 }  // namespace
 
 std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& path, OpenMode mode,
@@ -31,6 +46,7 @@ std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& p
       file.reset();
       return Open(files, path, OpenMode::kRead, options);
     }
+    RequireSavable(files, home, journal);
     const std::string users = files.AccessUsers(home);
     if (!users.empty()) {
       throw Error(ErrorKind::kLocked, fmt::format("{} is open in Access, by {}.", NamesFile(path), users));

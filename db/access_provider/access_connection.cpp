@@ -26,7 +26,14 @@ AccessConnection& Attachment::connection() const {
   return *connection_;
 }
 
-AccessConnection::~AccessConnection() {
+AccessConnection::AccessConnection(const std::string& path, AccessMode mode, AccessFormats formats)
+    : path_(path), mode_(mode), formats_(formats) {
+  engine();
+}
+
+AccessConnection::~AccessConnection() { CloseRecordsets(); }
+
+void AccessConnection::CloseRecordsets() {
   while (attachments_ != nullptr) {
     Attachment& first = *attachments_;
     attachments_ = first.next_;
@@ -36,16 +43,38 @@ AccessConnection::~AccessConnection() {
   }
 }
 
-void AccessConnection::RequireWritable() const {
-  if (mode_ == AccessMode::kRead || !engine_->database->writable()) {
-    throw DbError(kErrReadOnly, kAccessSource, engine_->database->read_only_sentence());
+AccessEngine& AccessConnection::engine() {
+  if (engine_ != nullptr) return *engine_;
+  auto engine =
+      OpenEngine(path_, mode_ == AccessMode::kRead ? jet::OpenMode::kRead : jet::OpenMode::kReadWrite);
+  const jet::Format format = engine->database->format();
+  if (formats_ == AccessFormats::kJet && format != jet::Format::kJet3 && format != jet::Format::kJet4) {
+    throw DbError(kErrNotFound, kAccessSource,
+                  "The file \"" + engine->database->path() +
+                      "\" has a newer database format, which the provider Microsoft.Jet.OLEDB.4.0 does not "
+                      "recognize.");
   }
+  const bool writable = engine->database->writable();
+  if (was_writable_ && !writable) {
+    throw DbError(kErrReadOnly, kAccessSource,
+                  "The database \"" + path_ + "\" cannot be changed any more. " + engine->read_only_reason);
+  }
+  engine_ = std::move(engine);
+  was_writable_ = writable && mode_ != AccessMode::kRead;
+  return *engine_;
+}
+
+void AccessConnection::RequireWritable() {
+  if (CanWrite()) return;
+  const std::string& reason = engine().read_only_reason;
+  throw DbError(
+      kErrReadOnly, kAccessSource,
+      database().read_only_sentence() + (mode_ == AccessMode::kRead || reason.empty() ? "" : " " + reason));
 }
 
 std::int64_t AccessConnection::Execute(std::string_view sql, const std::vector<Value>& parameters) {
   return Translated([&] {
-    if ((mode_ == AccessMode::kRead || !engine_->database->writable()) && !jet::sql::Session::IsQuery(sql))
-      RequireWritable();
+    if (!CanWrite() && !jet::sql::Session::IsQuery(sql)) RequireWritable();
     std::vector<jet::Value> values;
     values.reserve(parameters.size());
     for (const Value& parameter : parameters) values.push_back(ToEngine(parameter));
@@ -59,25 +88,25 @@ std::unique_ptr<ProviderRecordset> AccessConnection::OpenRecordset(std::string_v
 }
 
 void AccessConnection::Checkpoint() {
-  if (mode_ == AccessMode::kRead || !database().has_changes()) return;
+  if (mode_ == AccessMode::kRead || engine_ == nullptr || !database().has_changes()) return;
   Translated([&] { database().Checkpoint(); });
 }
 
 void AccessConnection::Persist() {
-  if (mode_ != AccessMode::kRead) Translated([&] { database().Persist(); });
+  if (mode_ != AccessMode::kRead && engine_ != nullptr) Translated([&] { database().Persist(); });
 }
 
 void AccessConnection::Mark() {
-  if (mode_ != AccessMode::kRead) Translated([&] { database().Mark(); });
+  if (mode_ != AccessMode::kRead && engine_ != nullptr) Translated([&] { database().Mark(); });
 }
 
 bool AccessConnection::RevertToMark() {
-  if (mode_ != AccessMode::kRead) Translated([&] { database().RevertToMark(); });
+  if (mode_ != AccessMode::kRead && engine_ != nullptr) Translated([&] { database().RevertToMark(); });
   return true;
 }
 
 Durability AccessConnection::GetDurability() {
-  if (mode_ == AccessMode::kRead) return Durability::kAll;
+  if (mode_ == AccessMode::kRead || engine_ == nullptr) return Durability::kAll;
   switch (database().durability()) {
     case jet::Durability::kAll:
       return Durability::kAll;
@@ -89,19 +118,23 @@ Durability AccessConnection::GetDurability() {
   return Durability::kUnknown;
 }
 
+void AccessConnection::Release() {
+  CloseRecordsets();
+  // Whatever becomes of the checkpoint, the file is let go of.
+  const std::shared_ptr<AccessEngine> engine = std::move(engine_);
+  engine_ = nullptr;
+  if (engine == nullptr || mode_ == AccessMode::kRead || !engine->database->has_changes()) return;
+  Translated([&] { engine->database->Checkpoint(); });
+}
+
+void AccessConnection::Resume() {
+  Translated([&] { engine(); });
+}
+
 std::shared_ptr<ProviderConnection> OpenAccess(const std::string& path, AccessMode mode,
                                                AccessFormats formats) {
   return Translated([&]() -> std::shared_ptr<ProviderConnection> {
-    auto engine =
-        OpenEngine(path, mode == AccessMode::kRead ? jet::OpenMode::kRead : jet::OpenMode::kReadWrite);
-    const jet::Format format = engine->database->format();
-    if (formats == AccessFormats::kJet && format != jet::Format::kJet3 && format != jet::Format::kJet4) {
-      throw DbError(kErrNotFound, kAccessSource,
-                    "The file \"" + engine->database->path() +
-                        "\" has a newer database format, which the provider Microsoft.Jet.OLEDB.4.0 does not "
-                        "recognize.");
-    }
-    return std::make_shared<AccessConnection>(std::move(engine), mode);
+    return std::make_shared<AccessConnection>(path, mode, formats);
   });
 }
 

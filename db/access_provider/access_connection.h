@@ -2,9 +2,11 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <string_view>
 #include <vector>
 
+#include "db/access_provider/access_provider.h"
 #include "db/access_provider/engine_registry.h"
 #include "db/provider.h"
 
@@ -38,8 +40,8 @@ class Attachment {
 
 class AccessConnection : public ProviderConnection {
  public:
-  AccessConnection(std::shared_ptr<AccessEngine> engine, AccessMode mode)
-      : engine_(std::move(engine)), mode_(mode) {}
+  // Opens the file. jet::Error, DbError.
+  AccessConnection(const std::string& path, AccessMode mode, AccessFormats formats);
   ~AccessConnection() override;
 
   std::int64_t Execute(std::string_view sql, const std::vector<Value>& parameters) override;
@@ -50,16 +52,26 @@ class AccessConnection : public ProviderConnection {
   void Mark() override;
   bool RevertToMark() override;
   Durability GetDurability() override;
+  void Release() override;
+  void Resume() override;
 
-  jet::Database& database() { return *engine_->database; }
-  jet::sql::Session& session() { return *engine_->session; }
+  // Both open a file that was let go of.
+  jet::Database& database() { return *engine().database; }
+  jet::sql::Session& session() { return *engine().session; }
   // DbError kErrReadOnly when this connection may not change the file.
-  void RequireWritable() const;
+  void RequireWritable();
 
  private:
   friend class Attachment;
-  std::shared_ptr<AccessEngine> engine_;
+  AccessEngine& engine();
+  bool CanWrite() { return mode_ != AccessMode::kRead && database().writable(); }
+  void CloseRecordsets();
+
+  std::string path_;
   AccessMode mode_;
+  AccessFormats formats_;
+  std::shared_ptr<AccessEngine> engine_;  // null: let go of
+  bool was_writable_ = false;             // when it was opened last
   Attachment* attachments_ = nullptr;
 };
 

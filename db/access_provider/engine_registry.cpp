@@ -15,6 +15,7 @@ struct OpenDatabase {
   jet::FileSystem* files;
   std::string identity;
   bool reading_asked = false;
+  std::string read_only_reason;
   std::weak_ptr<jet::Database> database;
   // Separate from the database: a file that only an IN clause reads has no engine of its own.
   std::weak_ptr<AccessEngine> engine;
@@ -46,7 +47,8 @@ const jet::PageStoreOptions*& TestOptions() {
   return options;
 }
 
-std::unique_ptr<jet::Database> OpenFile(jet::FileSystem& files, const std::string& path, jet::OpenMode mode) {
+std::unique_ptr<jet::Database> OpenFile(jet::FileSystem& files, const std::string& path, jet::OpenMode mode,
+                                        std::string* read_only_reason) {
   jet::Database::Options options;
   if (TestOptions() != nullptr) options.pages = *TestOptions();
   if (mode == jet::OpenMode::kReadWrite) {
@@ -54,6 +56,7 @@ std::unique_ptr<jet::Database> OpenFile(jet::FileSystem& files, const std::strin
       return jet::Database::Open(files, path, mode, options);
     } catch (const jet::Error& error) {
       if (error.kind() != jet::ErrorKind::kReadOnly) throw;
+      *read_only_reason = error.what();
     }
   }
   return jet::Database::Open(files, path, jet::OpenMode::kRead, options);
@@ -77,8 +80,9 @@ std::pair<std::shared_ptr<jet::Database>, OpenDatabase*> OpenShared(const std::s
     }
     return {open->database.lock(), open};
   }
-  std::shared_ptr<jet::Database> database = OpenFile(files, path, mode);
-  Registry().push_back({&files, identity, mode == jet::OpenMode::kRead, database, {}});
+  std::string reason;
+  std::shared_ptr<jet::Database> database = OpenFile(files, path, mode, &reason);
+  Registry().push_back({&files, identity, mode == jet::OpenMode::kRead, reason, database, {}});
   return {database, &Registry().back()};
 }
 
@@ -93,6 +97,7 @@ std::shared_ptr<AccessEngine> OpenEngine(const std::string& path, jet::OpenMode 
   if (auto engine = entry->engine.lock()) return engine;
   auto engine = std::make_shared<AccessEngine>();
   engine->database = database;
+  engine->read_only_reason = entry->read_only_reason;
   engine->session = std::make_unique<jet::sql::Session>(
       database, [](const std::string& other) { return OpenShared(other, jet::OpenMode::kRead).first; });
   entry->engine = engine;

@@ -12,6 +12,7 @@ namespace vnt::db {
 struct AccessEngine {
   std::shared_ptr<jet::Database> database;
   std::unique_ptr<jet::sql::Session> session;
+  std::string read_only_reason;  // a sentence, when it was to be written and cannot be
 };
 
 // The engine for the file, opened when no connection has it open. jet::Error as from jet::Database::Open,

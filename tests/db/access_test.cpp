@@ -100,6 +100,61 @@ class AccessFiles : public testing::Test {
   jet::MemoryFileSystem files_;
 };
 
+// Between runs a file belongs to whoever wants it, and the next use finds what has that name then.
+TEST_F(AccessFiles, AReleasedConnectionHoldsNothing) {
+  Connection cn, second;
+  Open(cn, "/main.mdb");
+  Open(second, "/main.mdb");
+  cn.Execute("INSERT INTO t VALUES (2, 'kept')");
+  Recordset rows;
+  rows.Open("SELECT * FROM t", second, CursorType::kKeyset, LockType::kOptimistic);
+  cn.Release();
+  second.Release();
+  EXPECT_TRUE(cn.is_open());
+  EXPECT_THROW(rows.MoveNext(), DbError);
+  EXPECT_FALSE(files_.Exists("/main.mdb-vntjournal"));
+  {
+    const auto other = jet::Database::Open(files_, "/main.mdb", jet::OpenMode::kReadWrite);
+    EXPECT_EQ(other->FindTable("t")->row_count(), 2u);
+  }
+  files_.SetContent("/main.mdb", files_.Content("/template.mdb"));
+  EXPECT_EQ(First(second, "SELECT s FROM t"), "/template.mdb");
+  EXPECT_EQ(cn.Execute("INSERT INTO t VALUES (5, 'new')"), 1);
+  cn.Release();
+  second.Release();
+  files_.SetReadOnly("/main.mdb", true);
+  EXPECT_THROW(cn.Resume(), DbError);
+  files_.SetReadOnly("/main.mdb", false);
+  cn.Resume();
+  EXPECT_EQ(First(cn, "SELECT COUNT(*) FROM t"), "2");
+  cn.Release();
+  files_.Remove("/main.mdb");
+  EXPECT_THROW(cn.Resume(), DbError);
+  EXPECT_THROW(second.Execute("DELETE FROM t"), DbError);
+}
+
+TEST_F(AccessFiles, WhatCannotBeSavedIsReadOnlyAndSaysWhy) {
+  const auto refusal = [&](const std::string& path) -> std::string {
+    Connection cn;
+    Open(cn, path);
+    try {
+      cn.Execute("UPDATE t SET s = 'x'");
+    } catch (const DbError& error) {
+      EXPECT_EQ(error.number(), kErrReadOnly);
+      return error.description();
+    }
+    return {};
+  };
+  EXPECT_EQ(refusal("/main.mdb"), "");
+  files_.SetReadOnly("", true);  // the folder
+  EXPECT_NE(refusal("/main.mdb").find("no journal can be made beside it"), std::string::npos);
+  files_.SetReadOnly("", false);
+  files_.Link("/main.mdb", "/linked.mdb");
+  EXPECT_NE(refusal("/linked.mdb").find("another name (a hard link)"), std::string::npos);
+  files_.Remove("/linked.mdb");
+  EXPECT_EQ(refusal("/main.mdb"), "");
+}
+
 TEST_F(AccessFiles, RevertToMarkUndoesWhatEveryConnectionDid) {
   Connection first, second;
   Open(first, "/main.mdb");

@@ -88,7 +88,7 @@ TEST(SampleDatabase, FailureLeavesNothingBehindAndNothingIsOverwritten) {
   EXPECT_EQ(files.Content("/template.mdb"), "somebody's");
   EXPECT_FALSE(files.Exists("/reference.mdb"));
   files.Remove("/template.mdb");
-  files.FailAt(files.operations() + 60, jet::MemoryFileSystem::Failure::kFull);
+  files.FailAt(files.operations() + 20, jet::MemoryFileSystem::Failure::kFull);
   EXPECT_THROW(MakeSample(files, "", {.notices = 10}), jet::Error);
   for (const char* path : {"/template.mdb", "/reference.mdb", "/notices.mdb"})
     EXPECT_FALSE(files.Exists(path)) << path;

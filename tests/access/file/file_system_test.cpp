@@ -13,6 +13,7 @@
 #ifndef _WIN32
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -81,8 +82,8 @@ TEST_F(PlatformFiles, ConflictsWithinTheProcess) {
     ErrorKind expected;  // kSql: opens
   } cases[] = {
       {OpenMode::kRead, OpenMode::kRead, ErrorKind::kSql},
-      {OpenMode::kRead, OpenMode::kReadWrite, ErrorKind::kLocked},
-      {OpenMode::kReadWrite, OpenMode::kRead, ErrorKind::kLocked},
+      {OpenMode::kRead, OpenMode::kReadWrite, ErrorKind::kSql},
+      {OpenMode::kReadWrite, OpenMode::kRead, ErrorKind::kSql},
       {OpenMode::kReadWrite, OpenMode::kReadWrite, ErrorKind::kLocked},
       {OpenMode::kReadWrite, OpenMode::kCreateNew, ErrorKind::kExists},
   };
@@ -91,7 +92,15 @@ TEST_F(PlatformFiles, ConflictsWithinTheProcess) {
     const auto held = files_.Open(a, c.held);
     EXPECT_EQ(KindOf([&] { files_.Open(a, c.wanted); }), c.expected);
     // A refused attempt must not have dropped the lock.
-    EXPECT_EQ(KindOf([&] { files_.Open(a, OpenMode::kReadWrite); }), ErrorKind::kLocked);
+    const bool writing = c.held == OpenMode::kReadWrite;
+    EXPECT_EQ(KindOf([&] { files_.Open(a, OpenMode::kReadWrite); }),
+              writing ? ErrorKind::kLocked : ErrorKind::kSql);
+    EXPECT_EQ(files_.Open(a, OpenMode::kRead)->HasWriter(), writing);
+    if (!writing) continue;
+    EXPECT_TRUE(held->LockContent(false));
+    held->ShareContent();
+    const auto reader = files_.Open(a, OpenMode::kRead);
+    EXPECT_FALSE(held->LockContent(false));
   }
   EXPECT_NO_THROW(files_.Open(a, OpenMode::kReadWrite));
 }
@@ -143,15 +152,67 @@ TEST_F(PlatformFiles, ConflictsBetweenProcesses) {
   };
   {
     const auto held = files_.Open(Path("a.mdb"), OpenMode::kReadWrite);
-    EXPECT_EQ(kind_there(OpenMode::kRead), ErrorKind::kLocked);
+    EXPECT_EQ(kind_there(OpenMode::kRead), ErrorKind::kSql);
     EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kLocked);
+    ASSERT_TRUE(held->LockContent(false));
+    EXPECT_EQ(kind_there(OpenMode::kRead), ErrorKind::kLocked);
+    // The refusal says who.
+    EXPECT_EQ(InAnotherProcess([&] {
+                try {
+                  files_.Open(Path("a.mdb"), OpenMode::kReadWrite);
+                } catch (const Error& error) {
+                  const std::string process = fmt::format("process {})", getppid());
+                  return std::string_view(error.what()).find(process) == std::string_view::npos ? 1 : 0;
+                }
+                return 2;
+              }),
+              0);
   }
   {
     const auto held = files_.Open(Path("a.mdb"), OpenMode::kRead);
     EXPECT_EQ(kind_there(OpenMode::kRead), ErrorKind::kSql);
-    EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kLocked);
+    EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kSql);
   }
   EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kSql);
+}
+
+// A journal has the rights of its database, whatever the umask; what is no file of its own is not used.
+TEST_F(PlatformFiles, CompanionsHaveTheRightsOfTheirFile) {
+  for (const unsigned mode : {0600u, 0640u, 0666u}) {
+    Put("a.mdb", "content");
+    std::filesystem::permissions(Path("a.mdb"), static_cast<std::filesystem::perms>(mode));
+    const auto owner = files_.Open(Path("a.mdb"), OpenMode::kReadWrite);
+    const mode_t umask_before = umask(027);
+    files_.OpenCompanion(Path("a-j"), OpenMode::kCreateNew, *owner)->Write(0, AsBytes("x"));
+    umask(umask_before);
+    EXPECT_EQ(std::filesystem::status(Path("a-j")).permissions(), static_cast<std::filesystem::perms>(mode));
+    if (geteuid() == 0) {
+      ASSERT_EQ(chown(Path("a.mdb").c_str(), 1234, 4321), 0);
+      files_.OpenCompanion(Path("of-somebody"), OpenMode::kCreateNew, *owner);
+      struct stat st;
+      ASSERT_EQ(stat(Path("of-somebody").c_str(), &st), 0);
+      EXPECT_EQ(st.st_uid, 1234u);
+      EXPECT_EQ(st.st_gid, 4321u);
+      files_.Remove(Path("of-somebody"));
+    }
+    std::filesystem::create_symlink(Path("a-j"), Path("symbolic"));
+    std::filesystem::create_hard_link(Path("a-j"), Path("hard"));
+    for (const char* name : {"symbolic", "hard", "a-j"}) {
+      EXPECT_EQ(KindOf([&] { files_.OpenCompanion(Path(name), OpenMode::kReadWrite, *owner); }),
+                ErrorKind::kCorrupt);
+    }
+    for (const char* name : {"symbolic", "hard", "a-j", "a.mdb"}) files_.Remove(Path(name));
+  }
+}
+
+TEST_F(PlatformFiles, AFileIsCreatedWholeOrNotAtAll) {
+  files_.CreateWhole(Path("new.mdb"), AsBytes("whole"));
+  EXPECT_EQ(ReadText(*files_.Open(Path("new.mdb"), OpenMode::kRead), 0, 5), "whole");
+  EXPECT_EQ(KindOf([&] { files_.CreateWhole(Path("new.mdb"), AsBytes("other")); }), ErrorKind::kExists);
+  EXPECT_EQ(ReadText(*files_.Open(Path("new.mdb"), OpenMode::kRead), 0, 5), "whole");
+  EXPECT_EQ(KindOf([&] { files_.CreateWhole(Path("no/new.mdb"), AsBytes("x")); }), ErrorKind::kNotFound);
+  const auto count = std::distance(std::filesystem::directory_iterator(folder_), {});
+  EXPECT_EQ(count, 1) << "nothing else is left";
 }
 
 // A limit of the file size stands for a full disk: the checkpoint fails, the file is the old one, and once
@@ -310,8 +371,8 @@ TEST(Overlay, NamesAndLocks) {
   EXPECT_EQ(KindOf([&] { overlay->Open("/a.mdb", OpenMode::kCreateNew); }), ErrorKind::kExists);
   {
     const auto held = overlay->Open("/a.mdb", OpenMode::kReadWrite);
-    EXPECT_EQ(KindOf([&] { overlay->Open("/a.mdb", OpenMode::kRead); }), ErrorKind::kLocked);
-    EXPECT_EQ(KindOf([&] { base.Open("/a.mdb", OpenMode::kReadWrite); }), ErrorKind::kLocked);
+    EXPECT_EQ(KindOf([&] { overlay->Open("/a.mdb", OpenMode::kReadWrite); }), ErrorKind::kLocked);
+    EXPECT_NO_THROW(overlay->Open("/a.mdb", OpenMode::kRead));
   }
   overlay->Remove("/a.mdb");
   EXPECT_FALSE(overlay->Exists("/a.mdb"));

@@ -1,6 +1,7 @@
 // Crash safety by enumeration: work that is persisted, goes on, is persisted again and brought to the file
 // fails, or loses power, at every single operation; what the next open finds is exactly one of the states
 // that were persisted.
+#include <fmt/format.h>
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -8,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "access/file/journal.h"
 #include "access/file/page_store.h"
 #include "access/file/test_files.h"
 
@@ -225,8 +227,8 @@ TEST(Persist, LeavesTheFileAlone) {
   SecondWork(*store);
   EXPECT_TRUE(files.Content(kPath) == State(0));
   MemoryFileSystem killed;
-  killed.SetContent(kPath, files.Content(kPath));
-  killed.SetContent(kJournal, files.Content(kJournal));
+  killed.CopyFrom(files, kPath);
+  killed.CopyFrom(files, kJournal);
   EXPECT_EQ(StateOf(ContentThroughStore(killed)), 1);
   store.reset();
   EXPECT_EQ(StateOf(files.Content(kPath)), 1) << "what was persisted gets to the file, the rest is dropped";
@@ -252,8 +254,8 @@ TEST(Persist, RecordsOfARolledBackStatementDoNotCount) {
     change(300, round);
     store->Persist();
     MemoryFileSystem killed;
-    killed.SetContent(kPath, files.Content(kPath));
-    killed.SetContent(kJournal, files.Content(kJournal));
+    killed.CopyFrom(files, kPath);
+    killed.CopyFrom(files, kJournal);
     EXPECT_TRUE(ContentThroughStore(killed) == expected) << "round " << round;
   }
 }
@@ -418,7 +420,8 @@ TEST(Journal, IsNotAppliedToAnotherFileNorWhenDamaged) {
   };
   const auto in_journal_pages = [&](const MemoryFileSystem& f, std::string copy, const std::string& with) {
     const std::string journal = f.Content(kJournal);
-    for (std::size_t at = 8192; at + 64 + kPage <= journal.size(); at += 64 + kPage) {
+    constexpr std::size_t kRecord = internal::Journal::kPrefixBytes + kPage;
+    for (std::size_t at = 8192; at + kRecord <= journal.size(); at += kRecord) {
       const auto page = LoadLe<PageNo>(reinterpret_cast<const std::uint8_t*>(journal.data()) + at);
       if (page < kPages) copy = overwrite(copy, page * kPage + 1000, with);
     }
@@ -450,7 +453,9 @@ TEST(Journal, IsNotAppliedToAnotherFileNorWhenDamaged) {
          f.SetContent(kJournal, f.Content(kJournal).substr(0, f.Content(kJournal).size() - 1));
        }},
       {"a journal of another version", false,
-       [&](auto& f) { f.SetContent(kJournal, overwrite(f.Content(kJournal), 4096 + 7, "\x02")); }},
+       [&](auto& f) {
+         f.SetContent(kJournal, overwrite(overwrite(f.Content(kJournal), 4096 + 7, "\x03"), 7, "\x03"));
+       }},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -465,18 +470,197 @@ TEST(Journal, IsNotAppliedToAnotherFileNorWhenDamaged) {
   }
 }
 
-TEST(Journal, WithoutValidHeaderIsRemoved) {
-  for (const std::string& journal :
-       {std::string(), std::string(511, 'x'), std::string(5000, '\0'),
-        std::string("pgjrnl\x1A\x03") + std::string(600, 'x'), std::string(20000, 'x')}) {
+// A journal that was never committed has no second header, and the first one, if at all, is torn.
+TEST(Journal, IsRemovedOnlyWhenItWasNeverCommitted) {
+  const struct {
+    std::string journal;
+    bool removed;
+  } cases[] = {
+      {std::string(), true},
+      {std::string(511, 'x'), true},
+      {std::string(5000, '\0'), true},
+      {std::string("pgjrnl\x1A\x04") + std::string(600, 'x'), true},
+      {std::string("pgjrnl\x1A\x03") + std::string(600, 'x'), false},
+      {std::string(20000, 'x'), false},
+      {std::string(4096, '\0') + "x", false},
+  };
+  for (const auto& c : cases) {
     MemoryFileSystem files;
     files.SetContent(kPath, OldContent());
-    files.SetContent(kJournal, journal);
-    EXPECT_NO_THROW(OpenStore(files, OpenMode::kRead));
-    OpenStore(files);
-    EXPECT_FALSE(files.Exists(kJournal));
+    files.SetContent(kJournal, c.journal);
+    if (c.removed) {
+      EXPECT_NO_THROW(OpenStore(files, OpenMode::kRead));
+      EXPECT_NO_THROW(OpenStore(files));
+    } else {
+      EXPECT_EQ(OpenFails(files, OpenMode::kRead), ErrorKind::kCorrupt);
+      EXPECT_EQ(OpenFails(files, OpenMode::kReadWrite), ErrorKind::kCorrupt);
+    }
+    EXPECT_EQ(files.Exists(kJournal), !c.removed);
     EXPECT_TRUE(files.Content(kPath) == OldContent());
   }
+}
+
+// One bit, anywhere in a header or record, and bytes of records here and there: what was committed is found
+// exactly, or everything stays as it is.
+TEST(Journal, ABitFlippedIsRecoveredFromOrRefused) {
+  int recovered = 0, refused = 0;
+  for (const bool applying : {false, true}) {
+    MemoryFileSystem before;
+    Interrupt(before, applying);
+    const std::string journal = before.Content(kJournal);
+    std::vector<std::size_t> places;
+    for (const std::size_t header : {0u, 4096u}) {
+      for (std::size_t i = 0; i < 512; i += applying ? 1 : 7) places.push_back(header + i);
+    }
+    for (std::size_t i = 0; i < internal::Journal::kPrefixBytes; i += 3) places.push_back(8192 + i);
+    for (std::size_t at = 8192; at < journal.size(); at += 9973) places.push_back(at);
+    for (const std::size_t place : places) {
+      SCOPED_TRACE(place);
+      MemoryFileSystem files;
+      files.CopyFrom(before, kPath);
+      std::string flipped = journal;
+      flipped[place] = static_cast<char>(flipped[place] ^ (1 << place % 8));
+      files.SetContent(kJournal, flipped);
+      try {
+        OpenStore(files);
+        ++recovered;
+        ASSERT_EQ(StateOf(files.Content(kPath)), 1);
+        ASSERT_FALSE(files.Exists(kJournal));
+      } catch (const Error& error) {
+        ++refused;
+        ASSERT_EQ(error.kind(), ErrorKind::kCorrupt);
+        ASSERT_TRUE(files.Content(kPath) == before.Content(kPath));
+        ASSERT_TRUE(files.Content(kJournal) == flipped);
+      }
+    }
+  }
+  EXPECT_GT(recovered, 1000) << "one header is enough";
+  EXPECT_GT(refused, 100);
+}
+
+// Sectors all over the file, changed by somebody after the crash: pages in the journal that are old, new or
+// half written, pages that are not in it, and what was appended.
+TEST(Journal, NoForeignSectorIsOverwritten) {
+  for (const bool applying : {false, true}) {
+    MemoryFileSystem before;
+    Interrupt(before, applying);
+    const std::string content = before.Content(kPath);
+    for (std::size_t sector = 0; sector * 512 < content.size(); sector += applying ? 3 : 19) {
+      SCOPED_TRACE(sector);
+      MemoryFileSystem files;
+      files.CopyFrom(before, kPath);
+      files.CopyFrom(before, kJournal);
+      const std::size_t place = sector * 512 + sector * 7 % 512;
+      files.ChangeBehind(kPath, place, std::string(1, static_cast<char>(content[place] ^ 0x10)));
+      const std::string changed = files.Content(kPath);
+      ASSERT_EQ(OpenFails(files, sector % 2 == 0 ? OpenMode::kReadWrite : OpenMode::kRead),
+                ErrorKind::kCorrupt);
+      ASSERT_TRUE(files.Content(kPath) == changed);
+      ASSERT_TRUE(files.Content(kJournal) == before.Content(kJournal));
+    }
+  }
+}
+
+// Numbers that nothing stands behind, in a header whose checksum is right, make nothing large.
+TEST(Journal, ItsNumbersAreBoundedByWhatThereIs) {
+  MemoryFileSystem before;
+  Interrupt(before, true);
+  std::string journal = before.Content(kJournal);
+  for (const std::size_t field : {16u, 20u, 24u, 48u}) {
+    MemoryFileSystem files;
+    files.CopyFrom(before, kPath);
+    std::string planted = journal;
+    for (const std::size_t header : {0u, 4096u}) {
+      auto* bytes = reinterpret_cast<std::uint8_t*>(planted.data()) + header;
+      StoreLe<std::uint32_t>(bytes + field, 0x7FFFFFFF);
+      StoreLe<std::uint64_t>(bytes + 504, internal::Journal::HeaderChecksum(bytes));
+    }
+    files.SetContent(kJournal, planted);
+    EXPECT_EQ(OpenFails(files, OpenMode::kReadWrite), ErrorKind::kCorrupt) << field;
+    EXPECT_EQ(files.Content(kPath).size(), before.Content(kPath).size());
+  }
+}
+
+// Between opening and saving the file is replaced, moved, deleted or changed: the work is lost, and what is
+// there stays as it is, without a journal that waits for it.
+TEST(Replaced, TheFileThatWasOpenedIsTheOneThatIsChanged) {
+  const struct {
+    const char* what;
+    std::function<void(MemoryFileSystem&)> change;
+  } cases[] = {
+      {"replaced", [](auto& f) { f.SetContent(kPath, std::string(5 * kPage, 'r')); }},
+      {"deleted", [](auto& f) { f.Remove(kPath); }},
+      {"moved", [](auto& f) { f.Rename(kPath, "/data/b.mdb"); }},
+      {"copied over", [](auto& f) { f.ChangeBehind(kPath, 0, std::string(kPages * kPage, 'c')); }},
+      {"changed by a byte", [](auto& f) { f.ChangeBehind(kPath, 399 * kPage, "!"); }},
+  };
+  for (const auto& c : cases) {
+    for (const bool persisted : {false, true}) {
+      for (const bool by_persist : {false, true}) {
+        SCOPED_TRACE(fmt::format("{}, {}, {}", c.what, persisted, by_persist));
+        MemoryFileSystem files;
+        files.SetContent(kPath, OldContent());
+        auto store = OpenStore(files);
+        FirstWork(*store);
+        if (persisted) {
+          store->Persist();
+          SecondWork(*store);
+        }
+        c.change(files);
+        const bool there = files.Exists(kPath);
+        const std::string content = there ? files.Content(kPath) : "";
+        try {
+          if (by_persist) {
+            store->Persist();
+          } else {
+            store->Checkpoint();
+          }
+          ADD_FAILURE() << "nothing was said";
+        } catch (const Error& error) {
+          EXPECT_EQ(error.kind(), ErrorKind::kReplaced);
+        }
+        EXPECT_THROW(store->Write(3), Error);
+        EXPECT_THROW(store->RevertToMark(), Error);
+        store.reset();
+        EXPECT_EQ(files.Exists(kPath), there);
+        if (there) {
+          EXPECT_TRUE(files.Content(kPath) == content);
+        }
+        EXPECT_FALSE(files.Exists(kJournal));
+      }
+    }
+  }
+}
+
+// While a run works, readers see the last saved state. They hold off the file's being brought up to date;
+// what was done waits in the journal.
+TEST(Readers, SeeTheLastSavedStateWhileAnotherWrites) {
+  MemoryFileSystem files;
+  files.SetContent(kPath, State(0));
+  auto store = OpenStore(files);
+  FirstWork(*store);
+  EXPECT_EQ(StateOf(ContentThroughStore(files)), 0);
+  store->Persist();
+  auto reader = OpenStore(files, OpenMode::kRead);
+  EXPECT_EQ(StateOf(ContentThroughStore(files)), 0);
+  SecondWork(*store);
+  EXPECT_EQ(OpenFails(files, OpenMode::kReadWrite), ErrorKind::kLocked);
+  try {
+    store->Checkpoint();
+    ADD_FAILURE() << "somebody is reading";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.kind(), ErrorKind::kLocked);
+  }
+  EXPECT_EQ(StateOf(ContentThroughStore(files)), 0);
+  MemoryFileSystem killed;
+  killed.CopyFrom(files, kPath);
+  killed.CopyFrom(files, kJournal);
+  EXPECT_EQ(StateOf(ContentThroughStore(killed)), 2) << "nothing is lost";
+  reader.reset();
+  store->Checkpoint();
+  EXPECT_EQ(StateOf(files.Content(kPath)), 2);
+  EXPECT_EQ(StateOf(ContentThroughStore(files)), 2);
+  EXPECT_FALSE(files.Exists(kJournal));
 }
 
 // Only after it was opened does a journal appear beside the file, such as one of another program that opened

@@ -179,8 +179,8 @@ TEST_P(RandomWork, EqualsModel) {
     // A copy of both files at any moment, as a killed process leaves them.
     if (step % 97 == 0 || just_saved) {
       MemoryFileSystem killed;
-      killed.SetContent(kPath, files.Content(kPath));
-      if (files.Exists(kJournal)) killed.SetContent(kJournal, files.Content(kJournal));
+      killed.CopyFrom(files, kPath);
+      if (files.Exists(kJournal)) killed.CopyFrom(files, kJournal);
       ExpectSame(*Store(killed, OpenMode::kRead, options), saved);
       ExpectSame(*Store(killed, OpenMode::kReadWrite, options), saved);
     }

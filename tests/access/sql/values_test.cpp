@@ -169,7 +169,8 @@ TEST_F(ValuesTest, DecimalsAreExact) {
           {"round(m * 1.5, 2), round(0.125, 2), round(0.135, 2), int(-n), fix(-n), abs(-n) from t where id = "
            "1",
            "0.15d|0.12|0.14|-1d|0d|0.1d"},
-          {"nz(m, 0) + 0.2, iif(id = 1, m, 0.5), choose(1, n, 2) from t where id = 1", "0.3d|0.1000d|0.100000d"},
+          {"nz(m, 0) + 0.2, iif(id = 1, m, 0.5), choose(1, n, 2) from t where id = 1",
+           "0.3d|0.1000d|0.100000d"},
           {"sum(nz(m, 0)) from t where id < 4", "0.6d"},
           {"m & '/' & n, len(m), cstr(m) from t where id = 1", "'0.1/0.1'|3|'0.1'"},
           {"n & '' from t where id = 4", "'1234567890123456789012.345678'"},

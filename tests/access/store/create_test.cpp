@@ -64,9 +64,7 @@ TEST_P(CreateTest, AFailureLeavesNoFile) {
       EXPECT_FALSE(files.Exists(kFile)) << n;
       continue;
     }
-    // Once the journal is removed the file is whole; what fails then only concerns the folder.
-    EXPECT_GE(n + 1, operations);
-    EXPECT_NO_THROW(Database::Open(files, kFile, OpenMode::kReadWrite)) << n;
+    ADD_FAILURE() << "operation " << n << " failed and nothing was said";
   }
 }
 

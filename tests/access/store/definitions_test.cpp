@@ -112,7 +112,7 @@ TEST(OpenTest, AVoidJournalKeepsNoReaderOut) {
   OpenDatabase d;
   d.db.reset();
   const std::string journal = std::string(kFile) + "-vntjournal";
-  d.files.SetContent(journal, std::string(5000, '\0'));
+  d.files.SetContent(journal, std::string(4096, '\0'));
   d.files.SetReadOnly(kFile, true);
   d.Open(OpenMode::kRead);
   d.db.reset();

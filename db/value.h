@@ -63,6 +63,13 @@ class Value {
   // Numbers in the shortest form that reads back as the same value, "." as decimal point, no trailing zeros.
   std::string ToText() const;
 
+  // The same, with another value in place of Null.
+  std::int16_t Int16Or(std::int16_t other) const { return is_null() ? other : ToInt16(); }
+  std::int32_t Int32Or(std::int32_t other) const { return is_null() ? other : ToInt32(); }
+  double DoubleOr(double other) const { return is_null() ? other : ToDouble(); }
+  double DateOr(double other) const { return is_null() ? other : ToDate(); }
+  std::string TextOr(std::string_view other) const { return is_null() ? std::string(other) : ToText(); }
+
   bool operator==(const Value&) const;
 
  private:

@@ -22,12 +22,10 @@
 
 #include "fixes/statement_list.h"
 #include "program/error_trap.h"
+#include "program/rows.h"
 
 namespace vnt {
 namespace {
-
-constexpr Restriction kAndNotice{" and ntc_id = ", ""};
-constexpr Restriction kAndGroups{" and grp_id in (select grp_id from grp where ntc_id = ", ")"};
 
 constexpr Statement kRenumberings[] = {
     {R"(UPDATE e_ant SET pattern_id = 33 where pattern_id=506 or pattern_id = 507)", kAndNotice},
@@ -77,20 +75,18 @@ void Drop(const ErrorList& list) {
 // Every step goes on after an error: a table that cannot be made has nothing to be counted.
 void Fill(const ErrorList& list) {
   Resumed([&] {
-    db::Recordset notices;
-    notices.Open(std::string(list.notices) + CurrentNotice(kAndNotice), MainCn(), db::CursorType::kStatic);
     bool made = false;
-    for (; !notices.Eof(); notices.MoveNext()) {
-      Resumed([&] {
-        std::string sql(made ? list.later : list.first);
-        sql += list.range;
-        sql += " and grp_id in (select grp_id from grp where ntc_id = ";
-        sql += std::to_string(notices.Get("ntc_id").ToInt32()) + ")";
-        MainCn().Execute(sql);
-      });
-      made = true;
-    }
-    notices.Close();
+    ForEachRow(std::string(list.notices) + CurrentNotice(kAndNotice), db::CursorType::kStatic,
+               [&](const db::Recordset& notice) {
+                 Resumed([&] {
+                   std::string sql(made ? list.later : list.first);
+                   sql += list.range;
+                   sql += " and grp_id in (select grp_id from grp where ntc_id = ";
+                   sql += std::to_string(notice.Get("ntc_id").ToInt32()) + ")";
+                   MainCn().Execute(sql);
+                 });
+                 made = true;
+               });
   });
   Resumed([&] {
     db::Recordset count;
@@ -175,21 +171,17 @@ void AlignPatternIds() {
 
 void AlignTablePatternIds(std::string_view table) {
   const Restriction& restriction = table == "e_as_stn" ? kAndGroups : kAndNotice;
-  db::Recordset rows;
-  rows.Open("select pattern_id from " + std::string(table) +
-                " where pattern_id is not null and pattern_id <> 9999" +
-                CurrentNotice(restriction, NoticeTest::kNotZero),
-            MainCn(), db::CursorType::kKeyset, db::LockType::kOptimistic);
-  for (; !rows.Eof(); rows.MoveNext()) {
-    const db::Value stored = rows.Get("pattern_id");
-    const std::int16_t old = stored.is_null() ? std::int16_t{0} : stored.ToInt16();
+  const std::string query = "select pattern_id from " + std::string(table) +
+                            " where pattern_id is not null and pattern_id <> 9999" +
+                            CurrentNotice(restriction, NoticeTest::kNotZero);
+  ForEachRow(query, db::CursorType::kKeyset, [table](db::Recordset& row) {
+    const std::int16_t old = row.Get("pattern_id").Int16Or(0);
     std::int16_t present = PresentPatternId(old);
-    if (present == old) continue;
+    if (present == old) return;
     if (present == 0 && table == "e_ant") present = FindCounterpartPattern(old);
-    rows.Set("pattern_id", present != 0 ? db::Value::Int16(present) : db::Value::Null());
-    rows.Update();
-  }
-  rows.Close();
+    row.Set("pattern_id", present != 0 ? db::Value::Int16(present) : db::Value::Null());
+    row.Update();
+  });
 }
 
 std::int16_t ConvertPatternId(std::int16_t pattern_id) {

@@ -17,33 +17,29 @@
 namespace vnt {
 namespace {
 
-constexpr Restriction kOfGroups{" and grp_id in (select grp_id from grp where ntc_id = ", ")"};
-
 constexpr Statement kDesignation[] = {
     {R"(UPDATE emiss SET design_emi = left(design_emi,7) where right(design_emi, 2) = '  ' and left(design_emi, 6) <> 'SENSOR')",
-     kOfGroups},
+     kAndGroups},
     {R"(UPDATE emiss SET design_emi = left(design_emi,7) where right(emiss.design_emi, 1) = ' ' and left(design_emi, 6) <> 'SENSOR')",
-     kOfGroups},
-    {"UPDATE emiss SET design_emi = left(design_emi,7) where right(emiss.design_emi, 2) = '\r'", kOfGroups},
-    {"UPDATE emiss SET design_emi = left(design_emi,7) where right(emiss.design_emi, 1) = '\n'", kOfGroups},
+     kAndGroups},
+    {"UPDATE emiss SET design_emi = left(design_emi,7) where right(emiss.design_emi, 2) = '\r'", kAndGroups},
+    {"UPDATE emiss SET design_emi = left(design_emi,7) where right(emiss.design_emi, 1) = '\n'", kAndGroups},
     {.text = R"(UPDATE emiss SET design_emi = design_emi +  '--' where len(emiss.design_emi) = 7 )",
-     .restriction = kOfGroups,
+     .restriction = kAndGroups,
      .ingres = R"(UPDATE emiss SET design_emi = design_emi +  '--' where length(emiss.design_emi) = 7 )"},
     {.text = R"(UPDATE emiss SET design_emi = design_emi +  '-' where len(emiss.design_emi) = 8 )",
-     .restriction = kOfGroups,
+     .restriction = kAndGroups,
      .ingres = R"(UPDATE emiss SET design_emi = design_emi +  '-' where length(emiss.design_emi) = 8 )"},
 };
 
-constexpr Restriction kEmptyOfGroups{"  and grp_id in (select grp_id from grp where ntc_id = ", ")"};
-
 constexpr Statement kEmptyRows[] = {
-    {R"(Delete from assgn where freq_sym is null and freq_assgn is null )", kEmptyOfGroups},
+    {R"(Delete from assgn where freq_sym is null and freq_assgn is null )", kAndGroupsWide},
     {R"( DELETE From emiss  Where ((design_emi Is Null or design_emi = '') And (pep_max Is Null) And (pwr_ds_max Is Null) And (pep_min Is Null) And (pwr_ds_min Is Null) And (c_to_n Is Null)))",
-     kEmptyOfGroups},
+     kAndGroupsWide},
 };
 
 constexpr Statement kTypeFlag[] = {
-    {R"(UPDATE  emiss set f_emi_type = null where  f_emi_type = 'A')", kOfGroups},
+    {R"(UPDATE  emiss set f_emi_type = null where  f_emi_type = 'A')", kAndGroups},
 };
 
 }  // namespace

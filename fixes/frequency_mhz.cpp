@@ -14,26 +14,20 @@
 namespace vnt {
 namespace {
 
-constexpr Restriction kMissingOfGroups{"  and grp_id in (select grp_id from grp where ntc_id = ", ")"};
-
 constexpr Statement kFillMissing[] = {
-    {R"(UPDATE  assgn SET freq_mhz = freq_assgn where freq_sym = 'M' and freq_mhz is null )",
-     kMissingOfGroups},
+    {R"(UPDATE  assgn SET freq_mhz = freq_assgn where freq_sym = 'M' and freq_mhz is null )", kAndGroupsWide},
     {R"(UPDATE  assgn SET freq_mhz = freq_assgn / 1000  where freq_sym = 'K' and freq_mhz is null )",
-     kMissingOfGroups},
+     kAndGroupsWide},
     {R"(UPDATE  assgn SET freq_mhz = freq_assgn * 1000  where freq_sym = 'G' and freq_mhz is null )",
-     kMissingOfGroups},
+     kAndGroupsWide},
 };
 
-constexpr Restriction kOfGroups{" and grp_id in (select grp_id from grp where ntc_id = ", ")"};
-constexpr Restriction kOfNotice{" and ntc_id = ", ""};
-
 constexpr Statement kRecompute[] = {
-    {R"(UPDATE  assgn SET freq_mhz = freq_assgn  where freq_sym = 'M')", kOfGroups},
-    {R"(UPDATE  assgn SET freq_mhz = freq_assgn * 1000  where freq_sym = 'G')", kOfGroups},
-    {R"(UPDATE  freq SET freq_mhz = freq_assgn * 1000  where freq_sym = 'G')", kOfNotice},
-    {R"(UPDATE  assgn SET freq_mhz = freq_assgn / 1000  where freq_sym = 'K')", kOfGroups},
-    {R"(UPDATE  freq SET freq_mhz = freq_assgn / 1000  where freq_sym = 'K')", kOfNotice},
+    {R"(UPDATE  assgn SET freq_mhz = freq_assgn  where freq_sym = 'M')", kAndGroups},
+    {R"(UPDATE  assgn SET freq_mhz = freq_assgn * 1000  where freq_sym = 'G')", kAndGroups},
+    {R"(UPDATE  freq SET freq_mhz = freq_assgn * 1000  where freq_sym = 'G')", kAndNotice},
+    {R"(UPDATE  assgn SET freq_mhz = freq_assgn / 1000  where freq_sym = 'K')", kAndGroups},
+    {R"(UPDATE  freq SET freq_mhz = freq_assgn / 1000  where freq_sym = 'K')", kAndNotice},
 };
 
 }  // namespace

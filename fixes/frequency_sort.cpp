@@ -17,6 +17,7 @@
 
 #include "fixes/statement_list.h"
 #include "program/error_trap.h"
+#include "program/rows.h"
 
 namespace vnt {
 namespace {
@@ -27,21 +28,17 @@ struct Assignment {
 
 // The assignments in the database's order of frequency: Null first, equal ones as the table holds them.
 std::vector<Assignment> ReadAssignments(const std::string& group) {
-  db::Recordset rows;
-  rows.Open(
-      "SELECT freq_assgn, assgn.freq_mhz, freq_sym, f_cmp_rec "
-      " FROM assgn "
-      " where assgn.grp_id = " +
-          group + " order by assgn.freq_mhz",
-      MainCn());
   std::vector<Assignment> assignments;
   std::int16_t counter = 0;
-  for (; !rows.Eof(); rows.MoveNext()) {
+  const std::string query =
+      R"(SELECT freq_assgn, assgn.freq_mhz, freq_sym, f_cmp_rec  FROM assgn  where assgn.grp_id = )" + group +
+      " order by assgn.freq_mhz";
+  ForEachRow(query, [&](const db::Recordset& row) {
     assignments.push_back(
-        {rows.Get("freq_assgn"), rows.Get("freq_mhz"), rows.Get("freq_sym"), rows.Get("f_cmp_rec")});
-    counter =
-        NextNumber(counter);  // more than 32767 would not fit seq_no: refused before anything is deleted
-  }
+        {row.Get("freq_assgn"), row.Get("freq_mhz"), row.Get("freq_sym"), row.Get("f_cmp_rec")});
+    // More than 32767 would not fit seq_no: refused before anything is deleted.
+    counter = NextNumber(counter);
+  });
   return assignments;
 }
 
@@ -76,14 +73,11 @@ void SortFrequenciesOfGroup(std::int32_t grp_id) {
 
 void SortFrequenciesAllGroups() {
   Trapped([] {
-    db::Recordset groups;
-    groups.Open(
-        "SELECT grp_id from grp"
-        " where ((trim(prov) <> '9.1/IA' and trim(prov) <> '9.1/IB') or prov is null)" +
-            CurrentNotice({" and ntc_id = ", ""}),
-        MainCn());
-    for (; !groups.Eof(); groups.MoveNext()) SortFrequenciesOfGroup(groups.Get("grp_id").ToInt32());
-    groups.Close();
+    const std::string query =
+        R"(SELECT grp_id from grp where ((trim(prov) <> '9.1/IA' and trim(prov) <> '9.1/IB') or prov is null))" +
+        CurrentNotice(kAndNotice);
+    ForEachRow(query,
+               [](const db::Recordset& group) { SortFrequenciesOfGroup(group.Get("grp_id").ToInt32()); });
   });
 }
 

@@ -16,29 +16,26 @@
 namespace vnt {
 namespace {
 
-constexpr Restriction kOfGroups{"  and grp_id in (select grp_id from grp where ntc_id = ", ")"};
-constexpr Restriction kOfNotice{"  and ntc_id = ", ""};
-
 constexpr Statement kMHzToGHz[] = {
     {R"(UPDATE assgn SET freq_sym = 'G', freq_assgn = round(freq_assgn / 1000, 5)  where freq_sym = 'M' and freq_assgn > 10500 )",
-     kOfGroups},
+     kAndGroupsWide},
     {R"(UPDATE freq SET freq_sym = 'G', freq_assgn = round(freq_assgn / 1000, 5 ) where freq_sym = 'M' and freq_assgn > 10500 )",
-     kOfNotice},
+     kAndNoticeWide},
     {R"(UPDATE strap SET freq_symup = 'G', freq_up = round(freq_up / 1000, 5)  where freq_symup = 'M' and freq_up > 10500 )",
-     kOfNotice},
+     kAndNoticeWide},
     {R"(UPDATE strap SET freq_symdn = 'G', freq_dn = round(freq_dn / 1000, 5)  where freq_symdn = 'M' and freq_dn > 10500 )",
-     kOfNotice},
+     kAndNoticeWide},
 };
 
 constexpr Statement kGHzToMHz[] = {
     {R"(UPDATE  assgn SET  freq_sym = 'M',  freq_assgn = round(freq_assgn * 1000, 5)  where  freq_sym = 'G' and ( freq_assgn * 1000) < 10501 )",
-     kOfGroups},
+     kAndGroupsWide},
     {R"(UPDATE  freq SET  freq_sym = 'M',  freq_assgn = round(freq_assgn * 1000, 5)   where  freq_sym = 'G' and ( freq_assgn * 1000) < 10501 )",
-     kOfNotice},
+     kAndNoticeWide},
     {R"(UPDATE  strap SET  freq_symup = 'M',  freq_up = round(freq_up * 1000, 5)  where  freq_symup = 'G' and ( freq_up * 1000) < 10501 )",
-     kOfNotice},
+     kAndNoticeWide},
     {R"(UPDATE  strap SET  freq_symdn = 'M',  freq_dn = round(freq_dn * 1000, 5)  where  freq_symdn = 'G' and ( freq_dn * 1000) < 10501 )",
-     kOfNotice},
+     kAndNoticeWide},
 };
 
 }  // namespace

@@ -20,34 +20,32 @@
 #include "fixes/statement_list.h"
 #include "platform/settings.h"
 #include "program/error_trap.h"
+#include "program/rows.h"
 
 namespace vnt {
 namespace {
 
-constexpr Restriction kOfNotice{" where ntc_id = ", ""};
-
 constexpr Statement kStationNames[] = {
     {.text = R"(UPDATE e_as_stn SET stn_name = ucase(stn_name))",
-     .restriction = {" where grp_id in (select grp_id from grp where ntc_id = ", ")"},
+     .restriction = kWhereGroups,
      .ingres = R"(UPDATE e_as_stn SET stn_name = uppercase(stn_name))"},
 };
 
 constexpr Statement kBeamNames[] = {
-    {R"(UPDATE  grp set beam_name = trim(beam_name))", kOfNotice},
-    {R"(UPDATE  s_beam set beam_name = trim(beam_name))", kOfNotice},
-    {R"(UPDATE  e_ant set beam_name = trim(beam_name))", kOfNotice},
+    {R"(UPDATE  grp set beam_name = trim(beam_name))", kWhereNotice},
+    {R"(UPDATE  s_beam set beam_name = trim(beam_name))", kWhereNotice},
+    {R"(UPDATE  e_ant set beam_name = trim(beam_name))", kWhereNotice},
 };
 
 constexpr Statement kActiveFlags[] = {
-    {R"(UPDATE  geo SET f_active = 'A')", kOfNotice},
-    {R"(UPDATE  non_geo SET f_active = 'A')", kOfNotice},
-    {R"(UPDATE  e_stn SET f_active = 'A')", kOfNotice},
+    {R"(UPDATE  geo SET f_active = 'A')", kWhereNotice},
+    {R"(UPDATE  non_geo SET f_active = 'A')", kWhereNotice},
+    {R"(UPDATE  e_stn SET f_active = 'A')", kWhereNotice},
 };
 
-constexpr Statement kOldDatesInUse = {
-    .text = R"(select d_inuse from grp where d_inuse < #01/01/1950#)",
-    .restriction = {"  and grp_id in (select grp_id from grp where ntc_id = ", ")"},
-    .ingres = R"(select d_inuse from grp where d_inuse < '01/01/1950')"};
+constexpr Statement kOldDatesInUse = {.text = R"(select d_inuse from grp where d_inuse < #01/01/1950#)",
+                                      .restriction = kAndGroupsWide,
+                                      .ingres = R"(select d_inuse from grp where d_inuse < '01/01/1950')"};
 
 constexpr Restriction kOfComEl{" and (com_el.ntc_id = ", ")"};
 
@@ -99,14 +97,11 @@ void FixDateInUse() {
   Trapped([] {
     const std::string selection = TextOf(kOldDatesInUse);
     MainCn().Execute(selection);
-    db::Recordset rows;
-    rows.Open(selection, MainCn(), db::CursorType::kKeyset, db::LockType::kOptimistic);
-    for (; !rows.Eof(); rows.MoveNext()) {
-      const db::DateParts date = db::SplitDate(rows.Get("d_inuse").ToDate());
-      rows.Set("d_inuse", db::Value::Date(ReadDayMonthYear(date.day, date.month, date.year + 100)));
-      rows.Update();
-    }
-    rows.Close();
+    ForEachRow(selection, db::CursorType::kKeyset, [](db::Recordset& row) {
+      const db::DateParts date = db::SplitDate(row.Get("d_inuse").ToDate());
+      row.Set("d_inuse", db::Value::Date(ReadDayMonthYear(date.day, date.month, date.year + 100)));
+      row.Update();
+    });
   });
 }
 
@@ -115,28 +110,23 @@ void SyncComElNames() { Send(kComElNames); }
 void FillMissingComElData() {
   Trapped([] {
     SyncComElNames();
-    db::Recordset rows;
-    rows.Open("select * from com_el where (long_nom is null or long_nom = 0)" +
-                  CurrentNotice({" and ntc_id = ", ""}),
-              MainCn(), db::CursorType::kKeyset, db::LockType::kOptimistic);
-    for (; !rows.Eof(); rows.MoveNext()) {
-      const std::string ntc_id = std::to_string(rows.Get("ntc_id").ToInt32());
-      const db::Value kind = rows.Get("ntc_type");
-      const std::string ntc_type = kind.is_null() ? std::string() : kind.ToText();
-      db::Recordset source;
-      if (ntc_type == "G") {
-        OpenLongitude(source, "geo", ntc_id);
-        if (source.Eof()) continue;
-      } else if (ntc_type == "T" || ntc_type == "S") {
-        OpenLongitude(source, "e_stn", ntc_id);
-      } else {
-        continue;
-      }
-      rows.Set("long_nom", source.Get("long_nom"));
-      source.Close();
-      rows.Update();
-    }
-    rows.Close();
+    ForEachRow(R"(select * from com_el where (long_nom is null or long_nom = 0))" + CurrentNotice(kAndNotice),
+               db::CursorType::kKeyset, [](db::Recordset& row) {
+                 const std::string ntc_id = std::to_string(row.Get("ntc_id").ToInt32());
+                 const std::string ntc_type = row.Get("ntc_type").TextOr("");
+                 db::Recordset source;
+                 if (ntc_type == "G") {
+                   OpenLongitude(source, "geo", ntc_id);
+                   if (source.Eof()) return;
+                 } else if (ntc_type == "T" || ntc_type == "S") {
+                   OpenLongitude(source, "e_stn", ntc_id);
+                 } else {
+                   return;
+                 }
+                 row.Set("long_nom", source.Get("long_nom"));
+                 source.Close();
+                 row.Update();
+               });
   });
 }
 

@@ -19,11 +19,11 @@
 #include "fixes/service_areas.h"
 #include "fixes/statement_list.h"
 #include "program/error_trap.h"
+#include "program/rows.h"
 
 namespace vnt {
 namespace {
 
-constexpr Restriction kAndNotice{" and ntc_id = ", ""};
 constexpr Restriction kAndNoticeInParens{" and (ntc_id = ", ")"};
 constexpr Restriction kInSubquery{" and ntc_id = ", ")"};
 
@@ -140,25 +140,21 @@ void SetExternalFlagForAdditions() { Send(kExternalFlag); }
 void ClearBeamDirectionData() { SendTrapped(kBeamDirection); }
 
 void DeleteConsentProvisions() {
-  db::Recordset rows;
-  rows.Open("select * from com_el where (ntf_rsn = 'C' or ntf_rsn = 'D')" + CurrentNotice(kAndNotice),
-            MainCn());
-  for (; !rows.Eof(); rows.MoveNext()) {
-    MainCn().Execute(
-        "delete from provn where agree_st = 'V' and grp_id in "
-        "(select grp_id from grp where ntc_id = " +
-        std::to_string(rows.Get("ntc_id").ToInt32()) + ")");
-  }
-  rows.Close();
+  ForEachRow(
+      R"(select * from com_el where (ntf_rsn = 'C' or ntf_rsn = 'D'))" + CurrentNotice(kAndNotice),
+      [](const db::Recordset& row) {
+        MainCn().Execute(
+            R"(delete from provn where agree_st = 'V' and grp_id in (select grp_id from grp where ntc_id = )" +
+            std::to_string(row.Get("ntc_id").ToInt32()) + ")");
+      });
 }
 
 void DeleteEmptyAdvpGroups() {
   Trapped([] {
-    db::Recordset groups;
-    groups.Open("SELECT * from grp where beam_name = 'ADVP' and (act_code is null or act_code <> 'S')" +
-                    CurrentNotice(kAndNotice),
-                MainCn(), db::CursorType::kKeyset, db::LockType::kOptimistic);
-    for (; !groups.Eof(); groups.MoveNext()) {
+    const std::string query =
+        R"(SELECT * from grp where beam_name = 'ADVP' and (act_code is null or act_code <> 'S'))" +
+        CurrentNotice(kAndNotice);
+    ForEachRow(query, db::CursorType::kKeyset, [](db::Recordset& groups) {
       const std::string grp_id = std::to_string(groups.Get("grp_id").ToInt32());
       db::Recordset assignments;
       assignments.Open("select * from assgn where grp_id = " + grp_id, MainCn());
@@ -167,8 +163,7 @@ void DeleteEmptyAdvpGroups() {
         groups.Delete();
       }
       assignments.Close();
-    }
-    groups.Close();
+    });
   });
 }
 

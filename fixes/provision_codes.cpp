@@ -18,17 +18,15 @@
 #include "fixes/statement_list.h"
 #include "platform/settings.h"
 #include "program/error_trap.h"
+#include "program/rows.h"
 
 namespace vnt {
 namespace {
 
 constexpr Statement kAdmCode[] = {
-    {R"(UPDATE provn SET adm = 'XZZ' where adm = 'MRC' and ctry = 'AOE')",
-     {" and grp_id in (select grp_id from grp where ntc_id = ", ")"}},
-    {R"(update tr_provn SET adm = 'XZZ' where adm = 'MRC' and ctry = 'AOE')", {"  and ntc_id = ", ""}},
+    {R"(UPDATE provn SET adm = 'XZZ' where adm = 'MRC' and ctry = 'AOE')", kAndGroups},
+    {R"(update tr_provn SET adm = 'XZZ' where adm = 'MRC' and ctry = 'AOE')", kAndNoticeWide},
 };
-
-constexpr Restriction kAndNotice{" and ntc_id = ", ""};
 
 constexpr Statement kStripPrefix[] = {
     {R"(Update notice set prov = '9.1/IA' where ntf_rsn = 'A' and trim(prov) = 'S9.1/IA')", kAndNotice},
@@ -78,21 +76,17 @@ void FixProvnAdmCode() { SendTrapped(kAdmCode); }
 
 void SetAdvpGroupProvision() {
   Trapped([] {
-    db::Recordset notices;
-    notices.Open(
-        "select ntc_id, d_rcv from notice where ntf_rsn = 'A'" + CurrentNotice({" and  ntc_id = ", ""}),
-        MainCn());
-    for (; !notices.Eof(); notices.MoveNext()) {
-      const std::string ntc_id = std::to_string(notices.Get("ntc_id").ToInt32());
-      const db::Value d_rcv = notices.Get("d_rcv");
-      const double received = d_rcv.is_null() ? 0.0 : d_rcv.ToDate();
+    const std::string query =
+        "select ntc_id, d_rcv from notice where ntf_rsn = 'A'" + CurrentNotice({" and  ntc_id = ", ""});
+    ForEachRow(query, [](const db::Recordset& notice) {
+      const std::string ntc_id = std::to_string(notice.Get("ntc_id").ToInt32());
+      const double received = notice.Get("d_rcv").DateOr(0);
       const std::string prefix = db::SplitDate(received).year >= kFirstYearOfPrefix ? "S" : "";
       MainCn().Execute("update grp set prov = '" + prefix + "9.1/IB' where ntc_id = " + ntc_id +
                        " and beam_name = 'ADVP'");
       MainCn().Execute("update grp set prov = '" + prefix + "9.1/IA' where ntc_id = " + ntc_id +
                        " and beam_name  <> 'ADVP'");
-    }
-    notices.Close();
+    });
   });
 }
 

@@ -22,90 +22,77 @@
 
 #include "fixes/statement_list.h"
 #include "program/error_trap.h"
+#include "program/rows.h"
 
 namespace vnt {
 namespace {
 
 constexpr std::int16_t kFirstNumber = 1001;
-constexpr Restriction kOfNotice{" where ntc_id = ", ""};
+
+// What the two sorts differ in. Rows with the same `block` columns are numbered together.
+struct ProvisionSort {
+  std::string_view rows;  // of one unit, whose number follows
+  std::string_view order;
+  std::string_view lower;  // takes the 1000 off
+  bool by_wic_no;
+  std::string (*compared)(const db::Value& code);
+};
+
+constexpr ProvisionSort kOfGroup = {
+    .rows = R"(Select * from provn where grp_id = )",
+    .order = R"( order by coord_prov, agree_st, adm, ntwk_org)",
+    .lower = R"(update provn set seq_no = seq_no - 1000 where grp_id = )",
+    .by_wic_no = false,
+    .compared = [](const db::Value& code) { return db::Trim(code.ToText()); }};
+
+constexpr ProvisionSort kOfNotice = {.rows = R"(Select * from tr_provn where ntc_id = )",
+                                     .order = R"( order by wic_no, coord_prov, agree_st, adm, ntwk_org)",
+                                     .lower = R"(update tr_provn set seq_no = seq_no - 1000 where ntc_id = )",
+                                     .by_wic_no = true,
+                                     .compared = [](const db::Value& code) { return code.ToText(); }};
+
+struct Block {
+  std::int16_t wic_no = 0;
+  std::string coord_prov, agree_st;
+  bool operator==(const Block&) const = default;
+};
+
+void Number(const ProvisionSort& sort, std::int32_t unit_id) {
+  Trapped([&] {
+    const std::string unit = std::to_string(unit_id);
+    std::int16_t counter = 0;
+    Block previous;
+    ForEachRow(std::string(sort.rows) + unit + std::string(sort.order), db::CursorType::kKeyset,
+               [&](db::Recordset& row) {
+                 const Block block{.wic_no = sort.by_wic_no ? row.Get("wic_no").ToInt16() : std::int16_t{0},
+                                   .coord_prov = sort.compared(row.Get("coord_prov")),
+                                   .agree_st = sort.compared(row.Get("agree_st"))};
+                 counter = block == previous ? NextNumber(counter) : kFirstNumber;
+                 previous = block;
+                 row.Set("seq_no", db::Value::Int16(counter));
+                 row.Update();
+               });
+    MainCn().Execute(std::string(sort.lower) + unit);
+  });
+}
 
 }  // namespace
 
-void SortProvnByAdm(std::int32_t grp_id) {
-  Trapped([&] {
-    const std::string group = std::to_string(grp_id);
-    db::Recordset rows;
-    rows.Open("Select * from provn where grp_id = " + group + " order by coord_prov, agree_st, adm, ntwk_org",
-              MainCn(), db::CursorType::kKeyset, db::LockType::kOptimistic);
-    std::int16_t counter = 0;
-    std::string previous_prov;
-    std::string previous_status;
-    for (; !rows.Eof(); rows.MoveNext()) {
-      const std::string coord_prov = db::Trim(rows.Get("coord_prov").ToText());
-      const std::string agree_st = db::Trim(rows.Get("agree_st").ToText());
-      if (coord_prov == previous_prov && agree_st == previous_status) {
-        counter = NextNumber(counter);
-      } else {
-        previous_prov = coord_prov;
-        previous_status = agree_st;
-        counter = kFirstNumber;
-      }
-      rows.Set("seq_no", db::Value::Int16(counter));
-      rows.Update();
-    }
-    rows.Close();
-    MainCn().Execute("update provn set seq_no = seq_no - 1000 where grp_id = " + group);
-  });
-}
+void SortProvnByAdm(std::int32_t grp_id) { Number(kOfGroup, grp_id); }
 
 void SortProvnAllGroups() {
   Trapped([] {
-    db::Recordset groups;
-    groups.Open("SELECT grp_id from grp " + CurrentNotice(kOfNotice), MainCn(), db::CursorType::kForwardOnly,
-                db::LockType::kReadOnly);
-    for (; !groups.Eof(); groups.MoveNext()) SortProvnByAdm(groups.Get("grp_id").ToInt32());
-    groups.Close();
+    ForEachRow("SELECT grp_id from grp " + CurrentNotice(kWhereNotice),
+               [](const db::Recordset& group) { SortProvnByAdm(group.Get("grp_id").ToInt32()); });
   });
 }
 
-void SortTrProvnByAdm(std::int32_t ntc_id) {
-  Trapped([&] {
-    const std::string notice = std::to_string(ntc_id);
-    db::Recordset rows;
-    rows.Open("Select * from tr_provn where ntc_id = " + notice +
-                  " order by wic_no, coord_prov, agree_st, adm, ntwk_org",
-              MainCn(), db::CursorType::kKeyset, db::LockType::kOptimistic);
-    std::int16_t counter = 0;
-    std::int16_t previous_wic_no = 0;
-    std::string previous_prov;
-    std::string previous_status;
-    for (; !rows.Eof(); rows.MoveNext()) {
-      const std::int16_t wic_no = rows.Get("wic_no").ToInt16();
-      const std::string coord_prov = rows.Get("coord_prov").ToText();
-      const std::string agree_st = rows.Get("agree_st").ToText();
-      if (wic_no == previous_wic_no && coord_prov == previous_prov && agree_st == previous_status) {
-        counter = NextNumber(counter);
-      } else {
-        previous_wic_no = wic_no;
-        previous_prov = coord_prov;
-        previous_status = agree_st;
-        counter = kFirstNumber;
-      }
-      rows.Set("seq_no", db::Value::Int16(counter));
-      rows.Update();
-    }
-    rows.Close();
-    MainCn().Execute("update tr_provn set seq_no = seq_no - 1000 where ntc_id = " + notice);
-  });
-}
+void SortTrProvnByAdm(std::int32_t ntc_id) { Number(kOfNotice, ntc_id); }
 
 void SortTrProvnAllNotices() {
   Trapped([] {
-    db::Recordset notices;
-    notices.Open("SELECT ntc_id from tr_provn" + CurrentNotice(kOfNotice), MainCn(), db::CursorType::kStatic,
-                 db::LockType::kReadOnly);
-    for (; !notices.Eof(); notices.MoveNext()) SortTrProvnByAdm(notices.Get("ntc_id").ToInt32());
-    notices.Close();
+    ForEachRow("SELECT ntc_id from tr_provn" + CurrentNotice(kWhereNotice), db::CursorType::kStatic,
+               [](const db::Recordset& notice) { SortTrProvnByAdm(notice.Get("ntc_id").ToInt32()); });
   });
 }
 

@@ -18,6 +18,7 @@
 #include "fixes/statement_list.h"
 #include "platform/settings.h"
 #include "program/error_trap.h"
+#include "program/rows.h"
 
 namespace vnt {
 namespace {
@@ -39,10 +40,8 @@ std::string Quoted(std::string_view path) { return "'" + std::string(path) + "'"
 
 void AddLimit(const std::string& ntc_id, int seq_no, const std::string& pfd, std::string_view ra_stn_type) {
   MainCn().Execute(
-      "INSERT INTO c_pfd (ntc_id, seq_no, freq_min, freq_max, pfd, bdwdth, ra_stn_type) "
-      "Values ( " +
-      ntc_id + "," + std::to_string(seq_no) + ", 42500, 43500, " + pfd + ", 500, '" +
-      std::string(ra_stn_type) + "')");
+      "INSERT INTO c_pfd (ntc_id, seq_no, freq_min, freq_max, pfd, bdwdth, ra_stn_type) Values ( " + ntc_id +
+      "," + std::to_string(seq_no) + ", 42500, 43500, " + pfd + ", 500, '" + std::string(ra_stn_type) + "')");
 }
 
 }  // namespace
@@ -62,8 +61,7 @@ void RefreshPfdAndVersionTables() {
   db::Connection& cn = MainCn();
   cn.Execute(" SELECT * Into c_pfd_new From c_pfd in " + Quoted(path));
   cn.Execute(
-      "INSERT INTO c_pfd_new (ntc_id, seq_no, freq_min, freq_max, pfd) "
-      " select ntc_id, seq_no, freq_min, freq_max, pfd from c_pfd");
+      R"(INSERT INTO c_pfd_new (ntc_id, seq_no, freq_min, freq_max, pfd)  select ntc_id, seq_no, freq_min, freq_max, pfd from c_pfd)");
   cn.Execute("drop table c_pfd ");
   cn.Execute(" SELECT * Into c_pfd From c_pfd_new ");
   cn.Execute("drop table c_pfd_new ");
@@ -75,18 +73,15 @@ void RefreshPfdAndVersionTables() {
 
 void CorrectPfdBandwidths() {
   Send(kBandwidths);
-  db::Recordset rows;  // a snapshot: the rows inserted below are not met
-  rows.Open("SELECT * FROM c_pfd WHERE freq_min = 42500 and freq_max = 43500", MainCn(),
-            db::CursorType::kStatic, db::LockType::kReadOnly);
-  for (; !rows.Eof(); rows.MoveNext()) {
-    const std::string ntc_id = std::to_string(rows.Get("ntc_id").ToInt32());
-    const db::Value limit = rows.Get("pfd");
-    const std::string pfd = limit.is_null() ? std::string() : limit.ToText();
-    const std::int16_t seq_no = rows.Get("seq_no").ToInt16();
-    AddLimit(ntc_id, NextNumber(seq_no, 1), pfd, "S");
-    AddLimit(ntc_id, NextNumber(seq_no, 2), pfd, "V");
-  }
-  rows.Close();
+  // A snapshot: the rows inserted below are not met.
+  ForEachRow(R"(SELECT * FROM c_pfd WHERE freq_min = 42500 and freq_max = 43500)", db::CursorType::kStatic,
+             [](const db::Recordset& row) {
+               const std::string ntc_id = std::to_string(row.Get("ntc_id").ToInt32());
+               const std::string pfd = row.Get("pfd").TextOr("");
+               const std::int16_t seq_no = row.Get("seq_no").ToInt16();
+               AddLimit(ntc_id, NextNumber(seq_no, 1), pfd, "S");
+               AddLimit(ntc_id, NextNumber(seq_no, 2), pfd, "V");
+             });
 }
 
 }  // namespace vnt

@@ -15,22 +15,19 @@
 namespace vnt {
 namespace {
 
-constexpr Restriction kOfGroups{" where grp_id in (select grp_id from grp where ntc_id = ", ")"};
-constexpr Restriction kOfNotice{" where ntc_id = ", ""};
-
 constexpr Statement kEmissionPower[] = {
     {R"(Update emiss set pep_max = round(pep_max,1), pwr_ds_max = round(pwr_ds_max,1), pep_min = round(pep_min,1), pwr_ds_min = round(pwr_ds_min,1), c_to_n = round(c_to_n,1), pwr_ds_nbw = round(pwr_ds_nbw,1))",
-     kOfGroups},
+     kWhereGroups},
 };
 
 constexpr Statement kFrequencies[] = {
-    {R"(Update assgn set freq_assgn = round(freq_assgn,5), freq_mhz = round(freq_mhz,5))", kOfGroups},
+    {R"(Update assgn set freq_assgn = round(freq_assgn,5), freq_mhz = round(freq_mhz,5))", kWhereGroups},
     {R"(Update freq set freq_assgn = round(freq_assgn,5), freq_mhz = round(freq_mhz,5), freq_min = round(freq_min,5), freq_max = round(freq_max,5))",
-     kOfNotice},
+     kWhereNotice},
 };
 
 constexpr Statement kElevationAngle[] = {
-    {R"(Update hor_elev set elev_ang = round(elev_ang,1))", kOfNotice},
+    {R"(Update hor_elev set elev_ang = round(elev_ang,1))", kWhereNotice},
 };
 
 void SendToAccess(std::span<const Statement> statements) {

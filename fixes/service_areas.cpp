@@ -18,6 +18,7 @@
 
 #include "fixes/statement_list.h"
 #include "program/error_trap.h"
+#include "program/rows.h"
 
 namespace vnt {
 namespace {
@@ -61,30 +62,24 @@ constexpr AreaName kAreaNames[] = {
 
 void AlignAreaNumbers() {
   Send(kNumberFollowsDiagram);
-  db::Recordset rows;  // a snapshot: the rows inserted below must not join in
-  rows.Open(TextOf(kNumberedGroups), MainCn(), db::CursorType::kStatic);
-  for (; !rows.Eof(); rows.MoveNext()) {
-    if (!rows.Get("diag_grp_id").is_null()) continue;
-    MainCn().Execute(
-        "insert into diag_grp (grp_id, diag_type, diag_no) "
-        "values (" +
-        rows.Get("grp_id").ToText() + ", 'SA', " + rows.Get("area_no").ToText() + ")");
-  }
-  rows.Close();
+  // A snapshot: the rows inserted below must not join in.
+  ForEachRow(TextOf(kNumberedGroups), db::CursorType::kStatic, [](const db::Recordset& row) {
+    if (!row.Get("diag_grp_id").is_null()) return;
+    MainCn().Execute("insert into diag_grp (grp_id, diag_type, diag_no) values (" +
+                     row.Get("grp_id").ToText() + ", 'SA', " + row.Get("area_no").ToText() + ")");
+  });
 }
 
 void SetVisibleEarthSymbol() {
   Trapped([] {
-    db::Recordset rows;  // a snapshot: the statements below take rows out of the selection
-    rows.Open(std::string(kRegionNames) + CurrentNotice({" and  ntc_id = ", ""}) + ")", MainCn(),
-              db::CursorType::kStatic);
-    for (; !rows.Eof(); rows.MoveNext()) {
-      const std::int32_t grp_id = rows.Get("grp_id").ToInt32();
-      const std::string area_name = rows.Get("area_name").ToText();
-      MainCn().Execute("update grp set area_name = null where grp_id = " + std::to_string(grp_id));
-      AddRegionServiceArea(grp_id, area_name);
-    }
-    rows.Close();
+    // A snapshot: the statements below take rows out of the selection.
+    ForEachRow(std::string(kRegionNames) + CurrentNotice({" and  ntc_id = ", ""}) + ")",
+               db::CursorType::kStatic, [](const db::Recordset& row) {
+                 const std::int32_t grp_id = row.Get("grp_id").ToInt32();
+                 const std::string area_name = row.Get("area_name").ToText();
+                 MainCn().Execute("update grp set area_name = null where grp_id = " + std::to_string(grp_id));
+                 AddRegionServiceArea(grp_id, area_name);
+               });
   });
 }
 
@@ -106,22 +101,14 @@ void AddRegionServiceArea(std::int32_t grp_id, std::string_view area_name) {
 }
 
 void DeleteUnusedDiagramGroups() {
-  db::Recordset notices;
-  notices.Open(
-      "select ntc_id, ntc_type from notice where (f_aa_type <> 'R' or f_aa_type is null) and (prov_desc is "
-      "null "
-      "or prov_desc <> '9.11A')" +
-          CurrentNotice({" and ntc_id = ", ""}),
-      MainCn());
-  for (; !notices.Eof(); notices.MoveNext()) {
+  const std::string query =
+      R"(select ntc_id, ntc_type from notice where (f_aa_type <> 'R' or f_aa_type is null) and (prov_desc is null or prov_desc <> '9.11A'))" +
+      CurrentNotice(kAndNotice);
+  ForEachRow(query, [](const db::Recordset& notice) {
     MainCn().Execute(
-        "delete from diag_grp where trim(diag_type) = 'MOTYP' or  trim(diag_type) = 'SMK' or trim(diag_type) "
-        "= "
-        "'AFRGN'"
-        " and grp_id in (select grp_id from grp where ntc_id = " +
-        std::to_string(notices.Get("ntc_id").ToInt32()) + ")");
-  }
-  notices.Close();
+        R"(delete from diag_grp where trim(diag_type) = 'MOTYP' or  trim(diag_type) = 'SMK' or trim(diag_type) = 'AFRGN' and grp_id in (select grp_id from grp where ntc_id = )" +
+        std::to_string(notice.Get("ntc_id").ToInt32()) + ")");
+  });
 }
 
 }  // namespace vnt

@@ -14,25 +14,24 @@
 
 #include "fixes/statement_list.h"
 #include "program/error_trap.h"
+#include "program/rows.h"
 
 namespace vnt {
 namespace {
 
-constexpr Restriction kOfGroups{" and grp_id in (select grp_id from grp where ntc_id = ", ")"};
-
 constexpr Statement kReference[] = {
     {R"(delete from gpub where ssn_type = 'N' and (trim(gpub.pub_ref)='WKLY' Or trim(gpub.pub_ref)='CR/D'))",
-     kOfGroups},
-    {R"(delete from gpub where pub_ref is null and pub_no is null)", kOfGroups},
-    {R"(UPDATE gpub SET pub_ref = left(pub_ref, 6) where pub_ref = 'AR11/A/')", kOfGroups},
-    {R"(UPDATE gpub SET pub_ref = left(pub_ref, 6) where pub_ref = 'AR11/C/')", kOfGroups},
-    {R"(UPDATE gpub SET pub_ref = left(pub_ref, 6) where pub_ref = 'AR14/C/')", kOfGroups},
-    {R"(UPDATE gpub SET pub_ref = left(pub_ref, 5) where pub_ref = 'API/A/')", kOfGroups},
-    {R"(Update gpub SET ssn_type = 'N' where ssn_type is null)", kOfGroups},
+     kAndGroups},
+    {R"(delete from gpub where pub_ref is null and pub_no is null)", kAndGroups},
+    {R"(UPDATE gpub SET pub_ref = left(pub_ref, 6) where pub_ref = 'AR11/A/')", kAndGroups},
+    {R"(UPDATE gpub SET pub_ref = left(pub_ref, 6) where pub_ref = 'AR11/C/')", kAndGroups},
+    {R"(UPDATE gpub SET pub_ref = left(pub_ref, 6) where pub_ref = 'AR14/C/')", kAndGroups},
+    {R"(UPDATE gpub SET pub_ref = left(pub_ref, 5) where pub_ref = 'API/A/')", kAndGroups},
+    {R"(Update gpub SET ssn_type = 'N' where ssn_type is null)", kAndGroups},
 };
 
 constexpr Statement kToNotif[] = {
-    {R"(UPDATE gpub SET ssn_type = 'N')", {"  where grp_id in (select grp_id from grp where ntc_id = ", ")"}},
+    {R"(UPDATE gpub SET ssn_type = 'N')", kWhereGroupsWide},
 };
 
 // All groups of an added advance-publication notice; of a modified one, only its added groups.
@@ -58,25 +57,18 @@ void DeleteNotifSsnsOfAddNotices() { SendTrapped(kNotifOfAddNotices); }
 void DeleteCoordinationSsnsOfNotice(std::int32_t ntc_id) {
   Trapped([&] {
     MainCn().Execute(
-        "delete from gpub where (pub_ref = 'AR11/C' or pub_ref = 'AR14/C' or pub_ref = 'RES33/C' or pub_ref "
-        "= "
-        "'RES46/C')"
-        " and grp_id in (select grp_id from grp where ntc_id = " +
+        R"(delete from gpub where (pub_ref = 'AR11/C' or pub_ref = 'AR14/C' or pub_ref = 'RES33/C' or pub_ref = 'RES46/C') and grp_id in (select grp_id from grp where ntc_id = )" +
         std::to_string(ntc_id) + ")");
   });
 }
 
 void RemoveNonCoordinationSsns() {
   Trapped([] {
-    db::Recordset notices;
-    notices.Open("select ntc_id, ntf_rsn from notice" + CurrentNotice({" where ntc_id = ", ""}), MainCn());
-    for (; !notices.Eof(); notices.MoveNext()) {
-      const db::Value ntf_rsn = notices.Get("ntf_rsn");
-      if (!ntf_rsn.is_null() && ntf_rsn.ToText() == "C") {
-        DeleteCoordinationSsnsOfNotice(notices.Get("ntc_id").ToInt32());
-      }
-    }
-    notices.Close();
+    ForEachRow("select ntc_id, ntf_rsn from notice" + CurrentNotice(kWhereNotice),
+               [](const db::Recordset& notice) {
+                 if (notice.Get("ntf_rsn").TextOr("") == "C")
+                   DeleteCoordinationSsnsOfNotice(notice.Get("ntc_id").ToInt32());
+               });
   });
 }
 

@@ -6,14 +6,6 @@
 
 namespace vnt {
 
-std::string CurrentNotice(const Restriction& restriction, NoticeTest test) {
-  if (restriction.before.empty() || !IsRestricted(test)) return {};
-  std::string text(restriction.before);
-  text += std::to_string(State().ntc_id);
-  text += restriction.after;
-  return text;
-}
-
 std::string TextOf(const Statement& statement, NoticeTest test) {
   std::string_view text = statement.text;
   if (!statement.one_notice.empty() && IsRestricted(test)) text = statement.one_notice;

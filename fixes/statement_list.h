@@ -14,23 +14,12 @@
 
 namespace vnt {
 
-// Text around the number of the current notice. An empty `before` means that the statement is never narrowed.
-struct Restriction {
-  std::string_view before;
-  std::string_view after;
-};
-
-inline constexpr Restriction kWholeDatabase{};
-
 struct Statement {
   std::string_view text;
   Restriction restriction = kWholeDatabase;
   std::string_view ingres = {};      // stands for `text` on Ingres; empty: both get the same text
   std::string_view one_notice = {};  // stands for `text` when a notice is current; empty: the same text
 };
-
-// Restriction text around the number of the current notice; empty when no notice narrows the work.
-std::string CurrentNotice(const Restriction& restriction, NoticeTest test = NoticeTest::kAboveZero);
 
 // The text that is sent for a statement, on the main connection's dialect and for the current notice.
 std::string TextOf(const Statement& statement, NoticeTest test = NoticeTest::kAboveZero);

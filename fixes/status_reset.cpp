@@ -55,19 +55,16 @@ constexpr Statement kActionCode[] = {
      .one_notice = R"(UPDATE s_as_stn SET act_code = Null )"},
 };
 
-constexpr Restriction kOfGroups{"  and grp_id in (select grp_id from grp where ntc_id = ", ")"};
-constexpr Restriction kOfNotice{" where ntc_id = ", ""};
-
-constexpr Statement kExaminationSections = {R"(Delete from gpub where gpub.ssn_type = 'B')", kOfGroups};
+constexpr Statement kExaminationSections = {R"(Delete from gpub where gpub.ssn_type = 'B')", kAndGroupsWide};
 
 constexpr Statement kFindings[] = {
-    {R"(Delete from pub_ssn )", kOfNotice},
-    {R"(UPDATE  notice set wic_no = null, d_wic = null, wic_part = null)", kOfNotice},
-    {R"(UPDATE  com_el set wic_no = null, wic_part = null)", kOfNotice},
+    {R"(Delete from pub_ssn )", kWhereNotice},
+    {R"(UPDATE  notice set wic_no = null, d_wic = null, wic_part = null)", kWhereNotice},
+    {R"(UPDATE  com_el set wic_no = null, wic_part = null)", kWhereNotice},
     {R"(UPDATE  grp SET spl_grp_id = null, fdg_reg = null, fdg_plan = null, fdg_tex = null, fdg_observ = null, comment = null, d_prot_eff = null, wic_no = null, d_wic = null, wic_part = null)",
-     kOfNotice},
-    {R"(Delete from fdg_ref  )", {"  where grp_id in (select grp_id from grp where ntc_id = ", ")"}},
-    {R"(Delete from provn where agree_st <> 'R' And agree_st <>  'O' And agree_st <>  'V')", kOfGroups},
+     kWhereNotice},
+    {R"(Delete from fdg_ref  )", kWhereGroupsWide},
+    {R"(Delete from provn where agree_st <> 'R' And agree_st <>  'O' And agree_st <>  'V')", kAndGroupsWide},
 };
 
 constexpr Statement kNoticeProvisions[] = {
@@ -85,8 +82,8 @@ constexpr Statement kNoticeProvisions[] = {
 };
 
 constexpr Statement kStatus[] = {
-    {R"(UPDATE  notice SET st_cur = '01')", kOfNotice},
-    {R"(UPDATE  com_el SET st_cur = '01')", kOfNotice},
+    {R"(UPDATE  notice SET st_cur = '01')", kWhereNotice},
+    {R"(UPDATE  com_el SET st_cur = '01')", kWhereNotice},
 };
 
 }  // namespace

@@ -9,4 +9,12 @@ bool IsRestricted(NoticeTest test) {
   return test == NoticeTest::kNotZero ? ntc_id != 0 : ntc_id > 0;
 }
 
+std::string CurrentNotice(const Restriction& restriction, NoticeTest test) {
+  if (restriction.before.empty() || !IsRestricted(test)) return {};
+  std::string text(restriction.before);
+  text += std::to_string(State().ntc_id);
+  text += restriction.after;
+  return text;
+}
+
 }  // namespace vnt

@@ -126,6 +126,8 @@ int RunCommand(const std::vector<std::string>& arguments, Streams& streams) {
   CLI::App app("Repairs and normalises databases of satellite network notices.", "vntfix");
   app.set_version_flag("--version", fmt::format("vntfix {}.{}.{}", VNT_VERSION_MAJOR, VNT_VERSION_MINOR,
                                                 VNT_VERSION_REVISION));
+  // A word that starts with a slash is a path, also where other programs take it for an option.
+  app.allow_windows_style_options(false);
   app.require_subcommand(1);
   AddFix(app, parsed);
   AddFileCommands(app, parsed);

@@ -33,7 +33,9 @@ std::vector<std::string> Arguments(int, char**) {
   }
   LocalFree(wide);
   SetConsoleOutputCP(CP_UTF8);
+  // The same line ends as everywhere, in results and in messages.
   _setmode(_fileno(stdout), _O_BINARY);
+  _setmode(_fileno(stderr), _O_BINARY);
   return arguments;
 }
 bool IsTerminal() { return _isatty(_fileno(stderr)) != 0; }

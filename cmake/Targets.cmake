@@ -25,6 +25,12 @@ if(VNT_SANITIZE)
   target_link_options(vnt_options INTERFACE -fsanitize=address,undefined)
 endif()
 
+if(CMAKE_CROSSCOMPILING)
+  # Where it was built makes no difference to a program that is handed out.
+  target_compile_options(vnt_options INTERFACE
+    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${VNT_WINDOWS_PREFIX}=prefix)
+endif()
+
 # vnt_library(NAME SOURCES a.cpp ... [DEPS target ...] [PRIVATE_DEPS target ...])
 function(vnt_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;PRIVATE_DEPS" ${ARGN})

@@ -18,7 +18,8 @@ void SaveUserSetting(std::string_view section, std::string_view key, int value);
 // list of items, each followed by one NUL, with a second NUL at the end. False when the installer refuses.
 bool AddDataSource(std::string_view driver, std::string_view attributes);
 
-// Whether a display is named; that it answers is known when the toolkit has started on it.
+// Whether somebody may see a window: a display is named (that it answers is known when the toolkit has
+// started on it); on Windows, the process belongs to an interactive session.
 bool HasDisplay();
 
 }  // namespace vnt::platform

@@ -30,6 +30,14 @@ bool AddDataSource(std::string_view driver, std::string_view attributes) {
                               (Wide(attributes) + L'\0').c_str()) != 0;
 }
 
-bool HasDisplay() { return true; }
+// A service, and a task that runs whether or not its user is logged on, are given a window station that
+// nobody sees: a box there would wait for ever.
+bool HasDisplay() {
+  USEROBJECTFLAGS flags{};
+  const HWINSTA station = GetProcessWindowStation();
+  return station != nullptr &&
+         GetUserObjectInformationW(station, UOI_FLAGS, &flags, sizeof flags, nullptr) != 0 &&
+         (flags.dwFlags & WSF_VISIBLE) != 0;
+}
 
 }  // namespace vnt::platform

@@ -1,9 +1,15 @@
 #include "platform/settings.h"
 
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <map>
+#include <optional>
 #include <utility>
 
+#include "platform/profile.h"
+#include "platform/profile_file.h"
 #include "platform/text.h"
 #include "platform/user_name.h"
 
@@ -31,7 +37,29 @@ const std::string* FindOverride(std::string_view section, std::string_view key) 
   return found == Overrides().end() ? nullptr : &found->second;
 }
 
+std::optional<std::string> ReadProfileValue(std::string_view file, std::string_view section,
+                                            std::string_view key) {
+  const std::filesystem::path path = ProfileFile(file);
+  std::error_code ignored;
+  if (!std::filesystem::is_regular_file(path, ignored)) return {};
+  std::ifstream stream(path, std::ios::binary);
+  const std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  return FindProfileValue(content, section, key);
+}
+
 }  // namespace
+
+std::string ReadProfileString(std::string_view file, std::string_view section, std::string_view key,
+                              std::size_t buffer) {
+  const auto value = ReadProfileValue(file, section, key);
+  return value && buffer > 0 ? FirstCharacters(*value, buffer - 1) : std::string();
+}
+
+std::int32_t ReadProfileInt(std::string_view file, std::string_view section, std::string_view key,
+                            std::int32_t fallback) {
+  const auto value = ReadProfileValue(file, section, key);
+  return value ? ParseProfileInt(*value) : fallback;
+}
 
 void ScopedSettings::Set(std::string_view section, std::string_view key, std::string value) {
   Overrides()[{Uppercase(std::string(SectionOrDefault(section))), Uppercase(std::string(key))}] =

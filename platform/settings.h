@@ -9,13 +9,14 @@
 
 namespace vnt::platform {
 
-// The folder that holds KV_SOFT.ini and WIN.INI: the Windows directory; elsewhere VNTFIX_WINDIR, else
-// $XDG_CONFIG_HOME/vntfix, else ~/.config/vntfix. UTF-8.
+// The folder that holds KV_SOFT.ini and WIN.INI: VNTFIX_WINDIR, else the Windows directory (the user's before
+// the system's); on other systems $XDG_CONFIG_HOME/vntfix, else ~/.config/vntfix. UTF-8.
 std::string WindowsFolder();
 
 // A path on drive C: ("c:\kv_soft\...") as a path of this system; other paths come back as they are.
 // Elsewhere than on Windows drive C: is the folder VNTFIX_CDRIVE, else $XDG_DATA_HOME/vntfix/c, else
-// ~/.local/share/vntfix/c; each part of the rest is matched without regard to letter case when it exists.
+// ~/.local/share/vntfix/c; each part of the rest is matched without regard to letter case when it exists. On
+// Windows VNTFIX_CDRIVE, when set, stands for drive C: in paths under C:\KV_SOFT alone.
 // With `create_folders`, missing folders on the way are made.
 std::string ResolvePath(std::string_view path, bool create_folders = false);
 
@@ -31,7 +32,7 @@ std::int32_t ReadProfileInt(std::string_view file, std::string_view section, std
 // The settings of KV_SOFT.ini. An empty section means "VeltGrab". 200-character buffer, empty default.
 std::string GetSettingString(std::string_view section, std::string_view key);
 std::int32_t GetSettingInt(std::string_view section, std::string_view key);
-// A value of section "intl" of WIN.INI, 10-character buffer.
+// A value of section "intl" of WIN.INI, 10-character buffer. On Windows that section is in the registry.
 inline constexpr std::size_t kRegionalBuffer = 10;
 std::string GetRegionalSetting(std::string_view key);
 

@@ -8,12 +8,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <vector>
 
 #include "platform/home_posix.h"
-#include "platform/profile.h"
+#include "platform/profile_file.h"
 #include "platform/settings.h"
 #include "platform/text.h"
 #include "platform/user_name.h"
@@ -70,19 +68,6 @@ bool IsOnDriveC(std::string_view path) {
          (path.size() == 2 || path[2] == '\\' || path[2] == '/');
 }
 
-std::optional<std::string> ReadProfileValue(std::string_view file, std::string_view section,
-                                            std::string_view key) {
-  // A bare name lies in the Windows folder, as the profile functions look it up.
-  const fs::path path = file.find_first_of("/\\") == std::string_view::npos
-                            ? FindEntry(WindowsFolder(), std::string(file))
-                            : fs::path(ResolvePath(file));
-  std::error_code ignored;
-  if (!fs::is_regular_file(path, ignored)) return {};
-  std::ifstream stream(path, std::ios::binary);
-  const std::string content{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-  return FindProfileValue(content, section, key);
-}
-
 }  // namespace
 
 std::string UserConfigFolder() {
@@ -111,16 +96,9 @@ std::string ResolvePath(std::string_view path, bool create_folders) {
   return resolved.string();
 }
 
-std::string ReadProfileString(std::string_view file, std::string_view section, std::string_view key,
-                              std::size_t buffer) {
-  const auto value = ReadProfileValue(file, section, key);
-  return value && buffer > 0 ? FirstCharacters(*value, buffer - 1) : std::string();
-}
-
-std::int32_t ReadProfileInt(std::string_view file, std::string_view section, std::string_view key,
-                            std::int32_t fallback) {
-  const auto value = ReadProfileValue(file, section, key);
-  return value ? ParseProfileInt(*value) : fallback;
+fs::path ProfileFile(std::string_view name) {
+  return name.find_first_of("/\\") == std::string_view::npos ? FindEntry(WindowsFolder(), std::string(name))
+                                                             : fs::path(ResolvePath(name));
 }
 
 std::string GetRegionalSetting(std::string_view key) {

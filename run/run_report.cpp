@@ -1,11 +1,12 @@
 #include "run/run_report.h"
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include <fmt/format.h>
+
+#include "platform/environment.h"
 
 namespace vnt {
 namespace {
@@ -50,9 +51,8 @@ std::string ReportLine(const FixResult& result) {
 void RunReport::FixEnds(const FixResult& result) { out_ << ReportLine(result) << std::endl; }
 
 std::unique_ptr<RunObserver> MakeReportFromEnvironment() {
-  if (const char* name = std::getenv("VNTFIX_RUN_REPORT"); name != nullptr && *name != '\0') {
-    const std::string utf8 = name;
-    std::ofstream file(std::filesystem::path(std::u8string(utf8.begin(), utf8.end())));
+  if (const auto path = platform::EnvironmentPath("VNTFIX_RUN_REPORT"); !path.empty()) {
+    std::ofstream file(path);
     if (file) return std::make_unique<FileReport>(std::move(file));
   }
   return std::make_unique<RunObserver>();

@@ -4,8 +4,6 @@
 #include <wx/msgdlg.h>
 #include <wx/utils.h>
 
-#include <memory>
-
 #include "ui/text_wx.h"
 
 namespace vnt::ui {
@@ -28,11 +26,28 @@ wxWindow* Owner() {
   return top != nullptr && top->IsShown() ? top : nullptr;
 }
 
+// Takes the hourglass away for as long as this lives. The toolkit's own class for that cannot be linked
+// against everywhere, so what was begun is ended, by count, and begun again.
+class HourglassSuspended {
+ public:
+  HourglassSuspended() {
+    for (; wxIsBusy(); ++count_) wxEndBusyCursor();
+  }
+  ~HourglassSuspended() {
+    for (; count_ > 0; --count_) wxBeginBusyCursor();
+  }
+  HourglassSuspended(const HourglassSuspended&) = delete;
+  HourglassSuspended& operator=(const HourglassSuspended&) = delete;
+
+ private:
+  int count_ = 0;
+};
+
 }  // namespace
 
 void BoxMessages::Show(std::string_view text, platform::MessageStyle style) {
   // The box waits for its reader, so the hourglass of a run has no place over it.
-  const auto suspender = wxIsBusy() ? std::make_unique<wxBusyCursorSuspender>() : nullptr;
+  const HourglassSuspended suspended;
   wxMessageDialog box(Owner(), ToWx(text), kProgramTitle, wxOK | IconOf(style));
   box.ShowModal();
 }

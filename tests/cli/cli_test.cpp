@@ -12,6 +12,7 @@
 #include "access/store/database.h"
 #include "cli/cli.h"
 #include "cli/output.h"
+#include "tests/process.h"
 
 namespace vnt::cli {
 namespace {
@@ -39,11 +40,9 @@ std::string Slurp(const fs::path& path) {
 class CliTest : public testing::Test {
  protected:
   CliTest() {
-    std::string name = (fs::temp_directory_path() / "vntfix-cli-XXXXXX").string();
-    folder_ = mkdtemp(name.data());
     // No settings file of this machine may leak into a test.
-    setenv("VNTFIX_WINDIR", folder_.c_str(), 1);
-    setenv("VNTFIX_CDRIVE", (folder_ / "c").c_str(), 1);
+    test::SetVariable("VNTFIX_WINDIR", test::Utf8Of(folder_));
+    test::SetVariable("VNTFIX_CDRIVE", test::Utf8Of(folder_ / "c"));
   }
   ~CliTest() override { fs::remove_all(folder_); }
 
@@ -58,7 +57,7 @@ class CliTest : public testing::Test {
     ASSERT_EQ(made.code, kOk) << made.err;
   }
 
-  fs::path folder_;
+  fs::path folder_ = test::NewFolder("vntfix-cli-");
 };
 
 // Lengths of text are characters in every version. A change of such a file is refused, with the reason.

@@ -1,7 +1,6 @@
 // The provider contract on Access files of both formats and on databases in memory, and what is particular to
 // them: sharing, reading only, checkpoints.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <map>
@@ -11,6 +10,7 @@
 #include "access/store/database.h"
 #include "db/access_provider/access_provider.h"
 #include "tests/db/provider_contract.h"
+#include "tests/process.h"
 
 namespace vnt::db {
 namespace {
@@ -21,10 +21,7 @@ class AccessFileProvider : public TestProvider {
   ~AccessFileProvider() override { std::filesystem::remove_all(folder_); }
 
   void SetUp() override {
-    static int count = 0;
-    folder_ = std::filesystem::path(testing::TempDir()) /
-              ("vnt-db-" + std::to_string(getpid()) + "-" + std::to_string(++count));
-    std::filesystem::create_directories(folder_);
+    folder_ = test::NewFolder("vnt-db-");
     path_ = (folder_ / (format_ == jet::Format::kJet4 ? "test.mdb" : "test.accdb")).string();
     jet::Database::Create(jet::PlatformFileSystem(), path_, format_);
   }

@@ -14,6 +14,7 @@
 #include "db/connection_string.h"
 #include "platform/messages.h"
 #include "tests/db/provider_contract.h"
+#include "tests/process.h"
 
 namespace vnt::db {
 namespace {
@@ -171,7 +172,7 @@ TEST(CadoDbMessages, TemporaryDataSourceNeedsAName) {
 TEST_F(MemoryDatabases, SqlLogHoldsTheExactText) {
   const auto log = std::filesystem::path(testing::TempDir()) / "vntfix-sql-log-test";
   std::filesystem::remove(log);
-  setenv("VNTFIX_SQL_LOG", log.c_str(), 1);
+  test::SetVariable("VNTFIX_SQL_LOG", test::Utf8Of(log));
   Connection cn;
   cn.Open("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/db/old.mdb");
   cn.Execute("CREATE TABLE t (k LONG, s TEXT(20))");
@@ -186,7 +187,7 @@ TEST_F(MemoryDatabases, SqlLogHoldsTheExactText) {
   remove.CommandText = "Delete from t where k = ?";
   remove.Parameters = {{"k", ValueType::kInt32, Value::Int32(2)}};
   EXPECT_EQ(remove.Execute(), 1);
-  unsetenv("VNTFIX_SQL_LOG");
+  test::SetVariable("VNTFIX_SQL_LOG", "");
   Connection without;
   without.Open("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/db/old.mdb");
   without.Execute("DELETE FROM t");
@@ -197,11 +198,11 @@ TEST_F(MemoryDatabases, SqlLogHoldsTheExactText) {
             "SELECT  * FROM t\nDelete from t where k = ?\n");
   std::filesystem::remove(log);
 
-  setenv("VNTFIX_SQL_LOG", "/nowhere/at/all/log", 1);
+  test::SetVariable("VNTFIX_SQL_LOG", "/nowhere/at/all/log");
   Connection unlogged;
   EXPECT_EQ(ErrorNumber([&] { unlogged.Open("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/db/old.mdb"); }),
             kErrNotFound);
-  unsetenv("VNTFIX_SQL_LOG");
+  test::SetVariable("VNTFIX_SQL_LOG", "");
 }
 
 TEST(EngineErrors, GetTheirNumbers) {

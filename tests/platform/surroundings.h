@@ -4,12 +4,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <optional>
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -17,6 +16,7 @@
 #include <vector>
 
 #include "platform/messages.h"
+#include "tests/process.h"
 
 namespace vnt::platform {
 
@@ -44,32 +44,20 @@ class RecordedMessages : public platform::Messages {
 class Surroundings : public ::testing::Test {
  protected:
   Surroundings() {
-    std::string pattern = (fs::temp_directory_path() / "vnt-test-XXXXXX").string();
-    folder_ = mkdtemp(pattern.data());
     SetEnvironment("VNTFIX_WINDIR", (folder_ / "windows").string());
     SetEnvironment("VNTFIX_CDRIVE", (folder_ / "c").string());
     SetEnvironment("XDG_CONFIG_HOME", (folder_ / "config").string());
   }
   ~Surroundings() override {
-    for (const auto& [name, value] : former_environment_) {
-      if (value) {
-        setenv(name.c_str(), value->c_str(), 1);
-      } else {
-        unsetenv(name.c_str());
-      }
-    }
+    for (const auto& [name, value] : former_environment_) test::SetVariable(name, value);
     fs::remove_all(folder_);
   }
 
   // An empty value unsets the variable.
   void SetEnvironment(const std::string& name, const std::string& value) {
     const char* former = getenv(name.c_str());
-    former_environment_.try_emplace(name, former ? std::optional<std::string>(former) : std::nullopt);
-    if (value.empty()) {
-      unsetenv(name.c_str());
-    } else {
-      setenv(name.c_str(), value.c_str(), 1);
-    }
+    former_environment_.try_emplace(name, former ? former : "");
+    test::SetVariable(name, value);
   }
 
   fs::path WriteFile(const fs::path& relative, std::string_view content) const {
@@ -93,11 +81,11 @@ class Surroundings : public ::testing::Test {
 
   void WriteSettings(std::string_view content) const { WriteFile("windows/KV_SOFT.ini", content); }
 
-  fs::path folder_;
+  fs::path folder_ = test::NewFolder("vnt-test-");
   RecordedMessages messages_;
 
  private:
-  std::map<std::string, std::optional<std::string>> former_environment_;
+  std::map<std::string, std::string> former_environment_;
   platform::ScopedMessages messages_in_force_{messages_};
 };
 

@@ -4,13 +4,13 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <random>
 
 #include "access/check/check.h"
 #include "access/store/database.h"
 #include "db/access_provider/access_provider.h"
 #include "db/provider.h"
 #include "samples/schema.h"
+#include "tests/process.h"
 
 namespace vnt::test {
 namespace {
@@ -67,23 +67,7 @@ class IngresStandIn : public db::ProviderConnection {
   std::shared_ptr<db::ProviderConnection> access_;
 };
 
-std::string NewFolder() {
-  std::random_device random;
-  const auto folder = std::filesystem::temp_directory_path() /
-                      ("vnt-drive-c-" + std::to_string(random()) + std::to_string(random()));
-  std::filesystem::create_directories(folder);
-  return folder.string();
-}
-
 }  // namespace
-
-void SetEnvironment(const char* name, const std::string& value) {
-#ifdef _WIN32
-  _putenv_s(name, value.c_str());
-#else
-  setenv(name, value.c_str(), 1);
-#endif
-}
 
 void RecordedMessages::Show(std::string_view text, platform::MessageStyle style) {
   const char* name = style == platform::MessageStyle::kPlain         ? "plain: "
@@ -92,8 +76,9 @@ void RecordedMessages::Show(std::string_view text, platform::MessageStyle style)
   shown.push_back(name + std::string(text));
 }
 
-NoticeDatabase::NoticeDatabase() : scoped_messages_(messages), scoped_state_(state), drive_c_(NewFolder()) {
-  SetEnvironment("VNTFIX_CDRIVE", drive_c_);
+NoticeDatabase::NoticeDatabase()
+    : scoped_messages_(messages), scoped_state_(state), drive_c_(Utf8Of(NewFolder("vnt-drive-c-"))) {
+  SetVariable("VNTFIX_CDRIVE", drive_c_);
   db::SetFileSystemForTest(&files_);
   Create(files_, kNotice, samples::Schema::kNotice);
   Create(files_, kReference, samples::Schema::kReference);
@@ -118,7 +103,7 @@ NoticeDatabase::~NoticeDatabase() {
   }
   db::SetFileSystemForTest(nullptr);
   std::error_code ignored;
-  std::filesystem::remove_all(drive_c_, ignored);
+  std::filesystem::remove_all(PathOf(drive_c_), ignored);
 }
 
 void NoticeDatabase::CloseAll() {

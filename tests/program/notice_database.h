@@ -17,9 +17,6 @@
 
 namespace vnt::test {
 
-// An environment variable of this process; an empty value counts as none.
-void SetEnvironment(const char* name, const std::string& value);
-
 class RecordedMessages : public platform::Messages {
  public:
   void Show(std::string_view text, platform::MessageStyle style) override;

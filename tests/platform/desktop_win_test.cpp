@@ -1,0 +1,44 @@
+// Documents, the per-user store and data sources on Windows.
+
+#include "platform/desktop.h"
+
+#include <windows.h>
+
+#include "tests/platform/surroundings.h"
+
+namespace vnt::platform {
+namespace {
+
+class WindowsDesktopTest : public testing::Surroundings {};
+
+std::wstring Stored(const wchar_t* section, const wchar_t* key) {
+  wchar_t value[40] = {};
+  DWORD bytes = sizeof value;
+  const std::wstring place = std::wstring(L"Software\\VB and VBA Program Settings\\VNTFixdb\\") + section;
+  const LSTATUS status =
+      RegGetValueW(HKEY_CURRENT_USER, place.c_str(), key, RRF_RT_REG_SZ, nullptr, value, &bytes);
+  return status == ERROR_SUCCESS ? value : L"none";
+}
+
+TEST_F(WindowsDesktopTest, UserSettingsAreTextsInTheRegistry) {
+  SaveUserSetting("Test settings", "MainLeft", -150);
+  SaveUserSetting("Test settings", "MainTop", 20);
+  SaveUserSetting("test settings", "mainleft", 300);
+  EXPECT_EQ(Stored(L"Test settings", L"MainLeft"), L"300");
+  EXPECT_EQ(Stored(L"Test settings", L"MainTop"), L"20");
+  RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\VB and VBA Program Settings\\VNTFixdb\\Test settings");
+}
+
+TEST_F(WindowsDesktopTest, MissingDocumentIsNotOpened) {
+  EXPECT_FALSE(OpenDocument(test::Utf8Of(folder_ / "missing.chm")));
+}
+
+TEST_F(WindowsDesktopTest, DataSourceOfAnUnknownDriverIsRefused) {
+  using std::string_literals::operator""s;
+  EXPECT_FALSE(AddDataSource("No such driver", "DSN=X\0DBQ=C:\\x.mdb\0\0"s));
+}
+
+TEST_F(WindowsDesktopTest, AProcessOfASessionHasADisplay) { EXPECT_TRUE(HasDisplay()); }
+
+}  // namespace
+}  // namespace vnt::platform

@@ -295,6 +295,13 @@ class WinFileSystem : public FileSystem {
   std::unique_ptr<File> OpenLocked(const std::string& path, OpenMode mode, DWORD more_flags) {
     const bool write = mode != OpenMode::kRead;
     const std::wstring wide = Wide(path);
+    // Some users' rights reach past the mark; whoever made it meant something.
+    if (mode == OpenMode::kReadWrite) {
+      const DWORD marks = GetFileAttributesW(wide.c_str());
+      if (marks != INVALID_FILE_ATTRIBUTES && (marks & FILE_ATTRIBUTE_READONLY) != 0) {
+        throw Error(ErrorKind::kReadOnly, fmt::format("The file {} is marked as read-only.", path));
+      }
+    }
     Handle handle(CreateFileW(wide.c_str(), write ? GENERIC_READ | GENERIC_WRITE : GENERIC_READ,
                               write ? FILE_SHARE_READ : FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                               mode == OpenMode::kCreateNew ? CREATE_NEW : OPEN_EXISTING,

@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "cli/cli.h"
+#include "tests/process.h"
 
 namespace vnt::cli {
 namespace {
@@ -19,10 +20,8 @@ using Arguments = std::vector<std::string>;
 class SpaceTest : public testing::Test {
  protected:
   SpaceTest() {
-    std::string name = (fs::temp_directory_path() / "vntfix-space-XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-    setenv("VNTFIX_WINDIR", folder_.c_str(), 1);
-    setenv("VNTFIX_CDRIVE", (folder_ / "c").c_str(), 1);
+    test::SetVariable("VNTFIX_WINDIR", test::Utf8Of(folder_));
+    test::SetVariable("VNTFIX_CDRIVE", test::Utf8Of(folder_ / "c"));
   }
   ~SpaceTest() override { fs::remove_all(folder_); }
 
@@ -50,7 +49,7 @@ class SpaceTest : public testing::Test {
     return {std::istreambuf_iterator<char>(in), {}};
   }
 
-  fs::path folder_;
+  fs::path folder_ = test::NewFolder("vntfix-space-");
   std::ostringstream out_, err_;
 };
 

@@ -3,12 +3,15 @@
 #define WIN32_LEAN_AND_MEAN
 #define NOMINMAX
 #include <windows.h>
+// after windows.h
+#include <restartmanager.h>
 
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "access/file/file.h"
 #include "access/file/lock_file.h"
@@ -16,13 +19,26 @@
 namespace jet {
 namespace {
 
-std::wstring Wide(const std::string& utf8) {
+std::wstring WideText(const std::string& utf8) {
   if (utf8.empty()) return {};
   const int size = static_cast<int>(utf8.size());
   std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, nullptr, 0)),
                     L'\0');
   MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, wide.data(), static_cast<int>(wide.size()));
   return wide;
+}
+
+// A path as the system takes it. Past the classic limit on their length only full paths in the system's own
+// form are taken everywhere; in that form "/" and ".." mean nothing, so it is made from the resolved path.
+std::wstring Wide(const std::string& path) {
+  std::wstring wide = WideText(path);
+  constexpr std::size_t kSafeLength = MAX_PATH - 12;  // a folder must leave room for an 8.3 name
+  if (wide.size() < kSafeLength || wide.starts_with(L"\\\\?\\")) return wide;
+  std::wstring full(wide.size() + MAX_PATH, L'\0');
+  const DWORD length = GetFullPathNameW(wide.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+  if (length == 0 || length >= full.size()) return wide;
+  full.resize(length);
+  return full.starts_with(L"\\\\") ? L"\\\\?\\UNC" + full.substr(1) : L"\\\\?\\" + full;
 }
 
 std::string Utf8(const std::wstring& wide) {
@@ -90,6 +106,11 @@ class Handle {
   HANDLE handle_;
 };
 
+bool IsRemote(HANDLE handle) {
+  FILE_REMOTE_PROTOCOL_INFO info;
+  return GetFileInformationByHandleEx(handle, FileRemoteProtocolInfo, &info, sizeof info) != 0;
+}
+
 // A synchronous handle takes the position of one read or write from this structure.
 OVERLAPPED At(std::uint64_t offset) {
   OVERLAPPED at = {};
@@ -100,18 +121,97 @@ OVERLAPPED At(std::uint64_t offset) {
 
 constexpr std::size_t kLargestTransfer = std::size_t{16} << 20;
 
+// A writer also holds the byte whose number is that of its process, which tells others who it is.
 constexpr std::uint64_t kLockBase = std::uint64_t{1} << 62;
-enum LockByte : std::uint64_t { kWriterByte, kContentByte };
+enum LockByte : std::uint64_t { kWriterByte, kContentByte, kFirstProcessByte = std::uint64_t{1} << 32 };
 
-bool TryLock(HANDLE handle, LockByte byte, bool alone) {
-  OVERLAPPED at = At(kLockBase + byte);
-  return LockFileEx(handle, LOCKFILE_FAIL_IMMEDIATELY | (alone ? LOCKFILE_EXCLUSIVE_LOCK : 0), 0, 1, 0,
-                    &at) != 0;
+bool TryLockRange(HANDLE handle, std::uint64_t first, std::uint64_t count, bool alone) {
+  OVERLAPPED at = At(first);
+  return LockFileEx(handle, LOCKFILE_FAIL_IMMEDIATELY | (alone ? LOCKFILE_EXCLUSIVE_LOCK : 0), 0,
+                    static_cast<DWORD>(count), static_cast<DWORD>(count >> 32), &at) != 0;
 }
 
-void Unlock(HANDLE handle, LockByte byte) {
-  OVERLAPPED at = At(kLockBase + byte);
-  UnlockFileEx(handle, 0, 1, 0, &at);
+void UnlockRange(HANDLE handle, std::uint64_t first, std::uint64_t count) {
+  OVERLAPPED at = At(first);
+  UnlockFileEx(handle, 0, static_cast<DWORD>(count), static_cast<DWORD>(count >> 32), &at);
+}
+
+bool TryLock(HANDLE handle, LockByte byte, bool alone) {
+  return TryLockRange(handle, kLockBase + byte, 1, alone);
+}
+
+void Unlock(HANDLE handle, LockByte byte) { UnlockRange(handle, kLockBase + byte, 1); }
+
+void HoldProcessByte(HANDLE handle) {
+  TryLockRange(handle, kLockBase + kFirstProcessByte + GetCurrentProcessId(), 1, true);
+}
+
+// The process that holds its byte; 0 when none does. Halves the range that a trial finds locked.
+DWORD WriterProcess(HANDLE handle) {
+  std::uint64_t first = 0, count = std::uint64_t{1} << 32;
+  const auto is_free = [&](std::uint64_t begin, std::uint64_t length) {
+    const std::uint64_t at = kLockBase + kFirstProcessByte + begin;
+    if (!TryLockRange(handle, at, length, true)) return false;
+    UnlockRange(handle, at, length);
+    return true;
+  };
+  if (is_free(first, count)) return 0;
+  while (count > 1) {
+    count /= 2;
+    if (is_free(first, count)) first += count;
+  }
+  return static_cast<DWORD>(first);
+}
+
+// "vntfix, process 4711", or the process alone where its program may not be seen.
+std::string ProcessName(DWORD process) {
+  std::wstring image(32768, L'\0');
+  auto length = static_cast<DWORD>(image.size());
+  const HANDLE handle = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process);
+  if (handle == nullptr || QueryFullProcessImageNameW(handle, 0, image.data(), &length) == 0) length = 0;
+  if (handle != nullptr) CloseHandle(handle);
+  std::wstring name(image.data(), length);
+  name.erase(0, name.find_last_of(L"\\/") + 1);
+  if (name.ends_with(L".exe")) name.resize(name.size() - 4);
+  return fmt::format("{}process {}", name.empty() ? "" : Utf8(name) + ", ", process);
+}
+
+// The programs of this machine that have a file open, as the system's restart manager knows them; those of
+// other machines it does not know.
+std::string ProgramsWith(const std::wstring& path) {
+  DWORD session = 0;
+  WCHAR key[CCH_RM_SESSION_KEY + 1] = {};
+  if (RmStartSession(&session, 0, key) != ERROR_SUCCESS) return {};
+  std::string programs;
+  LPCWSTR file = path.c_str();
+  std::vector<RM_PROCESS_INFO> found(16);
+  UINT needed = 0;
+  auto count = static_cast<UINT>(found.size());
+  DWORD reasons = RmRebootReasonNone;
+  if (RmRegisterResources(session, 1, &file, 0, nullptr, 0, nullptr) == ERROR_SUCCESS &&
+      RmGetList(session, &needed, &count, found.data(), &reasons) == ERROR_SUCCESS) {
+    for (UINT i = 0; i < count; ++i) {
+      if (!programs.empty()) programs += "; ";
+      programs += ProcessName(found[i].Process.dwProcessId);
+    }
+  }
+  RmEndSession(session);
+  return programs;
+}
+
+// Who has a file open for writing or will not share it, such as " (vntfix, process 4711)"; empty when the
+// system does not tell.
+std::string HolderOf(const std::wstring& path) {
+  const Handle handle(CreateFileW(path.c_str(), GENERIC_READ,
+                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+  std::string holder;
+  // On a file server the number may be that of another machine's process.
+  if (handle.valid() && !IsRemote(handle.get())) {
+    if (const DWORD process = WriterProcess(handle.get()); process != 0) holder = ProcessName(process);
+  }
+  if (holder.empty()) holder = ProgramsWith(path);
+  return holder.empty() ? holder : " (" + holder + ")";
 }
 
 // Others hold the content for themselves only as long as it takes to bring a file up to date.
@@ -307,14 +407,21 @@ class WinFileSystem : public FileSystem {
                               mode == OpenMode::kCreateNew ? CREATE_NEW : OPEN_EXISTING,
                               FILE_ATTRIBUTE_NORMAL | more_flags, nullptr));
     if (handle.valid()) {
-      if ((write && !TryLock(handle.get(), kWriterByte, true)) || !LockPatiently(handle.get(), false)) {
-        throw Error(ErrorKind::kLocked, fmt::format("The file {} is in use by another program.", path));
+      if (write && !TryLock(handle.get(), kWriterByte, true)) {
+        throw Error(ErrorKind::kLocked,
+                    fmt::format("The file {} is in use by another program{}.", path, HolderOf(wide)));
       }
+      if (!LockPatiently(handle.get(), false)) {
+        throw Error(ErrorKind::kLocked,
+                    fmt::format("The file {} is being written by another program{}.", path, HolderOf(wide)));
+      }
+      if (write) HoldProcessByte(handle.get());
       return std::make_unique<WinFile>(std::move(handle), path);
     }
     const DWORD code = GetLastError();
     if (code == ERROR_SHARING_VIOLATION) {
-      throw Error(ErrorKind::kLocked, fmt::format("The file {} is in use by another program.", path));
+      throw Error(ErrorKind::kLocked,
+                  fmt::format("The file {} is in use by another program{}.", path, HolderOf(wide)));
     }
     const DWORD attributes = GetFileAttributesW(wide.c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
@@ -379,7 +486,9 @@ class WinFileSystem : public FileSystem {
         size == 0 ? 0 : GetFinalPathNameByHandleW(handle.get(), resolved.data(), size, FILE_NAME_NORMALIZED);
     if (length == 0 || length >= size) return path;  // some network drives have no such answer
     resolved.resize(length);
-    return Utf8(resolved);
+    // Users are told of it, so it gets its usual form.
+    if (resolved.starts_with(L"\\\\?\\UNC\\")) return Utf8(L"\\\\" + resolved.substr(8));
+    return Utf8(resolved.starts_with(L"\\\\?\\") ? resolved.substr(4) : resolved);
   }
 
   // Locks on a lock file can be tried here wherever it lies, so one whose entries nobody locks is a leftover.

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <random>
 
 #include "access/check/check.h"
 #include "access/store/database.h"
@@ -10,6 +9,7 @@
 #include "run/databases.h"
 #include "run/guards.h"
 #include "samples/sample_database.h"
+#include "tests/process.h"
 
 namespace vnt::test {
 namespace {
@@ -68,10 +68,8 @@ std::string NoticeRows() {
 SampleDatabases::SampleDatabases() : scoped_messages_(messages), scoped_state_(state) {
   const Contents& made = Made();
   for (const auto& [name, content] : made.content) files.SetContent(name, content);
-  std::random_device random;
-  drive_c_ = (std::filesystem::temp_directory_path() / ("vnt-drive-c-" + std::to_string(random()))).string();
-  std::filesystem::create_directories(drive_c_);
-  SetEnvironment("VNTFIX_CDRIVE", drive_c_);
+  drive_c_ = Utf8Of(NewFolder("vnt-drive-c-"));
+  SetVariable("VNTFIX_CDRIVE", drive_c_);
   sizes.cache_bytes = 256u << 10;
   sizes.undo_bytes = 32u << 10;
   db::SetFileSystemForTest(&files);

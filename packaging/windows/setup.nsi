@@ -1,5 +1,6 @@
 ; The installer. Per user or per machine; removes what it installed and nothing else.
-; Defined on the command line: VERSION, STAGE (the folder with the files), ICON, OUTPUT.
+; Defined on the command line: VERSION, STAGE (the folder with the files), DELETE_LICENCES (a script that
+; deletes each of its licences from $INSTDIR), ICON, OUTPUT.
 
 Target amd64-unicode  ; a 32-bit installer would do nothing on a system without 32-bit programs
 Name "VNTFixdb"
@@ -40,6 +41,7 @@ VIAddVersionKey "ProductName" "VNTFixdb"
 VIAddVersionKey "ProductVersion" "${VERSION}"
 VIAddVersionKey "FileVersion" "${VERSION}"
 VIAddVersionKey "FileDescription" "VNTFixdb setup"
+VIAddVersionKey "LegalCopyright" ""
 
 ; EnvironmentKey: where the PATH of the chosen users is, in SHCTX.
 Var EnvironmentKey
@@ -223,10 +225,7 @@ Section "un.Programs"
     ${EndIf}
   ${EndIf}
   Delete "$SMPROGRAMS\VNTFixdb.lnk"
-  !tempfile LICENCES
-  !system 'cd "${STAGE}/licences" && for f in *.txt; do echo "Delete \"$$INSTDIR\\licences\\$$f\""; done >"${LICENCES}"'
-  !include "${LICENCES}"
-  !delfile "${LICENCES}"
+  !include "${DELETE_LICENCES}"
   RMDir "$INSTDIR\licences"
   Delete "$INSTDIR\README.txt"
   Delete "$INSTDIR\vntfix.exe"

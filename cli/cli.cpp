@@ -20,6 +20,9 @@ namespace {
 const std::map<std::string, jet::Format> kFormats{
     {"jet4", jet::Format::kJet4}, {"ace12", jet::Format::kAce12}, {"ace14", jet::Format::kAce14}};
 
+const std::map<std::string, platform::DateOrder> kDateOrders{{"dmy", platform::DateOrder::kDayFirst},
+                                                             {"mdy", platform::DateOrder::kMonthFirst}};
+
 // The options of all subcommands, filled by the parser.
 struct Parsed {
   FixOptions fix;
@@ -51,6 +54,9 @@ void AddFix(CLI::App& app, Parsed& p) {
   auto* all = fix->add_flag("--all", p.fix.all, "All forty fixes");
   only->excludes(except)->excludes(all);
   except->excludes(all);
+  fix->add_option("--date-order", p.fix.date_order,
+                  "Order in which dates are read, dmy or mdy (default: that of the regional settings)")
+      ->transform(CLI::CheckedTransformer(kDateOrders).description(""));
   fix->add_option("--data-level", p.fix.data_level, "Data level (default: DataLevel of KV_SOFT.ini)");
 }
 

@@ -8,6 +8,7 @@
 
 #include "access/base/types.h"
 #include "cli/cli.h"
+#include "platform/settings.h"
 
 namespace vnt::cli {
 
@@ -20,6 +21,7 @@ struct FixOptions {
   std::vector<int> except;
   bool all = false;
   std::optional<int> data_level;
+  std::optional<platform::DateOrder> date_order;
 };
 int Fix(const FixOptions& options, Streams& streams);
 int List(Streams& streams);

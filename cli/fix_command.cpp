@@ -94,6 +94,10 @@ int Fix(const FixOptions& options, Streams& streams) {
   if (options.reference) settings.Set("GLOBAL", "VeltRefdb", *options.reference);
   if (options.empty_template) settings.Set("GLOBAL", "EmptyDBV6", *options.empty_template);
   if (options.data_level) settings.Set("GLOBAL", "DataLevel", std::to_string(*options.data_level));
+  if (options.date_order) {
+    const bool day_first = *options.date_order == platform::DateOrder::kDayFirst;
+    settings.Set("intl", "sShortDate", day_first ? "d/M/yyyy" : "M/d/yyyy");
+  }
 
   ProgramState state;
   ScopedProgramState scoped_state(state);

@@ -58,20 +58,12 @@ constexpr Statement kComElNames[] = {
      kOfComEl},
 };
 
-// Whether the regional short date pattern names the month before the day. Without a pattern: day first.
-bool MonthComesFirst() {
-  const std::string pattern = platform::GetRegionalSetting("sShortDate");
-  const std::size_t day = pattern.find_first_of("dD");
-  const std::size_t month = pattern.find_first_of("mM");
-  return day != std::string::npos && month != std::string::npos && month < day;
-}
-
 // Reads a text of day, month and year, in that order, as the region's date conversion does: by the regional
 // order, and by the other one when that gives no date. DbError 13 when neither does.
 double ReadDayMonthYear(int day, int month, int year) {
   int read_day = day;
   int read_month = month;
-  if (MonthComesFirst()) std::swap(read_day, read_month);
+  if (platform::RegionalDateOrder() == platform::DateOrder::kMonthFirst) std::swap(read_day, read_month);
   if (!db::IsValidDate(year, read_month, read_day)) std::swap(read_day, read_month);
   if (!db::IsValidDate(year, read_month, read_day)) {
     throw db::DbError(db::kErrTypeMismatch, "VNTFixdb",

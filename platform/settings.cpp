@@ -20,6 +20,7 @@ constexpr std::string_view kSettingsFile = "KV_SOFT.ini";
 constexpr std::string_view kDefaultSection = "VeltGrab";
 constexpr std::size_t kSettingBuffer = 200;
 constexpr std::string_view kNoName = "NONAME";
+constexpr std::string_view kRegionalSection = "intl";
 
 std::string_view SectionOrDefault(std::string_view section) {
   return section.empty() ? kDefaultSection : section;
@@ -78,6 +79,19 @@ std::int32_t GetSettingInt(std::string_view section, std::string_view key) {
     return static_cast<std::int32_t>(std::strtol(value->c_str(), nullptr, 10));
   }
   return ReadProfileInt(kSettingsFile, SectionOrDefault(section), key, 0);
+}
+
+std::string GetRegionalSetting(std::string_view key) {
+  if (const std::string* value = FindOverride(kRegionalSection, key)) return *value;
+  return ReadRegionalSetting(key);
+}
+
+DateOrder RegionalDateOrder() {
+  const std::string pattern = GetRegionalSetting("sShortDate");
+  const std::size_t day = pattern.find_first_of("dD");
+  const std::size_t month = pattern.find_first_of("mM");
+  return day != std::string::npos && month != std::string::npos && month < day ? DateOrder::kMonthFirst
+                                                                               : DateOrder::kDayFirst;
 }
 
 std::string OperatorName(const std::optional<std::string>& user_name) {

@@ -36,8 +36,12 @@ std::int32_t GetSettingInt(std::string_view section, std::string_view key);
 inline constexpr std::size_t kRegionalBuffer = 10;
 std::string GetRegionalSetting(std::string_view key);
 
-// Values that stand in for those of KV_SOFT.ini while it lives (options of a command line; tests). They are
-// not cut.
+// In which order the region writes day and month, as `sShortDate` tells; day first when that tells nothing.
+enum class DateOrder { kDayFirst, kMonthFirst };
+DateOrder RegionalDateOrder();
+
+// Values that stand in for those of KV_SOFT.ini, and of section "intl", while it lives (options of a command
+// line; tests). They are not cut.
 class ScopedSettings {
  public:
   ScopedSettings() = default;

@@ -101,7 +101,7 @@ fs::path ProfileFile(std::string_view name) {
                                                              : fs::path(ResolvePath(name));
 }
 
-std::string GetRegionalSetting(std::string_view key) {
+std::string ReadRegionalSetting(std::string_view key) {
   return ReadProfileString("WIN.INI", "intl", key, kRegionalBuffer);
 }
 

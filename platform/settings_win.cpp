@@ -77,7 +77,7 @@ fs::path ProfileFile(std::string_view name) {
   return folders.front() / Wide(name);
 }
 
-std::string GetRegionalSetting(std::string_view key) {
+std::string ReadRegionalSetting(std::string_view key) {
   // A folder named for the settings holds these too.
   if (EnvironmentPath("VNTFIX_WINDIR").empty()) {
     std::vector<wchar_t> value(256);

@@ -1,15 +1,24 @@
 #include "run/run_report.h"
 
+#include <algorithm>
 #include <chrono>
-#include <filesystem>
 #include <fstream>
+#include <utility>
 
 #include <fmt/format.h>
 
+#include "fixes/identity.h"
 #include "platform/environment.h"
+#include "platform/settings.h"
 
 namespace vnt {
 namespace {
+
+// Whether what a fix writes depends on the order of day and month in the region.
+bool ReadsDates(const FixEntry& fix) {
+  return std::ranges::any_of(fix.routines,
+                             [](const FixRoutine& routine) { return routine.run == FixDateInUse; });
+}
 
 class FileReport : public RunObserver {
  public:
@@ -20,6 +29,14 @@ class FileReport : public RunObserver {
   std::ofstream file_;
   RunReport report_;
 };
+
+// Not open when there is to be no report. Line ends are the same everywhere.
+std::ofstream OpenReport(std::ios::openmode mode) {
+  std::ofstream file;
+  const auto path = platform::EnvironmentPath("VNTFIX_RUN_REPORT");
+  if (!path.empty()) file.open(path, std::ios::binary | std::ios::out | mode);
+  return file;
+}
 
 }  // namespace
 
@@ -45,17 +62,23 @@ std::string ReportLine(const FixResult& result) {
   if (!result.errors.empty()) {
     outcome += fmt::format("  {} error{}", result.errors.size(), result.errors.size() == 1 ? "" : "s");
   }
+  if (result.fix != nullptr && ReadsDates(*result.fix)) {
+    const bool day_first = platform::RegionalDateOrder() == platform::DateOrder::kDayFirst;
+    outcome += day_first ? "  (day before month)" : "  (month before day)";
+  }
   return fmt::format("{:>2}  {:<42} {}", index, caption, outcome);
 }
 
 void RunReport::FixEnds(const FixResult& result) { out_ << ReportLine(result) << std::endl; }
 
-std::unique_ptr<RunObserver> MakeReportFromEnvironment() {
-  if (const auto path = platform::EnvironmentPath("VNTFIX_RUN_REPORT"); !path.empty()) {
-    std::ofstream file(path);
-    if (file) return std::make_unique<FileReport>(std::move(file));
-  }
+void StartUnattendedReport() { OpenReport(std::ios::trunc); }
+
+std::unique_ptr<RunObserver> MakeUnattendedReport() {
+  std::ofstream file = OpenReport(std::ios::app);
+  if (file.is_open()) return std::make_unique<FileReport>(std::move(file));
   return std::make_unique<RunObserver>();
 }
+
+void ReportMessage(std::string_view text) { OpenReport(std::ios::app) << text << std::endl; }
 
 }  // namespace vnt

@@ -5,6 +5,7 @@
 #include <iosfwd>
 #include <memory>
 #include <string>
+#include <string_view>
 
 #include "run/fix_runner.h"
 
@@ -13,6 +14,7 @@ namespace vnt {
 // The line of one fix, without line end:
 //   " 7  Convert Frequencies MHz to GHz                    120 rows     0.004 s  1 error"
 //   "22  Sort Frequencies                           undone"
+// A fix that reads dates by the region says in which order it did.
 std::string ReportLine(const FixResult& result);
 
 // Each line reaches its reader at once.
@@ -26,8 +28,14 @@ class RunReport : public RunObserver {
   std::ostream& out_;
 };
 
-// A report into the file that VNTFIX_RUN_REPORT names (replaced); an observer that does nothing when the
-// variable is not set or the file cannot be written.
-std::unique_ptr<RunObserver> MakeReportFromEnvironment();
+// The report of an unattended run, in the file that VNTFIX_RUN_REPORT names. Where the variable is not set,
+// or the file cannot be written, all of these do nothing.
+
+// Empties the file.
+void StartUnattendedReport();
+// Adds the line of each fix.
+std::unique_ptr<RunObserver> MakeUnattendedReport();
+// Adds a message that nobody could be shown.
+void ReportMessage(std::string_view text);
 
 }  // namespace vnt

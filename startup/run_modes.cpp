@@ -8,6 +8,7 @@
 #include "program/program_state.h"
 #include "run/databases.h"
 #include "run/guards.h"
+#include "run/run_report.h"
 #include "startup/unshown_window.h"
 
 namespace vnt {
@@ -97,6 +98,7 @@ std::optional<int> StartUp(std::string_view command_line, StartUpHost& host) {
   const RunMode mode = RunModeOf(command_line);
   State().ntc_id = 0;
   State().active = mode == RunMode::kPreparedInteractive;
+  if (mode == RunMode::kUnattended) StartUnattendedReport();
   try {
     if (mode != RunMode::kInteractive && !OpenPreparedDatabase(host)) {
       CloseDatabases();

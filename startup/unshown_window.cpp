@@ -5,7 +5,7 @@
 namespace vnt {
 
 bool UnshownWindow::Automatic_Fix() {
-  const std::unique_ptr<RunObserver> report = MakeReportFromEnvironment();
+  const std::unique_ptr<RunObserver> report = MakeUnattendedReport();
   const RunResult result = RunFixes(selection_, *report);
   return !result.refused && !result.failed();
 }

@@ -19,6 +19,7 @@
 #include "platform/interruption.h"
 #include "program/program_state.h"
 #include "run/databases.h"
+#include "run/run_report.h"
 #include "startup/run_modes.h"
 #include "ui/box_messages.h"
 #include "ui/main_frame.h"
@@ -75,8 +76,8 @@ class Toolkit {
   bool started_ = false;
 };
 
-// Message boxes for a run that may never show one: the toolkit starts with the first. Standard error where
-// no box can be shown.
+// Message boxes for a run that may never show one: the toolkit starts with the first. Where no box can be
+// shown, standard error and the report of the run.
 class UnattendedMessages : public platform::Messages {
  public:
   explicit UnattendedMessages(char* program_name) : program_name_(program_name) {}
@@ -87,6 +88,7 @@ class UnattendedMessages : public platform::Messages {
       boxes_.Show(text, style);
     } else {
       std::cerr << text << std::endl;
+      ReportMessage(text);
     }
   }
 

@@ -219,6 +219,37 @@ TEST_F(CliTest, FixPrintsALinePerFixAndTellsOfMissingReferences) {
   EXPECT_EQ(RunCli({"check", file}).code, kOk);
 }
 
+TEST_F(CliTest, DatesAreReadInTheOrderThatIsStatedElseInTheRegions) {
+  struct Case {
+    const char* stated;
+    const char* regional;
+    const char* date;
+    const char* report;
+  };
+  constexpr const char* kMonthFirst = "  (month before day)\n";
+  constexpr const char* kDayFirst = "  (day before month)\n";
+  const Case cases[] = {{"mdy", "dd/MM/yyyy", "2049-05-03", kMonthFirst},
+                        {"dmy", "M/d/yyyy", "2049-03-05", kDayFirst},
+                        {"", "M/d/yyyy", "2049-05-03", kMonthFirst},
+                        {"", "dd/MM/yyyy", "2049-03-05", kDayFirst}};
+  MakeSample();
+  const std::string file = At("notices.mdb");
+  for (const Case& c : cases) {
+    std::ofstream(folder_ / "WIN.INI", std::ios::binary) << "[intl]\nsShortDate=" << c.regional << "\n";
+    ASSERT_EQ(RunCli({"sql", file, "update grp set d_inuse = #3/5/1949#"}).code, kOk);
+    std::vector<std::string> arguments = {"fix", file, "--reference", At("reference.mdb"), "--only", "9"};
+    if (*c.stated != '\0') arguments.insert(arguments.end(), {"--date-order", c.stated});
+    const Outcome fixed = RunCli(arguments);
+    EXPECT_EQ(fixed.code, kOk) << fixed.err;
+    EXPECT_THAT(fixed.out, HasSubstr(c.report)) << c.stated << c.regional;
+    EXPECT_EQ(
+        RunCli({"sql", file, "--csv", "select distinct format(d_inuse, 'yyyy-mm-dd') as d from grp"}).out,
+        "\"d\"\n\"" + std::string(c.date) + "\"\n")
+        << c.stated << c.regional;
+  }
+  EXPECT_EQ(RunCli({"fix", file, "--date-order", "ymd"}).code, kUsage);
+}
+
 TEST_F(CliTest, FailingFixExitsWithOneAndTheRunGoesOn) {
   MakeSample();
   const std::string file = At("notices.mdb");

@@ -110,6 +110,8 @@ int Fix(const FixOptions& options, Streams& streams) {
     ShowError(error);
     return InterruptedStatus() != 0 ? InterruptedStatus() : kRefused;
   }
+  // The message about it has been shown; it does not say why.
+  if (State().read_only) streams.err << State().read_only_reason << '\n';
   const FixSelection selection = Select(options);
   if (const std::string fault = ReferenceFault(selection); !fault.empty()) {
     streams.err << fault << '\n';

@@ -21,6 +21,7 @@ struct ProgramState {
   std::unique_ptr<db::cadodb> reference_connection;
   std::string reference_database;  // setting VeltRefdb, read by each run
   bool read_only = false;
+  std::string read_only_reason;  // why the database open now cannot be changed; empty: it can
   std::int16_t version_no = 0;
   std::int16_t version_no_sub = 0;
   bool active = false;

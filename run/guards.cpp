@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <new>
+#include <string>
 #include <utility>
 
 #include "fixes/reference_tables.h"
@@ -42,6 +43,7 @@ class FormerDatabase {
       : main_(std::exchange(State().main_connection, std::move(main))),
         second_(std::exchange(State().second_connection, std::move(second))),
         read_only_(State().read_only),
+        read_only_reason_(State().read_only_reason),
         version_no_(State().version_no),
         version_no_sub_(State().version_no_sub) {}
   ~FormerDatabase() {
@@ -49,6 +51,7 @@ class FormerDatabase {
     State().main_connection = std::move(main_);
     State().second_connection = std::move(second_);
     State().read_only = read_only_;
+    State().read_only_reason = read_only_reason_;
     State().version_no = version_no_;
     State().version_no_sub = version_no_sub_;
   }
@@ -61,6 +64,7 @@ class FormerDatabase {
   bool kept_ = false;
   std::unique_ptr<db::cadodb> main_, second_;
   bool read_only_;
+  std::string read_only_reason_;
   std::int16_t version_no_, version_no_sub_;
 };
 
@@ -138,9 +142,11 @@ bool IsDatabaseReadOnly() {
   };
   try {
     rewrite_version();
+    State().read_only_reason.clear();
     return false;
   } catch (const db::DbError& error) {
     if (error.is_environment()) throw;
+    State().read_only_reason = error.description();
     return true;
   }
 }

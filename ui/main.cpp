@@ -130,6 +130,8 @@ int RunUnattended(const std::string& command_line, char* program_name) {
   UnattendedHost host;
   const platform::InterruptionScope interruptible(jet::interruption);
   const int exit_code = StartUp(command_line, host).value_or(0);
+  // The box that refuses it does not say why.
+  if (!State().read_only_reason.empty()) std::cerr << State().read_only_reason << std::endl;
   constexpr int kSignalBase = 128;
   const int signal = jet::interruption;
   return signal != 0 && exit_code != 0 ? kSignalBase + signal : exit_code;

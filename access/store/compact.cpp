@@ -1,5 +1,4 @@
 #include "access/store/compact.h"
-#include "access/file/page_view.h"
 
 #include <algorithm>
 #include <memory>
@@ -7,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "access/base/interruption.h"
+#include "access/file/page_view.h"
 #include "access/store/data_page.h"
 #include "access/store/database_impl.h"
 #include "access/store/usage_map.h"
@@ -120,7 +121,10 @@ class Compaction {
     {
       TableCursor cursor(*old);
       Row row;
-      for (RowId id; cursor.Next(&row, &id);) table->CopyRow(row);
+      for (RowId id; cursor.Next(&row, &id);) {
+        ThrowIfInterrupted();
+        table->CopyRow(row);
+      }
     }
     for (std::size_t i = 0; i < table->def().indexes.size(); ++i) table->BuildIndex(static_cast<int>(i));
   }

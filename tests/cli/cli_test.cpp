@@ -60,6 +60,17 @@ class CliTest : public testing::Test {
   fs::path folder_ = test::NewFolder("vntfix-cli-");
 };
 
+// What Access leaves untidy too does not fail a check.
+TEST_F(CliTest, CheckWithRemarksOnlyIsPassed) {
+  const std::string file = NewDatabase();
+  constexpr int kRowCountOfCatalog = 2 * 4096 + 16;
+  std::fstream(file, std::ios::binary | std::ios::in | std::ios::out).seekp(kRowCountOfCatalog).put('\x63');
+  const Outcome untidy = RunCli({"check", file});
+  EXPECT_EQ(untidy.code, kOk);
+  EXPECT_THAT(untidy.out, HasSubstr("remark: page 2: Table \"MSysObjects\" has"));
+  EXPECT_EQ(untidy.err, file + ": 0 faults, 1 remark.\n");
+}
+
 // Lengths of text are characters in every version. A change of such a file is refused, with the reason.
 TEST_F(CliTest, Access97FilesAreReadAndSayWhyTheyAreNotChanged) {
   const char* samples = std::getenv("ACCESS_SAMPLES");

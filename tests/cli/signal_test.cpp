@@ -141,5 +141,43 @@ TEST_F(SignalTest, EndOtherCommands) {
   EXPECT_EQ(Wait(Start({"check", file})), 0);
 }
 
+// It is interrupted, or killed, at moments that differ from run to run: the rows are there, the file is
+// sound, and the next one completes.
+TEST_F(SignalTest, EndCompact) {
+  fs::copy_file(At("s/notices.mdb"), At("whole.mdb"));
+  Wait(Start({"sql", At("whole.mdb"), "DELETE FROM freq", "DELETE FROM provn"}));
+  const std::vector<std::string> rows = {"export", At("notices.mdb"), "assgn"};
+  fs::copy_file(At("whole.mdb"), At("notices.mdb"));
+  EXPECT_EQ(Wait(Start(rows)), 0);
+  const std::string before = Written("out");
+  const auto start = Clock::now();
+  EXPECT_EQ(Wait(Start({"compact", At("notices.mdb")})), 0);
+  const auto length = std::chrono::duration_cast<milliseconds>(Clock::now() - start);
+  const std::random_device::result_type seed = std::random_device()();
+  SCOPED_TRACE("seed " + std::to_string(seed));
+  std::mt19937 random(seed);
+  int ended = 0;
+  for (int round = 0; round < 20; ++round) {
+    const int signal = std::array{SIGINT, SIGKILL}[static_cast<std::size_t>(round % 2)];
+    fs::copy_file(At("whole.mdb"), At("notices.mdb"), fs::copy_options::overwrite_existing);
+    const pid_t child = Start({"compact", At("notices.mdb")});
+    std::this_thread::sleep_for(milliseconds(random() % static_cast<unsigned>(length.count())));
+    kill(child, signal);
+    const int status = Wait(child);
+    if (status == 128 + signal) {
+      EXPECT_THAT(Written("err"), ::testing::HasSubstr("interrupted"));
+    }
+    EXPECT_TRUE(status == 0 || status == 128 + signal || status == 1000 + signal) << status;
+    ended += status != 0 ? 1 : 0;
+    EXPECT_EQ(Wait(Start({"check", At("notices.mdb")})), 0) << Written("out");
+    EXPECT_EQ(Wait(Start({"compact", At("notices.mdb")})), 0) << Written("err");
+    EXPECT_EQ(Wait(Start({"check", At("notices.mdb")})), 0) << Written("out");
+    EXPECT_EQ(Wait(Start(rows)), 0);
+    EXPECT_EQ(Written("out"), before);
+    EXPECT_FALSE(fs::exists(At("notices.mdb-vntjournal")));
+  }
+  EXPECT_GT(ended, 5);
+}
+
 }  // namespace
 }  // namespace vnt::cli

@@ -402,6 +402,19 @@ INSTANTIATE_TEST_SUITE_P(
                 {FillMissingComElData},
                 "select ntc_id, sat_name, stn_name, long_nom from com_el order by ntc_id",
                 {"1|NEW|-|7", "2|SAME|-|5", "3|X|-|0", "4|-|B|9", "5|Q|-|0"}},
+        RowCase{"StationsAreFilledInTableOrderUpToTheFirstThatIsMissing",
+                R"(create index ux_long on com_el (long_nom);
+                   create index ux_notice on com_el (ntc_id);
+                   insert into com_el (ntc_id, ntc_type, long_nom) values (9, 'S', 0);
+                   insert into com_el (ntc_id, ntc_type, long_nom) values (3, 'S', 0);
+                   insert into com_el (ntc_id, ntc_type, long_nom) values (5, 'S', null);
+                   insert into e_stn (ntc_id, long_nom) values (5, 1);
+                   insert into e_stn (ntc_id, long_nom) values (9, 2))",
+                {FillMissingComElData},
+                "select ntc_id, long_nom from com_el order by ntc_id",
+                {"3|0", "5|-", "9|2"},
+                0,
+                {"plain: 3021 No current record."}},
         RowCase{"NamesAndFlags",
                 R"(insert into e_as_stn (grp_id, seq_no, stn_name) values (1, 1, 'Raisting 2');
                    insert into grp (grp_id, ntc_id, beam_name) values (1, 7, ' B1 ');

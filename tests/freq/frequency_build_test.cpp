@@ -83,6 +83,25 @@ TEST(BuildFreq, EdgePairsOfAdvancePublication) {
   EXPECT_TRUE(LogText(database).starts_with("Tidyworks Log for Freq errors "));
 }
 
+// Whatever index finds the groups: the date that is carried over is that of the row before in the table.
+TEST(BuildFreq, GroupsComeInTableOrder) {
+  NoticeDatabase database;
+  database.Run(R"(
+    create index ux_groups on grp (ntc_id, grp_id);
+    insert into notice (ntc_id, ntf_rsn, ntc_type) values (1, 'A', 'G');
+    insert into grp (grp_id, ntc_id, beam_name, d_prot_eff) values (12, 1, 'B', #1/2/2003#);
+    insert into grp (grp_id, ntc_id, beam_name) values (10, 1, 'B');
+    insert into grp (grp_id, ntc_id, beam_name, d_prot_eff) values (11, 1, 'B', #5/5/2005#))");
+  for (const char* group : {"10", "11", "12"}) {
+    for (const char* edge : {"1", "2"}) {
+      database.Run(std::string("insert into assgn values (") + group + ", " + edge + ", 'M', 20, 20, null)");
+    }
+  }
+  BuildFreqForADVP();
+  EXPECT_EQ(database.Rows("select grp_id, d_prot_eff from freq order by grp_id"),
+            (Lines{"10|2003-02-01", "11|2005-05-05", "12|2003-02-01"}));
+}
+
 TEST(BuildFreq, CentresNeedFrequencyAndBandwidth) {
   NoticeDatabase database;
   database.Run(R"(

@@ -1,5 +1,6 @@
 // Opening of an Access database: two connections, read-only test, version, refresh of version 5.0.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "run/guards.h"
@@ -53,6 +54,44 @@ TEST(Guards, ReadOnlyIsToldAndEndsAnActiveStart) {
   database.state.active = true;
   EXPECT_THROW(OpenAccessDatabase(), EndProgram);
   EXPECT_EQ(database.messages.shown, kMessage);
+}
+
+// What cannot be read is not what cannot be written: the failure is told as it is, and nothing is opened.
+TEST(Guards, AFailingReadIsNotReadOnly) {
+  NoticeDatabase database;
+  database.Run("insert into vnt_ooak (version_no, version_no_sub) values (7, 0)");
+  database.CloseAll();
+  int failed = 0;
+  for (std::uint64_t n = 1; n < 200; ++n) {
+    SCOPED_TRACE(n);
+    database.files().FailReadAt(database.files().reads() + n);
+    const std::uint64_t before = database.files().reads();
+    try {
+      OpenAccessDatabase();
+      if (database.files().reads() < before + n) break;
+    } catch (const db::DbError& error) {
+      ++failed;
+      EXPECT_TRUE(error.is_environment()) << error.description();
+    }
+    EXPECT_FALSE(database.state.read_only);
+    EXPECT_TRUE(database.messages.shown.empty());
+    database.CloseAll();
+  }
+  database.files().FailReadAt(0);
+  EXPECT_GT(failed, 5);
+}
+
+TEST(Guards, WhyADatabaseIsReadOnlyIsKnownUntilAnotherIsOpened) {
+  NoticeDatabase database;
+  database.Run("insert into vnt_ooak (version_no, version_no_sub) values (7, 0)");
+  database.CloseAll();
+  database.files().SetReadOnly(NoticeDatabase::kNotice, true);
+  OpenAccessDatabase();
+  EXPECT_THAT(database.state.read_only_reason, ::testing::HasSubstr("is marked as read-only"));
+  database.CloseAll();
+  database.files().SetReadOnly(NoticeDatabase::kNotice, false);
+  OpenAccessDatabase();
+  EXPECT_EQ(database.state.read_only_reason, "");
 }
 
 TEST(Guards, AnEmptyVersionTablePassesAsWritable) {

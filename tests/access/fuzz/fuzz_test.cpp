@@ -20,16 +20,12 @@
 #include "access/sql/session.h"
 #include "access/store/database.h"
 #include "tests/access/crash/work_database.h"
+#include "tests/access/fuzz/seeds.h"
 
 namespace jet {
 namespace {
 
 const std::string kPath = "/data/a.mdb";
-
-std::uint64_t FromEnvironment(const char* name, std::uint64_t otherwise) {
-  const char* text = std::getenv(name);
-  return text == nullptr ? otherwise : std::strtoull(text, nullptr, 10);
-}
 
 using Random = std::mt19937_64;
 

@@ -1,6 +1,10 @@
 // The window, the runner and the engine together, on sample databases in files.
 
+#include <filesystem>
+
 #include "access/file/file.h"
+#include "access/sql/session.h"
+#include "run/databases.h"
 #include "samples/sample_database.h"
 #include "tests/ui/window_fixture.h"
 
@@ -54,6 +58,38 @@ TEST_F(RealDatabaseTest, FileThatIsNoDatabaseLeavesTheFormerOpen) {
   EXPECT_EQ(state_.current_database, sample_.notice);
   EXPECT_EQ(state_.main_connection.get(), connection);
   EXPECT_EQ(Count("notice"), 10);
+}
+
+// Between runs the file belongs to whoever wants it, and a run takes the one that is there then.
+TEST_F(RealDatabaseTest, AnIdleWindowHoldsNoFile) {
+  namespace fs = std::filesystem;
+  Open(sample_.notice);
+  const fs::path copy = folder_ / "copy.mdb";
+  fs::copy_file(sample_.notice, copy);
+  {
+    const std::shared_ptr<jet::Database> other =
+        jet::Database::Open(jet::PlatformFileSystem(), sample_.notice, jet::OpenMode::kReadWrite);
+    jet::sql::Session(other).Execute("delete from history");
+    other->Checkpoint();
+  }
+  Click("cmdclear");
+  Box(7).SetValue(true);
+  Click("Command2");
+  EXPECT_EQ(Count("history"), Count("notice"));
+  ReleaseDatabases();
+
+  fs::rename(copy, sample_.notice);
+  Click("Command2");
+  EXPECT_EQ(Count("assgn where freq_sym = 'M' and freq_assgn > 10500"), 0);
+  EXPECT_GT(Count("history"), Count("notice"));
+  ReleaseDatabases();
+
+  messages_.shown.clear();
+  fs::remove(sample_.notice);
+  Click("Command2");
+  ASSERT_EQ(messages_.shown.size(), 1U);
+  EXPECT_THAT(messages_.shown.front().first, ::testing::HasSubstr("does not exist"));
+  EXPECT_FALSE(fs::exists(sample_.notice));
 }
 
 }  // namespace

@@ -20,6 +20,11 @@ for format in jet4 ace12 ace14; do
     --template "$work/$format/template.$extension" --data-level -1 --all >/dev/null
   "$vntfix" check "$work/$format/notices.$extension"
   files+=("$work/types-$format.$extension" "$work/$format/notices.$extension" "$work/$format/reference.$extension")
+  for name in types-$format $format/notices; do
+    cp "$work/$name.$extension" "$work/$name-dense.$extension"
+    "$vntfix" compact "$work/$name-dense.$extension" >/dev/null
+    files+=("$work/$name-dense.$extension")
+  done
 done
 if [ -n "${ACCESS_SAMPLES:-}" ]; then
   files+=("$ACCESS_SAMPLES"/{jet3,jet4,ace12,ace14,hard}/*.*db)

@@ -1,6 +1,7 @@
 #include "cli/cli.h"
 
-#include <limits>
+#include <algorithm>
+#include <filesystem>
 #include <map>
 #include <new>
 #include <ostream>
@@ -13,6 +14,7 @@
 #include "cli/interruptible.h"
 #include "db/engine_errors.h"
 #include "db/error.h"
+#include "platform/paths.h"
 
 namespace vnt::cli {
 namespace {
@@ -23,9 +25,15 @@ const std::map<std::string, jet::Format> kFormats{
 const std::map<std::string, platform::DateOrder> kDateOrders{{"dmy", platform::DateOrder::kDayFirst},
                                                              {"mdy", platform::DateOrder::kMonthFirst}};
 
+const std::map<std::string, RecordFormat> kReportFormats{{"text", RecordFormat::kText},
+                                                         {"json", RecordFormat::kJson}};
+
 // The options of all subcommands, filled by the parser.
 struct Parsed {
   FixOptions fix;
+  bool backup = false;
+  std::string backup_folder;
+  UndoOptions undo;
   std::string file, table;
   bool all_tables = false;
   jet::Format format = jet::Format::kJet4;
@@ -34,30 +42,43 @@ struct Parsed {
 };
 
 void AddFix(CLI::App& app, Parsed& p) {
-  CLI::App* fix = app.add_subcommand("fix", "Run fixes on a notice database");
-  fix->add_option("FILE", p.fix.file, "Notice database (.mdb or .accdb)")->required();
+  CLI::App* fix = app.add_subcommand("fix", "Run fixes on notice databases");
+  fix->add_option("FILE", p.fix.files, "Notice databases (.mdb or .accdb), one after the other")->required();
   fix->add_option("--reference", p.fix.reference,
                   "Pattern reference database (default: VeltRefdb of KV_SOFT.ini)");
   fix->add_option("--template", p.fix.empty_template,
                   "Empty template database (default: EmptyDBV6 of KV_SOFT.ini)");
-  fix->add_option("--notice", p.fix.notice, "Only this notice")
-      ->check(CLI::Range(1, std::numeric_limits<std::int32_t>::max()));
-  // A list is one word: the file may stand after it.
-  auto* only = fix->add_option("--only", p.fix.only, "Only these fixes, by index")
-                   ->delimiter(',')
-                   ->allow_extra_args(false)
-                   ->check(CLI::Range(0, 39));
-  auto* except = fix->add_option("--except", p.fix.except, "The default fixes without these")
-                     ->delimiter(',')
-                     ->allow_extra_args(false)
-                     ->check(CLI::Range(0, 39));
+  fix->add_option("--notice", p.fix.notices, "Only these notices, such as 7 or 5,7-9");
+  fix->add_flag("--strict-notice", p.fix.strict_notice,
+                "With --notice, leave out the fixes that reach beyond the notice (see list)");
+  auto* only = fix->add_option("--only", p.fix.only,
+                               "Only these fixes: a number from 0 to 39, a range such as 7-9, or words of a "
+                               "caption such as \"sort freq\"; several with commas");
+  auto* except = fix->add_option("--except", p.fix.except, "The default fixes without these");
   auto* all = fix->add_flag("--all", p.fix.all, "All forty fixes");
   only->excludes(except)->excludes(all);
   except->excludes(all);
+  auto* dry_run = fix->add_flag("--dry-run", p.fix.dry_run, "Show what a run would do; no file is written");
+  auto* backup =
+      fix->add_flag("--backup", p.backup, "First copy each file to NAME.YYYYMMDD-HHMMSS.bak, for \"undo\"");
+  fix->add_option("--backup-folder", p.backup_folder, "The same, into this folder")->excludes(dry_run);
+  backup->excludes(dry_run);
+  fix->add_option("--report", p.fix.report, "Write what was done to this file");
+  fix->add_option("--format", p.fix.report_format,
+                  "Format of the report, text or json (default: by its name)")
+      ->transform(CLI::CheckedTransformer(kReportFormats).description(""));
   fix->add_option("--date-order", p.fix.date_order,
                   "Order in which dates are read, dmy or mdy (default: that of the regional settings)")
       ->transform(CLI::CheckedTransformer(kDateOrders).description(""));
   fix->add_option("--data-level", p.fix.data_level, "Data level (default: DataLevel of KV_SOFT.ini)");
+  auto* quiet = fix->add_flag("--quiet", p.fix.quiet, "Print errors only");
+  fix->add_flag("--verbose", p.fix.verbose, "Print every error that differs in a word")->excludes(quiet);
+
+  CLI::App* undo = app.add_subcommand("undo", "Put back what a file was before its last run with --backup");
+  undo->add_option("FILE", p.undo.file, "Notice database")->required();
+  undo->add_option("--backup-folder", p.undo.folder, "Where the backups are (default: beside the file)");
+  undo->add_flag("--list", p.undo.list, "Only list the backups that there are, newest first");
+  undo->add_flag("--force", p.undo.force, "Even when the file was changed since that run");
 }
 
 void AddFileCommands(CLI::App& app, Parsed& p) {
@@ -95,8 +116,26 @@ void AddOthers(CLI::App& app, Parsed& p) {
   app.add_subcommand("list", "List the fixes: index, default tick, caption, what it does");
 }
 
+// "--backup FOLDER" is understood too: a folder among the files can be nothing else.
+FixOptions FixOptionsOf(const Parsed& p) {
+  FixOptions options = p.fix;
+  if (p.backup || !p.backup_folder.empty()) options.backup = p.backup_folder;
+  if (p.backup && p.backup_folder.empty()) {
+    const auto folder = std::ranges::find_if(options.files, [](const std::string& file) {
+      std::error_code error;
+      return std::filesystem::is_directory(platform::PathOf(file), error);
+    });
+    if (folder != options.files.end()) {
+      options.backup = *folder;
+      options.files.erase(folder);
+    }
+  }
+  return options;
+}
+
 int Dispatch(const std::string& command, const Parsed& p, Streams& streams) {
-  if (command == "fix") return Fix(p.fix, streams);
+  if (command == "fix") return Fix(FixOptionsOf(p), streams);
+  if (command == "undo") return Undo(p.undo, streams);
   if (command == "list") return List(streams);
   if (command == "new") return New(p.file, p.format, streams);
   if (command == "tables") return Tables(p.file, p.all_tables, streams);

@@ -9,22 +9,36 @@
 #include "access/base/types.h"
 #include "cli/cli.h"
 #include "platform/settings.h"
+#include "run/run_record.h"
 
 namespace vnt::cli {
 
 struct FixOptions {
-  std::string file;
+  std::vector<std::string> files;
   std::optional<std::string> reference;
   std::optional<std::string> empty_template;
-  std::int32_t notice = 0;
-  std::vector<int> only;
-  std::vector<int> except;
+  std::string notices;  // as ParseNotices() reads them; empty: all
+  bool strict_notice = false;
+  std::string only, except;  // as ChooseFixes() reads them
   bool all = false;
+  bool dry_run = false;
+  std::optional<std::string> backup;  // the folder; empty: that of the file
+  std::string report;                 // path; empty: none
+  std::optional<RecordFormat> report_format;
+  bool quiet = false, verbose = false;
   std::optional<int> data_level;
   std::optional<platform::DateOrder> date_order;
 };
 int Fix(const FixOptions& options, Streams& streams);
 int List(Streams& streams);
+
+struct UndoOptions {
+  std::string file;
+  std::string folder;  // empty: that of the file
+  bool list = false;
+  bool force = false;
+};
+int Undo(const UndoOptions& options, Streams& streams);
 
 int New(const std::string& file, jet::Format format, Streams& streams);
 int Tables(const std::string& file, bool all, Streams& streams);

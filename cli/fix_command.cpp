@@ -1,96 +1,45 @@
 // vntfix fix and vntfix list.
+#include <fstream>
 #include <functional>
-#include <map>
-#include <new>
+#include <memory>
+#include <optional>
 #include <ostream>
 #include <string>
 
 #include <fmt/format.h>
 
+#include "access/base/error.h"
+#include "access/file/overlay.h"
 #include "cli/commands.h"
+#include "cli/fix_choice.h"
+#include "cli/fix_printer.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
-#include "platform/messages.h"
+#include "db/file_system.h"
+#include "platform/paths.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
-#include "run/fix_runner.h"
 #include "run/guards.h"
+#include "run/recorded_run.h"
 #include "run/reference_check.h"
-#include "run/run_report.h"
 
 namespace vnt::cli {
 namespace {
 
-// Texts on the error stream, each of them once within a fix.
-class StreamMessages : public platform::Messages {
- public:
-  explicit StreamMessages(std::ostream& err) : err_(err) {}
-  void Show(std::string_view text, platform::MessageStyle) override {
-    // Without memory it is told all the same.
-    try {
-      if (++shown_.try_emplace(std::string(text)).first->second > 1) return;
-    } catch (const std::bad_alloc&) {
-    }
-    err_ << text << '\n';
-  }
-  // Shows the text unless it was shown since the last Forget().
-  void ShowOnce(const std::string& text) {
-    if (shown_.try_emplace(text, 1).second) err_ << text << '\n';
-  }
-  // A fix has ended; what it repeated is told with its number.
-  void Forget() {
-    for (const auto& [text, times] : shown_) {
-      if (times > 1) err_ << fmt::format("{} ({} times)\n", text, times);
-    }
-    shown_.clear();
-  }
-
- private:
-  std::ostream& err_;
-  std::map<std::string, int, std::less<>> shown_;
-};
-
-// Prints a line per fix as it ends, and on a terminal the name of the running one.
-class FixPrinter : public RunReport {
- public:
-  FixPrinter(Streams& streams, StreamMessages& messages)
-      : RunReport(streams.out), streams_(streams), messages_(messages) {}
-
-  void FixStarts(const FixEntry& fix, int number, int count) override {
-    if (streams_.progress) {
-      streams_.err << fmt::format("\r{}/{} {:<50}\r", number, count, fix.caption) << std::flush;
-    }
-  }
-
-  // The runner's own message does not say what failed, and what goes into a log file is not shown at all.
-  void FixEnds(const FixResult& result) override {
-    for (const db::DbError& error : result.errors) {
-      messages_.ShowOnce(std::to_string(error.number()) + " " + error.description());
-    }
-    messages_.Forget();
-    RunReport::FixEnds(result);
-  }
-
- private:
-  Streams& streams_;
-  StreamMessages& messages_;
-};
-
 FixSelection Select(const FixOptions& options) {
   FixSelection selection = DefaultSelection();
   if (options.all) selection.set();
-  if (!options.only.empty()) selection.reset();
-  for (const int index : options.only) selection.set(static_cast<std::size_t>(index));
-  for (const int index : options.except) selection.reset(static_cast<std::size_t>(index));
+  if (!options.only.empty()) selection = ChooseFixes(options.only);
+  if (!options.except.empty()) selection &= ~ChooseFixes(options.except);
+  if (options.strict_notice && !options.notices.empty()) {
+    for (const FixEntry& fix : FixCatalogue()) {
+      if (!fix.reach.empty()) selection.reset(static_cast<std::size_t>(fix.index));
+    }
+  }
   return selection;
 }
 
-}  // namespace
-
-int Fix(const FixOptions& options, Streams& streams) {
-  StreamMessages messages(streams.err);
-  platform::ScopedMessages scoped_messages(messages);
-  platform::ScopedSettings settings;
+void SetSettings(const FixOptions& options, platform::ScopedSettings& settings) {
   if (options.reference) settings.Set("GLOBAL", "VeltRefdb", *options.reference);
   if (options.empty_template) settings.Set("GLOBAL", "EmptyDBV6", *options.empty_template);
   if (options.data_level) settings.Set("GLOBAL", "DataLevel", std::to_string(*options.data_level));
@@ -98,38 +47,156 @@ int Fix(const FixOptions& options, Streams& streams) {
     const bool day_first = *options.date_order == platform::DateOrder::kDayFirst;
     settings.Set("intl", "sShortDate", day_first ? "d/M/yyyy" : "M/d/yyyy");
   }
+}
 
-  ProgramState state;
-  ScopedProgramState scoped_state(state);
-  state.current_database = options.file;
-  state.ntc_id = options.notice;
-  const Interruptible interruptible;
-  try {
-    OpenAccessDatabase();
-  } catch (const db::DbError& error) {
-    ShowError(error);
-    return InterruptedStatus() != 0 ? InterruptedStatus() : kRefused;
+// The notices of the open database that were asked for; a number that stands for none is a ChoiceError.
+std::vector<std::int32_t> FindNotices(const std::vector<NoticeRange>& ranges) {
+  std::vector<std::int32_t> notices;
+  for (const NoticeRange& range : ranges) {
+    db::Recordset rows;
+    rows.Open(fmt::format("select ntc_id from notice where ntc_id >= {} and ntc_id <= {} order by ntc_id",
+                          range.first, range.last),
+              MainCn());
+    if (rows.Eof()) {
+      throw ChoiceError(
+          range.first == range.last
+              ? fmt::format("There is no notice {} in {}.", range.first, file)
+              : fmt::format("There are no notices {} to {} in {}.", range.first, range.last, file));
+    }
+    for (; !rows.Eof(); rows.MoveNext()) notices.push_back(rows.Get(0).ToInt32());
   }
-  // The message about it has been shown; it does not say why.
-  if (State().read_only) streams.err << State().read_only_reason << '\n';
-  const FixSelection selection = Select(options);
-  if (const std::string fault = ReferenceFault(selection); !fault.empty()) {
-    streams.err << fault << '\n';
-    return kRefused;
+  return notices;
+}
+
+void TellReach(const FixSelection& selection, Speaker& speaker) {
+  for (const FixEntry& fix : FixCatalogue()) {
+    if (fix.reach.empty() || !selection.test(static_cast<std::size_t>(fix.index))) continue;
+    speaker.Say(fmt::format("fix {} reaches beyond the notice: it {} (--strict-notice leaves it out).",
+                            fix.index, fix.reach));
   }
-  FixPrinter printer(streams, messages);
-  const RunResult result = RunFixes(selection, printer);
+}
+
+int StatusOf(const RunResult& result) {
   if (result.refused) return kRefused;
   if (result.ended_early && InterruptedStatus() != 0) return InterruptedStatus();
   return result.failed() ? kFailed : kOk;
+}
+
+struct Fixed {
+  int status = kRefused;
+  std::optional<RunRecord> record;  // none: nothing was run
+};
+
+// One file, on a state of its own.
+Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelection& selection,
+              const std::vector<NoticeRange>& ranges, Streams& streams) {
+  Speaker speaker(streams.err, file);
+  platform::ScopedMessages scoped_messages(speaker);
+  // Outlives the connections.
+  std::unique_ptr<jet::FileSystem> overlay;
+  std::optional<db::ScopedFileSystem> scoped_files;
+  if (options.dry_run) {
+    overlay = jet::MakeOverlay(db::Files());
+    scoped_files.emplace(*overlay);
+  }
+  ProgramState state;
+  ScopedProgramState scoped_state(state);
+  state.current_database = file;
+  state.dry_run = options.dry_run;
+  std::vector<std::int32_t> notices;
+  try {
+    OpenAccessDatabase();
+    // The message about it has been shown; it does not say why.
+    if (State().read_only) speaker.Say(State().read_only_reason);
+    notices = FindNotices(ranges);
+    if (!notices.empty()) State().ntc_id = notices.front();
+    if (const std::string fault = ReferenceFault(selection); !fault.empty()) {
+      speaker.Say(fault);
+      return {};
+    }
+    if (!notices.empty()) TellReach(selection, speaker);
+    if (options.dry_run) speaker.Say("a dry run: nothing is written.");
+    FixPrinter printer(streams, speaker, options, notices.size() > 1);
+    Recording recording;
+    recording.dry_run = options.dry_run;
+    recording.fingerprints = !options.report.empty();
+    if (!options.dry_run) recording.backup = options.backup;
+    Fixed fixed;
+    fixed.record = RunRecorded(selection, notices, recording, printer);
+    fixed.status = StatusOf(fixed.record->result);
+    if (!fixed.record->result.refused) printer.Total(*fixed.record);
+    return fixed;
+  } catch (const ChoiceError& error) {
+    speaker.Say(error.what());
+    return {kUsage, {}};
+  } catch (const db::DbError& error) {
+    speaker.Say(error);
+    return {InterruptedStatus() != 0 ? InterruptedStatus() : kRefused, {}};
+  }
+}
+
+// Gives false, and says why, when it cannot be written.
+bool WriteReport(const FixOptions& options, const std::vector<RunRecord>& records, Streams& streams) {
+  const RecordFormat format = options.report_format.value_or(FormatOfName(options.report));
+  std::ofstream out(platform::PathOf(options.report), std::ios::binary);
+  const bool list = format == RecordFormat::kJson && records.size() != 1;
+  if (list) out << "[\n";
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    out << (i == 0 ? "" : list ? ",\n" : "\n") << RecordText(records[i], format);
+  }
+  if (list) out << "]\n";
+  out.close();
+  if (out) {
+    if (!options.quiet) streams.out << "report: " << options.report << '\n';
+    return true;
+  }
+  streams.err << fmt::format("vntfix: the report {} cannot be written.\n", options.report);
+  return false;
+}
+
+// The worst of several.
+int Worse(int a, int b) {
+  const auto rank = [](int status) {
+    return status == kOk ? 0 : status == kFailed ? 1 : status == kRefused ? 2 : status == kUsage ? 3 : 4;
+  };
+  return rank(a) >= rank(b) ? a : b;
+}
+
+}  // namespace
+
+int Fix(const FixOptions& options, Streams& streams) {
+  platform::ScopedSettings settings;
+  SetSettings(options, settings);
+  FixSelection selection;
+  std::vector<NoticeRange> ranges;
+  try {
+    selection = Select(options);
+    if (!options.notices.empty()) ranges = ParseNotices(options.notices);
+  } catch (const ChoiceError& error) {
+    streams.err << "vntfix: " << error.what() << '\n';
+    return kUsage;
+  }
+  const Interruptible interruptible;
+  int status = kOk;
+  std::vector<RunRecord> records;
+  for (const std::string& file : options.files) {
+    Fixed fixed = FixFile(file, options, selection, ranges, streams);
+    status = Worse(status, fixed.status);
+    if (fixed.record) records.push_back(std::move(*fixed.record));
+    if (InterruptedStatus() != 0) break;
+  }
+  if (!options.report.empty() && !WriteReport(options, records, streams) && status == kOk)
+    status = kUnwritten;
+  return status;
 }
 
 int List(Streams& streams) {
   std::vector<std::vector<std::string>> rows;
   for (int index = 0; index < kFixCount; ++index) {
     const FixEntry& fix = FixByIndex(index);
-    rows.push_back(
-        {std::to_string(index), fix.ticked ? "x" : "", std::string(fix.caption), std::string(fix.summary)});
+    std::string summary(fix.summary);
+    if (!fix.reach.empty()) summary += fmt::format(" With --notice too it {}.", fix.reach);
+    rows.push_back({std::to_string(index), fix.ticked ? "x" : "", std::string(fix.caption), summary});
   }
   PrintTable({"index", "default", "caption", "what it does"}, rows, {true, false, false, false}, streams.out);
   return kOk;

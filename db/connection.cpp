@@ -130,6 +130,10 @@ void Connection::Release() { provider().Release(); }
 
 void Connection::Resume() { provider().Resume(); }
 
+jet::File* Connection::SavedFile() { return provider().SavedFile(); }
+
+bool Connection::IsSaved() { return provider().IsSaved(); }
+
 void Connection::SetObserver(std::function<void(const StatementEvent&)> observer) {
   Observer() = std::move(observer);
 }

@@ -18,6 +18,10 @@
 #include "db/error.h"
 #include "db/value.h"
 
+namespace jet {
+class File;
+}
+
 namespace vnt::db {
 
 class ProviderConnection;
@@ -83,6 +87,10 @@ class Connection {
   // effect on ODBC. Resume() opens the file now, so that a failure shows here.
   void Release();
   void Resume();
+  // The file as it was saved last, to be read; null for ODBC.
+  jet::File* SavedFile();
+  // Whether that file holds everything that was executed.
+  bool IsSaved();
 
   // Observes all statements of all connections in this process; null switches it off.
   static void SetObserver(std::function<void(const StatementEvent&)> observer);

@@ -10,6 +10,10 @@
 
 #include "db/connection.h"
 
+namespace jet {
+class File;
+}
+
 namespace vnt::db {
 
 class ProviderRecordset {
@@ -47,6 +51,8 @@ class ProviderConnection {
   virtual Durability GetDurability() { return Durability::kAll; }
   virtual void Release() {}
   virtual void Resume() {}
+  virtual jet::File* SavedFile() { return nullptr; }
+  virtual bool IsSaved() { return true; }
 };
 
 // Serves every connection opened from now on in place of the provider that its string names (benchmarks,

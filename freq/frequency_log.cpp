@@ -4,6 +4,7 @@
 
 #include "db/value.h"
 #include "platform/settings.h"
+#include "program/program_state.h"
 
 namespace vnt {
 namespace {
@@ -22,6 +23,7 @@ std::string Now() {
 }  // namespace
 
 FrequencyLog::FrequencyLog(std::string_view path) {
+  if (State().dry_run) return;
   const std::string resolved = platform::ResolvePath(path, true);
   file_.open(std::filesystem::path(std::u8string(resolved.begin(), resolved.end())), std::ios::trunc);
   file_ << kHeading << Now() << std::endl;
@@ -31,6 +33,7 @@ FrequencyLog::FrequencyLog(std::string_view path) {
 
 void FrequencyLog::Write(std::optional<std::int32_t> ntc_id, std::optional<std::int32_t> grp_id,
                          const db::DbError& error) {
+  if (!file_.is_open()) return;
   if (ntc_id) file_ << "notice " << *ntc_id;
   if (grp_id) file_ << " group " << *grp_id;
   if (ntc_id) file_ << ": ";

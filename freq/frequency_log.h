@@ -16,7 +16,8 @@ namespace vnt {
 
 class FrequencyLog {
  public:
-  // `path` may lie on drive C:; missing folders are made. DbError 75 when the file cannot be written.
+  // `path` may lie on drive C:; missing folders are made. DbError 75 when the file cannot be written. In a
+  // dry run nothing is written.
   explicit FrequencyLog(std::string_view path);
 
   // Without a notice or group: the error came before any was reached.

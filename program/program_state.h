@@ -22,6 +22,7 @@ struct ProgramState {
   std::string reference_database;  // setting VeltRefdb, read by each run
   bool read_only = false;
   std::string read_only_reason;  // why the database open now cannot be changed; empty: it can
+  bool dry_run = false;          // files beside the database, such as logs, are not written either
   std::int16_t version_no = 0;
   std::int16_t version_no_sub = 0;
   bool active = false;

@@ -55,13 +55,14 @@ constexpr Routines Run(R... routines) {
   FixRoutine { #name, name }
 
 constexpr FixEntry Fix(int step, int index, std::string_view caption, std::string_view tooltip,
-                       const Routines& routines, std::string_view summary) {
+                       const Routines& routines, std::string_view summary, std::string_view reach = {}) {
   FixEntry entry;
   entry.step = step;
   entry.index = index;
   entry.caption = caption;
   entry.tooltip = tooltip;
   entry.summary = summary;
+  entry.reach = reach;
   entry.routines = routines.list;
   entry.routine_count = routines.count;
   entry.column = FixColumn::kLeft;
@@ -121,7 +122,8 @@ constexpr std::array<FixEntry, kFixCount> kCatalogue = {{
         Run(ROUTINE(ClearNoticeTypeData), ROUTINE(ClearBeamAttachmentData), ROUTINE(ClearPeriodValidity),
             ROUTINE(ClearOccurrenceForCancellations), ROUTINE(StripNoticeProvisionPrefix),
             ROUTINE(SetExternalFlagForAdditions)),
-        "Clears values that a notice of its type cannot have, and completes orbit data."),
+        "Clears values that a notice of its type cannot have, and completes orbit data.",
+        "deletes the rows MOTYP and SMK of diag_grp of every notice"),
     Fix(16, 20, "Fix Freq MHz values", "set freq_mhz of assgn to correct value",
         Run(ROUTINE(RoundFrequencies), ROUTINE(FillMissingFreqMhz), ROUTINE(RecomputeFreqMhz)),
         "Rounds frequencies and computes their value in MHz again."),
@@ -134,7 +136,8 @@ constexpr std::array<FixEntry, kFixCount> kCatalogue = {{
     Fix(19, 16, "Build Freq for ADVP", "Build freq rows forADVP", Run(ROUTINE(BuildFreqForADVP)),
         "Rebuilds the derived frequency rows of advance-publication notices."),
     Fix(20, 19, "Build Freq for Plan Notices", "Build freq rows for Plan notices",
-        Run(ROUTINE(BuildFreqForPlanNotices)), "Rebuilds the derived frequency rows of plan notices."),
+        Run(ROUTINE(BuildFreqForPlanNotices)), "Rebuilds the derived frequency rows of plan notices.",
+        "rebuilds freq for every notice of reason B or P"),
     Fix(21, 21, "Fix missing Com_el data ", "moves long_nom from geo and e_stn to com_el",
         Run(ROUTINE(FillMissingComElData)),
         "Takes names and longitudes of the common elements from the station or satellite."),
@@ -174,7 +177,8 @@ constexpr std::array<FixEntry, kFixCount> kCatalogue = {{
         "Sets the provision of earth-station notices to 9.7A, at data level -1 only."),
     Fix(35, 33, "Fix e_as_stn Ant Pattern", "Fix e_as_stn Antenna Pattern id",
         Run(ROUTINE(RemapObsoletePatternIds)),
-        "Renumbers obsolete antenna patterns and lists earth stations whose pattern looks wrong."),
+        "Renumbers obsolete antenna patterns and lists earth stations whose pattern looks wrong.",
+        "renumbers two antenna patterns in every notice"),
     Fix(36, 35, "Fix Antenna Pattern id", "Allign Pattern id and emi rcp", Run(ROUTINE(AlignPatternIds)),
         "Checks antenna patterns against the reference database and converts or clears unknown ones."),
     Fix(37, 36, "Set API Visibile Earth  symbol", "Correct 9.11A applies provision and flag",
@@ -184,7 +188,8 @@ constexpr std::array<FixEntry, kFixCount> kCatalogue = {{
     Fix(39, 5, "Update Antenna type reference data",
         "Copy Antenna type reference data from the reference database",
         Run(ROUTINE(UpdateAntennaTypeReference)),
-        "Replaces the antenna types by those of the reference database."),
+        "Replaces the antenna types by those of the reference database.",
+        "replaces the table ant_type, which all notices share"),
     Fix(40, 39, "Fix Elevation Angle format", "Sort prov table by administration",
         Run(ROUTINE(RoundElevationAngle)), "Rounds horizon elevation angles to one decimal."),
 }};

@@ -25,6 +25,7 @@ struct FixEntry {
   int row = 0;  // place in the column, from 0 at the top
   bool ticked = true;
   std::string_view summary;  // one sentence for `vntfix list`
+  std::string_view reach;    // what it changes beyond the notice that a run is for; empty: nothing
   std::array<FixRoutine, 6> routines{};
   int routine_count = 0;
 };

@@ -9,7 +9,9 @@
 
 #include "fixes/identity.h"
 #include "platform/environment.h"
+#include "platform/paths.h"
 #include "platform/settings.h"
+#include "run/run_record.h"
 
 namespace vnt {
 namespace {
@@ -30,11 +32,15 @@ class FileReport : public RunObserver {
   RunReport report_;
 };
 
-// Not open when there is to be no report. Line ends are the same everywhere.
-std::ofstream OpenReport(std::ios::openmode mode) {
+std::filesystem::path ReportPath() { return platform::EnvironmentPath("VNTFIX_RUN_REPORT"); }
+
+// Not open when there is to be no such report. Line ends are the same everywhere.
+std::ofstream OpenReport(std::ios::openmode mode, RecordFormat format = RecordFormat::kText) {
   std::ofstream file;
-  const auto path = platform::EnvironmentPath("VNTFIX_RUN_REPORT");
-  if (!path.empty()) file.open(path, std::ios::binary | std::ios::out | mode);
+  const auto path = ReportPath();
+  if (!path.empty() && FormatOfName(platform::Utf8Of(path)) == format) {
+    file.open(path, std::ios::binary | std::ios::out | mode);
+  }
   return file;
 }
 
@@ -71,7 +77,19 @@ std::string ReportLine(const FixResult& result) {
 
 void RunReport::FixEnds(const FixResult& result) { out_ << ReportLine(result) << std::endl; }
 
-void StartUnattendedReport() { OpenReport(std::ios::trunc); }
+void StartUnattendedReport() {
+  for (const RecordFormat format : {RecordFormat::kText, RecordFormat::kJson}) {
+    OpenReport(std::ios::trunc, format);
+  }
+}
+
+bool UnattendedReportIsRecord() {
+  return !ReportPath().empty() && FormatOfName(platform::Utf8Of(ReportPath())) == RecordFormat::kJson;
+}
+
+void WriteUnattendedRecord(const RunRecord& record) {
+  OpenReport(std::ios::trunc, RecordFormat::kJson) << RecordText(record, RecordFormat::kJson) << std::flush;
+}
 
 std::unique_ptr<RunObserver> MakeUnattendedReport() {
   std::ofstream file = OpenReport(std::ios::app);

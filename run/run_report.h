@@ -11,6 +11,8 @@
 
 namespace vnt {
 
+struct RunRecord;
+
 // The line of one fix, without line end:
 //   " 7  Convert Frequencies MHz to GHz                    120 rows     0.004 s  1 error"
 //   "22  Sort Frequencies                           undone"
@@ -28,13 +30,17 @@ class RunReport : public RunObserver {
   std::ostream& out_;
 };
 
-// The report of an unattended run, in the file that VNTFIX_RUN_REPORT names. Where the variable is not set,
-// or the file cannot be written, all of these do nothing.
+// The report of an unattended run, in the file that VNTFIX_RUN_REPORT names: lines, or where the name ends in
+// ".json" the record of the run, at its end. Where the variable is not set, or the file cannot be written,
+// all of these do nothing.
 
 // Empties the file.
 void StartUnattendedReport();
 // Adds the line of each fix.
 std::unique_ptr<RunObserver> MakeUnattendedReport();
+// Whether the record is wanted, and writes it.
+bool UnattendedReportIsRecord();
+void WriteUnattendedRecord(const RunRecord& record);
 // Adds a message that nobody could be shown.
 void ReportMessage(std::string_view text);
 

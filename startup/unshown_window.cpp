@@ -1,13 +1,26 @@
 #include "startup/unshown_window.h"
 
+#include "platform/settings.h"
+#include "program/program_state.h"
+#include "run/recorded_run.h"
 #include "run/run_report.h"
 
 namespace vnt {
 
 bool UnshownWindow::Automatic_Fix() {
   const std::unique_ptr<RunObserver> report = MakeUnattendedReport();
-  const RunResult result = RunFixes(selection_, *report);
-  return !result.refused && !result.failed();
+  Recording recording;
+  if (platform::GetSettingInt("VNTFIXV7", "Backup") > 0) recording.backup = "";
+  recording.fingerprints = UnattendedReportIsRecord();
+  try {
+    const RunRecord record = RunRecorded(selection_, {}, recording, *report);
+    WriteUnattendedRecord(record);
+    return !record.result.refused && !record.result.failed();
+  } catch (const db::DbError& error) {
+    // Nothing was run: no backup could be made.
+    ShowError(error);
+    return false;
+  }
 }
 
 }  // namespace vnt

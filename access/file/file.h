@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -55,6 +56,9 @@ class File {
   virtual void ShareContent() = 0;
   // Whether somebody (else) holds the writer's lock.
   virtual bool HasWriter() = 0;
+  // Makes this new file a copy of `from` that shares its blocks until either is written to. False where the
+  // file system cannot do that.
+  virtual bool ShareBlocks(File& /*from*/) { return false; }
 };
 
 // Where files live. Paths are UTF-8.
@@ -81,6 +85,10 @@ class FileSystem {
   virtual void Rename(const std::string& from, const std::string& to) = 0;
   // Makes creations, removals and renames in the folder of `path` durable.
   virtual void SyncFolder(const std::string& path) = 0;
+  // Room for new files in the folder of `path`, in bytes; the highest number where that is not known.
+  virtual std::uint64_t FreeBytes(const std::string& /*path*/) {
+    return std::numeric_limits<std::uint64_t>::max();
+  }
   // A new file that vanishes when it is closed; for pages that do not fit in memory.
   virtual std::unique_ptr<File> OpenTemporary() = 0;
   // A text that is equal for two paths exactly when they name the same existing file (links and letter case

@@ -10,8 +10,11 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <linux/fs.h>
 #include <strings.h>
+#include <sys/ioctl.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -202,6 +205,15 @@ class PosixFile : public File {
     }
   }
 
+  bool ShareBlocks(File& from) override {
+#ifdef FICLONE
+    const auto* file = dynamic_cast<PosixFile*>(&from);
+    return file != nullptr && ioctl(fd_.get(), FICLONE, file->descriptor()) == 0;
+#else
+    return File::ShareBlocks(from);
+#endif
+  }
+
  private:
   struct stat Examine() {
     struct stat st;
@@ -389,6 +401,12 @@ class PosixFileSystem : public FileSystem {
     if (rename(from.c_str(), to.c_str()) != 0) {
       ThrowErrno(fmt::format("The file {} cannot be renamed to {}", from, to), errno);
     }
+  }
+
+  std::uint64_t FreeBytes(const std::string& path) override {
+    struct statvfs fs;
+    if (statvfs(FolderOf(path).c_str(), &fs) != 0) return FileSystem::FreeBytes(path);
+    return std::uint64_t{fs.f_bavail} * fs.f_frsize;
   }
 
   void SyncFolder(const std::string& path) override {

@@ -9,6 +9,8 @@
 #include <random>
 #include <utility>
 
+#include "access/base/hash.h"
+
 namespace jet::internal {
 namespace {
 
@@ -27,27 +29,6 @@ constexpr std::size_t kRecycledShare = 16;  // of all slots, that are taken agai
 constexpr std::uint32_t kMaxWitnesses = 25;
 constexpr char kMagic[8] = {'p', 'g', 'j', 'r', 'n', 'l', '\x1A', '\x04'};
 constexpr std::size_t kVersionByte = 7;
-
-std::uint64_t Mix(std::uint64_t hash, std::uint64_t value) {
-  hash = (hash ^ value) * 0xD6E8FEB86659FD93u;
-  return hash ^ (hash >> 32);
-}
-
-// Not cryptographic: it has to notice torn and stale blocks, not forged ones. `size` is a multiple of 8. Four
-// lanes, since each step waits for the one before it.
-std::uint64_t Hash(std::uint64_t seed, const std::uint8_t* data, std::size_t size) {
-  std::uint64_t lanes[4] = {seed, seed + 1, seed + 2, seed + 3};
-  std::size_t i = 0;
-  for (; i + 32 <= size; i += 32) {
-    for (std::size_t lane = 0; lane < 4; ++lane) {
-      lanes[lane] = Mix(lanes[lane], LoadLe<std::uint64_t>(data + i + 8 * lane));
-    }
-  }
-  std::uint64_t hash = size;
-  for (const std::uint64_t lane : lanes) hash = Mix(hash, lane);
-  for (; i < size; i += 8) hash = Mix(hash, LoadLe<std::uint64_t>(data + i));
-  return hash;
-}
 
 std::uint64_t SectorHash(PageNo page, const std::uint8_t* sector) { return Hash(page, sector, kSector); }
 

@@ -1,30 +1,75 @@
-// The dry run: files that can be changed without a byte of the original being written.
-//
-// A changed file is a node: the original, open for reading (and so locked against writers), and the chunks of
-// 4096 bytes that were changed, which stand in a temporary file in the order of their first change. A chunk
-// that is only partly written is completed from the original first. Bytes past the end of the original are
-// zeros, and so are bytes past the smallest size that the file had since.
+#include "access/file/overlay.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <cstring>
 #include <map>
 #include <unordered_map>
+#include <utility>
 #include <vector>
-
-#include "access/file/test_files.h"
 
 namespace jet {
 namespace {
 
 constexpr std::uint64_t kChunk = 4096;
 
+// Changed chunks in the order of their first change: in memory while there is room, then in a file.
+class Chunks {
+ public:
+  // `room` is what all files of an overlay have together.
+  Chunks(FileSystem& base, std::size_t& room) : base_(base), room_(room) {}
+  ~Chunks() { room_ += in_memory_.size() * kChunk; }
+  Chunks(const Chunks&) = delete;
+  Chunks& operator=(const Chunks&) = delete;
+
+  std::uint64_t size() const { return in_memory_.size() + in_file_; }
+  void Read(std::uint64_t place, std::uint64_t from, MutableBytes out) {
+    if (place < in_memory_.size()) {
+      std::memcpy(out.data(), in_memory_[place].get() + from, out.size());
+    } else {
+      file_->Read((place - in_memory_.size()) * kChunk + from, out);
+    }
+  }
+  void Write(std::uint64_t place, std::uint64_t from, Bytes data) {
+    if (place < in_memory_.size()) {
+      std::memcpy(in_memory_[place].get() + from, data.data(), data.size());
+    } else {
+      file_->Write((place - in_memory_.size()) * kChunk + from, data);
+    }
+  }
+  // A whole chunk, behind all others.
+  void Add(Bytes chunk) {
+    if (file_ == nullptr && room_ >= kChunk) {
+      in_memory_.push_back(std::make_unique<std::uint8_t[]>(kChunk));
+      room_ -= kChunk;
+      std::memcpy(in_memory_.back().get(), chunk.data(), kChunk);
+      return;
+    }
+    if (file_ == nullptr) file_ = base_.OpenTemporary();
+    file_->Write(in_file_ * kChunk, chunk);
+    ++in_file_;
+  }
+
+ private:
+  FileSystem& base_;
+  std::size_t& room_;
+  std::vector<std::unique_ptr<std::uint8_t[]>> in_memory_;
+  std::unique_ptr<File> file_;
+  std::uint64_t in_file_ = 0;
+};
+
+// A file: the original, and the chunks of it that were changed. A chunk that is only partly written is
+// completed from the original first. Bytes past the end of the original are zeros, and so are bytes past the
+// smallest size that the file had since.
 struct Node {
+  Node(FileSystem& base, std::size_t& room) : changes(base, room) {}
+
   std::unique_ptr<File> original;   // null: the file is the overlay's own
   std::uint64_t original_size = 0;  // bytes of it that still show
   std::uint64_t size = 0;
   std::unordered_map<std::uint64_t, std::uint64_t> chunks;  // chunk -> place in `changes`
-  std::unique_ptr<File> changes;
+  Chunks changes;
   int readers = 0;
   bool writer = false;
   std::uint64_t number = 0;
@@ -32,7 +77,7 @@ struct Node {
   // The part of a chunk from `from` on, which must not reach beyond the chunk.
   void ReadPart(std::uint64_t offset, MutableBytes out) {
     if (const auto it = chunks.find(offset / kChunk); it != chunks.end()) {
-      changes->Read(it->second * kChunk + offset % kChunk, out);
+      changes.Read(it->second, offset % kChunk, out);
       return;
     }
     const std::size_t shown =
@@ -43,22 +88,20 @@ struct Node {
     std::fill(out.begin() + static_cast<std::ptrdiff_t>(shown), out.end(), std::uint8_t{0});
   }
 
-  void WritePart(FileSystem& base, std::uint64_t offset, Bytes data) {
+  void WritePart(std::uint64_t offset, Bytes data) {
     const std::uint64_t chunk = offset / kChunk;
-    if (changes == nullptr) changes = base.OpenTemporary();
     if (const auto it = chunks.find(chunk); it != chunks.end()) {
-      changes->Write(it->second * kChunk + offset % kChunk, data);
+      changes.Write(it->second, offset % kChunk, data);
       return;
     }
     std::uint8_t whole[kChunk];
     ReadPart(chunk * kChunk, whole);
     std::memcpy(whole + offset % kChunk, data.data(), data.size());
-    const std::uint64_t place = chunks.size();
-    changes->Write(place * kChunk, whole);
-    chunks.emplace(chunk, place);
+    chunks.emplace(chunk, changes.size());
+    changes.Add(whole);
   }
 
-  void Truncate(FileSystem& base, std::uint64_t new_size) {
+  void Truncate(std::uint64_t new_size) {
     if (new_size < size) {
       // What lies past the new end has to read as zeros if the file grows again.
       original_size = std::min(original_size, new_size);
@@ -66,7 +109,7 @@ struct Node {
       for (const auto& [chunk, place] : chunks) {
         const std::uint64_t begin = std::max(chunk * kChunk, new_size);
         const std::uint64_t end = std::min((chunk + 1) * kChunk, size);
-        if (begin < end) WritePart(base, begin, Bytes(zeros, static_cast<std::size_t>(end - begin)));
+        if (begin < end) WritePart(begin, Bytes(zeros, static_cast<std::size_t>(end - begin)));
       }
     }
     size = new_size;
@@ -75,8 +118,8 @@ struct Node {
 
 class OverlayFile : public File {
  public:
-  OverlayFile(FileSystem& base, std::shared_ptr<Node> node, std::string path, bool write)
-      : base_(base), node_(std::move(node)), path_(std::move(path)), write_(write) {
+  OverlayFile(std::shared_ptr<Node> node, std::string path, bool write)
+      : node_(std::move(node)), path_(std::move(path)), write_(write) {
     if (write_) {
       node_->writer = true;
     } else {
@@ -108,7 +151,7 @@ class OverlayFile : public File {
   void Write(std::uint64_t offset, Bytes data) override {
     RequireWrite();
     ForEachPart(offset, data.size(), [&](std::uint64_t at, std::size_t from, std::size_t count) {
-      node_->WritePart(base_, at, data.subspan(from, count));
+      node_->WritePart(at, data.subspan(from, count));
     });
     node_->size = std::max<std::uint64_t>(node_->size, offset + data.size());
   }
@@ -125,7 +168,7 @@ class OverlayFile : public File {
   std::uint64_t Size() override { return node_->size; }
   void Truncate(std::uint64_t size) override {
     RequireWrite();
-    node_->Truncate(base_, size);
+    node_->Truncate(size);
   }
 
  private:
@@ -144,7 +187,6 @@ class OverlayFile : public File {
       throw Error(ErrorKind::kReadOnly, fmt::format("The file {} is open for reading only.", path_));
   }
 
-  FileSystem& base_;
   std::shared_ptr<Node> node_;
   std::string path_;
   bool write_;
@@ -152,7 +194,7 @@ class OverlayFile : public File {
 
 class Overlay : public FileSystem {
  public:
-  explicit Overlay(FileSystem& base) : base_(base) {}
+  Overlay(FileSystem& base, std::size_t memory) : base_(base), room_(memory) {}
 
   std::unique_ptr<File> Open(const std::string& path, OpenMode mode) override {
     const std::string key = Key(path);
@@ -167,7 +209,11 @@ class Overlay : public FileSystem {
     if (write && node->writer) {
       throw Error(ErrorKind::kLocked, fmt::format("The file {} is in use already.", path));
     }
-    return std::make_unique<OverlayFile>(base_, node, path, write);
+    // What another program is writing to is not in one state.
+    if (write && node->original != nullptr && node->original->HasWriter()) {
+      throw Error(ErrorKind::kLocked, fmt::format("The file {} is in use by another program.", path));
+    }
+    return std::make_unique<OverlayFile>(node, path, write);
   }
 
   std::unique_ptr<File> OpenCompanion(const std::string& path, OpenMode mode, File&) override {
@@ -209,7 +255,7 @@ class Overlay : public FileSystem {
   }
 
   std::shared_ptr<Node> NewNode() {
-    auto node = std::make_shared<Node>();
+    auto node = std::make_shared<Node>(base_, room_);
     node->number = ++last_number_;
     return node;
   }
@@ -230,12 +276,15 @@ class Overlay : public FileSystem {
   }
 
   FileSystem& base_;
+  std::size_t room_;                                    // bytes; outlives the nodes
   std::map<std::string, std::shared_ptr<Node>> nodes_;  // null: removed
   std::uint64_t last_number_ = 0;
 };
 
 }  // namespace
 
-std::unique_ptr<FileSystem> MakeOverlay(FileSystem& base) { return std::make_unique<Overlay>(base); }
+std::unique_ptr<FileSystem> MakeOverlay(FileSystem& base, std::size_t memory) {
+  return std::make_unique<Overlay>(base, memory);
+}
 
 }  // namespace jet

@@ -707,6 +707,8 @@ void PageStore::ReadSaved(PageNo page, MutableBytes out) {
   impl_->file->Read(std::uint64_t{page} * page_size_, out);
 }
 
+File& PageStore::file() { return *impl_->file; }
+
 void PageStore::CutOff(PageNo pages) {
   RequireNoStatement();
   RequireWritable();

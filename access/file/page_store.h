@@ -191,6 +191,8 @@ class PageStore {
   void Checkpoint();
   // The page as the database file itself holds it, whatever was changed since the last Checkpoint().
   void ReadSaved(PageNo page, MutableBytes out);
+  // The database file itself, as it stands.
+  File& file();
   // Cuts the file off behind its first `pages` pages, of which the others must be of no use to anybody: a
   // crash may leave them, and so does this while somebody else reads the file. Error(kInvalid) while there
   // are changes.

@@ -1,4 +1,4 @@
-// File systems for tests and dry runs: files in memory, files that fail, and an overlay.
+// A file system for tests: files in memory, which fail or lose power when they are told to.
 #pragma once
 
 #include <cstdint>
@@ -63,10 +63,5 @@ class MemoryFileSystem : public FileSystem {
   struct Impl;
   std::unique_ptr<Impl> impl_;
 };
-
-// Reads through to another file system and keeps every change aside in temporary files of it: the dry run.
-// What was changed is seen by whoever opens the file through the overlay again, until the overlay is
-// destroyed; no File of it may outlive it.
-std::unique_ptr<FileSystem> MakeOverlay(FileSystem& base);
 
 }  // namespace jet

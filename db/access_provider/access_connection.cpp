@@ -127,6 +127,8 @@ void AccessConnection::Release() {
   Translated([&] { engine->database->Checkpoint(); });
 }
 
+jet::File* AccessConnection::SavedFile() { return &database().pages().file(); }
+
 void AccessConnection::Resume() {
   Translated([&] { engine(); });
 }

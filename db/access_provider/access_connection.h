@@ -54,6 +54,8 @@ class AccessConnection : public ProviderConnection {
   Durability GetDurability() override;
   void Release() override;
   void Resume() override;
+  jet::File* SavedFile() override;
+  bool IsSaved() override { return !database().has_changes(); }
 
   // Both open a file that was let go of.
   jet::Database& database() { return *engine().database; }

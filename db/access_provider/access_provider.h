@@ -11,7 +11,6 @@
 #include "db/provider.h"
 
 namespace jet {
-class FileSystem;
 struct PageStoreOptions;
 }  // namespace jet
 
@@ -26,9 +25,6 @@ enum class AccessFormats { kJet, kJetAndAce };
 std::shared_ptr<ProviderConnection> OpenAccess(const std::string& path, AccessMode mode,
                                                AccessFormats formats);
 
-// Puts a file system in place of the platform's, and the platform's back when it is null. Connections that
-// are open keep theirs.
-void SetFileSystemForTest(jet::FileSystem* files);
 // The sizes with which databases are opened from now on; those of the engine when it is null.
 void SetPageOptionsForTest(const jet::PageStoreOptions* options);
 

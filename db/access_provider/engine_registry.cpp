@@ -1,11 +1,13 @@
 #include "db/access_provider/engine_registry.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "access/base/error.h"
 #include "access/file/file.h"
 #include "db/access_provider/access_provider.h"
+#include "db/file_system.h"
 #include "platform/settings.h"
 
 namespace vnt::db {
@@ -26,12 +28,10 @@ std::vector<OpenDatabase>& Registry() {
   return registry;
 }
 
-jet::FileSystem*& TestFiles() {
-  static jet::FileSystem* files = nullptr;
+jet::FileSystem*& FilesInForce() {
+  static jet::FileSystem* files = &jet::PlatformFileSystem();
   return files;
 }
-
-jet::FileSystem& Files() { return TestFiles() != nullptr ? *TestFiles() : jet::PlatformFileSystem(); }
 
 OpenDatabase* FindOpen(jet::FileSystem& files, const std::string& identity) {
   auto& registry = Registry();
@@ -88,7 +88,11 @@ std::pair<std::shared_ptr<jet::Database>, OpenDatabase*> OpenShared(const std::s
 
 }  // namespace
 
-void SetFileSystemForTest(jet::FileSystem* files) { TestFiles() = files; }
+jet::FileSystem& Files() { return *FilesInForce(); }
+
+ScopedFileSystem::ScopedFileSystem(jet::FileSystem& files) : former_(std::exchange(FilesInForce(), &files)) {}
+
+ScopedFileSystem::~ScopedFileSystem() { FilesInForce() = former_; }
 
 void SetPageOptionsForTest(const jet::PageStoreOptions* options) { TestOptions() = options; }
 

@@ -2,63 +2,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <map>
-#include <sstream>
-
-#include "access/store/database.h"
-#include "cli/cli.h"
 #include "cli/output.h"
+#include "tests/cli/cli_fixture.h"
 #include "tests/process.h"
 
 namespace vnt::cli {
 namespace {
 
-namespace fs = std::filesystem;
 using testing::HasSubstr;
-
-struct Outcome {
-  int code;
-  std::string out, err;
-};
-
-Outcome RunCli(const std::vector<std::string>& arguments, const std::string& input = "") {
-  std::istringstream in(input);
-  std::ostringstream out, err;
-  const int code = Run(arguments, {in, out, err});
-  return {code, out.str(), err.str()};
-}
-
-std::string Slurp(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
-class CliTest : public testing::Test {
- protected:
-  CliTest() {
-    // No settings file of this machine may leak into a test.
-    test::SetVariable("VNTFIX_WINDIR", test::Utf8Of(folder_));
-    test::SetVariable("VNTFIX_CDRIVE", test::Utf8Of(folder_ / "c"));
-  }
-  ~CliTest() override { fs::remove_all(folder_); }
-
-  std::string At(const char* name) const { return (folder_ / name).string(); }
-  std::string NewDatabase(const char* name = "a.mdb") {
-    const std::string path = At(name);
-    EXPECT_EQ(RunCli({"new", path}).code, kOk);
-    return path;
-  }
-  void MakeSample(const char* notices = "20") {
-    const Outcome made = RunCli({"sample", folder_.string(), "--notices", notices});
-    ASSERT_EQ(made.code, kOk) << made.err;
-  }
-
-  fs::path folder_ = test::NewFolder("vntfix-cli-");
-};
 
 // What Access leaves untidy too does not fail a check.
 TEST_F(CliTest, CheckWithRemarksOnlyIsPassed) {
@@ -220,7 +171,7 @@ TEST_F(CliTest, FixPrintsALinePerFixAndTellsOfMissingReferences) {
   EXPECT_EQ(fixed.code, kOk) << fixed.err;
   EXPECT_THAT(fixed.out, HasSubstr("Convert Frequencies MHz to GHz"));
   EXPECT_THAT(fixed.out, HasSubstr("Set Status to 01"));
-  EXPECT_EQ(std::count(fixed.out.begin(), fixed.out.end(), '\n'), 3);  // two fixes and the history
+  EXPECT_EQ(std::count(fixed.out.begin(), fixed.out.end(), '\n'), 4);  // two fixes, the history, the total
   EXPECT_EQ(RunCli({"sql", file, "--csv", "select count(*) as n from history where seq_no = 2"}).out,
             "\"n\"\n20\n");
   EXPECT_EQ(RunCli({"sql", file, "--csv",
@@ -267,8 +218,9 @@ TEST_F(CliTest, FailingFixExitsWithOneAndTheRunGoesOn) {
   ASSERT_EQ(RunCli({"sql", file, "drop table strap"}).code, kOk);
   const Outcome failed = RunCli({"fix", "--reference", At("reference.mdb"), "--only", "7,15", file});
   EXPECT_EQ(failed.code, kFailed);
-  EXPECT_THAT(failed.err, HasSubstr("-2147217865 "));
+  EXPECT_THAT(failed.err, HasSubstr("vntfix: " + file + ": fix 7: "));
   EXPECT_THAT(failed.err, HasSubstr("strap"));
+  EXPECT_THAT(failed.err, HasSubstr(" (-2147217865)\n"));
   EXPECT_EQ(RunCli({"sql", file, "--csv",
                     "select count(*) as n from notice where st_cur <> '01' or st_cur is null"})
                 .out,
@@ -277,12 +229,14 @@ TEST_F(CliTest, FailingFixExitsWithOneAndTheRunGoesOn) {
 
 TEST_F(CliTest, MessagesSayWhatIsWrong) {
   EXPECT_THAT(RunCli({"frobnicate"}).err, HasSubstr("There is no command 'frobnicate'."));
-  EXPECT_THAT(RunCli({"fix", "a.mdb", "--notice", "0"}).err, HasSubstr("not in range 1 to 2147483647"));
+  EXPECT_THAT(RunCli({"fix", "a.mdb", "--notice", "0"}).err, HasSubstr("numbers from 1 to 2147483647"));
   MakeSample();
   // A reference database without its tables: the runner's own message does not name them.
   const std::string no_reference = NewDatabase();
   const Outcome failed = RunCli({"fix", At("notices.mdb"), "--reference", no_reference, "--only", "35"});
-  EXPECT_EQ(failed.err, "No Database is open!\n-2147217865 The table 'rf_ant_type' does not exist.\n");
+  const std::string where = "vntfix: " + At("notices.mdb") + ": fix 35: ";
+  EXPECT_EQ(failed.err, where + "No Database is open!\n" + where +
+                            "The table 'rf_ant_type' does not exist. (-2147217865)\n");
 }
 
 // Nothing is dropped for a reference database that has nothing to put into its place.
@@ -298,8 +252,10 @@ TEST_F(CliTest, ReferenceThatCannotServeIsRefused) {
            {quoted, "its name holds a single quote."}, {empty, "The table 'rf_ant_type' does not exist."}}) {
     const Outcome refused = RunCli({"fix", file, "--reference", reference, "--only", "5"});
     EXPECT_EQ(refused.code, kRefused);
-    EXPECT_EQ(refused.err, "\"Update Antenna type reference data\" cannot use the reference database \"" +
-                               reference + "\": " + reason + "\n");
+    EXPECT_EQ(refused.err,
+              "vntfix: " + file +
+                  ": \"Update Antenna type reference data\" cannot use the reference database \"" +
+                  reference + "\": " + reason + "\n");
     EXPECT_EQ(RunCli({"fix", file, "--reference", reference}).code, kRefused);
     EXPECT_EQ(Slurp(file), before);
   }

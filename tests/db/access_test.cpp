@@ -9,6 +9,7 @@
 #include "access/file/test_files.h"
 #include "access/store/database.h"
 #include "db/access_provider/access_provider.h"
+#include "db/file_system.h"
 #include "tests/db/provider_contract.h"
 #include "tests/process.h"
 
@@ -48,17 +49,14 @@ class AccessFileProvider : public TestProvider {
 class MemoryProvider : public AccessFileProvider {
  public:
   MemoryProvider() : AccessFileProvider(jet::Format::kAce14) {}
-  ~MemoryProvider() override { SetFileSystemForTest(nullptr); }
-  void SetUp() override {
-    jet::Database::Create(files_, "/db/memory.accdb", jet::Format::kAce14);
-    SetFileSystemForTest(&files_);
-  }
+  void SetUp() override { jet::Database::Create(files_, "/db/memory.accdb", jet::Format::kAce14); }
   void Open(Connection& connection) override {
     connection.Open("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/db/memory.accdb");
   }
 
  private:
   jet::MemoryFileSystem files_;
+  ScopedFileSystem scoped_files_{files_};
 };
 
 INSTANTIATE_TEST_SUITE_P(
@@ -72,7 +70,6 @@ INSTANTIATE_TEST_SUITE_P(
 class AccessFiles : public testing::Test {
  protected:
   void SetUp() override {
-    SetFileSystemForTest(&files_);
     for (const char* path : {"/main.mdb", "/template.mdb"}) {
       jet::Database::Create(files_, path, jet::Format::kJet4);
       Connection cn;
@@ -82,8 +79,6 @@ class AccessFiles : public testing::Test {
       cn.Close();
     }
   }
-  void TearDown() override { SetFileSystemForTest(nullptr); }
-
   static void Open(Connection& cn, const std::string& path, AccessMode mode = AccessMode::kReadWrite) {
     cn.Mode = mode;
     cn.Open("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + path + ";");
@@ -95,6 +90,7 @@ class AccessFiles : public testing::Test {
   }
 
   jet::MemoryFileSystem files_;
+  ScopedFileSystem scoped_files_{files_};
 };
 
 // Between runs a file belongs to whoever wants it, and the next use finds what has that name then.

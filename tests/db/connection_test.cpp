@@ -12,6 +12,7 @@
 #include "db/access_provider/errors.h"
 #include "db/cadodb.h"
 #include "db/connection_string.h"
+#include "db/file_system.h"
 #include "platform/messages.h"
 #include "tests/db/provider_contract.h"
 #include "tests/process.h"
@@ -82,13 +83,12 @@ TEST(Connection, RefusesWhatItCannotOpen) {
 class MemoryDatabases : public testing::Test {
  protected:
   void SetUp() override {
-    SetFileSystemForTest(&files_);
     jet::Database::Create(files_, "/db/old.mdb", jet::Format::kJet4);
     jet::Database::Create(files_, "/db/new.accdb", jet::Format::kAce14);
   }
-  void TearDown() override { SetFileSystemForTest(nullptr); }
 
   jet::MemoryFileSystem files_;
+  ScopedFileSystem scoped_files_{files_};
 };
 
 using CadoDb = MemoryDatabases;

@@ -79,7 +79,6 @@ void RecordedMessages::Show(std::string_view text, platform::MessageStyle style)
 NoticeDatabase::NoticeDatabase()
     : scoped_messages_(messages), scoped_state_(state), drive_c_(Utf8Of(NewFolder("vnt-drive-c-"))) {
   SetVariable("VNTFIX_CDRIVE", drive_c_);
-  db::SetFileSystemForTest(&files_);
   Create(files_, kNotice, samples::Schema::kNotice);
   Create(files_, kReference, samples::Schema::kReference);
   Create(files_, kTemplate, samples::Schema::kTemplate);
@@ -101,7 +100,6 @@ NoticeDatabase::~NoticeDatabase() {
   } catch (const jet::Error& error) {
     ADD_FAILURE() << "The notice database cannot be opened any more: " << error.what();
   }
-  db::SetFileSystemForTest(nullptr);
   std::error_code ignored;
   std::filesystem::remove_all(PathOf(drive_c_), ignored);
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "access/file/test_files.h"
+#include "db/file_system.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
@@ -61,6 +62,7 @@ class NoticeDatabase {
 
  private:
   jet::MemoryFileSystem files_;
+  db::ScopedFileSystem scoped_files_{files_};
   platform::ScopedMessages scoped_messages_;
   ScopedProgramState scoped_state_;
   std::string drive_c_;

@@ -72,7 +72,6 @@ SampleDatabases::SampleDatabases() : scoped_messages_(messages), scoped_state_(s
   SetVariable("VNTFIX_CDRIVE", drive_c_);
   sizes.cache_bytes = 256u << 10;
   sizes.undo_bytes = 32u << 10;
-  db::SetFileSystemForTest(&files);
   db::SetPageOptionsForTest(&sizes);
   settings.Set("GLOBAL", "VeltRefdb", made.names.reference);
   settings.Set("GLOBAL", "EmptyDBV6", made.names.empty_template);
@@ -85,7 +84,6 @@ SampleDatabases::SampleDatabases() : scoped_messages_(messages), scoped_state_(s
 SampleDatabases::~SampleDatabases() {
   CloseAll();
   db::SetPageOptionsForTest(nullptr);
-  db::SetFileSystemForTest(nullptr);
   std::error_code ignored;
   std::filesystem::remove_all(drive_c_, ignored);
 }

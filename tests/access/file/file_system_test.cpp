@@ -8,6 +8,7 @@
 #include <functional>
 #include <random>
 
+#include "access/file/overlay.h"
 #include "access/file/page_store.h"
 #include "access/file/test_files.h"
 #ifndef _WIN32

@@ -4,7 +4,8 @@
 #include <memory>
 #include <regex>
 
-#include "db/access_provider/access_provider.h"
+#include "access/file/test_files.h"
+#include "db/file_system.h"
 #include "program/program_state.h"
 #include "run/databases.h"
 #include "samples/sample_database.h"
@@ -73,7 +74,7 @@ NoticeServer::NoticeServer() {
   db::PostgresServer::Get().Reset(kDataSource, "CREATE SCHEMA seed");
   ReconnectAdmin();
   jet::MemoryFileSystem files;
-  db::SetFileSystemForTest(&files);
+  const db::ScopedFileSystem scoped_files(files);
   const samples::SampleFiles made = samples::MakeSample(files, "", {.notices = kNotices, .seed = 5});
   notice_file_ = files.Content(made.notice);
   reference_file_ = files.Content(made.reference);
@@ -88,7 +89,6 @@ NoticeServer::NoticeServer() {
     }
     for (const std::string& table : tables_) LoadTable(file->Cn(), table);
   }
-  db::SetFileSystemForTest(nullptr);
   std::sort(one_of_each_kind_.begin(), one_of_each_kind_.end());
   one_of_each_kind_.resize(samples::kMinNotices);
   const std::string others = "ntc_id > " + std::to_string(one_of_each_kind_.back());

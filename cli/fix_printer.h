@@ -1,0 +1,63 @@
+// What `vntfix fix` prints: a line per fix as it ends, its errors, and what there is to say beside.
+#pragma once
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/cli.h"
+#include "cli/commands.h"
+#include "platform/messages.h"
+#include "run/run_record.h"
+#include "run/run_report.h"
+
+namespace vnt::cli {
+
+// Sentences on the error stream, each after the names of program and file. What the fixes show while they run
+// waits for Flush().
+class Speaker : public platform::Messages {
+ public:
+  Speaker(std::ostream& err, std::string file) : err_(err), file_(std::move(file)) {}
+
+  void Say(std::string_view text) { err_ << "vntfix: " << file_ << ": " << text << '\n'; }
+  // The number at the end.
+  void Say(const db::DbError& error);
+  void Show(std::string_view text, platform::MessageStyle) override;
+  // From now on texts belong to a fix, and wait.
+  void Begin(std::string where);
+  // Says what waited, equal texts once, but for the reports of those errors.
+  void Flush(const std::vector<db::DbError>& errors);
+
+ private:
+  std::ostream& err_;
+  std::string file_;
+  std::string where_;  // "fix 7: "; empty between fixes
+  std::map<std::string, int> waiting_;
+};
+
+class FixPrinter : public RunObserver {
+ public:
+  // `by_notice`: a line per notice in place of one per fix.
+  FixPrinter(Streams& streams, Speaker& speaker, const FixOptions& options, bool by_notice)
+      : streams_(streams), speaker_(speaker), options_(options), by_notice_(by_notice), lines_(streams.out) {}
+
+  void FixStarts(const FixEntry& fix, int number, int count) override;
+  void FixEnds(const FixResult& result) override;
+  void RunEnds() override;
+  // The last line: what was done in all, and where the backup is.
+  void Total(const RunRecord& record);
+
+ private:
+  void SayErrors(const FixResult& result);
+
+  Streams& streams_;
+  Speaker& speaker_;
+  const FixOptions& options_;
+  bool by_notice_;
+  RunReport lines_;
+  std::int64_t rows_of_notice_ = 0;
+  std::size_t errors_of_notice_ = 0;
+};
+
+}  // namespace vnt::cli

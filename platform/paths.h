@@ -1,0 +1,17 @@
+// Names of files: UTF-8 in this program, whatever the system has.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+namespace vnt::platform {
+
+inline std::filesystem::path PathOf(std::string_view utf8) { return std::u8string(utf8.begin(), utf8.end()); }
+
+inline std::string Utf8Of(const std::filesystem::path& path) {
+  const std::u8string utf8 = path.u8string();
+  return {utf8.begin(), utf8.end()};
+}
+
+}  // namespace vnt::platform

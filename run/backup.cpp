@@ -1,0 +1,162 @@
+#include "run/backup.h"
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <regex>
+#include <utility>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+
+#include "access/base/error.h"
+#include "access/file/copy_file.h"
+#include "access/store/database.h"
+#include "platform/paths.h"
+
+namespace vnt {
+namespace {
+
+namespace fs = std::filesystem;
+using platform::PathOf;
+using platform::Utf8Of;
+
+constexpr const char* kRecordExtension = ".json";
+
+std::string FolderOf(const std::string& file, const std::string& folder) {
+  if (!folder.empty()) return folder;
+  const fs::path parent = PathOf(file).parent_path();
+  return parent.empty() ? "." : Utf8Of(parent);
+}
+
+std::string NewBackupPath(jet::FileSystem& files, const std::string& file, const std::string& folder) {
+  const auto now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  const std::string name =
+      fmt::format("{}.{:%Y%m%d-%H%M%S}", Utf8Of(PathOf(file).filename()), fmt::localtime(now));
+  const fs::path place = PathOf(FolderOf(file, folder));
+  std::string path = Utf8Of(place / PathOf(name + ".bak"));
+  for (int n = 2; files.Exists(path); ++n) path = Utf8Of(place / PathOf(fmt::format("{}-{}.bak", name, n)));
+  return path;
+}
+
+// The digits of the time, and the number of a backup within its second, of a name such as
+// "NAME.20261122-050407-2.bak"; empty when it is none of that file.
+std::pair<std::string, int> TimeInName(const std::string& name, const std::string& file_name) {
+  static const std::regex pattern(R"(\.(\d{8}-\d{6})(?:-(\d{1,6}))?\.bak)");
+  std::smatch match;
+  if (!name.starts_with(file_name)) return {};
+  const std::string rest = name.substr(file_name.size());
+  if (!std::regex_match(rest, match, pattern)) return {};
+  return {match[1], match[2].matched ? std::stoi(match[2]) : 1};
+}
+
+std::string ReadableTime(const std::string& digits) {
+  return fmt::format("{}-{}-{} {}:{}:{}", digits.substr(0, 4), digits.substr(4, 2), digits.substr(6, 2),
+                     digits.substr(9, 2), digits.substr(11, 2), digits.substr(13, 2));
+}
+
+std::string SayingOf(const std::string& backup) {
+  try {
+    const RecordedState state = ReadRecord(backup + kRecordExtension);
+    if (state.kind == RecordKind::kUndo) return "undone";
+    return state.after.empty() ? state.outcome + ", what it left is not known" : state.outcome;
+  } catch (const jet::Error&) {
+    return "without a record: the run did not come to its end";
+  }
+}
+
+// What the record of the backup says; for one whose run never ended, with `force`, nothing.
+RecordedState StateFor(const std::string& backup, bool force) {
+  try {
+    return ReadRecord(backup + kRecordExtension);
+  } catch (const jet::Error& error) {
+    if (force && error.kind() == jet::ErrorKind::kNotFound) return {};
+    throw jet::Error(jet::ErrorKind::kCorrupt,
+                     fmt::format("Nothing tells what the run left for which the backup {} was made: {} "
+                                 "Nothing was changed.",
+                                 backup, error.what()));
+  }
+}
+
+}  // namespace
+
+std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::string& folder) {
+  const std::string path = NewBackupPath(files, file.path(), folder);
+  jet::CopyFile(files, file, path);
+  return path;
+}
+
+void RecordBackup(jet::FileSystem& files, const RunRecord& record) {
+  const std::string text = RecordText(record, RecordFormat::kJson);
+  files.CreateWhole(record.backup + kRecordExtension,
+                    jet::Bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+}
+
+std::vector<Backup> FindBackups(const std::string& file, const std::string& folder) {
+  std::vector<std::pair<std::pair<std::string, int>, Backup>> found;
+  const std::string name = Utf8Of(PathOf(file).filename());
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(PathOf(FolderOf(file, folder)), error)) {
+    const auto time = TimeInName(Utf8Of(entry.path().filename()), name);
+    if (time.first.empty()) continue;
+    Backup backup;
+    backup.path = Utf8Of(entry.path());
+    backup.made = ReadableTime(time.first);
+    backup.size = entry.file_size(error);
+    backup.says = SayingOf(backup.path);
+    found.emplace_back(time, std::move(backup));
+  }
+  std::ranges::sort(found, std::greater<>(), [](const auto& item) { return item.first; });
+  std::vector<Backup> backups;
+  for (auto& [time, backup] : found) backups.push_back(std::move(backup));
+  return backups;
+}
+
+Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::string& folder, bool force) {
+  const std::vector<Backup> backups = FindBackups(file, folder);
+  if (backups.empty()) {
+    throw jet::Error(jet::ErrorKind::kNotFound,
+                     fmt::format("There is no backup of {} in {}.", file, FolderOf(file, folder)));
+  }
+  const std::string& newest = backups.front().path;
+  const RecordedState state = StateFor(newest, force);
+  // Takes in a journal that waits, and keeps everybody else out.
+  std::unique_ptr<jet::Database> database = jet::Database::Open(files, file, jet::OpenMode::kReadWrite);
+  jet::File& current = database->pages().file();
+  RunRecord record;
+  record.kind = RecordKind::kUndo;
+  record.file = file;
+  record.started = std::chrono::system_clock::now();
+  record.before = jet::Fingerprint(current);
+  if (record.before != state.after && !force) {
+    throw jet::Error(
+        jet::ErrorKind::kReplaced,
+        fmt::format("{} is not what the run of {} left: it was changed since, or that run did not "
+                    "end as it should. Nothing was changed. With --force the backup {} is put "
+                    "back all the same, and what is there now becomes a backup.",
+                    file, backups.front().made, newest));
+  }
+  const auto backup = files.Open(newest, jet::OpenMode::kRead);
+  record.after = jet::Fingerprint(*backup);
+  if (!state.before.empty() && record.after != state.before) {
+    throw jet::Error(
+        jet::ErrorKind::kCorrupt,
+        fmt::format("The backup {} is not what it was when it was made. Nothing was changed.", newest));
+  }
+  record.backup = MakeBackup(files, current, folder);
+  record.ended = std::chrono::system_clock::now();
+  RecordBackup(files, record);
+  jet::Replacement replacement(files, file, *backup, current);
+  const jet::FileStamp stamp = current.Stamp();
+  // Some systems replace no file that is open.
+  database.reset();
+  if (files.Open(file, jet::OpenMode::kRead)->Stamp() != stamp) {
+    throw jet::Error(jet::ErrorKind::kReplaced,
+                     fmt::format("{} was changed by another program meanwhile. It stays as it is.", file));
+  }
+  replacement.Commit();
+  return {newest, record.backup};
+}
+
+}  // namespace vnt

@@ -1,0 +1,40 @@
+// Copies of a database made before a run, and the way back.
+//
+// A backup is NAME.YYYYMMDD-HHMMSS.bak beside the database or in a folder of choice; beside it, under its
+// name and ".json", stands the record of the run that it was made for.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "access/file/file.h"
+#include "run/run_record.h"
+
+namespace vnt {
+
+// A durable copy of the file; gives its path. jet::Error.
+std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::string& folder);
+
+// Writes the record beside the backup that it names. jet::Error.
+void RecordBackup(jet::FileSystem& files, const RunRecord& record);
+
+struct Backup {
+  std::string path;
+  std::string made;        // "2026-11-22 05:04:07", local time
+  std::uint64_t size = 0;  // bytes
+  std::string says;        // what its record says of the run: its outcome, or why it cannot be used
+};
+// Those of the database, newest first. `folder` is empty for that of the database.
+std::vector<Backup> FindBackups(const std::string& file, const std::string& folder);
+
+struct Undone {
+  std::string restored;  // the backup whose content the database has now
+  std::string kept;      // the backup of what it had before
+};
+// Puts the newest backup back and makes what was there a backup in its turn, so that undoing can be undone.
+// Refused with a jet::Error, and nothing is touched: kNotFound when there is no backup; kReplaced when the
+// database is not what the run left (`force` overrides that); kCorrupt when the backup is not what it was
+// when it was made, or has no record; whatever keeps the database from being opened for writing.
+Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::string& folder, bool force);
+
+}  // namespace vnt

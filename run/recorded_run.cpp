@@ -1,0 +1,112 @@
+#include "run/recorded_run.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "access/base/error.h"
+#include "access/file/copy_file.h"
+#include "db/engine_errors.h"
+#include "db/file_system.h"
+#include "program/program_state.h"
+#include "run/backup.h"
+
+namespace vnt {
+namespace {
+
+// The file as it was saved last; null where there is none.
+jet::File* SavedFile() {
+  const auto& main = State().main_connection;
+  return main && main->has_connection() && main->Cn().is_open() ? main->Cn().SavedFile() : nullptr;
+}
+
+class Recorder : public RunObserver {
+ public:
+  Recorder(const Recording& recording, RunRecord& record, RunObserver& inner)
+      : recording_(recording), record_(record), inner_(inner) {}
+
+  void RunStarts() override {
+    jet::File* const file = SavedFile();
+    const bool first = record_.before.empty();  // of several notices
+    if (first && file != nullptr && (recording_.backup || recording_.fingerprints)) {
+      try {
+        record_.before = jet::Fingerprint(*file);
+        if (recording_.backup) record_.backup = MakeBackup(db::Files(), *file, *recording_.backup);
+      } catch (const jet::Error& error) {
+        throw db::ToDbError(error);
+      }
+    }
+    inner_.RunStarts();
+  }
+  void FixStarts(const FixEntry& fix, int number, int count) override {
+    inner_.FixStarts(fix, number, count);
+  }
+  void FixEnds(const FixResult& result) override { inner_.FixEnds(result); }
+  void RunEnds() override { inner_.RunEnds(); }
+
+ private:
+  const Recording& recording_;
+  RunRecord& record_;
+  RunObserver& inner_;
+};
+
+// What the run left, unless it is still in a journal.
+std::string FingerprintAfter(const RunResult& result) {
+  try {
+    jet::File* const file = SavedFile();
+    if (file == nullptr || !MainCn().IsSaved()) return {};
+    return jet::Fingerprint(*file);
+  } catch (const std::exception&) {
+    // A run that came to its end says what it did all the same.
+    if (!result.ended_early) throw;
+    return {};
+  }
+}
+
+// Adds the run over one more notice.
+void Add(RunResult&& one, RunResult& all) {
+  if (all.fixes.empty()) {
+    all = std::move(one);
+    return;
+  }
+  all.refused |= one.refused;
+  all.ended_early |= one.ended_early;
+  for (std::size_t i = 0; i < one.fixes.size(); ++i) {
+    FixResult& sum = all.fixes[i];
+    FixResult& fix = one.fixes[i];
+    sum.statements += fix.statements;
+    sum.rows += fix.rows;
+    sum.time += fix.time;
+    std::ranges::move(fix.errors, std::back_inserter(sum.errors));
+    if (sum.status == FixStatus::kDone) sum.status = fix.status;
+  }
+}
+
+}  // namespace
+
+RunRecord RunRecorded(const FixSelection& selection, const std::vector<std::int32_t>& notices,
+                      const Recording& recording, RunObserver& observer) {
+  RunRecord record;
+  record.kind = recording.dry_run ? RecordKind::kDryRun : RecordKind::kRun;
+  record.file = State().current_database;
+  record.notices = notices;
+  if (notices.empty() && State().ntc_id > 0) record.notices.push_back(State().ntc_id);
+  record.started = std::chrono::system_clock::now();
+  Recorder recorder(recording, record, observer);
+  if (record.notices.empty()) record.result = RunFixes(selection, recorder);
+  for (const std::int32_t notice : record.notices) {
+    State().ntc_id = notice;
+    Add(RunFixes(selection, recorder), record.result);
+    if (record.result.refused || record.result.ended_early) break;
+  }
+  record.ended = std::chrono::system_clock::now();
+  try {
+    if (!record.before.empty()) record.after = FingerprintAfter(record.result);
+    if (!record.backup.empty()) RecordBackup(db::Files(), record);
+  } catch (const jet::Error& error) {
+    throw db::ToDbError(error);
+  }
+  return record;
+}
+
+}  // namespace vnt

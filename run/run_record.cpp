@@ -1,0 +1,186 @@
+#include "run/run_record.h"
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+
+#include <fmt/chrono.h>
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include "access/base/error.h"
+#include "platform/paths.h"
+#include "platform/text.h"
+#include "run/run_report.h"
+
+namespace vnt {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using Clock = std::chrono::system_clock;
+
+constexpr int kSchemaVersion = 1;
+constexpr std::array kKinds{"run", "dry run", "undo"};  // by RecordKind
+
+std::string LocalTime(Clock::time_point time) {
+  return fmt::format("{:%Y-%m-%dT%H:%M:%S}", fmt::localtime(Clock::to_time_t(time)));
+}
+
+double Seconds(std::chrono::duration<double> time) { return time.count(); }
+
+std::string_view StatusWord(FixStatus status) {
+  switch (status) {
+    case FixStatus::kNotRun:
+      return "not run";
+    case FixStatus::kDone:
+      return "done";
+    case FixStatus::kFailed:
+      return "errors";
+    case FixStatus::kUndone:
+      return "undone";
+    case FixStatus::kInDoubt:
+      return "in doubt";
+    case FixStatus::kStopped:
+      break;
+  }
+  return "stopped";
+}
+
+struct CountedError {
+  const db::DbError* error;
+  std::int64_t count;
+};
+
+// Equal ones together, in the order in which they came first.
+std::vector<CountedError> Counted(const std::vector<db::DbError>& errors) {
+  std::vector<CountedError> counted;
+  std::map<std::pair<std::int32_t, std::string>, std::size_t> places;
+  for (const db::DbError& error : errors) {
+    const auto [place, is_new] = places.try_emplace({error.number(), error.description()}, counted.size());
+    if (is_new) counted.push_back({&error, 0});
+    ++counted[place->second].count;
+  }
+  return counted;
+}
+
+Json FixAsJson(const FixResult& fix) {
+  Json json;
+  if (fix.fix != nullptr) {
+    json["index"] = fix.fix->index;
+    json["caption"] = fix.fix->caption;
+  }
+  json["status"] = StatusWord(fix.status);
+  json["statements"] = fix.statements;
+  json["rows_written"] = fix.rows;
+  json["seconds"] = Seconds(fix.time);
+  json["errors"] = Json::array();
+  for (const CountedError& error : Counted(fix.errors)) {
+    json["errors"].push_back(
+        {{"number", error.error->number()}, {"text", error.error->description()}, {"count", error.count}});
+  }
+  return json;
+}
+
+std::string AsJson(const RunRecord& record) {
+  Json json;
+  json["schema_version"] = kSchemaVersion;
+  json["kind"] = kKinds[static_cast<std::size_t>(record.kind)];
+  json["program"] = {
+      {"name", "VNTFixdb"},
+      {"version", fmt::format("{}.{}.{}", VNT_VERSION_MAJOR, VNT_VERSION_MINOR, VNT_VERSION_REVISION)}};
+  json["file"] = record.file;
+  json["notices"] = record.notices.empty() ? Json(nullptr) : Json(record.notices);
+  json["started"] = LocalTime(record.started);
+  json["ended"] = LocalTime(record.ended);
+  json["outcome"] = OutcomeOf(record.result);
+  json["fixes"] = Json::array();
+  json["history"] = nullptr;
+  for (const FixResult& fix : record.result.fixes) {
+    if (fix.fix != nullptr) {
+      json["fixes"].push_back(FixAsJson(fix));
+    } else {
+      json["history"] = FixAsJson(fix);
+    }
+  }
+  const auto text_or_null = [](const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); };
+  json["fingerprints"] = {{"before", text_or_null(record.before)}, {"after", text_or_null(record.after)}};
+  json["backup"] = text_or_null(record.backup);
+  // Names of files need not be UTF-8.
+  return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+std::string ScopeText(const std::vector<std::int32_t>& notices) {
+  if (notices.empty()) return ", all notices";
+  return fmt::format(", notice{} {}", notices.size() == 1 ? "" : "s", fmt::join(notices, ", "));
+}
+
+std::string AsText(const RunRecord& record) {
+  std::string text =
+      fmt::format("VNTFixdb {}.{}.{}, {} of {}{}\nstarted {}, ended {}\n", VNT_VERSION_MAJOR,
+                  VNT_VERSION_MINOR, VNT_VERSION_REVISION, kKinds[static_cast<std::size_t>(record.kind)],
+                  record.file, ScopeText(record.notices), LocalTime(record.started), LocalTime(record.ended));
+  for (const FixResult& fix : record.result.fixes) {
+    text += ReportLine(fix) + "\n";
+    for (const CountedError& error : Counted(fix.errors)) {
+      text += fmt::format("      {} ({})", error.error->description(), error.error->number());
+      text += error.count > 1 ? fmt::format(", {} times\n", error.count) : "\n";
+    }
+  }
+  text += fmt::format("outcome: {}\n", OutcomeOf(record.result));
+  if (!record.before.empty()) text += fmt::format("before: {}\n", record.before);
+  if (!record.after.empty()) text += fmt::format("after:  {}\n", record.after);
+  if (!record.backup.empty()) text += fmt::format("backup: {}\n", record.backup);
+  return text;
+}
+
+}  // namespace
+
+std::string OutcomeOf(const RunResult& result) {
+  if (result.refused) return "refused";
+  if (result.ended_early) return "ended early";
+  return result.failed() ? "errors" : "done";
+}
+
+std::string RecordText(const RunRecord& record, RecordFormat format) {
+  return format == RecordFormat::kJson ? AsJson(record) : AsText(record);
+}
+
+RecordFormat FormatOfName(const std::string& path) {
+  constexpr std::string_view kJson = ".json";
+  const bool json = path.size() >= kJson.size() &&
+                    platform::EqualNoCase(std::string_view(path).substr(path.size() - kJson.size()), kJson);
+  return json ? RecordFormat::kJson : RecordFormat::kText;
+}
+
+RecordedState ReadRecord(const std::string& path) {
+  std::ifstream in(platform::PathOf(path), std::ios::binary);
+  if (!in.is_open()) {
+    throw jet::Error(jet::ErrorKind::kNotFound, fmt::format("There is no record {}.", path));
+  }
+  try {
+    const Json json = Json::parse(in);
+    if (json.at("schema_version") != kSchemaVersion) {
+      throw jet::Error(jet::ErrorKind::kCorrupt,
+                       fmt::format("The record {} is of another version of this program.", path));
+    }
+    const auto text = [](const Json& value) {
+      return value.is_null() ? std::string() : value.get<std::string>();
+    };
+    const auto kind = std::ranges::find(kKinds, json.at("kind").get<std::string>());
+    RecordedState state;
+    state.kind = static_cast<RecordKind>(kind - kKinds.begin());
+    state.before = text(json.at("fingerprints").at("before"));
+    state.after = text(json.at("fingerprints").at("after"));
+    state.outcome = json.at("outcome").get<std::string>();
+    return state;
+  } catch (const Json::exception& error) {
+    throw jet::Error(jet::ErrorKind::kCorrupt,
+                     fmt::format("The record {} cannot be read: {}", path, error.what()));
+  }
+}
+
+}  // namespace vnt

@@ -1,0 +1,46 @@
+// What a run was asked to do, did and left behind, for a report and for undoing it.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "run/fix_runner.h"
+
+namespace vnt {
+
+enum class RecordKind { kRun, kDryRun, kUndo };
+enum class RecordFormat { kText, kJson };
+
+struct RunRecord {
+  RecordKind kind = RecordKind::kRun;
+  std::string file;
+  std::vector<std::int32_t> notices;  // empty: all
+  std::chrono::system_clock::time_point started, ended;
+  RunResult result;
+  // Of the file before the run and after it, as jet::Fingerprint; empty where that is not known (data
+  // sources, runs that failed while they saved).
+  std::string before, after;
+  std::string backup;  // path; empty: none was made
+};
+
+// One word for what became of it: "done", "errors", "ended early", "refused".
+std::string OutcomeOf(const RunResult& result);
+
+// docs/run-report.schema.json describes the JSON; the text is for people.
+std::string RecordText(const RunRecord& record, RecordFormat format);
+
+// JSON where the name ends in ".json", in any letter case.
+RecordFormat FormatOfName(const std::string& path);
+
+// What undoing a run has to know of it, from the JSON of its record. jet::Error(kNotFound) when there is no
+// such record, kCorrupt when it cannot be read.
+struct RecordedState {
+  RecordKind kind = RecordKind::kRun;
+  std::string before, after;
+  std::string outcome;
+};
+RecordedState ReadRecord(const std::string& path);
+
+}  // namespace vnt

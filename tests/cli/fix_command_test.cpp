@@ -1,0 +1,246 @@
+// vntfix fix and undo: what is chosen, what is written and what is not, and the way back.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "cli/fix_choice.h"
+#include "tests/cli/cli_fixture.h"
+
+namespace vnt::cli {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+std::vector<int> Chosen(std::string_view text) {
+  const FixSelection selection = ChooseFixes(text);
+  std::vector<int> indexes;
+  for (int index = 0; index < kFixCount; ++index) {
+    if (selection.test(static_cast<std::size_t>(index))) indexes.push_back(index);
+  }
+  return indexes;
+}
+
+TEST(FixChoice, NumbersRangesAndWords) {
+  EXPECT_THAT(Chosen("7"), ElementsAre(7));
+  EXPECT_THAT(Chosen("9, 7-8,7"), ElementsAre(7, 8, 9));
+  EXPECT_THAT(Chosen("sort freq"), ElementsAre(22));
+  EXPECT_THAT(Chosen("SORT COORD,39"), ElementsAre(23, 39));
+  EXPECT_THAT(Chosen("Fix  Action Code"), ElementsAre(4));
+  for (const auto& [text, reason] : std::vector<std::pair<const char*, const char*>>{
+           {"40", "they have the numbers 0 to 39"},
+           {"9-7", "they have the numbers 0 to 39"},
+           {"", "No fix has the words"},
+           {"7,", "No fix has the words"},
+           {"sort xyz", "No fix has the words \"sort xyz\""},
+           {"sort", "is more than one fix: 22 \"Sort Frequencies\", 23 \"Sort Coord"}}) {
+    try {
+      ChooseFixes(text);
+      ADD_FAILURE() << text;
+    } catch (const ChoiceError& error) {
+      EXPECT_THAT(error.what(), HasSubstr(reason)) << text;
+    }
+  }
+}
+
+class FixCommand : public CliTest {
+ protected:
+  FixCommand() { MakeSample("10"); }
+  Outcome Fix(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "fix");
+    arguments.insert(arguments.end(), {"--reference", At("reference.mdb"), "--template", At("template.mdb")});
+    return RunCli(arguments);
+  }
+  // Everything in the folder but those of that name.
+  std::map<std::string, std::string> Files(const std::string& without = "-") const {
+    std::map<std::string, std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(folder_)) {
+      if (entry.is_regular_file() && entry.path().filename() != without) {
+        files[entry.path().string()] = Slurp(entry.path());
+      }
+    }
+    return files;
+  }
+  nlohmann::json Report(const char* name) const { return nlohmann::json::parse(Slurp(At(name))); }
+  std::string Rows(const std::string& file) {
+    std::string rows;
+    for (const char* table : {"notice", "grp", "assgn", "freq", "provn"}) {
+      rows += RunCli({"export", file, table}).out;
+    }
+    return rows;
+  }
+
+  const std::string file_ = At("notices.mdb");
+};
+
+TEST_F(FixCommand, ADryRunWritesNothingAndReportsWhatTheRunWill) {
+  const auto before = Files();
+  const Outcome dry = Fix({file_, "--dry-run", "--all", "--report", At("dry.json")});
+  EXPECT_EQ(dry.code, kOk) << dry.err;
+  EXPECT_EQ(Files("dry.json"), before);
+  EXPECT_THAT(dry.out, HasSubstr("dry run of " + file_ + ": 40 fixes run"));
+  ASSERT_EQ(Fix({file_, "--all", "--report", At("real.json")}).code, kOk);
+  nlohmann::json dry_report = Report("dry.json"), real = Report("real.json");
+  EXPECT_EQ(dry_report["kind"], "dry run");
+  EXPECT_EQ(real["kind"], "run");
+  EXPECT_EQ(dry_report["fingerprints"]["before"], real["fingerprints"]["before"]);
+  EXPECT_NE(real["fingerprints"]["before"], real["fingerprints"]["after"]);
+  for (nlohmann::json* report : {&dry_report, &real}) {
+    for (const char* key : {"kind", "started", "ended", "fingerprints"}) report->erase(key);
+    (*report)["history"].erase("seconds");
+    for (auto& fix : (*report)["fixes"]) fix.erase("seconds");
+  }
+  EXPECT_EQ(dry_report, real);
+  EXPECT_EQ(dry_report["fixes"].size(), 40U);
+}
+
+TEST_F(FixCommand, ADryRunNeedsNoRightToWrite) {
+  fs::permissions(file_, fs::perms::owner_read);
+  const Outcome dry = Fix({file_, "--dry-run"});
+  EXPECT_EQ(dry.code, kOk) << dry.err;
+  fs::permissions(file_, fs::perms::owner_write, fs::perm_options::add);
+}
+
+TEST_F(FixCommand, UndoPutsBackEveryByteAndCanBeUndone) {
+  const std::string before = Slurp(file_);
+  const Outcome fixed = Fix({file_, "--backup"});
+  ASSERT_EQ(fixed.code, kOk) << fixed.err;
+  EXPECT_THAT(fixed.out, HasSubstr("\nbackup: " + file_ + "."));
+  const std::string after = Slurp(file_);
+  EXPECT_NE(after, before);
+  const Outcome list = RunCli({"undo", file_, "--list"});
+  EXPECT_THAT(list.out, testing::ContainsRegex(R"(notices\.mdb\.[0-9]{8}-[0-9]{6}\.bak +done)"));
+  for (const std::string* expected : {&before, &after, &before}) {
+    const Outcome undone = RunCli({"undo", file_});
+    EXPECT_EQ(undone.code, kOk) << undone.err;
+    EXPECT_TRUE(Slurp(file_) == *expected);
+    EXPECT_EQ(RunCli({"check", file_}).code, kOk);
+  }
+}
+
+TEST_F(FixCommand, UndoRefusesWhatItCannotProve) {
+  EXPECT_THAT(RunCli({"undo", file_}).err, HasSubstr("There is no backup of " + file_));
+  const fs::path folder = folder_ / "backups";
+  fs::create_directory(folder);
+  // The folder may stand behind the option or be named by its own.
+  ASSERT_EQ(Fix({"--backup", folder.string(), file_, "--only", "15"}).code, kOk);
+  const auto undo = [&](const char* option = "--backup-folder=") {
+    return RunCli({"undo", file_, option + folder.string()});
+  };
+  const std::string left = Slurp(file_);
+  ASSERT_EQ(RunCli({"sql", file_, "delete from history"}).code, kOk);
+  const auto files = Files();
+  Outcome refused = undo();
+  EXPECT_EQ(refused.code, kRefused);
+  EXPECT_THAT(refused.err, HasSubstr("it was changed since"));
+  EXPECT_EQ(Files(), files);
+
+  // As it was left, but the backup was changed, its record is gone, or cannot be read.
+  std::ofstream(file_, std::ios::binary) << left;
+  fs::path backup, record;
+  for (const auto& entry : fs::directory_iterator(folder)) {
+    (entry.path().extension() == ".json" ? record : backup) = entry.path();
+  }
+  const std::string backup_content = Slurp(backup), record_content = Slurp(record);
+  const auto restore = [&] {
+    std::ofstream(backup, std::ios::binary) << backup_content;
+    std::ofstream(record, std::ios::binary) << record_content;
+  };
+  std::ofstream(backup, std::ios::binary | std::ios::app) << std::string(4096, '\0');
+  EXPECT_THAT(undo().err, HasSubstr("is not what it was when it was made"));
+  restore();
+  std::ofstream(record, std::ios::binary) << record_content.substr(0, 100);
+  EXPECT_THAT(undo().err, HasSubstr("cannot be read"));
+  fs::remove(record);
+  EXPECT_THAT(undo().err, HasSubstr("Nothing tells what the run left"));
+  restore();
+  EXPECT_EQ(Slurp(file_), left);
+  {
+    const auto other = jet::Database::Open(jet::PlatformFileSystem(), file_, jet::OpenMode::kReadWrite);
+    EXPECT_EQ(undo().code, kRefused);
+  }
+  EXPECT_EQ(undo().code, kOk);
+  EXPECT_EQ(Slurp(file_), backup_content);
+}
+
+TEST_F(FixCommand, ForceUndoesWhatWasChangedSinceAndKeepsIt) {
+  const std::string before = Slurp(file_);
+  ASSERT_EQ(Fix({file_, "--backup", "--only", "15"}).code, kOk);
+  ASSERT_EQ(RunCli({"sql", file_, "delete from history"}).code, kOk);
+  const std::string changed = Slurp(file_);
+  EXPECT_EQ(RunCli({"undo", file_}).code, kRefused);
+  EXPECT_EQ(RunCli({"undo", file_, "--force"}).code, kOk);
+  EXPECT_TRUE(Slurp(file_) == before);
+  EXPECT_EQ(RunCli({"undo", file_}).code, kOk);
+  EXPECT_TRUE(Slurp(file_) == changed);
+}
+
+// No backup, no run.
+TEST_F(FixCommand, ABackupThatCannotBeMadeKeepsTheRunFromBeginning) {
+  const std::string before = Slurp(file_);
+  const Outcome refused = Fix({file_, "--backup-folder", At("missing/folder")});
+  EXPECT_EQ(refused.code, kRefused);
+  EXPECT_THAT(refused.err, HasSubstr("missing/folder"));
+  EXPECT_TRUE(Slurp(file_) == before);
+}
+
+TEST_F(FixCommand, SeveralFilesAndNotices) {
+  const std::string copy = At("copy.mdb");
+  fs::copy_file(file_, copy);
+  const Outcome both = Fix({file_, At("missing.mdb"), copy, "--only", "15", "--report", At("all.json")});
+  EXPECT_EQ(both.code, kRefused);
+  EXPECT_THAT(both.err, HasSubstr("vntfix: " + At("missing.mdb") + ": "));
+  EXPECT_TRUE(Rows(file_) == Rows(copy));
+  EXPECT_EQ(Report("all.json").size(), 2U);
+
+  const Outcome some = Fix({copy, "--notice", "100000002,100000004-100000006", "--only", "33,15"});
+  EXPECT_EQ(some.code, kOk) << some.err;
+  EXPECT_THAT(some.out, HasSubstr("notice 100000005: "));
+  EXPECT_THAT(some.err, HasSubstr("fix 33 reaches beyond the notice: it renumbers"));
+  EXPECT_EQ(RunCli({"sql", copy, "--csv", "select ntc_id from history where seq_no = 3 order by ntc_id"}).out,
+            "\"ntc_id\"\n100000002\n100000004\n100000005\n100000006\n");
+  EXPECT_THAT(Fix({copy, "--notice", "100000002", "--only", "33", "--strict-notice"}).out,
+              HasSubstr(": 0 fixes run"));
+  const std::string before = Slurp(copy);
+  for (const char* none : {"7", "1-9", "0", "x", "9-7", "7,"}) {
+    EXPECT_EQ(Fix({copy, "--notice", none}).code, kUsage) << none;
+  }
+  EXPECT_TRUE(Slurp(copy) == before);
+}
+
+// What the catalogue says of its reach is what is so: all other rows of other notices stay.
+TEST_F(FixCommand, OnlyTheFixesThatSaySoReachBeyondTheNotice) {
+  const std::string notice = "100000002", group = "select grp_id from grp where ntc_id <> " + notice;
+  const auto others = [&](const std::string& file) {
+    std::string rows;
+    for (const char* table : {"notice", "grp", "freq", "provn", "tr_provn", "s_beam", "e_ant", "orbit",
+                              "com_el", "geo", "fdg_ref", "c_pfd", "pub_ssn"}) {
+      const Outcome out = RunCli(
+          {"sql", file, "--csv", std::string("select * from ") + table + " where ntc_id <> " + notice});
+      if (out.code == kOk) rows += out.out;
+    }
+    for (const char* table : {"assgn", "emiss", "e_as_stn", "srv_cls", "diag_grp", "srv_area", "gpub"}) {
+      const Outcome out = RunCli(
+          {"sql", file, "--csv", std::string("select * from ") + table + " where grp_id in (" + group + ")"});
+      if (out.code == kOk) rows += out.out;
+    }
+    return rows + RunCli({"export", file, "ant_type"}).out;
+  };
+  const std::string before = others(file_);
+  const std::string work = At("work.mdb");
+  std::vector<int> reaching;
+  for (int index = 0; index < kFixCount; ++index) {
+    fs::copy_file(file_, work, fs::copy_options::overwrite_existing);
+    ASSERT_EQ(Fix({work, "--notice", notice, "--only", std::to_string(index)}).code, kOk) << index;
+    const bool reaches = others(work) != before;
+    if (reaches) reaching.push_back(index);
+    EXPECT_TRUE(!reaches || !FixByIndex(index).reach.empty()) << index;
+  }
+  EXPECT_THAT(reaching, testing::IsSupersetOf({5, 33}));
+}
+
+}  // namespace
+}  // namespace vnt::cli

@@ -58,10 +58,9 @@ std::vector<std::int32_t> FindNotices(const std::vector<NoticeRange>& ranges) {
                           range.first, range.last),
               MainCn());
     if (rows.Eof()) {
-      throw ChoiceError(
-          range.first == range.last
-              ? fmt::format("There is no notice {} in {}.", range.first, file)
-              : fmt::format("There are no notices {} to {} in {}.", range.first, range.last, file));
+      throw ChoiceError(range.first == range.last
+                            ? fmt::format("there is no notice {}.", range.first)
+                            : fmt::format("there are no notices {} to {}.", range.first, range.last));
     }
     for (; !rows.Eof(); rows.MoveNext()) notices.push_back(rows.Get(0).ToInt32());
   }

@@ -1,4 +1,5 @@
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -6,7 +7,6 @@
 #ifdef _WIN32
 #include <windows.h>
 
-#include <fcntl.h>
 #include <io.h>
 #include <shellapi.h>
 #else
@@ -32,22 +32,27 @@ std::vector<std::string> Arguments(int, char**) {
     arguments.push_back(std::move(text));
   }
   LocalFree(wide);
-  SetConsoleOutputCP(CP_UTF8);
-  // The same line ends as everywhere, in results and in messages.
-  _setmode(_fileno(stdout), _O_BINARY);
-  _setmode(_fileno(stderr), _O_BINARY);
   return arguments;
+}
+// What is printed is UTF-8; the console gets its own code page back for what runs in it next.
+UINT former_code_page = 0;
+void PrepareConsole() {
+  former_code_page = GetConsoleOutputCP();
+  if (former_code_page == 0 || SetConsoleOutputCP(CP_UTF8) == 0) return;  // there is none
+  std::atexit([] { SetConsoleOutputCP(former_code_page); });
 }
 bool IsTerminal() { return _isatty(_fileno(stderr)) != 0; }
 #else
 std::vector<std::string> Arguments(int argc, char** argv) { return {argv + 1, argv + argc}; }
+void PrepareConsole() {}
 bool IsTerminal() { return isatty(STDERR_FILENO) != 0; }
 #endif
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  vnt::platform::OccupyStandardStreams();
+  vnt::platform::PrepareStandardStreams();
+  PrepareConsole();
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);
   return vnt::cli::Run(Arguments(argc, argv), {std::cin, std::cout, std::cerr, IsTerminal()});

@@ -8,8 +8,9 @@ namespace vnt::platform {
 // The path that a variable holds; empty when it is not set.
 std::filesystem::path EnvironmentPath(const char* name);
 
-// To be called before anything is opened: where standard input, output or error are closed, their places are
-// taken, so that no file gets one and what is printed into it. Reading and writing them fails as before.
-void OccupyStandardStreams();
+// To be called before anything is opened. Where standard input, output or error are closed, their places are
+// taken, so that no file gets one and what is printed into it; reading and writing them fails as before. Line
+// ends are the same on every system.
+void PrepareStandardStreams();
 
 }  // namespace vnt::platform

@@ -12,7 +12,7 @@ std::filesystem::path EnvironmentPath(const char* name) {
   return value == nullptr ? std::filesystem::path() : std::filesystem::path(value);
 }
 
-void OccupyStandardStreams() {
+void PrepareStandardStreams() {
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
     if (fcntl(fd, F_GETFD) != -1) continue;
     // A new descriptor is the lowest that is free: this one.

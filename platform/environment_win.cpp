@@ -1,3 +1,7 @@
+#include <fcntl.h>
+#include <io.h>
+
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -13,6 +17,11 @@ std::filesystem::path EnvironmentPath(const char* name) {
 }
 
 // Here a file that is opened takes no place among the standard streams.
-void OccupyStandardStreams() {}
+void PrepareStandardStreams() {
+  // At a keyboard the end of the input is a key that only the other mode knows.
+  if (_isatty(_fileno(stdin)) == 0) _setmode(_fileno(stdin), _O_BINARY);
+  _setmode(_fileno(stdout), _O_BINARY);
+  _setmode(_fileno(stderr), _O_BINARY);
+}
 
 }  // namespace vnt::platform

@@ -48,7 +48,7 @@ class HourglassSuspended {
 void BoxMessages::Show(std::string_view text, platform::MessageStyle style) {
   // The box waits for its reader, so the hourglass of a run has no place over it.
   const HourglassSuspended suspended;
-  wxMessageDialog box(Owner(), ToWx(text), kProgramTitle, wxOK | IconOf(style));
+  wxMessageDialog box(Owner(), ToWx(text), kProgramTitle, wxOK | wxCENTRE | IconOf(style));
   box.ShowModal();
 }
 

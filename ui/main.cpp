@@ -171,6 +171,6 @@ int Run(int argc, char** argv) {
 }  // namespace vnt::ui
 
 int main(int argc, char** argv) {
-  vnt::platform::OccupyStandardStreams();
+  vnt::platform::PrepareStandardStreams();
   return vnt::ui::Run(argc, argv);
 }

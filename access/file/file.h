@@ -24,11 +24,12 @@ enum class OpenMode {
   kCreateNew,  // as kReadWrite, and the file must not exist
 };
 
-// What tells whether a file is still the one that it was, and unchanged.
+// What tells whether a file is still the one that it was, and unchanged. Times are as coarse on every system
+// as on the coarsest, since a journal that one leaves may be taken over by another.
 struct FileStamp {
   std::string identity;       // as FileSystem::Identity
   std::uint64_t size = 0;     // bytes
-  std::int64_t modified = 0;  // time of the last change, nanoseconds since some day
+  std::int64_t modified = 0;  // time of the last change, nanoseconds since 1970, whole hundreds
   bool operator==(const FileStamp&) const = default;
 };
 

@@ -119,7 +119,7 @@ std::string WriterName(int fd) {
 FileStamp StampOf(const struct stat& st) {
   return {fmt::format("{}:{}", static_cast<std::uint64_t>(st.st_dev), static_cast<std::uint64_t>(st.st_ino)),
           static_cast<std::uint64_t>(st.st_size),
-          std::int64_t{st.st_mtim.tv_sec} * 1000000000 + st.st_mtim.tv_nsec};
+          std::int64_t{st.st_mtim.tv_sec} * 1000000000 + st.st_mtim.tv_nsec / 100 * 100};
 }
 
 class PosixFile : public File {

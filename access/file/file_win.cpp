@@ -288,7 +288,8 @@ class WinFile : public File {
     }
     const std::uint64_t ticks = std::uint64_t{info.ftLastWriteTime.dwHighDateTime} << 32 |
                                 info.ftLastWriteTime.dwLowDateTime;  // of 100 nanoseconds
-    return {IdentityOf(info), Size(), static_cast<std::int64_t>(ticks * 100)};
+    constexpr std::uint64_t kTicksFrom1601To1970 = 116'444'736'000'000'000;
+    return {IdentityOf(info), Size(), (static_cast<std::int64_t>(ticks - kTicksFrom1601To1970)) * 100};
   }
   bool IsInPlace() override {
     BY_HANDLE_FILE_INFORMATION info;

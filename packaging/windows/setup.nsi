@@ -199,8 +199,28 @@ LangString DescPath ${LANG_ENGLISH} "vntfix can be called by its name on every c
   !insertmacro MUI_DESCRIPTION_TEXT ${SecPath} $(DescPath)
 !insertmacro MUI_FUNCTION_DESCRIPTION_END
 
+Var GivenFolder
+
 Function .onInit
+  ; Where /D was given this holds its folder, which the choice of users would replace.
+  StrCpy $GivenFolder $INSTDIR
+  ${GetParameters} $0
+  ; A box that nobody sees would wait for ever.
+  UserInfo::GetAccountType
+  Pop $1
+  ClearErrors
+  ${GetOptions} $0 "/AllUsers" $2
+  ${IfNot} ${Errors}
+  ${AndIf} ${Silent}
+  ${AndIf} $1 != "Admin"
+  ${AndIf} $1 != "Power"
+    SetErrorLevel 2
+    Quit
+  ${EndIf}
   !insertmacro MULTIUSER_INIT
+  ${If} $GivenFolder != ""
+    StrCpy $INSTDIR $GivenFolder
+  ${EndIf}
   ${GetParameters} $0
   ClearErrors
   ${GetOptions} $0 "/PATH" $1

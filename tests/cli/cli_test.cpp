@@ -270,7 +270,8 @@ TEST_F(CliTest, EveryFileNameWorks) {
     EXPECT_EQ(RunCli({"sql", file, "create table t (a long)", "insert into t values (1)"}).code, kOk) << name;
     EXPECT_EQ(RunCli({"sql", file, "--csv", "select a from t"}).out, "\"a\"\n1\n") << name;
     EXPECT_EQ(RunCli({"export", file, "t"}).out, "\"a\"\n1\n") << name;
-    fs::copy_file(At("notices.mdb"), file, fs::copy_options::overwrite_existing);
+    fs::remove(file);  // the C++ library of some systems does not overwrite
+    fs::copy_file(At("notices.mdb"), file);
     EXPECT_EQ(RunCli({"fix", file, "--reference", At("reference.mdb"), "--only", "15"}).code, kOk) << name;
   }
 }

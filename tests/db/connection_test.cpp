@@ -191,8 +191,11 @@ TEST_F(MemoryDatabases, SqlLogHoldsTheExactText) {
   Connection without;
   without.Open("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/db/old.mdb");
   without.Execute("DELETE FROM t");
-  std::ifstream in(log, std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::string text;
+  {
+    std::ifstream in(log, std::ios::binary);
+    text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  }
   EXPECT_EQ(text,
             "CREATE TABLE t (k LONG, s TEXT(20))\nINSERT INTO t VALUES (1, 'a\\\\b\\r\\nc')  \n nonsense\n"
             "SELECT  * FROM t\nDelete from t where k = ?\n");

@@ -548,7 +548,6 @@ TEST(DateInUse, IsReadInTheRegionalOrder) {
   database.Run(R"(insert into grp (grp_id, ntc_id, d_inuse) values (1, 7, #3/5/1949#);
                   insert into grp (grp_id, ntc_id, d_inuse) values (2, 7, #3/15/1949#))");
   const std::string folder = database.drive_c();
-  SetVariable("VNTFIX_WINDIR", folder);
   {
     FILE* file = std::fopen((folder + "/WIN.INI").c_str(), "w");
     ASSERT_NE(file, nullptr);
@@ -556,7 +555,6 @@ TEST(DateInUse, IsReadInTheRegionalOrder) {
     std::fclose(file);
   }
   FixDateInUse();
-  SetVariable("VNTFIX_WINDIR", "");
   // 5 March becomes 3 May; the 15th is no month and so stays the day.
   EXPECT_EQ(database.Rows("select d_inuse from grp order by grp_id"), (Lines{"2049-05-03", "2049-03-15"}));
 }

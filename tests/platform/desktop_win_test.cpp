@@ -38,6 +38,23 @@ TEST_F(WindowsDesktopTest, DataSourceOfAnUnknownDriverIsRefused) {
   EXPECT_FALSE(AddDataSource("No such driver", "DSN=X\0DBQ=C:\\x.mdb\0\0"s));
 }
 
+// With a driver's setup part that writes down what it is asked for (odbc_setup.dll beside this program).
+TEST_F(WindowsDesktopTest, DriverIsAskedForTheDataSource) {
+  using std::string_literals::operator""s;
+  wchar_t program[MAX_PATH + 1] = {};
+  GetModuleFileNameW(nullptr, program, MAX_PATH);
+  const std::wstring setup = std::filesystem::path(program).parent_path() / "odbc_setup.dll";
+  const wchar_t* place = L"Software\\ODBC\\ODBCINST.INI\\Driver of this test";
+  ASSERT_EQ(RegSetKeyValueW(HKEY_LOCAL_MACHINE, place, L"Setup", REG_SZ, setup.c_str(),
+                            static_cast<DWORD>((setup.size() + 1) * sizeof(wchar_t))),
+            ERROR_SUCCESS);
+  SetEnvironment("VNT_ODBC_SETUP", test::Utf8Of(folder_ / "asked"));
+  EXPECT_TRUE(AddDataSource("Driver of this test", "DSN=VELTDSN\0DBQ=C:\\Größe\\Данные 漢字.mdb\0UID=\0\0"s));
+  EXPECT_EQ(ReadFile("asked"),
+            "request 1\nDriver of this test\nDSN=VELTDSN\nDBQ=C:\\Größe\\Данные 漢字.mdb\nUID=\n");
+  RegDeleteTreeW(HKEY_LOCAL_MACHINE, place);
+}
+
 TEST_F(WindowsDesktopTest, AProcessOfASessionHasADisplay) { EXPECT_TRUE(HasDisplay()); }
 
 }  // namespace

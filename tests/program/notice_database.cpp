@@ -79,6 +79,8 @@ void RecordedMessages::Show(std::string_view text, platform::MessageStyle style)
 NoticeDatabase::NoticeDatabase()
     : scoped_messages_(messages), scoped_state_(state), drive_c_(Utf8Of(NewFolder("vnt-drive-c-"))) {
   SetVariable("VNTFIX_CDRIVE", drive_c_);
+  // The settings of this machine decide nothing, such as the order of day and month.
+  SetVariable("VNTFIX_WINDIR", drive_c_);
   Create(files_, kNotice, samples::Schema::kNotice);
   Create(files_, kReference, samples::Schema::kReference);
   Create(files_, kTemplate, samples::Schema::kTemplate);

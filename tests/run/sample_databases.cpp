@@ -70,6 +70,7 @@ SampleDatabases::SampleDatabases() : scoped_messages_(messages), scoped_state_(s
   for (const auto& [name, content] : made.content) files.SetContent(name, content);
   drive_c_ = Utf8Of(NewFolder("vnt-drive-c-"));
   SetVariable("VNTFIX_CDRIVE", drive_c_);
+  SetVariable("VNTFIX_WINDIR", drive_c_);
   sizes.cache_bytes = 256u << 10;
   sizes.undo_bytes = 32u << 10;
   db::SetPageOptionsForTest(&sizes);

@@ -2,6 +2,7 @@
 #include <fmt/format.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -73,6 +74,18 @@ TEST_F(PlatformFiles, ReadsWritesAndResizes) {
   const auto temporary = files_.OpenTemporary();
   temporary->Write(1u << 20, AsBytes("x"));
   EXPECT_EQ(ReadText(*temporary, 1u << 20, 1), "x");
+}
+
+// As systems differ in it, a journal that one wrote was refused by another.
+TEST_F(PlatformFiles, TimesAreTheSameOnEverySystem) {
+  Put("a.mdb", "content");
+  const auto time = std::chrono::file_clock::now() - std::chrono::hours(24 * 365);
+  std::filesystem::last_write_time(Path("a.mdb"), time);
+  const std::int64_t modified = files_.Open(Path("a.mdb"), OpenMode::kRead)->Stamp().modified;
+  const auto year_ago = std::chrono::system_clock::now() - std::chrono::hours(24 * 365);
+  const auto since_1970 = std::chrono::duration_cast<std::chrono::nanoseconds>(year_ago.time_since_epoch());
+  EXPECT_LT(std::abs(since_1970.count() - modified), 60'000'000'000) << modified;
+  EXPECT_EQ(modified % 100, 0);
 }
 
 TEST_F(PlatformFiles, ConflictsWithinTheProcess) {

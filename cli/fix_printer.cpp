@@ -17,7 +17,9 @@ std::string BoxText(const db::DbError& error) {
   return std::to_string(error.number()) + " " + error.description();
 }
 
+// Without the number where the user asked for the end.
 std::string LineText(const db::DbError& error) {
+  if (error.number() == db::kErrInterrupted) return error.description();
   return fmt::format("{} ({})", error.description(), error.number());
 }
 

@@ -1,4 +1,4 @@
-// What a process is given by who starts it: environment variables, standard input and output.
+// What a process is given by who starts it: environment variables, standard input and output, limits.
 #pragma once
 
 #include <filesystem>
@@ -12,5 +12,8 @@ std::filesystem::path EnvironmentPath(const char* name);
 // taken, so that no file gets one and what is printed into it; reading and writing them fails as before. Line
 // ends are the same on every system.
 void PrepareStandardStreams();
+
+// From now on writing past the size that a file may have here fails, and does not end the process.
+void LetLargeFilesFail();
 
 }  // namespace vnt::platform

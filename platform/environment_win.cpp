@@ -24,4 +24,6 @@ void PrepareStandardStreams() {
   _setmode(_fileno(stderr), _O_BINARY);
 }
 
+void LetLargeFilesFail() {}
+
 }  // namespace vnt::platform

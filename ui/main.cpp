@@ -172,5 +172,6 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   vnt::platform::PrepareStandardStreams();
+  vnt::platform::LetLargeFilesFail();
   return vnt::ui::Run(argc, argv);
 }

@@ -25,11 +25,15 @@ struct Outcome {
   std::string out, err;
 };
 
-inline Outcome RunCli(const std::vector<std::string>& arguments, const std::string& input = "") {
-  std::istringstream in(input);
+inline Outcome RunCli(const std::vector<std::string>& arguments, std::istream& in) {
   std::ostringstream out, err;
   const int code = Run(arguments, {in, out, err});
   return {code, out.str(), err.str()};
+}
+
+inline Outcome RunCli(const std::vector<std::string>& arguments, const std::string& input = "") {
+  std::istringstream in(input);
+  return RunCli(arguments, in);
 }
 
 inline std::string Slurp(const fs::path& path) {

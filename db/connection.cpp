@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "access/base/interruption.h"
+#include "access/base/text.h"
 #include "db/access_provider/access_provider.h"
 #include "db/connection_string.h"
 #include "db/odbc_provider/odbc_provider.h"
@@ -57,9 +58,9 @@ std::shared_ptr<ProviderConnection> OpenProvider(const ConnectionSettings& setti
   if (provider == nullptr) {
     throw DbError(kErrNotFound, kSource, "The connection string names no provider.");
   }
-  if (SameName(*provider, "MSDASQL")) return OpenOdbc(settings);
-  const bool jet = SameName(*provider, "Microsoft.Jet.OLEDB.4.0");
-  if (jet || SameName(*provider, "Microsoft.ACE.OLEDB.12.0")) {
+  if (jet::EqualWords(*provider, "MSDASQL")) return OpenOdbc(settings);
+  const bool jet = jet::EqualWords(*provider, "Microsoft.Jet.OLEDB.4.0");
+  if (jet || jet::EqualWords(*provider, "Microsoft.ACE.OLEDB.12.0")) {
     const std::string* file = settings.Find("data source");
     return OpenAccess(file == nullptr ? std::string() : *file, mode,
                       jet ? AccessFormats::kJet : AccessFormats::kJetAndAce);
@@ -144,7 +145,7 @@ ProviderRecordset& OpenOnly(const std::unique_ptr<ProviderRecordset>& impl) {
 int FindField(const ProviderRecordset& recordset, std::string_view name) {
   const int count = recordset.FieldCount();
   for (int i = 0; i < count; ++i) {
-    if (SameName(recordset.FieldName(i), name)) return i;
+    if (jet::EqualNames(recordset.FieldName(i), name)) return i;
   }
   throw DbError(kErrItemNotFound, kSource, "The recordset has no field \"" + std::string(name) + "\".");
 }

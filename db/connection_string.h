@@ -25,7 +25,4 @@ class ConnectionSettings {
 // "Data Source=" and the file name: as it stands when it reads back as the same name, else in quotes.
 std::string DataSource(const std::string& file);
 
-// Equal but for the case of the letters A to Z.
-bool SameName(std::string_view a, std::string_view b);
-
 }  // namespace vnt::db

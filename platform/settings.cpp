@@ -8,6 +8,7 @@
 #include <optional>
 #include <utility>
 
+#include "access/base/text.h"
 #include "platform/profile.h"
 #include "platform/profile_file.h"
 #include "platform/text.h"
@@ -33,8 +34,7 @@ std::map<std::pair<std::string, std::string>, std::string>& Overrides() {
 }
 
 const std::string* FindOverride(std::string_view section, std::string_view key) {
-  const auto found =
-      Overrides().find({Uppercase(std::string(SectionOrDefault(section))), Uppercase(std::string(key))});
+  const auto found = Overrides().find({jet::UpperText(SectionOrDefault(section)), jet::UpperText(key)});
   return found == Overrides().end() ? nullptr : &found->second;
 }
 
@@ -63,8 +63,7 @@ std::int32_t ReadProfileInt(std::string_view file, std::string_view section, std
 }
 
 void ScopedSettings::Set(std::string_view section, std::string_view key, std::string value) {
-  Overrides()[{Uppercase(std::string(SectionOrDefault(section))), Uppercase(std::string(key))}] =
-      std::move(value);
+  Overrides()[{jet::UpperText(SectionOrDefault(section)), jet::UpperText(key)}] = std::move(value);
 }
 
 ScopedSettings::~ScopedSettings() { Overrides().clear(); }
@@ -99,7 +98,7 @@ std::string OperatorName(const std::optional<std::string>& user_name) {
   const std::string name = user_name->substr(0, user_name->find('\0'));
   // A name that does not fit with its end mark makes the system call fail; it is not cut.
   if (name.empty() || CharacterCount(name) >= kUserNameBuffer) return std::string(kNoName);
-  return Uppercase(name);
+  return jet::UpperText(TextFromBytes(name));
 }
 
 std::string GetOperatorName() { return OperatorName(LoggedOnUserName()); }

@@ -7,9 +7,9 @@
 #include <utility>
 #include <vector>
 
+#include "access/base/text.h"
 #include "access/sql/dates.h"
 #include "access/sql/function_support.h"
-#include "access/sql/names.h"
 
 namespace jet::sql {
 namespace {

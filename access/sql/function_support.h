@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "access/base/error.h"
+#include "access/base/text.h"
 #include "access/sql/functions.h"
 
 namespace jet::sql {
@@ -39,7 +40,6 @@ std::string_view TextOf(sqlite3_value* v, std::string* storage);
 double NumberOf(sqlite3_value* v);
 // Rounded half to even.
 long long WholeNumberOf(sqlite3_value* v);
-std::string NumberText(double v);
 
 inline void ResultText(sqlite3_context* context, std::string_view text) {
   sqlite3_result_text(context, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);

@@ -5,9 +5,9 @@
 #include <charconv>
 #include <cmath>
 
+#include "access/base/text.h"
 #include "access/sql/decimals.h"
 #include "access/sql/function_support.h"
-#include "access/sql/names.h"
 
 namespace jet::sql {
 namespace {
@@ -101,16 +101,6 @@ void RegisterFunctions(sqlite3* db, FailureSlot* failures) {
   RegisterDecimalFunctions(db, failures);
 }
 
-std::string NumberText(double v) {
-  if (!std::isfinite(v)) return fmt::format("{}", v);
-  if (v == std::trunc(v) && std::fabs(v) < 1e15) return fmt::format("{}", static_cast<long long>(v));
-  std::string s = fmt::format("{:.15g}", v);
-  // As Access writes exponents: 1E+20.
-  const auto e = s.find('e');
-  if (e != std::string::npos) s[e] = 'E';
-  return s;
-}
-
 std::string_view TextOf(sqlite3_value* v, std::string* storage) {
   if (sqlite3_value_type(v) == SQLITE_FLOAT) {
     *storage = NumberText(sqlite3_value_double(v));
@@ -130,9 +120,7 @@ double NumberOf(sqlite3_value* v) {
   if (type == SQLITE_FLOAT || type == SQLITE_INTEGER) return sqlite3_value_double(v);
   if (type == SQLITE_TEXT) {
     std::string storage;
-    std::string_view t = TextOf(v, &storage);
-    while (!t.empty() && t.front() == ' ') t.remove_prefix(1);
-    while (!t.empty() && t.back() == ' ') t.remove_suffix(1);
+    std::string_view t = TrimBlanks(TextOf(v, &storage));
     if (!t.empty() && t.front() == '+') t.remove_prefix(1);
     double d = 0;
     const auto r = std::from_chars(t.data(), t.data() + t.size(), d);

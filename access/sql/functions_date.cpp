@@ -2,13 +2,12 @@
 
 #include <fmt/format.h>
 
-#include <chrono>
+#include <algorithm>
 #include <cmath>
-#include <ctime>
 
+#include "access/base/text.h"
 #include "access/sql/dates.h"
 #include "access/sql/function_support.h"
-#include "access/sql/names.h"
 
 namespace jet::sql {
 namespace {
@@ -31,25 +30,11 @@ CalendarTime CalendarArgument(sqlite3_value* v) {
   return t;
 }
 
-CalendarTime LocalNow() {
-  const std::time_t now = std::time(nullptr);
-  std::tm tm{};
-#ifdef _WIN32
-  localtime_s(&tm, &now);
-#else
-  localtime_r(&now, &tm);
-#endif
-  return {tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, std::min(tm.tm_sec, 59)};
-}
-
-void Now(sqlite3_context* c, int, sqlite3_value**) { sqlite3_result_double(c, DateOf(LocalNow())); }
-void Today(sqlite3_context* c, int, sqlite3_value**) {
-  sqlite3_result_double(c, std::trunc(DateOf(LocalNow())));
-}
+void Now(sqlite3_context* c, int, sqlite3_value**) { sqlite3_result_double(c, CurrentDate()); }
+void Today(sqlite3_context* c, int, sqlite3_value**) { sqlite3_result_double(c, std::trunc(CurrentDate())); }
 void TimeNow(sqlite3_context* c, int, sqlite3_value**) {
-  CalendarTime t = LocalNow();
-  t.year = 1899, t.month = 12, t.day = 30;
-  sqlite3_result_double(c, DateOf(t));
+  const double now = CurrentDate();
+  sqlite3_result_double(c, now - std::trunc(now));
 }
 
 void ToDate(sqlite3_context* c, int, sqlite3_value** v) {
@@ -69,7 +54,7 @@ void TimeValue(sqlite3_context* c, int, sqlite3_value** v) {
     if (IsNullValue(v[0])) return;
     CalendarTime t = CalendarArgument(v[0]);
     t.year = 1899, t.month = 12, t.day = 30;
-    sqlite3_result_double(c, DateOf(t));
+    sqlite3_result_double(c, JoinDate(t));
   });
 }
 
@@ -180,8 +165,7 @@ double FromLinear(double linear) {
 }
 
 double RequireDate(double date) {
-  CalendarTime t;
-  if (!ToCalendar(date, &t)) throw Error(ErrorKind::kOverflow, "The date is out of range.");
+  if (!IsDateNumber(date)) throw Error(ErrorKind::kOverflow, "The date is out of range.");
   return date;
 }
 
@@ -200,7 +184,7 @@ void DateAdd(sqlite3_context* c, int n, sqlite3_value** v) {
                                         DaysOf(t.year, static_cast<int>(moved) + 1, 1));
       t.month = static_cast<int>(moved) + 1;
       t.day = std::min(t.day, last);
-      sqlite3_result_double(c, RequireDate(DateOf(t)));
+      sqlite3_result_double(c, RequireDate(JoinDate(t)));
     } else if (const double seconds = Seconds(unit)) {
       sqlite3_result_double(c, RequireDate(FromLinear(Linear(date) + count * seconds / 86400.0)));
     } else {

@@ -8,9 +8,9 @@
 #include <cstring>
 #include <vector>
 
+#include "access/base/text.h"
 #include "access/sql/dates.h"
 #include "access/sql/function_support.h"
-#include "access/sql/names.h"
 
 namespace jet::sql {
 namespace {

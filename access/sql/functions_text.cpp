@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "access/base/text.h"
 #include "access/sql/dates.h"
 #include "access/sql/format_text.h"
 #include "access/sql/function_support.h"
-#include "access/sql/names.h"
 
 namespace jet::sql {
 namespace {

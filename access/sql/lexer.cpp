@@ -6,8 +6,8 @@
 #include <charconv>
 
 #include "access/base/error.h"
+#include "access/base/text.h"
 #include "access/sql/dates.h"
-#include "access/sql/names.h"
 
 namespace jet::sql {
 namespace {

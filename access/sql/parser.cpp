@@ -4,7 +4,7 @@
 #include <array>
 
 #include "access/base/error.h"
-#include "access/sql/names.h"
+#include "access/base/text.h"
 
 namespace jet::sql {
 namespace {

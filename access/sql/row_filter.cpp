@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "access/base/interruption.h"
-#include "access/sql/names.h"
+#include "access/base/text.h"
 
 namespace jet::sql {
 namespace {

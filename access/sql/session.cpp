@@ -9,7 +9,7 @@
 
 #include "access/base/error.h"
 #include "access/base/interruption.h"
-#include "access/sql/names.h"
+#include "access/base/text.h"
 #include "access/sql/parser.h"
 #include "access/sql/saved_query.h"
 #include "access/sql/session_impl.h"

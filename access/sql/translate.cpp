@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "access/base/error.h"
+#include "access/base/text.h"
 #include "access/sql/lexer.h"
-#include "access/sql/names.h"
 #include "access/sql/parser.h"
 
 namespace jet::sql {

@@ -7,9 +7,9 @@
 #include <cmath>
 
 #include "access/base/error.h"
+#include "access/base/text.h"
 #include "access/sql/functions.h"
 #include "access/sql/lexer.h"
-#include "access/sql/names.h"
 #include "access/sql/translate.h"
 
 namespace jet::sql {

@@ -6,6 +6,7 @@
 #include <array>
 #include <iterator>
 
+#include "access/base/text.h"
 #include "db/odbc_provider/statement.h"
 
 namespace vnt::db {
@@ -86,8 +87,8 @@ std::string ToUtf8(const SQLWCHAR* text, std::size_t units) {
 OdbcSession::OdbcSession(const ConnectionSettings& settings) {
   std::string request;
   for (const auto& [key, value] : settings.all()) {
-    if (SameName(key, "provider")) continue;
-    if (SameName(key, "dsn")) name_ = value;
+    if (jet::EqualWords(key, "provider")) continue;
+    if (jet::EqualWords(key, "dsn")) name_ = value;
     request += key + "=" + (IsPlain(value) ? value : "{" + value + "}") + ";";
   }
   if (SQLAllocHandle(SQL_HANDLE_DBC, Environment(), &connection_) == SQL_ERROR) {

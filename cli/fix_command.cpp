@@ -89,8 +89,9 @@ FixSelection Select(const FixOptions& options) {
 
 int Fix(const FixOptions& options, Streams& streams) {
   StreamMessages messages(streams.err);
-  platform::ScopedMessages scoped_messages(messages);
-  platform::ScopedSettings settings;
+  ProgramState state;
+  state.platform_services.messages = &messages;
+  platform::SettingOverrides& settings = state.platform_services.settings;
   if (options.reference) settings.Set("GLOBAL", "VeltRefdb", *options.reference);
   if (options.empty_template) settings.Set("GLOBAL", "EmptyDBV6", *options.empty_template);
   if (options.data_level) settings.Set("GLOBAL", "DataLevel", std::to_string(*options.data_level));
@@ -99,7 +100,6 @@ int Fix(const FixOptions& options, Streams& streams) {
     settings.Set("intl", "sShortDate", day_first ? "d/M/yyyy" : "M/d/yyyy");
   }
 
-  ProgramState state;
   ScopedProgramState scoped_state(state);
   state.current_database = options.file;
   state.ntc_id = options.notice;

@@ -10,7 +10,8 @@
 #include "db/connection_string.h"
 #include "db/odbc_provider/odbc_provider.h"
 #include "db/provider.h"
-#include "db/sql_log.h"
+#include "db/services.h"
+#include "platform/in_force.h"
 
 namespace vnt::db {
 namespace {
@@ -18,19 +19,17 @@ namespace {
 constexpr char kSource[] = "VNTFixdb";
 constexpr std::int32_t kErrAlreadyOpen = 3705;
 
-std::function<void(const StatementEvent&)>& Observer() {
-  static std::function<void(const StatementEvent&)> observer;
-  return observer;
-}
+Services& TheServices() { return platform::InForce<Services>(); }
 
 void Tell(std::string_view text, std::int64_t rows, const DbError* error) {
-  if (Observer()) Observer()({text, rows, error});
+  const auto& observer = TheServices().observer;
+  if (observer) observer({text, rows, error});
 }
 
 // Runs `send`, which gives the number of rows affected, between the log and the observer.
 template <typename Send>
 std::int64_t Observed(std::string_view sql, Send send) {
-  LogSql(sql);
+  TheServices().log.Write(sql);
   if (jet::interruption != 0)
     throw DbError(kErrInterrupted, kSource, "The work was interrupted.", /*environment=*/true);
   std::int64_t rows = 0;
@@ -44,19 +43,14 @@ std::int64_t Observed(std::string_view sql, Send send) {
   return rows;
 }
 
-ProviderFactory& Factory() {
-  static ProviderFactory factory;
-  return factory;
-}
-
 std::shared_ptr<ProviderConnection> OpenProvider(const ConnectionSettings& settings, AccessMode mode) {
-  if (Factory()) {
+  if (const ProviderFactory& serve = TheServices().provider) {
     const std::string* source = settings.Find("data source");
-    return Factory()(source == nullptr ? std::string() : *source);
+    return serve(source == nullptr ? std::string() : *source);
   }
   const std::string* provider = settings.Find("provider");
   if (provider == nullptr) {
-    throw DbError(kErrNotFound, kSource, "The connection string names no provider.");
+    throw DbError(kErrFailed, kSource, "The connection string names no provider.");
   }
   if (jet::EqualWords(*provider, "MSDASQL")) return OpenOdbc(settings);
   const bool jet = jet::EqualWords(*provider, "Microsoft.Jet.OLEDB.4.0");
@@ -65,12 +59,10 @@ std::shared_ptr<ProviderConnection> OpenProvider(const ConnectionSettings& setti
     return OpenAccess(file == nullptr ? std::string() : *file, mode,
                       jet ? AccessFormats::kJet : AccessFormats::kJetAndAce);
   }
-  throw DbError(kErrNotFound, kSource, "The provider \"" + *provider + "\" is not known.");
+  throw DbError(kErrFailed, kSource, "The provider \"" + *provider + "\" is not known.");
 }
 
 }  // namespace
-
-void SetProviderFactory(ProviderFactory factory) { Factory() = std::move(factory); }
 
 Connection::Connection() = default;
 
@@ -85,7 +77,7 @@ Connection::~Connection() {
 
 void Connection::Open() {
   if (is_open()) throw DbError(kErrAlreadyOpen, kSource, "The connection is open already.");
-  RefreshSqlLog();
+  TheServices().log.Refresh();
   provider_ = OpenProvider(ConnectionSettings(ConnectionString), Mode);
 }
 
@@ -130,10 +122,6 @@ Durability Connection::GetDurability() { return provider().GetDurability(); }
 void Connection::Release() { provider().Release(); }
 
 void Connection::Resume() { provider().Resume(); }
-
-void Connection::SetObserver(std::function<void(const StatementEvent&)> observer) {
-  Observer() = std::move(observer);
-}
 
 namespace {
 

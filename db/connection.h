@@ -84,9 +84,6 @@ class Connection {
   void Release();
   void Resume();
 
-  // Observes all statements of all connections in this process; null switches it off.
-  static void SetObserver(std::function<void(const StatementEvent&)> observer);
-
  private:
   friend class Recordset;
   friend class Command;

@@ -48,7 +48,7 @@ ConnectionSettings::ConnectionSettings(std::string_view rest) {
     const std::size_t equals = rest.find('=');
     const std::size_t part_end = rest.find(';');
     if (equals == std::string_view::npos || (part_end != std::string_view::npos && part_end < equals)) {
-      throw DbError(kErrNotFound, "VNTFixdb",
+      throw DbError(kErrFailed, "VNTFixdb",
                     "The connection string is not understood: \"" + Trim(rest.substr(0, part_end)) +
                         "\" has no value.");
     }

@@ -11,7 +11,7 @@ namespace vnt::db {
 
 class ConnectionSettings {
  public:
-  // DbError kErrNotFound when a part has no "=".
+  // DbError kErrFailed when a part has no "=".
   explicit ConnectionSettings(std::string_view connection_string);
 
   // The first value under the key, or null.

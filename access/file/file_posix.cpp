@@ -36,7 +36,7 @@ namespace {
     case ENOSPC:
     case EDQUOT:
     case EFBIG:
-      kind = ErrorKind::kFull;
+      kind = ErrorKind::kIo;
       break;
     case ENOENT:
     case ENOTDIR:

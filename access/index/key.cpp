@@ -334,6 +334,15 @@ void AppendDecimal(const KeyColumn& column, const Decimal& value, std::string* k
   (*key)[from] = static_cast<char>(value.negative ? 0x00 : 0xFF);
 }
 
+// A currency is a count of ten-thousandths.
+void AppendCurrency(const Decimal& value, std::string* key) {
+  std::string magnitude;
+  AppendMagnitude(value, 4, &magnitude);
+  std::uint64_t units = 0;
+  for (const char byte : magnitude.substr(8)) units = units << 8 | static_cast<std::uint8_t>(byte);
+  AppendSigned(static_cast<std::int64_t>(value.negative ? 0 - units : units), 8, key);
+}
+
 void AppendText(const KeyColumn& column, const std::string& text, std::string* key) {
   const std::size_t from = key->size();
   AppendTextKey(column.collation, text, key);
@@ -349,25 +358,11 @@ bool IsKeySupported(const KeyColumn& column) {
     case ColumnType::kText:
     case ColumnType::kMemo:
       return column.collation != Collation::kUnsupported;
-    case ColumnType::kBoolean:
-    case ColumnType::kByte:
-    case ColumnType::kInteger:
-    case ColumnType::kLong:
-    case ColumnType::kCurrency:
-    case ColumnType::kSingle:
-    case ColumnType::kDouble:
-    case ColumnType::kDateTime:
-    case ColumnType::kBinary:
-    case ColumnType::kGuid:
-    case ColumnType::kDecimal:
-    case ColumnType::kComplex:
-    case ColumnType::kBigInt:
-    case ColumnType::kDateTimeExtended:
-      return true;
     case ColumnType::kOle:
-      break;
+      return false;
+    default:  // AppendKey names them all
+      return true;
   }
-  return false;
 }
 
 void AppendTextKey(Collation collation, std::string_view utf8, std::string* key) {
@@ -415,16 +410,9 @@ void AppendKey(const KeyColumn& column, const Value& value, std::string* key) {
     case ColumnType::kBigInt:
       AppendSigned(value.integer(), 8, key);
       break;
-    case ColumnType::kCurrency: {
-      // A currency is a count of ten-thousandths.
-      AppendMagnitude(value.decimal(), 4, key);
-      std::uint64_t units = 0;
-      for (std::size_t i = from + 8; i < from + 16; ++i)
-        units = units << 8 | static_cast<std::uint8_t>((*key)[i]);
-      key->resize(from);
-      AppendSigned(static_cast<std::int64_t>(value.decimal().negative ? 0 - units : units), 8, key);
+    case ColumnType::kCurrency:
+      AppendCurrency(value.decimal(), key);
       break;
-    }
     case ColumnType::kSingle:
       AppendFloat<float, std::uint32_t>(static_cast<float>(value.real()), key);
       break;

@@ -21,7 +21,7 @@ struct Target {
 
   std::string Name() const { return fmt::format("column \"{}\" of table \"{}\"", column.name, table.name); }
   [[noreturn]] void Overflow(const Value& value) const {
-    throw Error(ErrorKind::kOverflow,
+    throw Error(ErrorKind::kTooLarge,
                 fmt::format("The value {} is out of the range of {}.", DescribeValue(value), Name()));
   }
   [[noreturn]] void BadType(const Value& value) const {
@@ -238,8 +238,9 @@ const Value* ToText(const Target& target, const Value& value, Value* storage) {
   if (target.column.type == ColumnType::kText && bytes.size() > target.column.max_characters()) {
     const std::size_t units = Utf16Length(bytes);
     if (units > target.column.max_characters()) {
-      throw Error(ErrorKind::kTooLong, fmt::format("The text is too long for {} ({} characters, at most {}).",
-                                                   target.Name(), units, target.column.max_characters()));
+      throw Error(ErrorKind::kTooLarge,
+                  fmt::format("The text is too long for {} ({} characters, at most {}).", target.Name(),
+                              units, target.column.max_characters()));
     }
   }
   return text;
@@ -248,8 +249,8 @@ const Value* ToText(const Target& target, const Value& value, Value* storage) {
 const Value* ToBlob(const Target& target, const Value& value) {
   if (value.kind() != ValueKind::kBlob) target.BadType(value);
   if (target.column.type == ColumnType::kBinary && value.bytes().size() > target.column.length) {
-    throw Error(ErrorKind::kTooLong, fmt::format("The value is too long for {} ({} bytes, at most {}).",
-                                                 target.Name(), value.bytes().size(), target.column.length));
+    throw Error(ErrorKind::kTooLarge, fmt::format("The value is too long for {} ({} bytes, at most {}).",
+                                                  target.Name(), value.bytes().size(), target.column.length));
   }
   return &value;
 }

@@ -6,6 +6,8 @@
 #include "access/base/error.h"
 #include "access/file/file.h"
 #include "db/access_provider/access_provider.h"
+#include "db/services.h"
+#include "platform/in_force.h"
 #include "platform/settings.h"
 
 namespace vnt::db {
@@ -26,12 +28,10 @@ std::vector<OpenDatabase>& Registry() {
   return registry;
 }
 
-jet::FileSystem*& TestFiles() {
-  static jet::FileSystem* files = nullptr;
-  return files;
+jet::FileSystem& Files() {
+  jet::FileSystem* files = platform::InForce<Services>().files;
+  return files != nullptr ? *files : jet::PlatformFileSystem();
 }
-
-jet::FileSystem& Files() { return TestFiles() != nullptr ? *TestFiles() : jet::PlatformFileSystem(); }
 
 OpenDatabase* FindOpen(jet::FileSystem& files, const std::string& identity) {
   auto& registry = Registry();
@@ -42,15 +42,10 @@ OpenDatabase* FindOpen(jet::FileSystem& files, const std::string& identity) {
   return found == registry.end() ? nullptr : &*found;
 }
 
-const jet::PageStoreOptions*& TestOptions() {
-  static const jet::PageStoreOptions* options = nullptr;
-  return options;
-}
-
 std::unique_ptr<jet::Database> OpenFile(jet::FileSystem& files, const std::string& path, jet::OpenMode mode,
                                         std::string* read_only_reason) {
   jet::Database::Options options;
-  if (TestOptions() != nullptr) options.pages = *TestOptions();
+  if (const auto* sizes = platform::InForce<Services>().page_options) options.pages = *sizes;
   if (mode == jet::OpenMode::kReadWrite) {
     try {
       return jet::Database::Open(files, path, mode, options);
@@ -87,10 +82,6 @@ std::pair<std::shared_ptr<jet::Database>, OpenDatabase*> OpenShared(const std::s
 }
 
 }  // namespace
-
-void SetFileSystemForTest(jet::FileSystem* files) { TestFiles() = files; }
-
-void SetPageOptionsForTest(const jet::PageStoreOptions* options) { TestOptions() = options; }
 
 std::shared_ptr<AccessEngine> OpenEngine(const std::string& path, jet::OpenMode mode) {
   const auto [database, entry] = OpenShared(path, mode);

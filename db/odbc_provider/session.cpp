@@ -92,7 +92,7 @@ OdbcSession::OdbcSession(const ConnectionSettings& settings) {
     request += key + "=" + (IsPlain(value) ? value : "{" + value + "}") + ";";
   }
   if (SQLAllocHandle(SQL_HANDLE_DBC, Environment(), &connection_) == SQL_ERROR) {
-    throw DbError(kErrNotFound, kOdbcSource, "The ODBC manager of this computer cannot be used.");
+    throw DbError(kErrFailed, kOdbcSource, "The ODBC manager of this computer cannot be used.");
   }
   try {
     SQLSetConnectAttrW(connection_, SQL_ATTR_LOGIN_TIMEOUT, AsPointer(kLoginSeconds), 0);
@@ -119,8 +119,7 @@ OdbcSession::~OdbcSession() {
 void OdbcSession::RequireUsable() const {
   if (closed_) throw DbError(kErrObjectClosed, kOdbcSource, "The connection has been closed.");
   if (lost_) {
-    throw DbError(kErrKeyViolation, kOdbcSource,
-                  "The connection to the data source \"" + name_ + "\" is lost.");
+    throw DbError(kErrFailed, kOdbcSource, "The connection to the data source \"" + name_ + "\" is lost.");
   }
 }
 
@@ -138,7 +137,7 @@ void OdbcSession::Check(SQLRETURN result, SQLSMALLINT handle_type, SQLHANDLE han
     lost_ = true;
     d.text = "The connection to the data source \"" + name_ + "\" is lost: " + d.text;
   }
-  throw DbError(d.native != 0 ? d.native : kErrKeyViolation, kOdbcSource, std::move(d.text));
+  throw DbError(d.native != 0 ? d.native : kErrFailed, kOdbcSource, std::move(d.text));
 }
 
 std::string OdbcSession::InfoText(SQLUSMALLINT what) const {

@@ -37,7 +37,7 @@ class NoticeDatabase {
 
   ProgramState state;
   RecordedMessages messages;
-  platform::ScopedSettings settings;  // names the reference and the template database
+  platform::SettingOverrides& settings;  // names the reference and the template database
 
   jet::MemoryFileSystem& files() { return files_; }
 
@@ -61,7 +61,6 @@ class NoticeDatabase {
 
  private:
   jet::MemoryFileSystem files_;
-  platform::ScopedMessages scoped_messages_;
   ScopedProgramState scoped_state_;
   std::string drive_c_;
 };

@@ -38,10 +38,9 @@ class SampleDatabases {
   jet::PageStoreOptions sizes;
   ProgramState state;
   RecordedMessages messages;
-  platform::ScopedSettings settings;
+  platform::SettingOverrides& settings;
 
  private:
-  platform::ScopedMessages scoped_messages_;
   ScopedProgramState scoped_state_;
   std::string drive_c_;
 };

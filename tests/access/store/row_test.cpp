@@ -279,22 +279,22 @@ TEST(ConvertTest, ValuesFitTheirColumns) {
   no_empty.allow_zero_length = false;
   const double infinity = std::numeric_limits<double>::infinity();
   const std::vector<Bad> bad = {
-      {col(ColumnType::kByte), Value::Integer(-1), ErrorKind::kOverflow},
-      {col(ColumnType::kInteger), Value::Real(32767.5), ErrorKind::kOverflow},
-      {col(ColumnType::kBigInt), Value::Real(9.3e18), ErrorKind::kOverflow},
-      {col(ColumnType::kLong), Value::Real(std::nan("")), ErrorKind::kOverflow},
+      {col(ColumnType::kByte), Value::Integer(-1), ErrorKind::kTooLarge},
+      {col(ColumnType::kInteger), Value::Real(32767.5), ErrorKind::kTooLarge},
+      {col(ColumnType::kBigInt), Value::Real(9.3e18), ErrorKind::kTooLarge},
+      {col(ColumnType::kLong), Value::Real(std::nan("")), ErrorKind::kTooLarge},
       {col(ColumnType::kLong), Value::Text("12x"), ErrorKind::kType},
       {col(ColumnType::kLong), Value::Text(""), ErrorKind::kType},
       {col(ColumnType::kLong), Value::Blob("1"), ErrorKind::kType},
-      {col(ColumnType::kSingle), Value::Real(1e39), ErrorKind::kOverflow},
-      {col(ColumnType::kDouble), Value::Real(infinity), ErrorKind::kOverflow},
-      {col(ColumnType::kDateTime), Value::Real(3e6), ErrorKind::kOverflow},
-      {col(ColumnType::kText), Value::Text("sixsix"), ErrorKind::kTooLong},
+      {col(ColumnType::kSingle), Value::Real(1e39), ErrorKind::kTooLarge},
+      {col(ColumnType::kDouble), Value::Real(infinity), ErrorKind::kTooLarge},
+      {col(ColumnType::kDateTime), Value::Real(3e6), ErrorKind::kTooLarge},
+      {col(ColumnType::kText), Value::Text("sixsix"), ErrorKind::kTooLarge},
       {col(ColumnType::kText), Value::Text("\xF0\x9F\x98\x80\xF0\x9F\x98\x80\xF0\x9F\x98\x80"),
-       ErrorKind::kTooLong},
+       ErrorKind::kTooLarge},
       {no_empty, Value::Text(""), ErrorKind::kConstraint},
-      {col(ColumnType::kCurrency), Value::Real(1e15), ErrorKind::kOverflow},
-      {decimal, Value::Integer(10000), ErrorKind::kOverflow},
+      {col(ColumnType::kCurrency), Value::Real(1e15), ErrorKind::kTooLarge},
+      {decimal, Value::Integer(10000), ErrorKind::kTooLarge},
       {col(ColumnType::kGuid), Value::Text("{12}"), ErrorKind::kType},
   };
   for (const Bad& b : bad) {

@@ -104,15 +104,14 @@ void RunSelection(const FixSelection& selection, const std::string& name, std::v
 // The main and reference connections by one provider, then all the ticked fixes, then the others.
 std::vector<Measure> RunOn(const std::string& notices, const std::string& reference, bool sqlite) {
   QuietMessages messages;
-  platform::ScopedMessages scoped_messages(messages);
-  platform::ScopedSettings settings;
-  settings.Set("GLOBAL", "VeltRefdb", reference);
-  settings.Set("GLOBAL", "DataLevel", "-1");
   ProgramState state;
   ScopedProgramState scoped_state(state);
+  state.platform_services.messages = &messages;
+  platform::SettingOverrides& settings = state.platform_services.settings;
+  settings.Set("GLOBAL", "VeltRefdb", reference);
+  settings.Set("GLOBAL", "DataLevel", "-1");
   state.current_database = notices;
-  std::optional<ScopedSqliteProvider> provider;
-  if (sqlite) provider.emplace();
+  if (sqlite) state.db_services.provider = OpenSqlite;
   OpenAccessDatabase();
   std::vector<Measure> measures;
   RunSelection(DefaultSelection(), kWholeRun, &measures);

@@ -322,10 +322,8 @@ std::unique_ptr<db::ProviderRecordset> SqliteConnection::OpenRecordset(std::stri
 
 }  // namespace
 
-ScopedSqliteProvider::ScopedSqliteProvider() {
-  db::SetProviderFactory(
-      [](const std::string& data_source) { return std::make_shared<SqliteConnection>(data_source); });
+std::shared_ptr<db::ProviderConnection> OpenSqlite(const std::string& data_source) {
+  return std::make_shared<SqliteConnection>(data_source);
 }
-ScopedSqliteProvider::~ScopedSqliteProvider() { db::SetProviderFactory({}); }
 
 }  // namespace vnt::bench

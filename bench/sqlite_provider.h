@@ -3,13 +3,14 @@
 // texts that SQLite does not know are spelled its way.
 #pragma once
 
+#include <memory>
+#include <string>
+
+#include "db/provider.h"
+
 namespace vnt::bench {
 
-// Serves all connections opened while it lives; their data sources are SQLite files.
-class ScopedSqliteProvider {
- public:
-  ScopedSqliteProvider();
-  ~ScopedSqliteProvider();
-};
+// The data source is a SQLite file.
+std::shared_ptr<db::ProviderConnection> OpenSqlite(const std::string& data_source);
 
 }  // namespace vnt::bench

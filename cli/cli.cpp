@@ -148,25 +148,6 @@ int Dispatch(const std::string& command, const Parsed& p, Streams& streams) {
   return Sample(p.sample, streams);
 }
 
-bool IsRefusal(jet::ErrorKind kind) {
-  switch (kind) {
-    case jet::ErrorKind::kNotFound:
-    case jet::ErrorKind::kCorrupt:
-    case jet::ErrorKind::kNotSupported:
-    case jet::ErrorKind::kIo:
-    case jet::ErrorKind::kLocked:
-    case jet::ErrorKind::kReadOnly:
-    case jet::ErrorKind::kFull:
-    case jet::ErrorKind::kMemory:
-    case jet::ErrorKind::kReplaced:
-    case jet::ErrorKind::kInterrupted:
-    case jet::ErrorKind::kExists:
-      return true;
-    default:
-      return false;
-  }
-}
-
 int RunCommand(const std::vector<std::string>& arguments, Streams& streams) {
   Parsed parsed;
   CLI::App app("Repairs and normalises databases of satellite network notices.", "vntfix");
@@ -199,7 +180,7 @@ int RunCommand(const std::vector<std::string>& arguments, Streams& streams) {
   } catch (const jet::Error& e) {
     TellError(db::ToDbError(e), streams.err);
     if (e.kind() == jet::ErrorKind::kInterrupted) return InterruptedStatus();
-    return IsRefusal(e.kind()) ? kRefused : kFailed;
+    return e.is_refusal() ? kRefused : kFailed;
   } catch (const db::DbError& e) {
     TellError(e, streams.err);
     if (e.number() == db::kErrInterrupted) return InterruptedStatus();

@@ -15,7 +15,7 @@
 #include "cli/fix_printer.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
-#include "db/file_system.h"
+#include "db/services.h"
 #include "platform/paths.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
@@ -39,7 +39,7 @@ FixSelection Select(const FixOptions& options) {
   return selection;
 }
 
-void SetSettings(const FixOptions& options, platform::ScopedSettings& settings) {
+void SetSettings(const FixOptions& options, platform::SettingOverrides& settings) {
   if (options.reference) settings.Set("GLOBAL", "VeltRefdb", *options.reference);
   if (options.empty_template) settings.Set("GLOBAL", "EmptyDBV6", *options.empty_template);
   if (options.data_level) settings.Set("GLOBAL", "DataLevel", std::to_string(*options.data_level));
@@ -90,15 +90,13 @@ struct Fixed {
 Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelection& selection,
               const std::vector<NoticeRange>& ranges, Streams& streams) {
   Speaker speaker(streams.err, file);
-  platform::ScopedMessages scoped_messages(speaker);
   // Outlives the connections.
   std::unique_ptr<jet::FileSystem> overlay;
-  std::optional<db::ScopedFileSystem> scoped_files;
-  if (options.dry_run) {
-    overlay = jet::MakeOverlay(db::Files());
-    scoped_files.emplace(*overlay);
-  }
+  if (options.dry_run) overlay = jet::MakeOverlay(db::Files());
   ProgramState state;
+  state.platform_services.messages = &speaker;
+  SetSettings(options, state.platform_services.settings);
+  state.db_services.files = overlay.get();
   ScopedProgramState scoped_state(state);
   state.current_database = file;
   state.dry_run = options.dry_run;
@@ -164,8 +162,6 @@ int Worse(int a, int b) {
 }  // namespace
 
 int Fix(const FixOptions& options, Streams& streams) {
-  platform::ScopedSettings settings;
-  SetSettings(options, settings);
   FixSelection selection;
   std::vector<NoticeRange> ranges;
   try {

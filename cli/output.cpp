@@ -6,6 +6,9 @@
 
 #include <fmt/format.h>
 
+#include "access/base/calendar.h"
+#include "access/base/text.h"
+
 namespace vnt::cli {
 namespace {
 
@@ -13,16 +16,6 @@ namespace {
 std::size_t Width(const std::string& text) {
   return static_cast<std::size_t>(
       std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
-}
-
-// With so many significant digits, as Access shows numbers: with an exponent ("1E+20") where the digits do
-// not reach the point, without one down to 0.0001.
-std::string RoundedText(double value, int digits) {
-  if (value == 0) return "0";
-  std::string text = fmt::format("{:.{}g}", value, digits);
-  const std::size_t e = text.find('e');
-  if (e != std::string::npos) text[e] = 'E';
-  return text;
 }
 
 // Empty is not Null.
@@ -41,7 +34,11 @@ void AppendReal(double value, std::string* out) {
 }
 
 void AppendDate(double days, std::string* out) {
-  const db::DateParts p = db::SplitDate(days);
+  jet::CalendarTime p;
+  if (!jet::ToCalendar(days, &p)) {
+    AppendReal(days, out);  // a damaged value is shown as it is
+    return;
+  }
   fmt::format_to(std::back_inserter(*out), "{:04}-{:02}-{:02} {:02}:{:02}:{:02}", p.year, p.month, p.day,
                  p.hour, p.minute, p.second);
 }
@@ -134,10 +131,10 @@ std::string Display(const db::Value& value) {
       AppendHex(value.raw_bytes(), &out);
       break;
     case db::ValueType::kSingle:
-      out = RoundedText(value.raw_double(), 7);
+      out = jet::NumberText(value.raw_double(), 7);
       break;
     case db::ValueType::kDouble:
-      out = RoundedText(value.raw_double(), 15);
+      out = jet::NumberText(value.raw_double());
       break;
     default:
       out = value.ToText();

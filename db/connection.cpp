@@ -5,11 +5,13 @@
 #include <utility>
 
 #include "access/base/interruption.h"
+#include "access/base/text.h"
 #include "db/access_provider/access_provider.h"
 #include "db/connection_string.h"
 #include "db/odbc_provider/odbc_provider.h"
 #include "db/provider.h"
-#include "db/sql_log.h"
+#include "db/services.h"
+#include "platform/in_force.h"
 
 namespace vnt::db {
 namespace {
@@ -17,19 +19,17 @@ namespace {
 constexpr char kSource[] = "VNTFixdb";
 constexpr std::int32_t kErrAlreadyOpen = 3705;
 
-std::function<void(const StatementEvent&)>& Observer() {
-  static std::function<void(const StatementEvent&)> observer;
-  return observer;
-}
+Services& TheServices() { return platform::InForce<Services>(); }
 
 void Tell(std::string_view text, std::int64_t rows, const DbError* error) {
-  if (Observer()) Observer()({text, rows, error});
+  const auto& observer = TheServices().observer;
+  if (observer) observer({text, rows, error});
 }
 
 // Runs `send`, which gives the number of rows affected, between the log and the observer.
 template <typename Send>
 std::int64_t Observed(std::string_view sql, Send send) {
-  LogSql(sql);
+  TheServices().log.Write(sql);
   if (jet::interruption != 0)
     throw DbError(kErrInterrupted, kSource, "The work was interrupted.", /*environment=*/true);
   std::int64_t rows = 0;
@@ -43,33 +43,26 @@ std::int64_t Observed(std::string_view sql, Send send) {
   return rows;
 }
 
-ProviderFactory& Factory() {
-  static ProviderFactory factory;
-  return factory;
-}
-
 std::shared_ptr<ProviderConnection> OpenProvider(const ConnectionSettings& settings, AccessMode mode) {
-  if (Factory()) {
+  if (const ProviderFactory& serve = TheServices().provider) {
     const std::string* source = settings.Find("data source");
-    return Factory()(source == nullptr ? std::string() : *source);
+    return serve(source == nullptr ? std::string() : *source);
   }
   const std::string* provider = settings.Find("provider");
   if (provider == nullptr) {
-    throw DbError(kErrNotFound, kSource, "The connection string names no provider.");
+    throw DbError(kErrFailed, kSource, "The connection string names no provider.");
   }
-  if (SameName(*provider, "MSDASQL")) return OpenOdbc(settings);
-  const bool jet = SameName(*provider, "Microsoft.Jet.OLEDB.4.0");
-  if (jet || SameName(*provider, "Microsoft.ACE.OLEDB.12.0")) {
+  if (jet::EqualWords(*provider, "MSDASQL")) return OpenOdbc(settings);
+  const bool jet = jet::EqualWords(*provider, "Microsoft.Jet.OLEDB.4.0");
+  if (jet || jet::EqualWords(*provider, "Microsoft.ACE.OLEDB.12.0")) {
     const std::string* file = settings.Find("data source");
     return OpenAccess(file == nullptr ? std::string() : *file, mode,
                       jet ? AccessFormats::kJet : AccessFormats::kJetAndAce);
   }
-  throw DbError(kErrNotFound, kSource, "The provider \"" + *provider + "\" is not known.");
+  throw DbError(kErrFailed, kSource, "The provider \"" + *provider + "\" is not known.");
 }
 
 }  // namespace
-
-void SetProviderFactory(ProviderFactory factory) { Factory() = std::move(factory); }
 
 Connection::Connection() = default;
 
@@ -84,7 +77,7 @@ Connection::~Connection() {
 
 void Connection::Open() {
   if (is_open()) throw DbError(kErrAlreadyOpen, kSource, "The connection is open already.");
-  RefreshSqlLog();
+  TheServices().log.Refresh();
   provider_ = OpenProvider(ConnectionSettings(ConnectionString), Mode);
 }
 
@@ -134,10 +127,6 @@ jet::File* Connection::SavedFile() { return provider().SavedFile(); }
 
 bool Connection::IsSaved() { return provider().IsSaved(); }
 
-void Connection::SetObserver(std::function<void(const StatementEvent&)> observer) {
-  Observer() = std::move(observer);
-}
-
 namespace {
 
 ProviderRecordset& OpenOnly(const std::unique_ptr<ProviderRecordset>& impl) {
@@ -148,7 +137,7 @@ ProviderRecordset& OpenOnly(const std::unique_ptr<ProviderRecordset>& impl) {
 int FindField(const ProviderRecordset& recordset, std::string_view name) {
   const int count = recordset.FieldCount();
   for (int i = 0; i < count; ++i) {
-    if (SameName(recordset.FieldName(i), name)) return i;
+    if (jet::EqualNames(recordset.FieldName(i), name)) return i;
   }
   throw DbError(kErrItemNotFound, kSource, "The recordset has no field \"" + std::string(name) + "\".");
 }

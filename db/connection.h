@@ -93,9 +93,6 @@ class Connection {
   // Whether that file holds everything that was executed.
   bool IsSaved();
 
-  // Observes all statements of all connections in this process; null switches it off.
-  static void SetObserver(std::function<void(const StatementEvent&)> observer);
-
  private:
   friend class Recordset;
   friend class Command;

@@ -2,20 +2,19 @@
 
 #include <algorithm>
 
+#include "access/base/text.h"
 #include "db/error.h"
 #include "db/value.h"
 
 namespace vnt::db {
 namespace {
 
-char Lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
-
 // Length of the value at the front of `rest`, without the ";" that ends it.
 std::size_t ValueLength(std::string_view key, std::string_view rest) {
   std::size_t end = rest.find(';');
   // The name of an Access file is put into the string as it stands and comes last, so semicolons that no
   // further key follows belong to it.
-  if (SameName(key, "data source") && end != std::string_view::npos &&
+  if (jet::EqualWords(key, "data source") && end != std::string_view::npos &&
       rest.find('=', end) == std::string_view::npos) {
     end = rest.rfind(';');
   }
@@ -40,14 +39,6 @@ std::string TakeQuoted(std::string_view* rest) {
 
 }  // namespace
 
-bool SameName(std::string_view a, std::string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (a[i] != b[i] && Lower(a[i]) != Lower(b[i])) return false;
-  }
-  return true;
-}
-
 ConnectionSettings::ConnectionSettings(std::string_view rest) {
   while (!rest.empty()) {
     if (rest.front() == ';' || rest.front() == ' ') {
@@ -57,7 +48,7 @@ ConnectionSettings::ConnectionSettings(std::string_view rest) {
     const std::size_t equals = rest.find('=');
     const std::size_t part_end = rest.find(';');
     if (equals == std::string_view::npos || (part_end != std::string_view::npos && part_end < equals)) {
-      throw DbError(kErrNotFound, "VNTFixdb",
+      throw DbError(kErrFailed, "VNTFixdb",
                     "The connection string is not understood: \"" + Trim(rest.substr(0, part_end)) +
                         "\" has no value.");
     }
@@ -92,7 +83,7 @@ std::string DataSource(const std::string& file) {
 
 const std::string* ConnectionSettings::Find(std::string_view key) const {
   for (const auto& [name, value] : settings_) {
-    if (SameName(name, key)) return &value;
+    if (jet::EqualWords(name, key)) return &value;
   }
   return nullptr;
 }

@@ -11,7 +11,7 @@ namespace vnt::db {
 
 class ConnectionSettings {
  public:
-  // DbError kErrNotFound when a part has no "=".
+  // DbError kErrFailed when a part has no "=".
   explicit ConnectionSettings(std::string_view connection_string);
 
   // The first value under the key, or null.
@@ -24,8 +24,5 @@ class ConnectionSettings {
 
 // "Data Source=" and the file name: as it stands when it reads back as the same name, else in quotes.
 std::string DataSource(const std::string& file);
-
-// Equal but for the case of the letters A to Z.
-bool SameName(std::string_view a, std::string_view b);
 
 }  // namespace vnt::db

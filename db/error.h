@@ -23,15 +23,15 @@ inline constexpr std::int32_t kErrSyntax = -2147217900;  // 0x80040E14: SQL that
 inline constexpr std::int32_t kErrParameter =
     -2147217904;  // 0x80040E10: no value for a parameter or an unknown column
 inline constexpr std::int32_t kErrIntegrity = -2147217873;  // 0x80040E2F: required column, relationship
-inline constexpr std::int32_t kErrKeyViolation =
-    -2147467259;  // 0x80004005: key violation and other engine failures
 inline constexpr std::int32_t kErrTruncated = -2147217833;  // 0x80040E57: text too long, number out of range
 inline constexpr std::int32_t kErrDataType =
     -2147217913;  // 0x80040E07: value that does not fit the column's type
 inline constexpr std::int32_t kErrRowGone =
     -2147217864;  // 0x80040E38: the row to change is not there any more
 inline constexpr std::int32_t kErrReadOnly = -2147217911;  // 0x80040E09: no permission to change
-inline constexpr std::int32_t kErrNotFound = -2147467259;  // file missing, locked, damaged, unsupported
+// 0x80004005, the number of every other failure: a file that is missing, locked, damaged or not supported, a
+// key violation.
+inline constexpr std::int32_t kErrFailed = -2147467259;
 
 // What std::bad_alloc is called.
 inline constexpr char kOutOfMemory[] = "There is not enough memory.";

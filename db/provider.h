@@ -55,9 +55,7 @@ class ProviderConnection {
   virtual bool IsSaved() { return true; }
 };
 
-// Serves every connection opened from now on in place of the provider that its string names (benchmarks,
-// tests); an empty factory ends that.
+// Serves a connection in place of the provider that its string names; see services.h.
 using ProviderFactory = std::function<std::shared_ptr<ProviderConnection>(const std::string& data_source)>;
-void SetProviderFactory(ProviderFactory factory);
 
 }  // namespace vnt::db

@@ -3,14 +3,26 @@
 // "\\", "\r" and "\n".
 #pragma once
 
+#include <filesystem>
+#include <fstream>
+#include <string>
 #include <string_view>
 
 namespace vnt::db {
 
-// Looks at the variable again: opens, changes or ends the log. DbError kErrNotFound when the file cannot be
-// opened for appending.
-void RefreshSqlLog();
-// Appends a statement; the line is with the operating system when this returns. Does nothing without a log.
-void LogSql(std::string_view sql);
+class SqlLog {
+ public:
+  // Looks at the variable again: opens, changes or ends the log. DbError kErrFailed when the file cannot be
+  // opened for appending.
+  void Refresh();
+  // Appends a statement; the line is with the operating system when this returns. Does nothing without a
+  // file.
+  void Write(std::string_view sql);
+
+ private:
+  std::filesystem::path path_;  // empty: no log
+  std::ofstream file_;
+  std::string line_;
+};
 
 }  // namespace vnt::db

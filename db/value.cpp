@@ -1,42 +1,27 @@
-// Conversions between the kinds of Value, and date arithmetic.
-//
-// A date number counts days from 30 December 1899; its fraction is the time of day and counts away from zero,
-// so that -1.25 is 29 December 1899, 6 o'clock.
+// Conversions between the kinds of Value.
 #include "db/value.h"
 
 #include <charconv>
 #include <cmath>
 #include <cstdio>
-#include <ctime>
 #include <limits>
 
+#include "access/base/text.h"
 #include "db/error.h"
 
 namespace vnt::db {
 namespace {
 
 constexpr char kSource[] = "VNTFixdb";
-// 1 January 100 and the day after 31 December 9999.
-constexpr double kFirstDate = -657434, kDateEnd = 2958466;
 constexpr std::int64_t kCurrencyScale = 10000;
 
 [[noreturn]] void ThrowNull() { throw DbError(kErrInvalidUseOfNull, kSource, "Invalid use of Null"); }
 [[noreturn]] void ThrowMismatch() { throw DbError(kErrTypeMismatch, kSource, "Type mismatch"); }
 [[noreturn]] void ThrowOverflow() { throw DbError(kErrOverflow, kSource, "Overflow"); }
 
-bool SameWord(std::string_view text, std::string_view lower) {
-  if (text.size() != lower.size()) return false;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const char c = text[i] >= 'A' && text[i] <= 'Z' ? static_cast<char>(text[i] + 32) : text[i];
-    if (c != lower[i]) return false;
-  }
-  return true;
-}
-
 // A number in text; false when it is none.
 bool ParseNumber(std::string_view text, double* out) {
-  std::string trimmed = Trim(text);
-  std::string_view digits = trimmed;
+  std::string_view digits = jet::TrimBlanks(text);
   if (!digits.empty() && digits.front() == '+') digits.remove_prefix(1);
   // from_chars would also take "inf" and "nan".
   const std::size_t first = digits.find_first_not_of("+-");
@@ -60,8 +45,8 @@ bool ParseNumber(std::string_view text, double* out) {
 double NumberOf(std::string_view text) {
   double number = 0;
   if (ParseNumber(text, &number)) return number;
-  if (SameWord(text, "true")) return -1;
-  if (SameWord(text, "false")) return 0;
+  if (jet::EqualWords(text, "true")) return -1;
+  if (jet::EqualWords(text, "false")) return 0;
   ThrowMismatch();
 }
 
@@ -77,24 +62,6 @@ std::int64_t RoundCurrency(std::int64_t scaled) {
   constexpr std::int64_t kHalf = kCurrencyScale / 2;
   if (rest > kHalf || (rest == kHalf && whole % 2 != 0)) whole += scaled < 0 ? -1 : 1;
   return whole;
-}
-
-// Plain digits from 0.0001 up to 15 places before the point, else with exponent "E+20": the run-time's forms.
-template <typename T>
-std::string ShortestText(T number) {
-  if (number == 0) return "0";
-  char buffer[64];
-  const double magnitude = std::fabs(static_cast<double>(number));
-  if (magnitude >= 1e-4 && magnitude < 1e15) {
-    const auto result = std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::fixed);
-    return std::string(buffer, result.ptr);
-  }
-  const auto result = std::to_chars(buffer, buffer + sizeof buffer, number, std::chars_format::scientific);
-  std::string text(buffer, result.ptr);
-  for (char& c : text) {
-    if (c == 'e') c = 'E';
-  }
-  return text;
 }
 
 std::string WithoutTrailingZeros(std::string digits) {
@@ -148,8 +115,7 @@ bool TakeChar(std::string_view* text, char c) {
 
 // "yyyy-mm-dd", "m/d/yyyy" (day first when that is no date), each with or without " hh:mm[:ss]".
 bool ParseDate(std::string_view text, double* out) {
-  const std::string trimmed = Trim(text);
-  std::string_view rest = trimmed;
+  std::string_view rest = jet::TrimBlanks(text);
   DateParts p;
   const int first = TakeNumber(&rest);
   const char separator = rest.empty() ? '\0' : rest.front();
@@ -317,7 +283,7 @@ double Value::ToDouble() const {
 double Value::ToDate() const {
   double days = 0;
   if (type_ != ValueType::kText || !ParseDate(bytes_, &days)) days = ToDouble();
-  if (!(days > kFirstDate - 1 && days < kDateEnd)) ThrowOverflow();
+  if (!jet::IsDateNumber(days)) ThrowOverflow();
   return days;
 }
 
@@ -334,9 +300,9 @@ std::string Value::ToText() const {
     case ValueType::kInt64:
       return std::to_string(integer_);
     case ValueType::kSingle:
-      return ShortestText(static_cast<float>(double_));
+      return jet::ShortestText(static_cast<float>(double_));
     case ValueType::kDouble:
-      return ShortestText(double_);
+      return jet::ShortestText(double_);
     case ValueType::kCurrency:
       return CurrencyText(integer_);
     case ValueType::kDecimal:
@@ -372,80 +338,12 @@ bool Value::operator==(const Value& other) const {
   }
 }
 
-namespace {
-
-// Days from 30 December 1899 to a date of the Gregorian calendar carried on in both directions. Years are
-// counted from March, so that the leap day ends one.
-std::int64_t DaysOf(int year, int month, int day) {
-  const std::int64_t y = month > 2 ? year : year - 1;
-  const std::int64_t era = (y >= 0 ? y : y - 399) / 400;
-  const std::int64_t year_of_era = y - era * 400;
-  const std::int64_t day_of_year = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
-  const std::int64_t day_of_era = year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + day_of_year;
-  return era * 146097 + day_of_era - 693899;
-}
-
-void SplitDays(std::int64_t days, DateParts* p) {
-  const std::int64_t z = days + 693899;
-  const std::int64_t era = (z >= 0 ? z : z - 146096) / 146097;
-  const std::int64_t day_of_era = z - era * 146097;
-  const std::int64_t year_of_era =
-      (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
-  const std::int64_t day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
-  const std::int64_t month = (5 * day_of_year + 2) / 153;
-  p->day = static_cast<int>(day_of_year - (153 * month + 2) / 5 + 1);
-  p->month = static_cast<int>(month < 10 ? month + 3 : month - 9);
-  p->year = static_cast<int>(year_of_era + era * 400 + (p->month <= 2 ? 1 : 0));
-}
-
-}  // namespace
-
 DateParts SplitDate(double days) {
-  double whole = 0;
-  const double fraction = std::fabs(std::modf(days, &whole));
-  int seconds = static_cast<int>(std::lround(fraction * 86400));
-  if (seconds == 86400) {
-    seconds = 0;
-    whole += 1;
-  }
-  DateParts p;
-  SplitDays(static_cast<std::int64_t>(whole), &p);
-  p.hour = seconds / 3600;
-  p.minute = seconds / 60 % 60;
-  p.second = seconds % 60;
-  return p;
+  DateParts parts;
+  if (!jet::ToCalendar(days, &parts)) ThrowOverflow();
+  return parts;
 }
 
-double JoinDate(const DateParts& p) {
-  const double days = static_cast<double>(DaysOf(p.year, p.month, p.day));
-  const double time = (p.hour * 3600 + p.minute * 60 + p.second) / 86400.0;
-  return days < 0 ? days - time : days + time;
-}
-
-bool IsValidDate(int year, int month, int day) {
-  if (year < 100 || year > 9999 || month < 1 || month > 12 || day < 1 || day > 31) return false;
-  DateParts p;
-  SplitDays(DaysOf(year, month, day), &p);
-  return p.year == year && p.month == month && p.day == day;
-}
-
-double CurrentDate() {
-  const std::time_t now = std::time(nullptr);
-  const std::tm* local = std::localtime(&now);
-  DateParts p;
-  p.year = local->tm_year + 1900;
-  p.month = local->tm_mon + 1;
-  p.day = local->tm_mday;
-  p.hour = local->tm_hour;
-  p.minute = local->tm_min;
-  p.second = local->tm_sec == 60 ? 59 : local->tm_sec;
-  return JoinDate(p);
-}
-
-std::string Trim(std::string_view text) {
-  const std::size_t first = text.find_first_not_of(' ');
-  if (first == std::string_view::npos) return {};
-  return std::string(text.substr(first, text.find_last_not_of(' ') - first + 1));
-}
+std::string Trim(std::string_view text) { return std::string(jet::TrimBlanks(text)); }
 
 }  // namespace vnt::db

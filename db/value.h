@@ -7,6 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "access/base/calendar.h"
+
 namespace vnt::db {
 
 enum class ValueType : std::uint8_t {
@@ -80,15 +82,12 @@ class Value {
 };
 
 // A calendar date and time of day, and the date number (days since 30 December 1899) it stands for.
-struct DateParts {
-  int year = 1899, month = 12, day = 30, hour = 0, minute = 0, second = 0;
-};
+using DateParts = jet::CalendarTime;
+using jet::CurrentDate;
+using jet::IsValidDate;
+using jet::JoinDate;
+// Raises 6 "Overflow" when it is no date number.
 DateParts SplitDate(double days);
-double JoinDate(const DateParts& parts);
-// Whether the parts are a real calendar date.
-bool IsValidDate(int year, int month, int day);
-// Now, local time, whole seconds.
-double CurrentDate();
 
 // Removes leading and trailing blanks (only U+0020).
 std::string Trim(std::string_view text);

@@ -21,19 +21,10 @@
 #include "freq/frequency_log.h"
 #include "freq/frequency_row.h"
 #include "program/error_trap.h"
+#include "program/notice_scope.h"
 
 namespace vnt {
 namespace {
-
-// " and ntc_id = " and the current notice; empty for the whole database.
-std::string AndNotice() {
-  return State().ntc_id > 0 ? " and ntc_id = " + std::to_string(State().ntc_id) : std::string();
-}
-
-// Counted like an error that is shown.
-void Count(const db::DbError& error) {
-  if (State().on_error) State().on_error(error);
-}
 
 // What the two band-edge builds differ in.
 struct EdgeBuild {
@@ -85,9 +76,9 @@ void BuildFromEdges(const EdgeBuild& build) {
   FrequencyLog log(build.log);
   std::optional<std::int32_t> ntc_id;
   try {
-    MainCn().Execute(std::string(build.delete_beam) + AndNotice());
+    MainCn().Execute(std::string(build.delete_beam) + CurrentNotice(kAndNotice));
     db::Recordset notices;
-    notices.Open(std::string(build.notices) + AndNotice(), MainCn());
+    notices.Open(std::string(build.notices) + CurrentNotice(kAndNotice), MainCn());
     cFREQset builder;
     builder.InitBuildFreqOverlap();
     for (; !notices.Eof(); notices.MoveNext()) {
@@ -102,7 +93,7 @@ void BuildFromEdges(const EdgeBuild& build) {
         } catch (const db::DbError& error) {
           PassOnEnvironment(error);
           log.Write(ntc_id, groups.Get("grp_id").ToInt32(), error);
-          Count(error);
+          CountError(error);
         }
       }
       groups.Close();
@@ -111,7 +102,7 @@ void BuildFromEdges(const EdgeBuild& build) {
   } catch (const db::DbError& error) {
     PassOnEnvironment(error);
     log.Write(ntc_id, std::nullopt, error);
-    Count(error);
+    CountError(error);
   }
 }
 
@@ -131,7 +122,7 @@ void BuildFromCentres(const std::string& selection) {
       } catch (const db::DbError& error) {
         PassOnEnvironment(error);
         if (reported) {
-          Count(error);
+          CountError(error);
         } else {
           ShowError(error);
         }
@@ -156,8 +147,7 @@ void BuildFreqForRS49() {
 
 void BuildFreqGeneral() {
   Trapped([] {
-    const std::string notice =
-        State().ntc_id > 0 ? "ntc_id = " + std::to_string(State().ntc_id) + " and " : std::string();
+    const std::string notice = CurrentNotice({"ntc_id = ", " and "});
     BuildFromCentres("select * from notice where " + notice +
                      R"(ntf_rsn <> "U" and ntf_rsn <> "A" and plan_id is null)");
   });
@@ -167,7 +157,7 @@ void BuildFreqForPlanNotices() {
   Trapped([] {
     BuildFromCentres(
         R"(select * from notice where (ntf_rsn = 'B'  or ntf_rsn = 'P') or (ntf_rsn = 'N' and plan_id is not null))" +
-        AndNotice());
+        CurrentNotice(kAndNotice));
   });
 }
 

@@ -15,17 +15,14 @@
 
 #include "platform/messages.h"
 #include "program/error_trap.h"
+#include "program/notice_scope.h"
 #include "program/program_state.h"
 
 namespace vnt {
 namespace {
 
-std::string OfNotice() {
-  return State().ntc_id > 0 ? " where ntc_id = " + std::to_string(State().ntc_id) : std::string();
-}
-
 void Report(const std::string& what, const db::DbError& error) {
-  if (State().on_error) State().on_error(error);
+  CountError(error);
   platform::ShowMessage("Error building Freq Min Max for " + what + " " + error.description(),
                         platform::MessageStyle::kPlain);
 }
@@ -73,7 +70,7 @@ void SetGroupFreqMinMax() {
   WriteAll(
       "SELECT grp_id, MIN(freq_min) as freqMin, MAX(freq_max) as freqMax "
       " From freq " +
-          OfNotice() + " GROUP BY grp_id ORDER BY grp_id ",
+          CurrentNotice(kWhereNotice) + " GROUP BY grp_id ORDER BY grp_id ",
       "group 0", [](const db::Recordset& row, std::string& name) {
         const std::string grp_id = row.Get("grp_id").ToText();
         name = "group " + grp_id;
@@ -88,7 +85,7 @@ void SetBeamFreqMinMax() {
       "SELECT ntc_id, emi_rcp, beam_name, MIN(freq_min) as freqMin,"
       " MAX(freq_max) As freqMax  "
       " FROM freq " +
-          OfNotice() +
+          CurrentNotice(kWhereNotice) +
           " GROUP BY ntc_id, emi_rcp, beam_name "
           " ORDER BY ntc_id, emi_rcp, beam_name ",
       "beam ", [](const db::Recordset& row, std::string& name) {

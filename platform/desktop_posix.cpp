@@ -19,9 +19,9 @@
 #include <fstream>
 #include <vector>
 
+#include "access/base/text.h"
 #include "platform/desktop.h"
 #include "platform/home_posix.h"
-#include "platform/text.h"
 
 namespace vnt::platform {
 namespace fs = std::filesystem;
@@ -74,14 +74,14 @@ void SetLine(std::vector<std::string>& lines, std::string_view section, std::str
   const std::string header = "[" + std::string(section) + "]";
   const std::string entry = std::string(key) + "=" + std::to_string(value);
   auto line = std::find_if(lines.begin(), lines.end(),
-                           [&](const std::string& text) { return EqualNoCase(text, header); });
+                           [&](const std::string& text) { return jet::EqualNames(text, header); });
   if (line == lines.end()) {
     lines.push_back(header);
     lines.push_back(entry);
     return;
   }
   for (++line; line != lines.end() && !line->starts_with('['); ++line) {
-    if (!EqualNoCase(line->substr(0, line->find('=')), key)) continue;
+    if (!jet::EqualNames(line->substr(0, line->find('=')), key)) continue;
     *line = entry;
     return;
   }

@@ -2,26 +2,17 @@
 
 #include <iostream>
 
+#include "platform/in_force.h"
+#include "platform/services.h"
+
 namespace vnt::platform {
-namespace {
 
-class ErrorStreamMessages : public Messages {
- public:
-  void Show(std::string_view text, MessageStyle) override { std::cerr << text << std::endl; }
-};
-
-Messages*& Installed() {
-  static ErrorStreamMessages error_stream;
-  static Messages* installed = &error_stream;
-  return installed;
+void ShowMessage(std::string_view text, MessageStyle style) {
+  if (Messages* messages = InForce<Services>().messages) {
+    messages->Show(text, style);
+  } else {
+    std::cerr << text << std::endl;
+  }
 }
-
-}  // namespace
-
-void ShowMessage(std::string_view text, MessageStyle style) { Installed()->Show(text, style); }
-
-ScopedMessages::ScopedMessages(Messages& messages) : former_(Installed()) { Installed() = &messages; }
-
-ScopedMessages::~ScopedMessages() { Installed() = former_; }
 
 }  // namespace vnt::platform

@@ -14,19 +14,7 @@ class Messages {
   virtual void Show(std::string_view text, MessageStyle style) = 0;
 };
 
-// Shows a message in the way now in force; standard error until another one is installed.
+// Shows a message in the way now in force (services.h).
 void ShowMessage(std::string_view text, MessageStyle style);
-
-// Puts a way of showing messages in force, and the former one back when it goes.
-class ScopedMessages {
- public:
-  explicit ScopedMessages(Messages& messages);
-  ~ScopedMessages();
-  ScopedMessages(const ScopedMessages&) = delete;
-  ScopedMessages& operator=(const ScopedMessages&) = delete;
-
- private:
-  Messages* former_;
-};
 
 }  // namespace vnt::platform

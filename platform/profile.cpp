@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "access/base/text.h"
 #include "platform/text.h"
 
 namespace vnt::platform {
@@ -62,8 +63,8 @@ std::string_view DropQuotes(std::string_view value) {
 std::optional<std::string> FindProfileValue(std::string_view content, std::string_view section,
                                             std::string_view key) {
   const std::string text = DecodeContent(content);
-  const std::string wanted_section = Uppercase(TrimBlanks(section));
-  const std::string wanted_key = Uppercase(TrimBlanks(key));
+  const std::string wanted_section = jet::UpperText(TrimBlanks(section));
+  const std::string wanted_key = jet::UpperText(TrimBlanks(key));
   bool inside = false;
   for (std::string_view rest = text; !rest.empty();) {
     const std::string_view line = NextLine(rest);
@@ -72,12 +73,12 @@ std::optional<std::string> FindProfileValue(std::string_view content, std::strin
       if (inside) return std::nullopt;
       const std::size_t close = line.rfind(']');
       if (close == std::string_view::npos) continue;
-      inside = Uppercase(TrimBlanks(line.substr(1, close - 1))) == wanted_section;
+      inside = jet::UpperText(TrimBlanks(line.substr(1, close - 1))) == wanted_section;
       continue;
     }
     const std::size_t equals = line.find('=');
     if (!inside || equals == std::string_view::npos) continue;
-    if (Uppercase(TrimBlanks(line.substr(0, equals))) != wanted_key) continue;
+    if (jet::UpperText(TrimBlanks(line.substr(0, equals))) != wanted_key) continue;
     return std::string(DropQuotes(TrimBlanks(line.substr(equals + 1))));
   }
   return std::nullopt;

@@ -4,12 +4,14 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <map>
 #include <optional>
 #include <utility>
 
+#include "access/base/text.h"
+#include "platform/in_force.h"
 #include "platform/profile.h"
 #include "platform/profile_file.h"
+#include "platform/services.h"
 #include "platform/text.h"
 #include "platform/user_name.h"
 
@@ -26,16 +28,12 @@ std::string_view SectionOrDefault(std::string_view section) {
   return section.empty() ? kDefaultSection : section;
 }
 
-// By upper-cased section and key.
-std::map<std::pair<std::string, std::string>, std::string>& Overrides() {
-  static std::map<std::pair<std::string, std::string>, std::string> overrides;
-  return overrides;
+std::pair<std::string, std::string> Place(std::string_view section, std::string_view key) {
+  return {jet::UpperText(SectionOrDefault(section)), jet::UpperText(key)};
 }
 
 const std::string* FindOverride(std::string_view section, std::string_view key) {
-  const auto found =
-      Overrides().find({Uppercase(std::string(SectionOrDefault(section))), Uppercase(std::string(key))});
-  return found == Overrides().end() ? nullptr : &found->second;
+  return InForce<Services>().settings.Find(section, key);
 }
 
 std::optional<std::string> ReadProfileValue(std::string_view file, std::string_view section,
@@ -62,12 +60,14 @@ std::int32_t ReadProfileInt(std::string_view file, std::string_view section, std
   return value ? ParseProfileInt(*value) : fallback;
 }
 
-void ScopedSettings::Set(std::string_view section, std::string_view key, std::string value) {
-  Overrides()[{Uppercase(std::string(SectionOrDefault(section))), Uppercase(std::string(key))}] =
-      std::move(value);
+void SettingOverrides::Set(std::string_view section, std::string_view key, std::string value) {
+  values_[Place(section, key)] = std::move(value);
 }
 
-ScopedSettings::~ScopedSettings() { Overrides().clear(); }
+const std::string* SettingOverrides::Find(std::string_view section, std::string_view key) const {
+  const auto found = values_.find(Place(section, key));
+  return found == values_.end() ? nullptr : &found->second;
+}
 
 std::string GetSettingString(std::string_view section, std::string_view key) {
   if (const std::string* value = FindOverride(section, key)) return *value;
@@ -99,7 +99,7 @@ std::string OperatorName(const std::optional<std::string>& user_name) {
   const std::string name = user_name->substr(0, user_name->find('\0'));
   // A name that does not fit with its end mark makes the system call fail; it is not cut.
   if (name.empty() || CharacterCount(name) >= kUserNameBuffer) return std::string(kNoName);
-  return Uppercase(name);
+  return jet::UpperText(TextFromBytes(name));
 }
 
 std::string GetOperatorName() { return OperatorName(LoggedOnUserName()); }

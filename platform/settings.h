@@ -4,8 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace vnt::platform {
 
@@ -40,16 +42,16 @@ std::string GetRegionalSetting(std::string_view key);
 enum class DateOrder { kDayFirst, kMonthFirst };
 DateOrder RegionalDateOrder();
 
-// Values that stand in for those of KV_SOFT.ini, and of section "intl", while it lives (options of a command
-// line; tests). They are not cut.
-class ScopedSettings {
+// Values that stand in for those of KV_SOFT.ini, and of section "intl" (options of a command line; tests).
+// They are not cut.
+class SettingOverrides {
  public:
-  ScopedSettings() = default;
-  ~ScopedSettings();
-  ScopedSettings(const ScopedSettings&) = delete;
-  ScopedSettings& operator=(const ScopedSettings&) = delete;
-
   void Set(std::string_view section, std::string_view key, std::string value);
+  // Null when there is none.
+  const std::string* Find(std::string_view section, std::string_view key) const;
+
+ private:
+  std::map<std::pair<std::string, std::string>, std::string> values_;  // by upper-cased section and key
 };
 
 // Upper-cased logged-on user name, at most 20 characters buffer; "NONAME" when there is none.

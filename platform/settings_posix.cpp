@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "access/base/text.h"
 #include "platform/home_posix.h"
 #include "platform/profile_file.h"
 #include "platform/settings.h"
@@ -51,7 +52,7 @@ fs::path FindEntry(const fs::path& folder, const std::string& name) {
   std::vector<std::string> matches;
   for (fs::directory_iterator it(folder, ignored), end; !ignored && it != end; it.increment(ignored)) {
     const std::string candidate = it->path().filename().string();
-    if (EqualNoCase(candidate, name)) matches.push_back(candidate);
+    if (jet::EqualNames(candidate, name)) matches.push_back(candidate);
   }
   return matches.empty() ? exact : folder / *std::min_element(matches.begin(), matches.end());
 }

@@ -1,4 +1,5 @@
-// Small text helpers of the platform folder. Texts are UTF-8; a "character" is a code point.
+// Texts of unknown origin: what files of older tools and the system hand over. Texts are UTF-8; a "character"
+// is a code point.
 #pragma once
 
 #include <string>
@@ -9,9 +10,6 @@ namespace vnt::platform {
 // `bytes` when they are valid UTF-8, else the same bytes read as Windows-1252. Files of older tools hold
 // either.
 std::string TextFromBytes(std::string_view bytes);
-
-std::string Uppercase(std::string_view text);
-bool EqualNoCase(std::string_view a, std::string_view b);
 
 // The first `count` characters.
 std::string FirstCharacters(std::string_view text, std::size_t count);

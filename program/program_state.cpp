@@ -6,28 +6,18 @@
 #include "platform/messages.h"
 
 namespace vnt {
-namespace {
-
-ProgramState*& Installed() {
-  static ProgramState process_state;
-  static ProgramState* installed = &process_state;
-  return installed;
-}
-
-}  // namespace
-
 bool IsIngresSource(std::string_view database_name) {
   return std::ranges::find(kIngresSources, database_name) != std::end(kIngresSources);
 }
 
-ProgramState& State() { return *Installed(); }
+ProgramState& State() { return platform::InForce<ProgramState>(); }
 
-ScopedProgramState::ScopedProgramState(ProgramState& state) : former_(Installed()) { Installed() = &state; }
-
-ScopedProgramState::~ScopedProgramState() { Installed() = former_; }
+void CountError(const db::DbError& error) {
+  if (State().on_error) State().on_error(error);
+}
 
 void ShowError(const db::DbError& error) {
-  if (State().on_error) State().on_error(error);
+  CountError(error);
   platform::ShowMessage(std::to_string(error.number()) + " " + error.description(),
                         platform::MessageStyle::kPlain);
 }

@@ -10,6 +10,9 @@
 #include <string_view>
 
 #include "db/cadodb.h"
+#include "db/services.h"
+#include "platform/in_force.h"
+#include "platform/services.h"
 
 namespace vnt {
 
@@ -34,6 +37,10 @@ struct ProgramState {
   // most what was done in this time.
   std::chrono::milliseconds persist_interval{250};
 
+  // What the floors below need to be told. Elsewhere than here it is reached as platform::InForce<...>().
+  platform::Services platform_services;
+  db::Services db_services;
+
   // Told of each error that a fix reports or that reaches the runner's trap (for counting); may be empty.
   std::function<void(const db::DbError&)> on_error;
 };
@@ -50,17 +57,20 @@ struct EndProgram {
 // The state in force.
 ProgramState& State();
 
-// Puts a state in force and the former one back when it goes.
+// Puts a state with all its parts in force, and the former one back when it goes.
 class ScopedProgramState {
  public:
-  explicit ScopedProgramState(ProgramState& state);
-  ~ScopedProgramState();
-  ScopedProgramState(const ScopedProgramState&) = delete;
-  ScopedProgramState& operator=(const ScopedProgramState&) = delete;
+  explicit ScopedProgramState(ProgramState& state)
+      : platform_(state.platform_services), db_(state.db_services), state_(state) {}
 
  private:
-  ProgramState* former_;
+  platform::Scoped<platform::Services> platform_;
+  platform::Scoped<db::Services> db_;
+  platform::Scoped<ProgramState> state_;
 };
+
+// Counts an error that was dealt with like one that is shown.
+void CountError(const db::DbError& error);
 
 // The common error report: a plain box with the number in decimal, one blank and the description.
 void ShowError(const db::DbError& error);

@@ -8,11 +8,15 @@
 #include <type_traits>
 #include <utility>
 
+#include "db/services.h"
 #include "history/history.h"
+#include "platform/in_force.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
 #include "program/error_trap.h"
+#include "program/notice_scope.h"
 #include "program/program_state.h"
+#include "program/rows.h"
 #include "run/end_of_run.h"
 #include "run/guards.h"
 
@@ -65,16 +69,9 @@ bool PreconditionsHold() {
 // Adds a row to the history of every notice in scope.
 void StampHistory() {
   constexpr std::string_view kStatusOfUnknown = "01";
-  std::string sql = "select ntc_id, st_cur from notice";
-  if (State().ntc_id > 0) sql += " where ntc_id = " + std::to_string(State().ntc_id);
-  db::Recordset notices;
-  notices.Open(sql, MainCn());
-  for (; !notices.Eof(); notices.MoveNext()) {
-    const std::int32_t ntc_id = notices.Get("ntc_id").ToInt32();
-    const db::Value st_cur = notices.Get("st_cur");
-    WriteHistoryStamp(ntc_id, st_cur.is_null() ? std::string(kStatusOfUnknown) : st_cur.ToText());
-  }
-  notices.Close();
+  ForEachRow("select ntc_id, st_cur from notice" + CurrentNotice(kWhereNotice), [&](db::Recordset& notice) {
+    WriteHistoryStamp(notice.Get("ntc_id").ToInt32(), notice.Get("st_cur").TextOr(kStatusOfUnknown));
+  });
 }
 
 // Counts what happens while one fix runs: statements and rows as the connections tell them, errors as the
@@ -83,13 +80,13 @@ class Counter {
  public:
   Counter() : former_on_error_(State().on_error) {
     State().on_error = [this](const db::DbError& error) { Count(error); };
-    db::Connection::SetObserver([this](const db::StatementEvent& event) {
+    platform::InForce<db::Services>().observer = [this](const db::StatementEvent& event) {
       if (!event.text.empty()) ++result_->statements;
       result_->rows += event.rows;
-    });
+    };
   }
   ~Counter() {
-    db::Connection::SetObserver({});
+    platform::InForce<db::Services>().observer = {};
     State().on_error = std::move(former_on_error_);
   }
   Counter(const Counter&) = delete;
@@ -187,7 +184,7 @@ class Run {
     } catch (const std::bad_alloc&) {
       throw;
     } catch (const std::exception& error) {
-      Trap(db::DbError(db::kErrNotFound, kSource, error.what()));
+      Trap(db::DbError(db::kErrFailed, kSource, error.what()));
     }
   }
   void Trap(const db::DbError& error) {

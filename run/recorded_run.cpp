@@ -7,7 +7,7 @@
 #include "access/base/error.h"
 #include "access/file/copy_file.h"
 #include "db/engine_errors.h"
-#include "db/file_system.h"
+#include "db/services.h"
 #include "program/program_state.h"
 #include "run/backup.h"
 

@@ -126,7 +126,9 @@ class UnattendedHost : public StartUpHost {
 
 int RunUnattended(const std::string& command_line, char* program_name) {
   UnattendedMessages messages(program_name);
-  const platform::ScopedMessages in_force(messages);
+  ProgramState state;
+  state.platform_services.messages = &messages;
+  const ScopedProgramState in_force(state);
   UnattendedHost host;
   const platform::InterruptionScope interruptible(jet::interruption);
   const int exit_code = StartUp(command_line, host).value_or(0);
@@ -145,7 +147,9 @@ int RunInWindow(const std::string& command_line, char* program_name) {
     return kFailed;
   }
   BoxMessages messages;
-  const platform::ScopedMessages in_force(messages);
+  ProgramState state;
+  state.platform_services.messages = &messages;
+  const ScopedProgramState in_force(state);
   WindowHost host;
   if (const auto exit_code = StartUp(command_line, host)) return *exit_code;
   wxTheApp->OnRun();

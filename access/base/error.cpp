@@ -7,16 +7,19 @@
 namespace jet {
 
 bool Error::is_environment() const {
+  return kind_ == ErrorKind::kCorrupt || kind_ == ErrorKind::kIo || kind_ == ErrorKind::kInterrupted;
+}
+
+bool Error::is_refusal() const {
   switch (kind_) {
-    case ErrorKind::kCorrupt:
-    case ErrorKind::kIo:
-    case ErrorKind::kFull:
-    case ErrorKind::kMemory:
-    case ErrorKind::kReplaced:
-    case ErrorKind::kInterrupted:
+    case ErrorKind::kNotFound:
+    case ErrorKind::kExists:
+    case ErrorKind::kNotSupported:
+    case ErrorKind::kLocked:
+    case ErrorKind::kReadOnly:
       return true;
     default:
-      return false;
+      return is_environment();
   }
 }
 

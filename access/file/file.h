@@ -33,7 +33,7 @@ struct FileStamp {
   bool operator==(const FileStamp&) const = default;
 };
 
-// An open file. All offsets and sizes are in bytes. Every operation throws Error(kIo), or kFull when space
+// An open file. All offsets and sizes are in bytes. Every operation throws Error(kIo), also when space
 // runs out.
 class File {
  public:

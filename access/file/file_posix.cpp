@@ -39,7 +39,7 @@ namespace {
     case ENOSPC:
     case EDQUOT:
     case EFBIG:
-      kind = ErrorKind::kFull;
+      kind = ErrorKind::kIo;
       break;
     case ENOENT:
     case ENOTDIR:

@@ -79,7 +79,7 @@ std::string SystemMessage(DWORD code) {
     case ERROR_DISK_FULL:
     case ERROR_HANDLE_DISK_FULL:
     case ERROR_FILE_TOO_LARGE:
-      kind = ErrorKind::kFull;
+      kind = ErrorKind::kIo;
       break;
     default:
       break;

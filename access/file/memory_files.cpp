@@ -103,7 +103,7 @@ struct MemoryFileSystem::Impl {
     return fail_at != 0 && (operations == fail_at || (from_then_on && operations > fail_at));
   }
   [[noreturn]] void Fail(const std::string& path) const {
-    throw Error(failure == Failure::kFull ? ErrorKind::kFull : ErrorKind::kIo,
+    throw Error(ErrorKind::kIo,
                 fmt::format("The file {} cannot be written (operation {}).", path, operations));
   }
   void Count(const std::string& path) {

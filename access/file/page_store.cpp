@@ -511,8 +511,8 @@ MutablePageRef PageStore::Append() {
   RequireWritable();
   const PageNo page = page_count_;
   if ((std::uint64_t{page} + 1) * page_size_ > impl_->options.max_file_bytes) {
-    throw Error(ErrorKind::kFull, fmt::format("The database has reached its largest size of {} bytes.",
-                                              impl_->options.max_file_bytes));
+    throw Error(ErrorKind::kIo, fmt::format("The database has reached its largest size of {} bytes.",
+                                            impl_->options.max_file_bytes));
   }
   if (page >= entries_.size())
     entries_.resize(std::max<std::size_t>(page + 1, entries_.size() + entries_.size() / 4));
@@ -616,7 +616,7 @@ void PageStore::CheckUnchanged() {
   impl.lost = true;
   impl.journal.Drop();
   journal_waits_ = false;
-  throw Error(ErrorKind::kReplaced,
+  throw Error(ErrorKind::kIo,
               fmt::format("The file {} was {} by another program while it was being worked on. What was done "
                           "here is lost; the file is left as it is now.",
                           impl.file->path(), what));

@@ -101,7 +101,7 @@ class MutablePageRef : public PageRef {
 
 struct PageStoreOptions {
   std::size_t cache_bytes = 32u << 20;
-  // Largest file in bytes; growing past it is Error(kFull) before anything is written.
+  // Largest file in bytes; growing past it is Error(kIo) before anything is written.
   std::uint64_t max_file_bytes = std::uint64_t{1} << 31;
   // Before-images of a statement that are held in memory; the pages of more go to the journal first.
   std::size_t undo_bytes = 8u << 20;
@@ -152,7 +152,7 @@ class PageStore {
     }
     return MutablePageRef(NoteAndWrite(page));
   }
-  // Appends a page of zeros and returns it for writing. Error(kFull) past max_file_bytes.
+  // Appends a page of zeros and returns it for writing. Error(kIo) past max_file_bytes.
   MutablePageRef Append();
 
   // Statement scope: RollbackStatement() brings every page back to what it was at BeginStatement(), the page
@@ -172,7 +172,7 @@ class PageStore {
   // Mark() is Error(kInvalid) within a statement scope.
   //
   // Going back needs no disk space as a rule. When it fails all the same, or the store has failed to persist
-  // before, that is Error(kIo) or kFull, the store refuses further writes, and what was persisted last holds.
+  // before, that is Error(kIo), the store refuses further writes, and what was persisted last holds.
   void Mark();
   void RevertToMark();
 
@@ -187,7 +187,7 @@ class PageStore {
   // on: all of it is durable then, and Checkpoint() may be called again.
   //
   // Persist() and Checkpoint() look first whether the file is still the one that was opened, and as it was.
-  // When it was replaced, deleted, moved or changed, that is Error(kReplaced): the work is lost, its journal
+  // When it was replaced, deleted, moved or changed, that is Error(kIo): the work is lost, its journal
   // is removed, and whatever has that name now stays as it is.
   void Checkpoint();
   // The page as the database file itself holds it, whatever was changed since the last Checkpoint().

@@ -62,7 +62,7 @@ void BTree::DescendForChange(const Target& target, Path* path) {
 }
 
 void BTree::Insert(std::string_view key, RowId row) {
-  if (key.size() > kMaxKeyBytes) throw Error(ErrorKind::kTooLong, "The key of an index entry is too long.");
+  if (key.size() > kMaxKeyBytes) throw Error(ErrorKind::kTooLarge, "The key of an index entry is too long.");
   const TargetBuffer target(key, row);
   for (;;) {
     Path path;

@@ -44,7 +44,7 @@ class BTree {
   // The largest key Insert accepts, in bytes.
   static constexpr std::size_t kMaxKeyBytes = 3600;
 
-  // Adds an entry. kTooLong when the key does not fit a page. The caller has tested uniqueness.
+  // Adds an entry. kTooLarge when the key does not fit a page. The caller has tested uniqueness.
   void Insert(std::string_view key, RowId row);
   // Removes an entry; false when there is none.
   bool Erase(std::string_view key, RowId row);
@@ -107,6 +107,8 @@ class BTree {
   void RepairSingleChild(PageNo node);
   void JoinLeft(PageNo node, PageNo parent_no, int height, std::size_t position);
   void JoinRight(PageNo node, PageNo parent_no, int height);
+  struct Join;
+  void FinishJoin(const Join& join, PageNo node, PageNo parent_no, int height);
   void Link(PageNo left, PageNo right);
   void Unlink(PageNo page);
   void LinkNodes(PageNo left, PageNo right, bool linked);

@@ -31,7 +31,7 @@ namespace {
 class NodeEntry {
  public:
   NodeEntry(Bytes separator, PageNo child) : size_(separator.size() + kChildBytes) {
-    if (size_ > room_.size()) throw Error(ErrorKind::kTooLong, "The key of an index entry is too long.");
+    if (size_ > room_.size()) throw Error(ErrorKind::kTooLarge, "The key of an index entry is too long.");
     std::memcpy(room_.data(), separator.data(), separator.size());
     StoreBe32(room_.data() + separator.size(), child);
   }
@@ -430,12 +430,31 @@ void BTree::RepairSingleChild(PageNo node) {
   }
 }
 
+// What became of the attempt to give a node without entries to its neighbour: done, or separated anew.
+struct BTree::Join {
+  bool done = false;
+  Slot slot;  // of the separator between the two, in the parent
+  EntryBuffer separator;
+
+  void Separate(Bytes entry) {
+    separator.size = static_cast<unsigned>(entry.size());
+    std::memcpy(separator.data.data(), entry.data(), entry.size());
+  }
+};
+
+void BTree::FinishJoin(const Join& join, PageNo node, PageNo parent_no, int height) {
+  if (join.done) {
+    allocator_->FreeIndexPage(node);
+  } else {
+    ReplaceSeparator(parent_no, join.slot, WithoutChild({join.separator.data.data(), join.separator.size}),
+                     height);
+  }
+}
+
 // The node at `position` among the parent's children has only a tail. The neighbour on the left takes it over
 // (its own tail gets an entry), or, being full, gives its last child.
 void BTree::JoinLeft(PageNo node, PageNo parent_no, int height, std::size_t position) {
-  bool joined;
-  EntryBuffer separator;
-  Slot slot;
+  Join join;
   {
     MutablePageRef parent = pages_.Write(parent_no);
     IndexPageView parent_view = View(parent);
@@ -453,13 +472,13 @@ void BTree::JoinLeft(PageNo node, PageNo parent_no, int height, std::size_t posi
     const std::size_t count = entries.size();
     const NodeEntry moved(left_separator, left_tail);
     entries.Insert(count, moved.bytes());
-    slot = parent_view.Search(AsTarget(left_separator));
-    joined = entries.PackedSize(0, count + 1) <= kJet4Geometry.area_size;
-    if (joined) {
+    join.slot = parent_view.Search(AsTarget(left_separator));
+    join.done = entries.PackedSize(0, count + 1) <= kJet4Geometry.area_size;
+    if (join.done) {
       entries.Write(0, count + 1, left.mutable_bytes());
       internal::SetTail(left.mutable_bytes(), only);
       IndexPageEditor editor(parent.mutable_bytes(), &parent_view);
-      editor.Erase(slot);
+      editor.Erase(join.slot);
       if (position == separators.size()) {
         internal::SetTail(parent.mutable_bytes(), left_no);
       } else {
@@ -469,8 +488,7 @@ void BTree::JoinLeft(PageNo node, PageNo parent_no, int height, std::size_t posi
       Unlink(node);
     } else {
       const Bytes given = entries[count - 1];
-      separator.size = static_cast<unsigned>(given.size());
-      std::memcpy(separator.data.data(), given.data(), given.size());
+      join.Separate(given);
       EntryList own(view);
       own.Insert(0, moved.bytes());
       own.Write(0, 1, page.mutable_bytes());
@@ -480,18 +498,12 @@ void BTree::JoinLeft(PageNo node, PageNo parent_no, int height, std::size_t posi
     }
     LinkNodes(left_tail, only, true);
   }
-  if (joined) {
-    allocator_->FreeIndexPage(node);
-  } else {
-    ReplaceSeparator(parent_no, slot, WithoutChild({separator.data.data(), separator.size}), height);
-  }
+  FinishJoin(join, node, parent_no, height);
 }
 
 // The same for a first child, with its neighbour on the right.
 void BTree::JoinRight(PageNo node, PageNo parent_no, int height) {
-  bool joined;
-  EntryBuffer separator;
-  Slot slot;
+  Join join;
   {
     MutablePageRef parent = pages_.Write(parent_no);
     IndexPageView parent_view = View(parent);
@@ -509,16 +521,15 @@ void BTree::JoinRight(PageNo node, PageNo parent_no, int height) {
     const NodeEntry moved(WithoutChild(separators[0]), only);
     const PageNo first_child = entries.child(0);
     entries.Insert(0, moved.bytes());
-    slot = parent_view.First();
-    joined = entries.PackedSize(0, count + 1) <= kJet4Geometry.area_size;
-    if (joined) {
+    join.slot = parent_view.First();
+    join.done = entries.PackedSize(0, count + 1) <= kJet4Geometry.area_size;
+    if (join.done) {
       entries.Write(0, count + 1, right.mutable_bytes());
-      IndexPageEditor(parent.mutable_bytes(), &parent_view).Erase(slot);
+      IndexPageEditor(parent.mutable_bytes(), &parent_view).Erase(join.slot);
       Unlink(node);
     } else {
       const Bytes given = entries[1];
-      separator.size = static_cast<unsigned>(given.size());
-      std::memcpy(separator.data.data(), given.data(), given.size());
+      join.Separate(given);
       EntryList own(view);
       own.Insert(0, moved.bytes());
       own.Write(0, 1, page.mutable_bytes());
@@ -529,11 +540,7 @@ void BTree::JoinRight(PageNo node, PageNo parent_no, int height) {
     }
     LinkNodes(only, first_child, true);
   }
-  if (joined) {
-    allocator_->FreeIndexPage(node);
-  } else {
-    ReplaceSeparator(parent_no, slot, WithoutChild({separator.data.data(), separator.size}), height);
-  }
+  FinishJoin(join, node, parent_no, height);
 }
 
 }  // namespace jet

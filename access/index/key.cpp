@@ -11,6 +11,7 @@
 
 #include "access/base/bytes.h"
 #include "access/base/error.h"
+#include "access/base/text.h"
 #include "access/index/collation.h"
 
 namespace jet {
@@ -48,38 +49,17 @@ struct Units {
   std::size_t size = 0;
 
   explicit Units(std::string_view utf8) {
-    const auto* p = reinterpret_cast<const std::uint8_t*>(utf8.data());
-    const std::uint8_t* const end = p + utf8.size();
-    while (p < end && size < kMaxUnits) p = Decode(p, end);
-    size = std::min(size, kMaxUnits);
-    while (size > 0 && data[size - 1] == ' ') --size;
-  }
-
- private:
-  const std::uint8_t* Decode(const std::uint8_t* p, const std::uint8_t* end) {
-    const std::uint8_t lead = *p;
-    if (lead < 0x80) {
-      data[size++] = lead;
-      return p + 1;
-    }
-    const int more = lead >= 0xF0 && lead < 0xF5 ? 3 : lead >= 0xE0 && lead < 0xF0 ? 2 : lead >= 0xC2 ? 1 : 0;
-    bool good = more > 0 && lead < 0xF5 && end - p > more;
-    std::uint32_t c = more == 3 ? lead & 0x07u : more == 2 ? lead & 0x0Fu : lead & 0x1Fu;
-    for (int i = 1; good && i <= more; ++i) {
-      good = (p[i] & 0xC0) == 0x80;
-      c = c << 6 | (p[i] & 0x3Fu);
-    }
-    if (!good || c > 0x10FFFF) {
-      data[size++] = 0xFFFD;
-      return p + 1;
-    }
-    if (c >= 0x10000) {
-      data[size++] = static_cast<std::uint16_t>(0xD7C0 + (c >> 10));
-      data[size++] = static_cast<std::uint16_t>(0xDC00 + (c & 0x3FF));
-    } else {
+    for (std::size_t at = 0; at < utf8.size() && size < kMaxUnits;) {
+      char32_t c = 0xFFFD;
+      if (!ReadCodePoint(utf8, &at, &c)) ++at;
+      if (c >= 0x10000) {
+        data[size++] = HighSurrogate(c);
+        c = LowSurrogate(c);
+      }
       data[size++] = static_cast<std::uint16_t>(c);
     }
-    return p + more + 1;
+    size = std::min(size, kMaxUnits);
+    while (size > 0 && data[size - 1] == ' ') --size;
   }
 };
 
@@ -219,18 +199,6 @@ bool AppendPlainText(const CollationTable& table, std::string_view text, std::st
   return true;
 }
 
-// Windows-1252 above 7F; the five bytes without a character keep their own number.
-constexpr std::uint16_t kWindows1252[32] = {0x20AC, 0x81,   0x201A, 0x192,  0x201E, 0x2026, 0x2020, 0x2021,
-                                            0x2C6,  0x2030, 0x160,  0x2039, 0x152,  0x8D,   0x17D,  0x8F,
-                                            0x90,   0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
-                                            0x2DC,  0x2122, 0x161,  0x203A, 0x153,  0x9D,   0x17E,  0x178};
-
-int Windows1252Byte(std::uint16_t unit) {
-  if (unit < 0x80 || (unit >= 0xA0 && unit <= 0xFF)) return unit;
-  const auto* at = std::find(std::begin(kWindows1252), std::end(kWindows1252), unit);
-  return at == std::end(kWindows1252) ? -1 : static_cast<int>(0x80 + (at - std::begin(kWindows1252)));
-}
-
 // Jet 3: the inline bytes, then accents as half bytes (a 2 for each letter that could have one and has none).
 void AppendText97(std::string_view utf8, std::string* key) {
   const CollationTable& table = CollationTable::Get(Collation::kGeneral97);
@@ -238,7 +206,7 @@ void AppendText97(std::string_view utf8, std::string* key) {
   SmallBytes<2 * kMaxUnits + 2> nibbles;
   int placeholders = 0;
   for (std::size_t i = 0; i < units.size; ++i) {
-    const int byte = Windows1252Byte(units.data[i]);
+    const int byte = ToWindows1252(units.data[i]);
     if (byte < 0) continue;
     const Unit& unit = table[static_cast<std::uint16_t>(byte)];
     if (byte == 0) {
@@ -366,6 +334,15 @@ void AppendDecimal(const KeyColumn& column, const Decimal& value, std::string* k
   (*key)[from] = static_cast<char>(value.negative ? 0x00 : 0xFF);
 }
 
+// A currency is a count of ten-thousandths.
+void AppendCurrency(const Decimal& value, std::string* key) {
+  std::string magnitude;
+  AppendMagnitude(value, 4, &magnitude);
+  std::uint64_t units = 0;
+  for (const char byte : magnitude.substr(8)) units = units << 8 | static_cast<std::uint8_t>(byte);
+  AppendSigned(static_cast<std::int64_t>(value.negative ? 0 - units : units), 8, key);
+}
+
 void AppendText(const KeyColumn& column, const std::string& text, std::string* key) {
   const std::size_t from = key->size();
   AppendTextKey(column.collation, text, key);
@@ -381,25 +358,11 @@ bool IsKeySupported(const KeyColumn& column) {
     case ColumnType::kText:
     case ColumnType::kMemo:
       return column.collation != Collation::kUnsupported;
-    case ColumnType::kBoolean:
-    case ColumnType::kByte:
-    case ColumnType::kInteger:
-    case ColumnType::kLong:
-    case ColumnType::kCurrency:
-    case ColumnType::kSingle:
-    case ColumnType::kDouble:
-    case ColumnType::kDateTime:
-    case ColumnType::kBinary:
-    case ColumnType::kGuid:
-    case ColumnType::kDecimal:
-    case ColumnType::kComplex:
-    case ColumnType::kBigInt:
-    case ColumnType::kDateTimeExtended:
-      return true;
     case ColumnType::kOle:
-      break;
+      return false;
+    default:  // AppendKey names them all
+      return true;
   }
-  return false;
 }
 
 void AppendTextKey(Collation collation, std::string_view utf8, std::string* key) {
@@ -447,16 +410,9 @@ void AppendKey(const KeyColumn& column, const Value& value, std::string* key) {
     case ColumnType::kBigInt:
       AppendSigned(value.integer(), 8, key);
       break;
-    case ColumnType::kCurrency: {
-      // A currency is a count of ten-thousandths.
-      AppendMagnitude(value.decimal(), 4, key);
-      std::uint64_t units = 0;
-      for (std::size_t i = from + 8; i < from + 16; ++i)
-        units = units << 8 | static_cast<std::uint8_t>((*key)[i]);
-      key->resize(from);
-      AppendSigned(static_cast<std::int64_t>(value.decimal().negative ? 0 - units : units), 8, key);
+    case ColumnType::kCurrency:
+      AppendCurrency(value.decimal(), key);
       break;
-    }
     case ColumnType::kSingle:
       AppendFloat<float, std::uint32_t>(static_cast<float>(value.real()), key);
       break;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "access/base/value.h"
+#include "access/sql/operators.h"
 #include "access/store/database.h"
 
 namespace jet::sql {
@@ -26,9 +27,9 @@ enum class ExprKind : std::uint8_t {
   kColumn,      // table (may be empty), name
   kNegate,      // args[0]
   kNot,         // args[0]
-  kArithmetic,  // op + - * / \ % (MOD) ^ &; args
+  kArithmetic,  // op; args
   kCompare,     // op; args
-  kLogic,       // op A(nd) O(r) X(or) E(qv) I(mp); args
+  kLogic,       // op; args
   kBetween,     // args[0] between args[1] and args[2]
   kInList,      // args[0] in the rest
   kInSelect,    // args[0] in select
@@ -41,7 +42,7 @@ enum class ExprKind : std::uint8_t {
 
 struct Expr {
   ExprKind kind = ExprKind::kNull;
-  char op = 0;
+  Op op = Op::kNone;
   bool negated = false;  // NOT BETWEEN, NOT IN, IS NOT NULL, NOT LIKE
   bool star = false;
   bool is_date = false;

@@ -10,8 +10,8 @@
 
 #include "access/base/error.h"
 #include "access/base/interruption.h"
+#include "access/base/text.h"
 #include "access/sql/dates.h"
-#include "access/sql/names.h"
 #include "access/sql/parser.h"
 #include "access/sql/row_buffer.h"
 #include "access/sql/session_impl.h"

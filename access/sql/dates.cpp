@@ -5,7 +5,7 @@
 #include <cmath>
 #include <vector>
 
-#include "access/sql/names.h"
+#include "access/base/text.h"
 
 namespace jet::sql {
 namespace {
@@ -14,37 +14,6 @@ constexpr const char* kMonths[] = {"January", "February", "March",     "April", 
                                    "July",    "August",   "September", "October", "November", "December"};
 constexpr const char* kWeekdays[] = {"Sunday",   "Monday", "Tuesday", "Wednesday",
                                      "Thursday", "Friday", "Saturday"};
-
-// Days since 1970-01-01 of the proleptic Gregorian calendar.
-long long DaysFromCivil(long long y, int m, int d) {
-  y -= m <= 2;
-  const long long era = (y >= 0 ? y : y - 399) / 400;
-  const auto yoe = static_cast<long long>(y - era * 400);
-  const long long doy = (153 * (m + (m > 2 ? -3 : 9)) + 2) / 5 + d - 1;
-  const long long doe = yoe * 365 + yoe / 4 - yoe / 100 + doy;
-  return era * 146097 + doe - 719468;
-}
-
-void CivilFromDays(long long z, int* y, int* m, int* d) {
-  z += 719468;
-  const long long era = (z >= 0 ? z : z - 146096) / 146097;
-  const long long doe = z - era * 146097;
-  const long long yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
-  const long long doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
-  const long long mp = (5 * doy + 2) / 153;
-  *d = static_cast<int>(doy - (153 * mp + 2) / 5 + 1);
-  *m = static_cast<int>(mp < 10 ? mp + 3 : mp - 9);
-  *y = static_cast<int>(yoe + era * 400 + (*m <= 2));
-}
-
-constexpr long long kEpoch = 25569;  // days from 1899-12-30 to 1970-01-01
-
-bool IsValidDay(int y, int m, int d) {
-  if (y < 100 || y > 9999 || m < 1 || m > 12 || d < 1 || d > 31) return false;
-  int y2, m2, d2;
-  CivilFromDays(DaysFromCivil(y, m, d), &y2, &m2, &d2);
-  return d2 == d && m2 == m;
-}
 
 struct Part {
   int number = -1;  // digits
@@ -70,7 +39,7 @@ bool DayFromParts(const std::vector<Part>& parts, int* y, int* m, int* d) {
   if (parts.size() != 3) return false;
   const Part &a = parts[0], &b = parts[1], &c = parts[2];
   const auto take = [&](int year, int month, int day) {
-    if (!IsValidDay(year, month, day)) return false;
+    if (!IsValidDate(year, month, day)) return false;
     *y = year, *m = month, *d = day;
     return true;
   };
@@ -95,35 +64,6 @@ bool TimeFromParts(const std::vector<Part>& parts, int meridian, int* h, int* n,
 }
 
 }  // namespace
-
-double DaysOf(int year, int month, int day) {
-  const long long months = static_cast<long long>(year) * 12 + (month - 1);
-  const long long y = months >= 0 ? months / 12 : (months - 11) / 12;
-  const int m = static_cast<int>(months - y * 12) + 1;
-  return static_cast<double>(DaysFromCivil(y, m, 1) + day - 1 + kEpoch);
-}
-
-double DateOf(const CalendarTime& t) {
-  const double days = DaysOf(t.year, t.month, t.day);
-  const double time = (t.hour * 3600.0 + t.minute * 60.0 + t.second) / 86400.0;
-  return days >= 0 ? days + time : days - time;
-}
-
-bool ToCalendar(double date, CalendarTime* out) {
-  if (!(date > -657435.0 && date < 2958466.0)) return false;
-  double days = std::trunc(date);
-  double seconds = std::round(std::fabs(date - days) * 86400.0);
-  if (seconds >= 86400.0) {
-    seconds = 0;
-    days += 1;
-  }
-  CivilFromDays(static_cast<long long>(days) - kEpoch, &out->year, &out->month, &out->day);
-  const int s = static_cast<int>(seconds);
-  out->hour = s / 3600;
-  out->minute = s / 60 % 60;
-  out->second = s % 60;
-  return true;
-}
 
 bool ParseDate(std::string_view text, double* date) {
   std::vector<Part> day, time;
@@ -176,7 +116,7 @@ bool ParseDate(std::string_view text, double* date) {
   CalendarTime t;
   if (!day.empty() && !DayFromParts(day, &t.year, &t.month, &t.day)) return false;
   if (!time.empty() && !TimeFromParts(time, meridian, &t.hour, &t.minute, &t.second)) return false;
-  *date = DateOf(t);
+  *date = JoinDate(t);
   return true;
 }
 

@@ -1,23 +1,12 @@
-// Dates as Access keeps them: days since 1899-12-30 in a double, the time of day as the fraction. Before that
-// day the fraction still counts forward from midnight: -1.25 is 1899-12-29 06:00.
+// Dates in SQL: their texts, and weeks. What a date number is stands in access/base/calendar.h.
 #pragma once
 
 #include <string>
 #include <string_view>
 
+#include "access/base/calendar.h"
+
 namespace jet::sql {
-
-struct CalendarTime {
-  int year = 1899, month = 12, day = 30;
-  int hour = 0, minute = 0, second = 0;
-};
-
-// Days of a calendar day; months and days out of their range carry over, as DateSerial does.
-double DaysOf(int year, int month, int day);
-// The date number of a calendar time.
-double DateOf(const CalendarTime& time);
-// Rounded to seconds. False when it is outside the years 100 to 9999.
-bool ToCalendar(double date, CalendarTime* out);
 
 // Reads "m/d/yyyy", day first when that is no valid date, "yyyy-mm-dd", with "-" "." or "/" between, names of
 // months ("12 Apr 2005", "April 12, 2005"), and times "h:mm[:ss] [AM|PM]", alone or behind. Years of two

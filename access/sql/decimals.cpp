@@ -1,5 +1,13 @@
-#include "access/sql/decimals.h"
-
+// Exact decimal numbers in expressions.
+//
+// SQLite has no such type: an exact number travels as its text, and these functions of the connection compute
+// with it: x_dadd, x_dsub, x_dmul, x_dneg, x_dround(x, places), x_dabs, x_dint, x_dfix, x_ccur; x_dsum and
+// x_davg as aggregates; x_dreal gives the nearest double, x_dtext the text without needless zeros, x_dkey a
+// text that sorts as the number does and x_unkey the number back from that. They take whole numbers and
+// doubles, too; a double counts as the decimal of its 15 digits, as Access shows it.
+//
+// Results have at most 28 digits, as Access's Decimal: what is behind is rounded, half to even; what is too
+// large is kTooLarge.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -196,7 +204,7 @@ Number Divide(const Number& n, unsigned long long divisor) {
 Number Fitted(Number n) {
   const auto whole = static_cast<int>(n.digits.size()) - n.scale;
   if (whole > static_cast<int>(kMaxDigits))
-    throw Error(ErrorKind::kOverflow, fmt::format("Overflow: {} has more than 28 digits.", TextOf(n)));
+    throw Error(ErrorKind::kTooLarge, fmt::format("Overflow: {} has more than 28 digits.", TextOf(n)));
   return Rounded(std::move(n), static_cast<int>(kMaxDigits) - std::max(whole, 0));
 }
 
@@ -241,21 +249,21 @@ bool IsBeyondDecimals(sqlite3_value* v) {
   return sqlite3_value_type(v) == SQLITE_FLOAT && !(std::fabs(sqlite3_value_double(v)) < 7.9e28);
 }
 
-template <char kOp>
+template <Op kOp>
 void Compute(sqlite3_context* c, int, sqlite3_value** v) {
   Guard(c, [&] {
     if (AnyNull(2, v)) return;
     if (IsBeyondDecimals(v[0]) || IsBeyondDecimals(v[1])) {
       const double a = NumberOf(v[0]), b = NumberOf(v[1]);
-      sqlite3_result_double(c, kOp == '+' ? a + b : kOp == '-' ? a - b : a * b);
+      sqlite3_result_double(c, kOp == Op::kPlus ? a + b : kOp == Op::kMinus ? a - b : a * b);
       return;
     }
     Number a = NumberIn(v[0]), b = NumberIn(v[1]);
-    if (kOp == '*') {
+    if (kOp == Op::kTimes) {
       Result(c, Multiply(a, b));
       return;
     }
-    if (kOp == '-') b.negative = !b.negative && !b.digits.empty();
+    if (kOp == Op::kMinus) b.negative = !b.negative && !b.digits.empty();
     Result(c, Add(std::move(a), std::move(b)));
   });
 }
@@ -285,7 +293,7 @@ Number ToCurrency(Number n) {
   std::string scaled = n.digits;
   scaled.append(static_cast<std::size_t>(4 - n.scale), '0');
   if (CompareDigits(scaled, limit) > 0)
-    throw Error(ErrorKind::kOverflow,
+    throw Error(ErrorKind::kTooLarge,
                 fmt::format("Overflow: {} is out of the range of Currency.", TextOf(n)));
   return n;
 }
@@ -295,7 +303,7 @@ void Round(sqlite3_context* c, int n, sqlite3_value** v) {
     if (AnyNull(n, v)) return;
     const long long places = n > 1 ? WholeNumberOf(v[1]) : 0;
     if (places < 0 || places > 300)
-      throw Error(ErrorKind::kSql, "Round cannot round to that number of decimals.");
+      throw Error(ErrorKind::kFailed, "Round cannot round to that number of decimals.");
     Result(c, Rounded(NumberIn(v[0]), static_cast<int>(places)));
   });
 }
@@ -334,7 +342,7 @@ struct Total {
 void AddToTotal(sqlite3_context* c, int, sqlite3_value** v) {
   Guard(c, [&] {
     auto* t = static_cast<Total*>(sqlite3_aggregate_context(c, sizeof(Total)));
-    if (t == nullptr) throw Error(ErrorKind::kMemory, "There is not enough memory.");
+    if (t == nullptr) throw Error(ErrorKind::kIo, "There is not enough memory.");
     if (IsNullValue(v[0])) return;
     if (t->sum == nullptr) t->sum = new Number();
     *t->sum = Add(std::move(*t->sum), NumberIn(v[0]));
@@ -351,26 +359,26 @@ void EndTotal(sqlite3_context* c) {
   t->sum = nullptr;
 }
 
+constexpr Function kFunctions[] = {
+    {"dadd", 2, 2, Type::kDecimal, Compute<Op::kPlus>, kInternal},
+    {"dsub", 2, 2, Type::kDecimal, Compute<Op::kMinus>, kInternal},
+    {"dmul", 2, 2, Type::kDecimal, Compute<Op::kTimes>, kInternal},
+    {"dneg", 1, 1, Type::kDecimal, Mapped<Negated>, kInternal},
+    {"dabs", 1, 1, Type::kDecimal, Mapped<Absolute>, kInternal},
+    {"dint", 1, 1, Type::kDecimal, Mapped<Floor>, kInternal},
+    {"dfix", 1, 1, Type::kDecimal, Mapped<Truncated>, kInternal},
+    {"dtext", 1, 1, Type::kText, Mapped<Same>, kInternal},
+    {"ccur", 1, 1, Type::kDecimal, Mapped<ToCurrency>},
+    {"dround", 1, 2, Type::kDecimal, Round, kInternal},
+    {"dreal", 1, 1, Type::kReal, Real, kInternal},
+    {"dkey", 1, 1, Type::kText, Key, kInternal},
+    {"unkey", 1, 1, Type::kDecimal, Unkey, kInternal},
+    {"dsum", 1, 1, Type::kDecimal, AddToTotal, kInternal, EndTotal<false>},
+    {"davg", 1, 1, Type::kDecimal, AddToTotal, kInternal, EndTotal<true>},
+};
+
 }  // namespace
 
-void RegisterDecimalFunctions(sqlite3* db, FailureSlot* slot) {
-  AddFunction(db, "x_dadd", Compute<'+'>, slot);
-  AddFunction(db, "x_dsub", Compute<'-'>, slot);
-  AddFunction(db, "x_dmul", Compute<'*'>, slot);
-  AddFunction(db, "x_dneg", Mapped<Negated>, slot);
-  AddFunction(db, "x_dabs", Mapped<Absolute>, slot);
-  AddFunction(db, "x_dint", Mapped<Floor>, slot);
-  AddFunction(db, "x_dfix", Mapped<Truncated>, slot);
-  AddFunction(db, "x_dtext", Mapped<Same>, slot);
-  AddFunction(db, "x_ccur", Mapped<ToCurrency>, slot);
-  AddFunction(db, "x_dround", Round, slot);
-  AddFunction(db, "x_dreal", Real, slot);
-  AddFunction(db, "x_dkey", Key, slot);
-  AddFunction(db, "x_unkey", Unkey, slot);
-  sqlite3_create_function_v2(db, "x_dsum", 1, SQLITE_UTF8 | SQLITE_INNOCUOUS, slot, nullptr, AddToTotal,
-                             EndTotal<false>, nullptr);
-  sqlite3_create_function_v2(db, "x_davg", 1, SQLITE_UTF8 | SQLITE_INNOCUOUS, slot, nullptr, AddToTotal,
-                             EndTotal<true>, nullptr);
-}
+std::span<const Function> DecimalFunctions() { return kFunctions; }
 
 }  // namespace jet::sql

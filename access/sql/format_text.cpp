@@ -4,12 +4,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <utility>
 #include <vector>
 
+#include "access/base/text.h"
 #include "access/sql/dates.h"
 #include "access/sql/function_support.h"
-#include "access/sql/names.h"
 
 namespace jet::sql {
 namespace {
@@ -127,6 +128,49 @@ bool IsOneOf(std::string_view name, std::initializer_list<const char*> names) {
   return false;
 }
 
+// Pictures of dates that have names.
+std::string_view NamedPicture(std::string_view picture) {
+  static constexpr std::pair<std::string_view, std::string_view> kNamed[] = {
+      {"Long Date", "dddd, mmmm d, yyyy"}, {"Medium Date", "dd-mmm-yy"},   {"Short Date", "m/d/yyyy"},
+      {"Long Time", "h:nn:ss AM/PM"},      {"Medium Time", "hh:nn AM/PM"}, {"Short Time", "hh:nn"}};
+  for (const auto& [name, named] : kNamed) {
+    if (EqualNames(picture, name)) return named;
+  }
+  return picture;
+}
+
+// What the letter `c`, `n` times, stands for; nothing when it stands for itself. `after_hour`: an m is a
+// minute.
+std::optional<std::string> DatePart(char c, std::size_t n, double date, const CalendarTime& t, bool half_day,
+                                    bool after_hour, int first_day, int first_week) {
+  const auto number = [&](int v) { return n == 1 ? fmt::format("{}", v) : fmt::format("{:02}", v); };
+  const auto word = [&](const std::string& name) { return n == 3 ? name.substr(0, 3) : name; };
+  switch (c) {
+    case 'd':
+      return n <= 2 ? number(t.day) : word(WeekdayName(Weekday(date)));
+    case 'm':
+      if (after_hour) return number(t.minute);
+      return n <= 2 ? number(t.month) : word(MonthName(t.month));
+    case 'c':
+      return DateText(date);
+    case 'q':
+      return fmt::format("{}", (t.month + 2) / 3);
+    case 'w':
+      return fmt::format("{}", n == 1 ? Weekday(date, first_day) : WeekOfYear(date, first_day, first_week));
+    case 'y':
+      if (n == 1) return fmt::format("{}", DayOfYear(t));
+      return n == 2 ? fmt::format("{:02}", t.year % 100) : fmt::format("{:04}", t.year);
+    case 'h':
+      return number(half_day ? (t.hour % 12 == 0 ? 12 : t.hour % 12) : t.hour);
+    case 'n':
+      return number(t.minute);
+    case 's':
+      return number(t.second);
+    default:
+      return {};
+  }
+}
+
 }  // namespace
 
 std::string FormatNumber(double v, std::string_view picture) {
@@ -168,92 +212,36 @@ bool IsDatePicture(std::string_view picture) {
 
 std::string FormatDate(double date, std::string_view picture, int first_day, int first_week) {
   if (picture.empty() || IsOneOf(picture, {"General Date"})) return DateText(date);
-  if (IsOneOf(picture, {"Long Date"})) picture = "dddd, mmmm d, yyyy";
-  if (IsOneOf(picture, {"Medium Date"})) picture = "dd-mmm-yy";
-  if (IsOneOf(picture, {"Short Date"})) picture = "m/d/yyyy";
-  if (IsOneOf(picture, {"Long Time"})) picture = "h:nn:ss AM/PM";
-  if (IsOneOf(picture, {"Medium Time"})) picture = "hh:nn AM/PM";
-  if (IsOneOf(picture, {"Short Time"})) picture = "hh:nn";
+  picture = NamedPicture(picture);
   CalendarTime t;
   if (!ToCalendar(date, &t)) return NumberText(date);
   const std::string lower = LowerText(picture);
   const bool half_day = lower.find("am/pm") != std::string::npos || lower.find("a/p") != std::string::npos;
   std::string out;
-  bool behind_hour = false;
+  bool after_hour = false;
   for (std::size_t i = 0; i < lower.size();) {
     const char c = lower[i];
     if (lower.compare(i, 5, "am/pm") == 0) {
-      out += t.hour < 12 ? "AM" : "PM";
-      if (picture[i] == 'a') out = out.substr(0, out.size() - 2) + (t.hour < 12 ? "am" : "pm");
+      const bool small = picture[i] == 'a';
+      out += t.hour < 12 ? (small ? "am" : "AM") : (small ? "pm" : "PM");
       i += 5;
       continue;
     }
     std::size_t n = 1;
     while (i + n < lower.size() && lower[i + n] == c) ++n;
-    const auto number = [&](int v) { out += n == 1 ? fmt::format("{}", v) : fmt::format("{:02}", v); };
-    switch (c) {
-      case 'd':
-        if (n <= 2) {
-          number(t.day);
-        } else {
-          const std::string name = WeekdayName(Weekday(date));
-          out += n == 3 ? name.substr(0, 3) : name;
-        }
-        break;
-      case 'm':
-        if (behind_hour) {
-          number(t.minute);
-        } else if (n <= 2) {
-          number(t.month);
-        } else {
-          const std::string name = MonthName(t.month);
-          out += n == 3 ? name.substr(0, 3) : name;
-        }
-        break;
-      case 'c':
-        out += DateText(date);
-        break;
-      case 'q':
-        out += fmt::format("{}", (t.month + 2) / 3);
-        break;
-      case 'w':
-        out += fmt::format("{}", n == 1 ? Weekday(date, first_day) : WeekOfYear(date, first_day, first_week));
-        break;
-      case 'y':
-        if (n == 1) {
-          out += fmt::format("{}", DayOfYear(t));
-          break;
-        }
-        out += n <= 2 ? fmt::format("{:02}", t.year % 100) : fmt::format("{:04}", t.year);
-        break;
-      case 'h':
-        number(half_day ? (t.hour % 12 == 0 ? 12 : t.hour % 12) : t.hour);
-        break;
-      case 'n':
-        number(t.minute);
-        break;
-      case 's':
-        number(t.second);
-        break;
-      case '"': {
-        const std::size_t end = lower.find('"', i + 1);
-        out += std::string(picture.substr(i + 1, (end == std::string::npos ? lower.size() : end) - i - 1));
-        n = (end == std::string::npos ? lower.size() : end + 1) - i;
-        break;
-      }
-      case '\\':
-        if (i + 1 < picture.size()) out.push_back(picture[i + 1]);
-        n = 2;
-        break;
-      default:
-        out += std::string(picture.substr(i, n));
-        break;
+    if (c == '"') {
+      const std::size_t end = std::min(lower.find('"', i + 1), lower.size());
+      out += picture.substr(i + 1, end - i - 1);
+      n = std::min(end + 1, lower.size()) - i;
+    } else if (c == '\\') {
+      if (i + 1 < picture.size()) out.push_back(picture[i + 1]);
+      n = 2;
+    } else if (const auto part = DatePart(c, n, date, t, half_day, after_hour, first_day, first_week)) {
+      out += *part;
+    } else {
+      out += picture.substr(i, n);
     }
-    if (c == 'h') {
-      behind_hour = true;
-    } else if (c >= 'a' && c <= 'z') {
-      behind_hour = false;
-    }
+    if (c >= 'a' && c <= 'z') after_hour = c == 'h';
     i += n;
   }
   return out;

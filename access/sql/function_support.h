@@ -3,11 +3,11 @@
 
 #include <sqlite3.h>
 
-#include <new>
 #include <string>
 #include <string_view>
 
 #include "access/base/error.h"
+#include "access/base/text.h"
 #include "access/sql/functions.h"
 
 namespace jet::sql {
@@ -39,23 +39,9 @@ std::string_view TextOf(sqlite3_value* v, std::string* storage);
 double NumberOf(sqlite3_value* v);
 // Rounded half to even.
 long long WholeNumberOf(sqlite3_value* v);
-std::string NumberText(double v);
 
 inline void ResultText(sqlite3_context* context, std::string_view text) {
   sqlite3_result_text(context, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
-}
-
-// Registering fails for want of memory alone.
-inline void RequireRegistered(int rc) {
-  if (rc != SQLITE_OK) throw std::bad_alloc();
-}
-
-using ScalarFunction = void (*)(sqlite3_context*, int, sqlite3_value**);
-inline void AddFunction(sqlite3* db, const char* name, ScalarFunction f, FailureSlot* slot,
-                        bool deterministic = true) {
-  RequireRegistered(sqlite3_create_function_v2(
-      db, name, -1, SQLITE_UTF8 | SQLITE_INNOCUOUS | (deterministic ? SQLITE_DETERMINISTIC : 0), slot, f,
-      nullptr, nullptr, nullptr));
 }
 
 }  // namespace jet::sql

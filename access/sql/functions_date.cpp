@@ -2,13 +2,12 @@
 
 #include <fmt/format.h>
 
-#include <chrono>
+#include <algorithm>
 #include <cmath>
-#include <ctime>
 
+#include "access/base/text.h"
 #include "access/sql/dates.h"
 #include "access/sql/function_support.h"
-#include "access/sql/names.h"
 
 namespace jet::sql {
 namespace {
@@ -27,29 +26,15 @@ CalendarTime CalendarArgument(sqlite3_value* v) {
   CalendarTime t;
   const double date = DateArgument(v);
   if (!ToCalendar(date, &t))
-    throw Error(ErrorKind::kOverflow, fmt::format("The number {} is no date.", date));
+    throw Error(ErrorKind::kTooLarge, fmt::format("The number {} is no date.", date));
   return t;
 }
 
-CalendarTime LocalNow() {
-  const std::time_t now = std::time(nullptr);
-  std::tm tm{};
-#ifdef _WIN32
-  localtime_s(&tm, &now);
-#else
-  localtime_r(&now, &tm);
-#endif
-  return {tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday, tm.tm_hour, tm.tm_min, std::min(tm.tm_sec, 59)};
-}
-
-void Now(sqlite3_context* c, int, sqlite3_value**) { sqlite3_result_double(c, DateOf(LocalNow())); }
-void Today(sqlite3_context* c, int, sqlite3_value**) {
-  sqlite3_result_double(c, std::trunc(DateOf(LocalNow())));
-}
+void Now(sqlite3_context* c, int, sqlite3_value**) { sqlite3_result_double(c, CurrentDate()); }
+void Today(sqlite3_context* c, int, sqlite3_value**) { sqlite3_result_double(c, std::trunc(CurrentDate())); }
 void TimeNow(sqlite3_context* c, int, sqlite3_value**) {
-  CalendarTime t = LocalNow();
-  t.year = 1899, t.month = 12, t.day = 30;
-  sqlite3_result_double(c, DateOf(t));
+  const double now = CurrentDate();
+  sqlite3_result_double(c, now - std::trunc(now));
 }
 
 void ToDate(sqlite3_context* c, int, sqlite3_value** v) {
@@ -69,7 +54,7 @@ void TimeValue(sqlite3_context* c, int, sqlite3_value** v) {
     if (IsNullValue(v[0])) return;
     CalendarTime t = CalendarArgument(v[0]);
     t.year = 1899, t.month = 12, t.day = 30;
-    sqlite3_result_double(c, DateOf(t));
+    sqlite3_result_double(c, JoinDate(t));
   });
 }
 
@@ -86,20 +71,21 @@ void IsDate(sqlite3_context* c, int, sqlite3_value** v) {
 int SmallArgument(sqlite3_value* v) {
   const long long n = WholeNumberOf(v);
   if (n < -100000 || n > 100000)
-    throw Error(ErrorKind::kOverflow, fmt::format("Overflow: {} is no part of a date.", n));
+    throw Error(ErrorKind::kTooLarge, fmt::format("Overflow: {} is no part of a date.", n));
   return static_cast<int>(n);
 }
 
 // First day of the week, 1 Sunday to 7 Saturday; 0 stands for the system's, which is Sunday here.
 int DayArgument(sqlite3_value* v) {
   const int day = SmallArgument(v);
-  if (day < 0 || day > 7) throw Error(ErrorKind::kSql, "A day of the week is a number from 1 to 7.");
+  if (day < 0 || day > 7) throw Error(ErrorKind::kFailed, "A day of the week is a number from 1 to 7.");
   return day == 0 ? 1 : day;
 }
 
 int WeekArgument(sqlite3_value* v) {
   const int week = SmallArgument(v);
-  if (week < 0 || week > 3) throw Error(ErrorKind::kSql, "The first week of the year is told by 1, 2 or 3.");
+  if (week < 0 || week > 3)
+    throw Error(ErrorKind::kFailed, "The first week of the year is told by 1, 2 or 3.");
   return week == 0 ? 1 : week;
 }
 
@@ -138,7 +124,7 @@ void WeekdayNameOf(sqlite3_context* c, int n, sqlite3_value** v) {
   Guard(c, [&] {
     if (AnyNull(n, v)) return;
     const int number = SmallArgument(v[0]), first = n > 2 ? DayArgument(v[2]) : 1;
-    if (number < 1 || number > 7) throw Error(ErrorKind::kSql, "WeekdayName takes a number from 1 to 7.");
+    if (number < 1 || number > 7) throw Error(ErrorKind::kFailed, "WeekdayName takes a number from 1 to 7.");
     const std::string name = WeekdayName((number + first - 2) % 7 + 1);
     ResultText(c, n > 1 && WholeNumberOf(v[1]) != 0 ? name.substr(0, 3) : name);
   });
@@ -148,7 +134,7 @@ void MonthNameOf(sqlite3_context* c, int n, sqlite3_value** v) {
   Guard(c, [&] {
     if (AnyNull(n, v)) return;
     const int number = SmallArgument(v[0]);
-    if (number < 1 || number > 12) throw Error(ErrorKind::kSql, "MonthName takes a number from 1 to 12.");
+    if (number < 1 || number > 12) throw Error(ErrorKind::kFailed, "MonthName takes a number from 1 to 12.");
     const std::string name = MonthName(number);
     ResultText(c, n > 1 && WholeNumberOf(v[1]) != 0 ? name.substr(0, 3) : name);
   });
@@ -166,7 +152,7 @@ double Seconds(std::string_view unit) {
 int Months(std::string_view unit) { return unit == "yyyy" ? 12 : unit == "q" ? 3 : unit == "m" ? 1 : 0; }
 
 [[noreturn]] void UnknownUnit(std::string_view unit) {
-  throw Error(ErrorKind::kSql, fmt::format("'{}' is no unit of time.", unit));
+  throw Error(ErrorKind::kFailed, fmt::format("'{}' is no unit of time.", unit));
 }
 
 // Days with the time of day counting forward always, which a date before 1899-12-30 does not.
@@ -180,8 +166,7 @@ double FromLinear(double linear) {
 }
 
 double RequireDate(double date) {
-  CalendarTime t;
-  if (!ToCalendar(date, &t)) throw Error(ErrorKind::kOverflow, "The date is out of range.");
+  if (!IsDateNumber(date)) throw Error(ErrorKind::kTooLarge, "The date is out of range.");
   return date;
 }
 
@@ -195,12 +180,12 @@ void DateAdd(sqlite3_context* c, int n, sqlite3_value** v) {
     if (const int months = Months(unit)) {
       CalendarTime t = CalendarArgument(v[2]);
       const double moved = t.month - 1 + months * count;
-      if (std::fabs(moved) > 120000) throw Error(ErrorKind::kOverflow, "The date is out of range.");
+      if (std::fabs(moved) > 120000) throw Error(ErrorKind::kTooLarge, "The date is out of range.");
       const int last = static_cast<int>(DaysOf(t.year, static_cast<int>(moved) + 2, 1) -
                                         DaysOf(t.year, static_cast<int>(moved) + 1, 1));
       t.month = static_cast<int>(moved) + 1;
       t.day = std::min(t.day, last);
-      sqlite3_result_double(c, RequireDate(DateOf(t)));
+      sqlite3_result_double(c, RequireDate(JoinDate(t)));
     } else if (const double seconds = Seconds(unit)) {
       sqlite3_result_double(c, RequireDate(FromLinear(Linear(date) + count * seconds / 86400.0)));
     } else {
@@ -260,30 +245,33 @@ void DatePart(sqlite3_context* c, int n, sqlite3_value** v) {
   });
 }
 
+constexpr Function kFunctions[] = {
+    {"now", 0, 0, Type::kDate, Now, kVaries},
+    {"date", 0, 0, Type::kDate, Today, kVaries},
+    {"time", 0, 0, Type::kDate, TimeNow, kVaries},
+    {"cdate", 1, 1, Type::kDate, ToDate},
+    {"cvdate", 1, 1, Type::kDate, ToDate},
+    {"datevalue", 1, 1, Type::kDate, DateValue},
+    {"timevalue", 1, 1, Type::kDate, TimeValue},
+    {"isdate", 1, 1, Type::kBoolean, IsDate, kTellsDates},
+    {"dateserial", 3, 3, Type::kDate, DateSerial},
+    {"timeserial", 3, 3, Type::kDate, TimeSerial},
+    {"year", 1, 1, Type::kInteger, Part<&CalendarTime::year>},
+    {"month", 1, 1, Type::kInteger, Part<&CalendarTime::month>},
+    {"day", 1, 1, Type::kInteger, Part<&CalendarTime::day>},
+    {"hour", 1, 1, Type::kInteger, Part<&CalendarTime::hour>},
+    {"minute", 1, 1, Type::kInteger, Part<&CalendarTime::minute>},
+    {"second", 1, 1, Type::kInteger, Part<&CalendarTime::second>},
+    {"weekday", 1, 2, Type::kInteger, WeekdayOf},
+    {"weekdayname", 1, 3, Type::kText, WeekdayNameOf, kTakesTexts},
+    {"monthname", 1, 2, Type::kText, MonthNameOf, kTakesTexts},
+    {"datepart", 2, 4, Type::kInteger, DatePart},
+    {"dateadd", 3, 3, Type::kDate, DateAdd},
+    {"datediff", 3, 5, Type::kInteger, DateDiff},
+};
+
 }  // namespace
 
-void RegisterDateFunctions(sqlite3* db, FailureSlot* slot) {
-  AddFunction(db, "x_now", Now, slot, false);
-  AddFunction(db, "x_date", Today, slot, false);
-  AddFunction(db, "x_time", TimeNow, slot, false);
-  AddFunction(db, "x_cdate", ToDate, slot);
-  AddFunction(db, "x_datevalue", DateValue, slot);
-  AddFunction(db, "x_timevalue", TimeValue, slot);
-  AddFunction(db, "x_isdate", IsDate, slot);
-  AddFunction(db, "x_dateserial", DateSerial, slot);
-  AddFunction(db, "x_timeserial", TimeSerial, slot);
-  AddFunction(db, "x_year", Part<&CalendarTime::year>, slot);
-  AddFunction(db, "x_month", Part<&CalendarTime::month>, slot);
-  AddFunction(db, "x_day", Part<&CalendarTime::day>, slot);
-  AddFunction(db, "x_hour", Part<&CalendarTime::hour>, slot);
-  AddFunction(db, "x_minute", Part<&CalendarTime::minute>, slot);
-  AddFunction(db, "x_second", Part<&CalendarTime::second>, slot);
-  AddFunction(db, "x_weekday", WeekdayOf, slot);
-  AddFunction(db, "x_weekdayname", WeekdayNameOf, slot);
-  AddFunction(db, "x_monthname", MonthNameOf, slot);
-  AddFunction(db, "x_datepart", DatePart, slot);
-  AddFunction(db, "x_dateadd", DateAdd, slot);
-  AddFunction(db, "x_datediff", DateDiff, slot);
-}
+std::span<const Function> DateFunctions() { return kFunctions; }
 
 }  // namespace jet::sql

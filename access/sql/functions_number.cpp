@@ -8,9 +8,9 @@
 #include <cstring>
 #include <vector>
 
+#include "access/base/text.h"
 #include "access/sql/dates.h"
 #include "access/sql/function_support.h"
-#include "access/sql/names.h"
 
 namespace jet::sql {
 namespace {
@@ -31,7 +31,7 @@ void Round(sqlite3_context* c, int n, sqlite3_value** v) {
     if (AnyNull(n, v)) return;
     const long long digits = n > 1 ? WholeNumberOf(v[1]) : 0;
     if (digits < 0 || digits > 300)
-      throw Error(ErrorKind::kSql, "Round cannot round to that number of decimals.");
+      throw Error(ErrorKind::kFailed, "Round cannot round to that number of decimals.");
     if (sqlite3_value_type(v[0]) == SQLITE_INTEGER) {
       sqlite3_result_value(c, v[0]);
     } else {
@@ -74,7 +74,7 @@ void Add(sqlite3_context* c, int, sqlite3_value** v) {
   });
 }
 
-[[noreturn]] void DivisionByZero() { throw Error(ErrorKind::kSql, "Division by zero."); }
+[[noreturn]] void DivisionByZero() { throw Error(ErrorKind::kFailed, "Division by zero."); }
 
 void Divide(sqlite3_context* c, int, sqlite3_value** v) {
   Guard(c, [&] {
@@ -111,7 +111,7 @@ void OfNumber(sqlite3_context* c, int, sqlite3_value** v) {
     }
     const double r = kReal(NumberOf(v[0]));
     if (std::isnan(r) || std::isinf(r))
-      throw Error(ErrorKind::kOverflow, "A function was given a number outside its range.");
+      throw Error(ErrorKind::kTooLarge, "A function was given a number outside its range.");
     sqlite3_result_double(c, r);
   });
 }
@@ -150,7 +150,7 @@ void Power(sqlite3_context* c, int, sqlite3_value** v) {
   Guard(c, [&] {
     if (AnyNull(2, v)) return;
     const double r = std::pow(NumberOf(v[0]), NumberOf(v[1]));
-    if (!std::isfinite(r)) throw Error(ErrorKind::kOverflow, "The result of ^ is out of range.");
+    if (!std::isfinite(r)) throw Error(ErrorKind::kTooLarge, "The result of ^ is out of range.");
     sqlite3_result_double(c, r);
   });
 }
@@ -161,7 +161,7 @@ void ToWhole(sqlite3_context* c, int, sqlite3_value** v) {
     if (IsNullValue(v[0])) return;
     const long long n = WholeNumberOf(v[0]);
     if (n < kLeast || n > kMost)
-      throw Error(ErrorKind::kOverflow, fmt::format("Overflow: {} is out of range.", n));
+      throw Error(ErrorKind::kTooLarge, fmt::format("Overflow: {} is out of range.", n));
     sqlite3_result_int64(c, n);
   });
 }
@@ -227,7 +227,7 @@ void InBase(sqlite3_context* c, int, sqlite3_value** v) {
     if (IsNullValue(v[0])) return;
     const long long n = WholeNumberOf(v[0]);
     if (n < INT32_MIN || n > INT32_MAX)
-      throw Error(ErrorKind::kOverflow, fmt::format("Overflow: {} is out of range.", n));
+      throw Error(ErrorKind::kTooLarge, fmt::format("Overflow: {} is out of range.", n));
     const auto bits = static_cast<std::uint32_t>(n);
     ResultText(c, kHex ? fmt::format("{:X}", bits) : fmt::format("{:o}", bits));
   });
@@ -336,7 +336,7 @@ struct Only {
 void TakeOnly(sqlite3_context* c, int, sqlite3_value** v) {
   Guard(c, [&] {
     auto* only = static_cast<Only*>(sqlite3_aggregate_context(c, sizeof(Only)));
-    if (only == nullptr) throw Error(ErrorKind::kMemory, "There is not enough memory.");
+    if (only == nullptr) throw Error(ErrorKind::kIo, "There is not enough memory.");
     if (only->value != nullptr)
       throw Error(ErrorKind::kInvalid, "A subquery that stands for one value has given more than one row.");
     only->value = sqlite3_value_dup(v[0]);
@@ -351,52 +351,49 @@ void EndOnly(sqlite3_context* c) {
   only->value = nullptr;
 }
 
-using Step = void (*)(sqlite3_context*, int, sqlite3_value**);
-using End = void (*)(sqlite3_context*);
+constexpr int kAnyNumber = 127;  // SQLite takes no more
 
-void AddAggregate(sqlite3* db, const char* name, Step step, End end, FailureSlot* slot) {
-  RequireRegistered(sqlite3_create_function_v2(db, name, -1, SQLITE_UTF8 | SQLITE_INNOCUOUS, slot, nullptr,
-                                               step, end, nullptr));
-}
+constexpr Function kFunctions[] = {
+    {"round", 1, 2, Type::kUnknown, Round, kHasExact},
+    {"number", 1, 1, Type::kReal, Number, kInternal},
+    {"cdbl", 1, 1, Type::kReal, Number},
+    {"add", 2, 2, Type::kUnknown, Add, kInternal},
+    {"divide", 2, 2, Type::kReal, Divide, kInternal},
+    {"int_divide", 2, 2, Type::kInteger, DivideWhole<false>, kInternal},
+    {"mod", 2, 2, Type::kInteger, DivideWhole<true>, kInternal},
+    {"power", 2, 2, Type::kReal, Power, kInternal},
+    {"abs", 1, 1, Type::kUnknown, Abs, kHasExact},
+    {"sgn", 1, 1, Type::kInteger, Sgn},
+    {"int", 1, 1, Type::kUnknown, OfNumber<Floor, true>, kKeepsDates | kHasExact},
+    {"fix", 1, 1, Type::kUnknown, OfNumber<Truncate, true>, kKeepsDates | kHasExact},
+    {"sqr", 1, 1, Type::kReal, OfNumber<Root, false>},
+    {"exp", 1, 1, Type::kReal, OfNumber<Exp, false>},
+    {"log", 1, 1, Type::kReal, OfNumber<Log, false>},
+    {"sin", 1, 1, Type::kReal, OfNumber<Sin, false>},
+    {"cos", 1, 1, Type::kReal, OfNumber<Cos, false>},
+    {"tan", 1, 1, Type::kReal, OfNumber<Tan, false>},
+    {"atn", 1, 1, Type::kReal, OfNumber<Atn, false>},
+    {"csng", 1, 1, Type::kReal, OfNumber<Single, false>},
+    {"cint", 1, 1, Type::kInteger, ToWhole<-32768, 32767>},
+    {"clng", 1, 1, Type::kInteger, ToWhole<-2147483648LL, 2147483647LL>},
+    {"cbyte", 1, 1, Type::kInteger, ToWhole<0, 255>},
+    {"cbool", 1, 1, Type::kBoolean, ToBoolean},
+    {"val", 1, 1, Type::kReal, Val},
+    {"isnumeric", 1, 1, Type::kBoolean, IsNumeric},
+    {"stdev", 1, 1, Type::kReal, AddMoment, kInternal, EndMoments<true, 1>},
+    {"stdevp", 1, 1, Type::kReal, AddMoment, kInternal, EndMoments<true, 0>},
+    {"var", 1, 1, Type::kReal, AddMoment, kInternal, EndMoments<false, 1>},
+    {"varp", 1, 1, Type::kReal, AddMoment, kInternal, EndMoments<false, 0>},
+    {"hex", 1, 1, Type::kText, InBase<true>},
+    {"oct", 1, 1, Type::kText, InBase<false>},
+    {"typename", 2, 2, Type::kText, TypeName, kInternal},
+    {"single", 1, 1, Type::kUnknown, TakeOnly, kInternal, EndOnly},
+    {"first", 1, kAnyNumber, Type::kUnknown, Keep<false>, kInternal, EndKept},
+    {"last", 1, kAnyNumber, Type::kUnknown, Keep<true>, kInternal, EndKept},
+};
 
 }  // namespace
 
-void RegisterNumberFunctions(sqlite3* db, FailureSlot* slot) {
-  AddFunction(db, "x_round", Round, slot);
-  AddFunction(db, "x_number", Number, slot);
-  AddFunction(db, "x_add", Add, slot);
-  AddFunction(db, "x_divide", Divide, slot);
-  AddFunction(db, "x_int_divide", DivideWhole<false>, slot);
-  AddFunction(db, "x_mod", DivideWhole<true>, slot);
-  AddFunction(db, "x_power", Power, slot);
-  AddFunction(db, "x_abs", Abs, slot);
-  AddFunction(db, "x_sgn", Sgn, slot);
-  AddFunction(db, "x_int", OfNumber<Floor, true>, slot);
-  AddFunction(db, "x_fix", OfNumber<Truncate, true>, slot);
-  AddFunction(db, "x_sqr", OfNumber<Root, false>, slot);
-  AddFunction(db, "x_exp", OfNumber<Exp, false>, slot);
-  AddFunction(db, "x_log", OfNumber<Log, false>, slot);
-  AddFunction(db, "x_sin", OfNumber<Sin, false>, slot);
-  AddFunction(db, "x_cos", OfNumber<Cos, false>, slot);
-  AddFunction(db, "x_tan", OfNumber<Tan, false>, slot);
-  AddFunction(db, "x_atn", OfNumber<Atn, false>, slot);
-  AddFunction(db, "x_csng", OfNumber<Single, false>, slot);
-  AddFunction(db, "x_cint", ToWhole<-32768, 32767>, slot);
-  AddFunction(db, "x_clng", ToWhole<-2147483648LL, 2147483647LL>, slot);
-  AddFunction(db, "x_cbyte", ToWhole<0, 255>, slot);
-  AddFunction(db, "x_cbool", ToBoolean, slot);
-  AddFunction(db, "x_val", Val, slot);
-  AddFunction(db, "x_isnumeric", IsNumeric, slot);
-  AddAggregate(db, "x_stdev", AddMoment, EndMoments<true, 1>, slot);
-  AddAggregate(db, "x_stdevp", AddMoment, EndMoments<true, 0>, slot);
-  AddAggregate(db, "x_var", AddMoment, EndMoments<false, 1>, slot);
-  AddAggregate(db, "x_varp", AddMoment, EndMoments<false, 0>, slot);
-  AddFunction(db, "x_hex", InBase<true>, slot);
-  AddFunction(db, "x_oct", InBase<false>, slot);
-  AddFunction(db, "x_typename", TypeName, slot);
-  AddAggregate(db, "x_single", TakeOnly, EndOnly, slot);
-  AddAggregate(db, "x_first", Keep<false>, EndKept, slot);
-  AddAggregate(db, "x_last", Keep<true>, EndKept, slot);
-}
+std::span<const Function> NumberFunctions() { return kFunctions; }
 
 }  // namespace jet::sql

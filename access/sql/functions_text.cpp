@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "access/base/text.h"
 #include "access/sql/dates.h"
 #include "access/sql/format_text.h"
 #include "access/sql/function_support.h"
-#include "access/sql/names.h"
 
 namespace jet::sql {
 namespace {
@@ -19,7 +19,8 @@ bool IsAscii(std::string_view s) {
 
 std::size_t CountOf(sqlite3_value* v, const char* function) {
   const long long n = WholeNumberOf(v);
-  if (n < 0) throw Error(ErrorKind::kSql, fmt::format("{} was given the negative length {}.", function, n));
+  if (n < 0)
+    throw Error(ErrorKind::kFailed, fmt::format("{} was given the negative length {}.", function, n));
   return static_cast<std::size_t>(n);
 }
 
@@ -58,7 +59,7 @@ void Mid(sqlite3_context* c, int n, sqlite3_value** v) {
     std::string storage;
     const std::string_view s = TextOf(v[0], &storage);
     const std::size_t start = CountOf(v[1], "Mid");
-    if (start == 0) throw Error(ErrorKind::kSql, "Mid counts characters from 1.");
+    if (start == 0) throw Error(ErrorKind::kFailed, "Mid counts characters from 1.");
     ResultText(c, Utf16Substring(s, start - 1, n > 2 ? CountOf(v[2], "Mid") : std::string_view::npos));
   });
 }
@@ -100,7 +101,7 @@ void InStr(sqlite3_context* c, int n, sqlite3_value** v) {
     if (AnyNull(n, v)) return;
     const bool has_start = n > 2;
     std::size_t start = has_start ? CountOf(v[0], "InStr") : 1;
-    if (start == 0) throw Error(ErrorKind::kSql, "InStr counts characters from 1.");
+    if (start == 0) throw Error(ErrorKind::kFailed, "InStr counts characters from 1.");
     const bool binary = n == 4 && WholeNumberOf(v[3]) == 0;
     std::string s1, s2;
     std::string text(TextOf(v[has_start ? 1 : 0], &s1)), wanted(TextOf(v[has_start ? 2 : 1], &s2));
@@ -133,7 +134,7 @@ void InStrRev(sqlite3_context* c, int n, sqlite3_value** v) {
     const auto length = static_cast<long long>(Utf16Length(text));
     const auto of_wanted = static_cast<long long>(Utf16Length(wanted));
     const long long given = n > 2 ? WholeNumberOf(v[2]) : -1;
-    if (given == 0 || given < -1) throw Error(ErrorKind::kSql, "InStrRev counts characters from 1.");
+    if (given == 0 || given < -1) throw Error(ErrorKind::kFailed, "InStrRev counts characters from 1.");
     const long long start = given == -1 ? length : given;
     if (start > length || of_wanted > start || length == 0) {
       sqlite3_result_int64(c, 0);
@@ -180,7 +181,7 @@ void Chr(sqlite3_context* c, int, sqlite3_value** v) {
     if (IsNullValue(v[0])) return;
     const long long code = WholeNumberOf(v[0]);
     if (code < 0 || code > 0xFFFF)
-      throw Error(ErrorKind::kSql, fmt::format("There is no character {}.", code));
+      throw Error(ErrorKind::kFailed, fmt::format("There is no character {}.", code));
     std::string s;
     AppendCodePoint(static_cast<char32_t>(code), &s);
     ResultText(c, s);
@@ -192,7 +193,7 @@ void Asc(sqlite3_context* c, int, sqlite3_value** v) {
     if (IsNullValue(v[0])) return;
     std::string storage;
     const std::string_view s = TextOf(v[0], &storage);
-    if (s.empty()) throw Error(ErrorKind::kSql, "Asc was given an empty text.");
+    if (s.empty()) throw Error(ErrorKind::kFailed, "Asc was given an empty text.");
     std::size_t i = 0;
     char32_t code = NextCodePoint(s, &i);
     if (code >= 0x10000) code = 0xD800 + ((code - 0x10000) >> 10);
@@ -206,7 +207,7 @@ void Repeat(sqlite3_context* c, int n, sqlite3_value** v) {
   Guard(c, [&] {
     if (AnyNull(n, v)) return;
     const std::size_t count = CountOf(v[0], n == 1 ? "Space" : "String");
-    if (count > kLongestRepeat) throw Error(ErrorKind::kTooLong, "The text would be longer than 1 MB.");
+    if (count > kLongestRepeat) throw Error(ErrorKind::kTooLarge, "The text would be longer than 1 MB.");
     std::string unit = " ", storage;
     if (n == 2) {
       unit.clear();
@@ -329,7 +330,7 @@ bool Like(const std::u32string& s, const std::u32string& p) {
         bool closed = false;
         next = k;
         match = MatchSet(p, &next, s[i], &closed);
-        if (!closed) throw Error(ErrorKind::kSql, "The pattern of LIKE has a [ without ].");
+        if (!closed) throw Error(ErrorKind::kFailed, "The pattern of LIKE has a [ without ].");
       } else {
         match = p[k] == '?' || (p[k] == '#' ? s[i] >= '0' && s[i] <= '9' : p[k] == s[i]);
       }
@@ -395,34 +396,38 @@ void Format(sqlite3_context* c, int n, sqlite3_value** v) {
   });
 }
 
+constexpr Function kFunctions[] = {
+    {"left", 2, 2, Type::kText, Left, kTakesTexts},
+    {"right", 2, 2, Type::kText, Right, kTakesTexts},
+    {"mid", 2, 3, Type::kText, Mid, kTakesTexts},
+    {"len", 1, 1, Type::kInteger, Len, kTakesTexts},
+    {"ucase", 1, 1, Type::kText, Mapped<UpperText>, kTakesTexts},
+    {"lcase", 1, 1, Type::kText, Mapped<LowerText>, kTakesTexts},
+    {"trim", 1, 1, Type::kText, Trim<true, true>, kTakesTexts},
+    {"ltrim", 1, 1, Type::kText, Trim<true, false>, kTakesTexts},
+    {"rtrim", 1, 1, Type::kText, Trim<false, true>, kTakesTexts},
+    {"instr", 2, 4, Type::kInteger, InStr},
+    {"instrrev", 2, 4, Type::kInteger, InStrRev},
+    {"strconv", 2, 3, Type::kText, StrConv, kTakesTexts},
+    {"chr", 1, 1, Type::kText, Chr, kTakesTexts},
+    {"chrw", 1, 1, Type::kText, Chr, kTakesTexts},
+    {"asc", 1, 1, Type::kInteger, Asc},
+    {"ascw", 1, 1, Type::kInteger, Asc},
+    {"string", 2, 2, Type::kText, Repeat, kTakesTexts},
+    {"space", 1, 1, Type::kText, Repeat, kTakesTexts},
+    {"replace", 3, 3, Type::kText, Replace, kTakesTexts},
+    {"strcomp", 2, 3, Type::kInteger, StrComp},
+    {"strreverse", 1, 1, Type::kText, Mapped<Reversed>, kTakesTexts},
+    {"str", 1, 1, Type::kText, Str, kTakesTexts},
+    {"cstr", 1, 1, Type::kText, Mapped<Same>, kTakesTexts},
+    {"datetext", 1, 1, Type::kText, DateAsText, kInternal},
+    {"concat", 2, 2, Type::kText, Concat, kInternal},
+    {"like", 2, 2, Type::kBoolean, LikeFunction, kInternal},
+    {"format", 1, 4, Type::kText, Format, kTellsDates},
+};
+
 }  // namespace
 
-void RegisterTextFunctions(sqlite3* db, FailureSlot* slot) {
-  AddFunction(db, "x_left", Left, slot);
-  AddFunction(db, "x_right", Right, slot);
-  AddFunction(db, "x_mid", Mid, slot);
-  AddFunction(db, "x_len", Len, slot);
-  AddFunction(db, "x_ucase", Mapped<UpperText>, slot);
-  AddFunction(db, "x_lcase", Mapped<LowerText>, slot);
-  AddFunction(db, "x_trim", Trim<true, true>, slot);
-  AddFunction(db, "x_ltrim", Trim<true, false>, slot);
-  AddFunction(db, "x_rtrim", Trim<false, true>, slot);
-  AddFunction(db, "x_instr", InStr, slot);
-  AddFunction(db, "x_instrrev", InStrRev, slot);
-  AddFunction(db, "x_strconv", StrConv, slot);
-  AddFunction(db, "x_chr", Chr, slot);
-  AddFunction(db, "x_asc", Asc, slot);
-  AddFunction(db, "x_string", Repeat, slot);
-  AddFunction(db, "x_space", Repeat, slot);
-  AddFunction(db, "x_replace", Replace, slot);
-  AddFunction(db, "x_strcomp", StrComp, slot);
-  AddFunction(db, "x_strreverse", Mapped<Reversed>, slot);
-  AddFunction(db, "x_str", Str, slot);
-  AddFunction(db, "x_cstr", Mapped<Same>, slot);
-  AddFunction(db, "x_datetext", DateAsText, slot);
-  AddFunction(db, "x_concat", Concat, slot);
-  AddFunction(db, "x_like", LikeFunction, slot);
-  AddFunction(db, "x_format", Format, slot);
-}
+std::span<const Function> TextFunctions() { return kFunctions; }
 
 }  // namespace jet::sql

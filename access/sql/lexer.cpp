@@ -6,8 +6,8 @@
 #include <charconv>
 
 #include "access/base/error.h"
+#include "access/base/text.h"
 #include "access/sql/dates.h"
-#include "access/sql/names.h"
 
 namespace jet::sql {
 namespace {
@@ -53,44 +53,49 @@ std::size_t TextEnd(std::string_view s, std::size_t i) {
   ThrowSyntax(s, i, "The text that is not closed begins");
 }
 
-bool IsComparison(const Token& t) {
-  return t.kind == TokenKind::kOperator && (t.op == '=' || t.op == '<' || t.op == '>' || t.op == kLessEqual ||
-                                            t.op == kGreaterEqual || t.op == kNotEqual);
-}
-
-char OperatorAt(std::string_view s, std::size_t i, std::size_t* length) {
+// kNone for a character that means nothing.
+Op OperatorAt(std::string_view s, std::size_t i, std::size_t* length) {
+  const char next = i + 1 < s.size() ? s[i + 1] : '\0';
+  const auto with_next = [&](Op op) {
+    *length = 2;
+    return op;
+  };
   *length = 1;
-  const char c = s[i], d = i + 1 < s.size() ? s[i + 1] : '\0';
-  switch (c) {
+  switch (s[i]) {
     case '<':
-      if (d == '=' || d == '>') {
-        *length = 2;
-        return d == '=' ? static_cast<char>(kLessEqual) : static_cast<char>(kNotEqual);
-      }
-      return c;
+      return next == '=' ? with_next(Op::kLessEqual) : next == '>' ? with_next(Op::kNotEqual) : Op::kLess;
     case '>':
-      if (d == '=') {
-        *length = 2;
-        return kGreaterEqual;
-      }
-      return c;
+      return next == '=' ? with_next(Op::kGreaterEqual) : Op::kGreater;
     case '=':
+      return Op::kEqual;
     case ',':
+      return Op::kComma;
     case '.':
+      return Op::kDot;
     case '(':
+      return Op::kOpen;
     case ')':
+      return Op::kClose;
     case ';':
+      return Op::kSemicolon;
     case '+':
+      return Op::kPlus;
     case '-':
+      return Op::kMinus;
     case '*':
+      return Op::kTimes;
     case '/':
+      return Op::kDivide;
     case '\\':
+      return Op::kIntDivide;
     case '^':
+      return Op::kPower;
     case '&':
+      return Op::kConcat;
     case '!':
-      return c;
+      return Op::kBang;
     default:
-      return 0;
+      return Op::kNone;
   }
 }
 
@@ -102,8 +107,8 @@ class Lifter {
   void Added() {
     Token& t = tokens_.back();
     if (t.kind == TokenKind::kOperator) {
-      if (values_ && t.op == '(') ++depth_;
-      if (values_ && t.op == ')' && --depth_ == 0) values_ = false;
+      if (values_ && t.op == Op::kOpen) ++depth_;
+      if (values_ && t.op == Op::kClose && --depth_ == 0) values_ = false;
     } else if (t.kind == TokenKind::kName) {
       if (t.length == 6 && IsWord(statement_, t, "VALUES")) values_ = true, depth_ = 0;
       if (tokens_.size() == 1)
@@ -118,10 +123,9 @@ class Lifter {
   bool AtPlace() const {
     if (tokens_.size() < 2) return false;
     const Token* before = &tokens_[tokens_.size() - 2];
-    if (before->kind == TokenKind::kOperator && before->op == '-' && tokens_.size() >= 3) --before;
-    if (IsComparison(*before)) return true;
-    return values_ && depth_ == 1 && before->kind == TokenKind::kOperator &&
-           (before->op == '(' || before->op == ',');
+    if (before->op == Op::kMinus && tokens_.size() >= 3) --before;
+    if (IsComparison(before->op)) return true;
+    return values_ && depth_ == 1 && (before->op == Op::kOpen || before->op == Op::kComma);
   }
 
   std::string_view statement_;
@@ -137,7 +141,7 @@ class Lifter {
 void Lex(std::string_view s, std::vector<Token>* tokens) {
   tokens->clear();
   if (s.size() > (1u << 20))
-    throw Error(ErrorKind::kSyntax, "The statement is longer than 1 MB.", Error::kNoPlace, 0);
+    throw Error(ErrorKind::kInvalid, "The statement is longer than 1 MB.", Error::kNoPlace, 0);
   Lifter lifter(s, tokens);
   std::size_t i = 0;
   while (true) {
@@ -175,7 +179,7 @@ void Lex(std::string_view s, std::vector<Token>* tokens) {
       std::size_t length = 1;
       t.kind = TokenKind::kOperator;
       t.op = OperatorAt(s, i, &length);
-      if (t.op == 0) ThrowSyntax(s, i, 1);
+      if (t.op == Op::kNone) ThrowSyntax(s, i, 1);
       end = i + length;
     }
     t.length = static_cast<std::uint32_t>(end - i);
@@ -252,7 +256,7 @@ std::size_t CharacterNumber(std::string_view statement, std::size_t offset) {
 }  // namespace
 
 void ThrowSyntax(std::string_view statement, std::size_t offset, const std::string& sentence) {
-  throw Error(ErrorKind::kSyntax,
+  throw Error(ErrorKind::kInvalid,
               fmt::format("{} at character {}.", sentence, CharacterNumber(statement, offset)),
               Error::kNoPlace, static_cast<std::int64_t>(offset));
 }

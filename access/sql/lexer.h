@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "access/base/value.h"
+#include "access/sql/operators.h"
 
 namespace jet::sql {
 
@@ -27,32 +28,29 @@ enum class TokenKind : std::uint8_t {
   kOperator
 };
 
-// Operators that are one character are that character; the others are these.
-enum : char { kLessEqual = 'l', kGreaterEqual = 'g', kNotEqual = 'n' };
-
 struct Token {
   TokenKind kind = TokenKind::kEnd;
-  char op = 0;               // kOperator
+  Op op = Op::kNone;         // kOperator
   std::int16_t lifted = -1;  // position among the lifted constants
   std::uint32_t offset = 0;
   std::uint32_t length = 0;
 };
 
-// Statement split into tokens, the last of which is kEnd. Error(kSyntax) for text that is not closed and
+// Statement split into tokens, the last of which is kEnd. Error(kInvalid) for text that is not closed and
 // characters that mean nothing.
 void Lex(std::string_view statement, std::vector<Token>* tokens);
 
 // The cache key: the statement with marks for lifted constants and without blanks around tokens.
 void MakeKey(std::string_view statement, const std::vector<Token>& tokens, std::string* key);
 
-// The value of a kNumber, kText or kDate token. Error(kSyntax) for a date that is none.
+// The value of a kNumber, kText or kDate token. Error(kInvalid) for a date that is none.
 Value ConstantValue(std::string_view statement, const Token& token);
 
 bool IsWord(std::string_view statement, const Token& token, std::string_view upper_case_word);
 
-// Raises kSyntax: "Syntax error near 'FORM' at character 15."
+// Raises kInvalid: "Syntax error near 'FORM' at character 15."
 [[noreturn]] void ThrowSyntax(std::string_view statement, std::size_t offset, std::size_t length);
-// Raises kSyntax with another sentence; " at character 15." is appended.
+// Raises kInvalid with another sentence; " at character 15." is appended.
 [[noreturn]] void ThrowSyntax(std::string_view statement, std::size_t offset, const std::string& sentence);
 
 }  // namespace jet::sql

@@ -10,7 +10,7 @@
 
 namespace jet::sql {
 
-// Errors: kSyntax with the byte offset, kNotSupported for statements Access has and this engine has not.
+// Errors: kInvalid with the byte offset, kNotSupported for statements Access has and this engine has not.
 std::unique_ptr<Statement> Parse(std::string_view statement, const std::vector<Token>& tokens);
 
 class Parser {
@@ -26,13 +26,13 @@ class Parser {
   const Token& Peek(int ahead = 0) const;
   const Token& Take() { return tokens_[position_ < tokens_.size() - 1 ? position_++ : position_]; }
   bool IsWordAt(std::string_view word, int ahead = 0) const { return IsWord(text_, Peek(ahead), word); }
-  bool IsOp(char op, int ahead = 0) const {
+  bool IsOp(Op op, int ahead = 0) const {
     return Peek(ahead).kind == TokenKind::kOperator && Peek(ahead).op == op;
   }
   bool TakeWord(std::string_view word);
-  bool TakeOp(char op);
+  bool TakeOp(Op op);
   void ExpectWord(std::string_view word);
-  void ExpectOp(char op);
+  void ExpectOp(Op op);
   [[noreturn]] void Fail() const;
   std::string TextOf(const Token& token) const;
   bool IsName(int ahead = 0) const;

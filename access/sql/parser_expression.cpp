@@ -1,6 +1,8 @@
 // Expressions of Access SQL, by precedence climbing. From weak to strong: IMP, EQV, XOR, OR, AND, NOT,
 // comparisons (with LIKE, IN, BETWEEN, IS), &, + and -, MOD, \, * and /, sign, ^.
 
+#include <utility>
+
 #include "access/sql/parser.h"
 
 namespace jet::sql {
@@ -25,35 +27,43 @@ enum Level {
 
 struct BinaryOperator {
   int level = 0;
-  char op = 0;
   ExprKind kind = ExprKind::kArithmetic;
 };
 
-BinaryOperator OperatorOf(char op) {
+BinaryOperator OperatorOf(Op op) {
   switch (op) {
-    case '&':
-      return {kConcatLevel, op};
-    case '+':
-    case '-':
-      return {kAddLevel, op};
-    case '\\':
-      return {kIntegerDivideLevel, op};
-    case '*':
-    case '/':
-      return {kMultiplyLevel, op};
-    case '^':
-      return {kPowerLevel, op};
-    case '=':
-    case '<':
-    case '>':
-    case kLessEqual:
-    case kGreaterEqual:
-    case kNotEqual:
-      return {kCompareLevel, op, ExprKind::kCompare};
+    case Op::kConcat:
+      return {kConcatLevel};
+    case Op::kPlus:
+    case Op::kMinus:
+      return {kAddLevel};
+    case Op::kMod:
+      return {kModLevel};
+    case Op::kIntDivide:
+      return {kIntegerDivideLevel};
+    case Op::kTimes:
+    case Op::kDivide:
+      return {kMultiplyLevel};
+    case Op::kPower:
+      return {kPowerLevel};
+    case Op::kAnd:
+      return {kAndLevel, ExprKind::kLogic};
+    case Op::kOr:
+      return {kOrLevel, ExprKind::kLogic};
+    case Op::kXor:
+      return {kXorLevel, ExprKind::kLogic};
+    case Op::kEqv:
+      return {kEqvLevel, ExprKind::kLogic};
+    case Op::kImp:
+      return {kImpLevel, ExprKind::kLogic};
     default:
-      return {};
+      return {IsComparison(op) ? kCompareLevel : 0, ExprKind::kCompare};
   }
 }
+
+constexpr std::pair<const char*, Op> kWordOperators[] = {{"AND", Op::kAnd}, {"OR", Op::kOr},
+                                                         {"XOR", Op::kXor}, {"EQV", Op::kEqv},
+                                                         {"IMP", Op::kImp}, {"MOD", Op::kMod}};
 
 // Left-deep chains this long would exhaust SQLite's own limit later.
 constexpr int kMaxChain = 400;
@@ -81,8 +91,8 @@ ExprPtr Parser::ParseExpression(int minimum) {
     Take();
     left = Make(ExprKind::kNot, start);
     left->args.push_back(ParseExpression(kNotLevel));
-  } else if (IsOp('-') || IsOp('+')) {
-    const bool minus = Take().op == '-';
+  } else if (IsOp(Op::kMinus) || IsOp(Op::kPlus)) {
+    const bool minus = Take().op == Op::kMinus;
     ExprPtr operand = ParseExpression(kSignLevel);
     if (minus) {
       left = Make(ExprKind::kNegate, start);
@@ -97,16 +107,11 @@ ExprPtr Parser::ParseExpression(int minimum) {
   for (int chain = 0;; ++chain) {
     if (chain > kMaxChain) TooComplex();
     const Token& t = Peek();
-    BinaryOperator o;
-    if (t.kind == TokenKind::kOperator) {
-      o = OperatorOf(t.op);
-    } else if (t.kind == TokenKind::kName) {
-      if (IsWordAt("AND")) o = {kAndLevel, 'A', ExprKind::kLogic};
-      if (IsWordAt("OR")) o = {kOrLevel, 'O', ExprKind::kLogic};
-      if (IsWordAt("XOR")) o = {kXorLevel, 'X', ExprKind::kLogic};
-      if (IsWordAt("EQV")) o = {kEqvLevel, 'E', ExprKind::kLogic};
-      if (IsWordAt("IMP")) o = {kImpLevel, 'I', ExprKind::kLogic};
-      if (IsWordAt("MOD")) o = {kModLevel, '%'};
+    Op op = t.op;
+    if (t.kind == TokenKind::kName) {
+      for (const auto& [word, named] : kWordOperators) {
+        if (IsWordAt(word)) op = named;
+      }
       const bool negated = IsWordAt("NOT");
       const int ahead = negated ? 1 : 0;
       if (IsWordAt("IS", ahead) || IsWordAt("IN", ahead) || IsWordAt("BETWEEN", ahead) ||
@@ -117,10 +122,11 @@ ExprPtr Parser::ParseExpression(int minimum) {
         continue;
       }
     }
+    const BinaryOperator o = OperatorOf(op);
     if (o.level == 0 || o.level <= minimum) return left;
     Take();
     ExprPtr e = Make(o.kind, t.offset);
-    e->op = o.op;
+    e->op = op;
     e->args.push_back(std::move(left));
     // A sign binds less tightly than ^ on its left but may stand on its right: 2 ^ -1.
     e->args.push_back(ParseExpression(o.level));
@@ -140,14 +146,14 @@ ExprPtr Parser::ParseSuffix(ExprPtr left, bool negated) {
     negated = not_null;
     e->args.push_back(std::move(left));
   } else if (TakeWord("IN")) {
-    ExpectOp('(');
+    ExpectOp(Op::kOpen);
     e = Make(ExprKind::kInList, offset);
     e->args.push_back(std::move(left));
-    if (IsWordAt("SELECT") || IsOp('(')) {
+    if (IsWordAt("SELECT") || IsOp(Op::kOpen)) {
       const std::size_t mark = position_;
       const int parameters = parameters_;
       int ahead = 0;
-      while (IsOp('(', ahead)) ++ahead;
+      while (IsOp(Op::kOpen, ahead)) ++ahead;
       if (IsWordAt("SELECT", ahead)) {
         e->kind = ExprKind::kInSelect;
         e->select = ParseQuery();
@@ -159,9 +165,9 @@ ExprPtr Parser::ParseSuffix(ExprPtr left, bool negated) {
     if (e->kind == ExprKind::kInList) {
       do {
         e->args.push_back(ParseExpression());
-      } while (TakeOp(','));
+      } while (TakeOp(Op::kComma));
     }
-    ExpectOp(')');
+    ExpectOp(Op::kClose);
   } else if (TakeWord("BETWEEN")) {
     e = Make(ExprKind::kBetween, offset);
     e->args.push_back(std::move(left));
@@ -201,19 +207,19 @@ ExprPtr Parser::ParsePrimary() {
       return e;
     }
     case TokenKind::kOperator: {
-      if (t.op != '(') Fail();
+      if (t.op != Op::kOpen) Fail();
       int ahead = 1;
-      while (IsOp('(', ahead)) ++ahead;
+      while (IsOp(Op::kOpen, ahead)) ++ahead;
       if (IsWordAt("SELECT", ahead) && ahead == 1) {
         Take();
         ExprPtr e = Make(ExprKind::kScalar, t.offset);
         e->select = ParseQuery();
-        ExpectOp(')');
+        ExpectOp(Op::kClose);
         return e;
       }
       Take();
       ExprPtr e = ParseExpression();
-      ExpectOp(')');
+      ExpectOp(Op::kClose);
       return e;
     }
     case TokenKind::kName:
@@ -228,13 +234,13 @@ ExprPtr Parser::ParsePrimary() {
 ExprPtr Parser::ParseNamed() {
   const Token& t = Peek();
   if (t.kind == TokenKind::kName) {
-    if (IsOp('(', 1)) {
+    if (IsOp(Op::kOpen, 1)) {
       if (IsWordAt("EXISTS")) {
         Take();
         Take();
         ExprPtr e = Make(ExprKind::kExists, t.offset);
         e->select = ParseQuery();
-        ExpectOp(')');
+        ExpectOp(Op::kClose);
         return e;
       }
       if (IsWordAt("ANY") || IsWordAt("ALL") || IsWordAt("SOME")) {
@@ -247,7 +253,7 @@ ExprPtr Parser::ParseNamed() {
       }
     }
     const bool yes = IsWordAt("TRUE") || IsWordAt("YES"), no = IsWordAt("FALSE") || IsWordAt("NO");
-    if ((yes || no) && !IsOp('.', 1) && !IsOp('!', 1)) {
+    if ((yes || no) && !IsOp(Op::kDot, 1) && !IsOp(Op::kBang, 1)) {
       Take();
       ExprPtr e = Make(ExprKind::kBoolean, t.offset);
       e->number = yes ? -1 : 0;
@@ -257,7 +263,7 @@ ExprPtr Parser::ParseNamed() {
   }
   ExprPtr e = Make(ExprKind::kColumn, t.offset);
   e->name = TakeName();
-  if (TakeOp('.') || TakeOp('!')) {
+  if (TakeOp(Op::kDot) || TakeOp(Op::kBang)) {
     e->table = std::move(e->name);
     // Behind the dot any word is a name.
     const Token& column = Take();
@@ -273,15 +279,15 @@ ExprPtr Parser::ParseNamed() {
 ExprPtr Parser::ParseFunction(std::string name, std::size_t offset) {
   ExprPtr e = Make(ExprKind::kFunction, offset);
   e->name = std::move(name);
-  ExpectOp('(');
-  if (TakeOp('*')) {
+  ExpectOp(Op::kOpen);
+  if (TakeOp(Op::kTimes)) {
     e->star = true;
-  } else if (!IsOp(')')) {
+  } else if (!IsOp(Op::kClose)) {
     do {
       e->args.push_back(ParseExpression());
-    } while (TakeOp(','));
+    } while (TakeOp(Op::kComma));
   }
-  ExpectOp(')');
+  ExpectOp(Op::kClose);
   return e;
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "access/base/interruption.h"
-#include "access/sql/names.h"
+#include "access/base/text.h"
 
 namespace jet::sql {
 namespace {
@@ -91,14 +91,14 @@ void RowFilter::Merge(Node part, Node* node) {
 RowFilter::Node RowFilter::Compile(const Expr& e, const Table& table) {
   switch (e.kind) {
     case ExprKind::kLogic: {
-      if (e.op != 'A' && e.op != 'O') return {};
+      if (e.op != Op::kAnd && e.op != Op::kOr) return {};
       Node node;
-      node.kind = e.op == 'A' ? Kind::kAnd : Kind::kOr;
+      node.kind = e.op == Op::kAnd ? Kind::kAnd : Kind::kOr;
       for (const ExprPtr& arg : e.args) {
         Node part = Compile(*arg, table);
         if (part.kind != Kind::kTrue) {
           Merge(std::move(part), &node);
-        } else if (e.op == 'O') {
+        } else if (e.op == Op::kOr) {
           return {};
         }
       }
@@ -106,7 +106,7 @@ RowFilter::Node RowFilter::Compile(const Expr& e, const Table& table) {
       return node;
     }
     case ExprKind::kCompare: {
-      if (e.op != '=') return {};
+      if (e.op != Op::kEqual) return {};
       const bool swapped = IsText(*e.args[0]);
       const Expr* text = e.args[swapped ? 0 : 1].get();
       return CompileIsIn(*e.args[swapped ? 1 : 0], &text, 1, table);

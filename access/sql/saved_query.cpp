@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "access/base/error.h"
-#include "access/sql/names.h"
+#include "access/base/text.h"
 
 namespace jet::sql {
 namespace {

@@ -25,36 +25,36 @@ bool IsFloating(ColumnType t) {
 // Decimals and currency are left out: their double may stand for several values of the column.
 bool IsSearchable(ColumnType t) { return IsWhole(t) || IsFloating(t) || t == ColumnType::kText; }
 
-char OperatorOf(unsigned char op) {
+Op OperatorOf(unsigned char op) {
   switch (op) {
     case SQLITE_INDEX_CONSTRAINT_EQ:
-      return '=';
+      return Op::kEqual;
     case SQLITE_INDEX_CONSTRAINT_GT:
-      return '>';
+      return Op::kGreater;
     case SQLITE_INDEX_CONSTRAINT_GE:
-      return 'g';
+      return Op::kGreaterEqual;
     case SQLITE_INDEX_CONSTRAINT_LT:
-      return '<';
+      return Op::kLess;
     case SQLITE_INDEX_CONSTRAINT_LE:
-      return 'l';
+      return Op::kLessEqual;
     case SQLITE_INDEX_CONSTRAINT_NE:
-      return 'n';
+      return Op::kNotEqual;
     case SQLITE_INDEX_CONSTRAINT_ISNULL:
-      return '0';
+      return Op::kIsNull;
     case SQLITE_INDEX_CONSTRAINT_ISNOTNULL:
-      return '1';
+      return Op::kIsNotNull;
     default:
-      return 0;
+      return Op::kNone;
   }
 }
 
-double Selectivity(char op) {
+double Selectivity(Op op) {
   switch (op) {
-    case '=':
-    case '0':
+    case Op::kEqual:
+    case Op::kIsNull:
       return 0.1;
-    case 'n':
-    case '1':
+    case Op::kNotEqual:
+    case Op::kIsNotNull:
       return 0.9;
     default:
       return 0.4;
@@ -94,14 +94,14 @@ Candidate TryIndex(DeclaredTable& declared, int number, const std::vector<Usable
     std::size_t best = usable.size();
     for (std::size_t i = 0; i < usable.size(); ++i) {
       if (usable[i].value.column != column.column) continue;
-      const char op = usable[i].value.op;
-      if (op != '=' && !(op == '0' && !index.ignore_nulls)) continue;
+      const Op op = usable[i].value.op;
+      if (op != Op::kEqual && !(op == Op::kIsNull && !index.ignore_nulls)) continue;
       if (best == usable.size() || (usable[best].in && !usable[i].in)) best = i;
     }
     if (best < usable.size()) {
       c.chosen.push_back(best);
       c.has_in = c.has_in || usable[best].in;
-      nulls = nulls || usable[best].value.op == '0';
+      nulls = nulls || usable[best].value.op == Op::kIsNull;
       ++matched;
       continue;
     }
@@ -109,9 +109,9 @@ Candidate TryIndex(DeclaredTable& declared, int number, const std::vector<Usable
     bool lower = false, upper = false;
     for (std::size_t i = 0; i < usable.size(); ++i) {
       if (usable[i].value.column != column.column || usable[i].in) continue;
-      const char op = usable[i].value.op;
-      bool& side = op == '>' || op == 'g' ? lower : upper;
-      if (op != '>' && op != 'g' && op != '<' && op != 'l') continue;
+      const Op op = usable[i].value.op;
+      bool& side = IsGreater(op) ? lower : upper;
+      if (!IsGreater(op) && !IsLess(op)) continue;
       if (side) continue;
       side = true;
       c.chosen.push_back(i);
@@ -149,7 +149,7 @@ bool GivesOrder(const TableDef& def, const Candidate& c, const std::vector<Usabl
   std::size_t next = 0;
   while (next < index.columns.size() && next < c.chosen.size()) {
     const PlannedValue& v = usable[c.chosen[next]].value;
-    if ((v.op != '=' && v.op != '0') || v.column != index.columns[next].column) break;
+    if ((v.op != Op::kEqual && v.op != Op::kIsNull) || v.column != index.columns[next].column) break;
     // Equal keys of texts are not equal texts, but here that only means more rows to filter.
     ++next;
   }
@@ -171,7 +171,7 @@ std::string EncodePlan(const std::vector<PlannedValue>& values) {
   std::string out;
   for (const PlannedValue& v : values) {
     out.push_back(v.members ? 'm' : v.index ? 'i' : 'f');
-    out.push_back(v.op);
+    out.push_back(static_cast<char>('a' + static_cast<int>(v.op)));
     out.push_back(static_cast<char>('A' + v.column / 64));
     out.push_back(static_cast<char>('0' + v.column % 64));
   }
@@ -181,7 +181,8 @@ std::string EncodePlan(const std::vector<PlannedValue>& values) {
 std::vector<PlannedValue> DecodePlan(const char* text) {
   std::vector<PlannedValue> values;
   for (; text != nullptr && *text != '\0'; text += 4) {
-    values.push_back({text[0] != 'f', text[0] == 'm', text[1], (text[2] - 'A') * 64 + (text[3] - '0')});
+    values.push_back({text[0] != 'f', text[0] == 'm', static_cast<Op>(text[1] - 'a'),
+                      (text[2] - 'A') * 64 + (text[3] - '0')});
   }
   return values;
 }
@@ -194,18 +195,18 @@ int PlanSearch(DeclaredTable& declared, sqlite3_index_info* info) {
   std::vector<Usable> usable;
   for (int i = 0; i < info->nConstraint; ++i) {
     const auto& constraint = info->aConstraint[i];
-    const char op = OperatorOf(constraint.op);
-    if (!constraint.usable || op == 0 || constraint.iColumn < 0 ||
+    const Op op = OperatorOf(constraint.op);
+    if (!constraint.usable || op == Op::kNone || constraint.iColumn < 0 ||
         constraint.iColumn >= static_cast<int>(def.columns.size())) {
       continue;
     }
     const Type type = TypeOf(def.columns[static_cast<std::size_t>(constraint.iColumn)].type);
-    if (type == Type::kBlob && op != '0' && op != '1') continue;
+    if (type == Type::kBlob && op != Op::kIsNull && op != Op::kIsNotNull) continue;
     Usable u;
     u.constraint = i;
     u.value.op = op;
     u.value.column = constraint.iColumn;
-    u.in = op == '=' && sqlite3_vtab_in(info, i, -1) != 0;
+    u.in = op == Op::kEqual && sqlite3_vtab_in(info, i, -1) != 0;
     usable.push_back(u);
   }
 
@@ -290,18 +291,18 @@ enum class Fit { kValue, kNone, kAll };  // a bound, no row at all, no bound nee
 Fit WholeBound(ColumnType type, const SearchValue& v, Value* out) {
   const Limits limits = LimitsOf(type);
   std::int64_t n = v.integer;
-  const bool up = v.op == '>' || v.op == 'g';
+  const bool up = IsGreater(v.op);
   if (v.kind == ValueKind::kReal) {
     if (v.real < -9.2e18 || v.real > 9.2e18) {
-      if (v.op == '=') return Fit::kNone;
+      if (v.op == Op::kEqual) return Fit::kNone;
       return (v.real > 0) == up ? Fit::kNone : Fit::kAll;
     }
     const double down = std::floor(v.real);
-    if (v.op == '=' && down != v.real) return Fit::kNone;
+    if (v.op == Op::kEqual && down != v.real) return Fit::kNone;
     n = static_cast<std::int64_t>(down) + (up && down != v.real ? 1 : 0);
   }
   if (n < limits.least || n > limits.most) {
-    if (v.op == '=') return Fit::kNone;
+    if (v.op == Op::kEqual) return Fit::kNone;
     return (n > limits.most) == up ? Fit::kNone : Fit::kAll;
   }
   *out = Value::Integer(n);
@@ -310,15 +311,15 @@ Fit WholeBound(ColumnType type, const SearchValue& v, Value* out) {
 
 Fit FloatingBound(ColumnType type, const SearchValue& v, Value* out) {
   double r = v.kind == ValueKind::kReal ? v.real : static_cast<double>(v.integer);
-  if (v.kind == ValueKind::kInteger && CompareIntegerReal(v.integer, r) != 0 && v.op == '=')
+  if (v.kind == ValueKind::kInteger && CompareIntegerReal(v.integer, r) != 0 && v.op == Op::kEqual)
     return Fit::kNone;
   if (type == ColumnType::kSingle) {
     if (std::fabs(r) > std::numeric_limits<float>::max()) {
-      if (v.op == '=') return Fit::kNone;
-      return (r > 0) == (v.op == '>' || v.op == 'g') ? Fit::kNone : Fit::kAll;
+      if (v.op == Op::kEqual) return Fit::kNone;
+      return (r > 0) == IsGreater(v.op) ? Fit::kNone : Fit::kAll;
     }
     const float f = static_cast<float>(r);
-    if (v.op == '=' && static_cast<double>(f) != r) return Fit::kNone;
+    if (v.op == Op::kEqual && static_cast<double>(f) != r) return Fit::kNone;
     r = f;
   }
   *out = Value::Real(r);
@@ -332,12 +333,12 @@ bool MakeBounds(const Table& table, int index, const std::vector<SearchValue>& v
   const TableDef& def = table.def();
   std::string prefix;
   std::size_t position = 0, i = 0;
-  for (; i < values.size() && (values[i].op == '=' || values[i].op == '0'); ++i, ++position) {
+  for (; i < values.size() && (values[i].op == Op::kEqual || values[i].op == Op::kIsNull); ++i, ++position) {
     const SearchValue& v = values[i];
     const ColumnType type = def.columns[static_cast<std::size_t>(v.column)].type;
     const KeyColumn key = table.key_column(index, static_cast<int>(position));
     Value value;
-    if (v.op == '=') {
+    if (v.op == Op::kEqual) {
       const Fit fit = type == ColumnType::kText ? (value = Value::Text(std::string(v.text)), Fit::kValue)
                       : IsWhole(type)           ? WholeBound(type, v, &value)
                                                 : FloatingBound(type, v, &value);
@@ -379,10 +380,10 @@ bool MakeBounds(const Table& table, int index, const std::vector<SearchValue>& v
     const Fit fit = IsWhole(type) ? WholeBound(type, v, &value) : FloatingBound(type, v, &value);
     if (fit == Fit::kNone) return false;
     if (fit == Fit::kAll) continue;
-    const bool lower = (v.op == '>' || v.op == 'g') != key.descending;
+    const bool lower = IsGreater(v.op) != key.descending;
     if (IsFloating(type) && value.real() == 0) {
       // Take both zeros in.
-      value = Value::Real(v.op == '>' || v.op == 'g' ? -0.0 : 0.0);
+      value = Value::Real(IsGreater(v.op) ? -0.0 : 0.0);
     }
     std::string bound = prefix;
     AppendKey(key, value, &bound);

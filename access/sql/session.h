@@ -52,7 +52,7 @@ class Session {
   ~Session();
 
   // Runs any statement. Returns the number of rows inserted, changed or deleted (0 for definitions; for a
-  // SELECT, 0). `parameters` replace "?" in order. Errors: kSyntax with the byte offset in the statement and
+  // SELECT, 0). `parameters` replace "?" in order. Errors: kInvalid with the byte offset in the statement and
   // a text that names the place, kNotFound (table, column), and everything the store raises.
   std::int64_t Execute(std::string_view statement, const std::vector<Value>& parameters = {});
 
@@ -68,9 +68,5 @@ class Session {
   struct Impl;
   std::unique_ptr<Impl> impl_;
 };
-
-// The SQLite text that an Access SQL statement becomes (for UPDATE, DELETE and the like: the row source), for
-// tests.
-std::string TranslateForTest(std::string_view statement);
 
 }  // namespace jet::sql

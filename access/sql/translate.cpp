@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "access/base/error.h"
+#include "access/base/text.h"
 #include "access/sql/lexer.h"
-#include "access/sql/names.h"
 #include "access/sql/parser.h"
 
 namespace jet::sql {
@@ -53,7 +53,7 @@ std::string Translator::ColumnSql(const Source& s, int column, bool exact) {
                     TypeOf(s.table->def().columns[static_cast<std::size_t>(column)].type) == Type::kDecimal;
   std::string sql = fmt::format("{}.{}{}", s.sql_alias, twin ? 'e' : 'c', column);
   // A query in a FROM list gives decimals exactly.
-  if (!exact && !s.table && !s.open && s.columns[static_cast<std::size_t>(column)].type == Type::kDecimal)
+  if (!exact && !s.table && s.columns[static_cast<std::size_t>(column)].type == Type::kDecimal)
     return "x_dreal(" + sql + ")";
   return sql;
 }
@@ -81,6 +81,16 @@ Translation Translator::Values(const std::vector<ExprPtr>& values) {
   return t;
 }
 
+// What a changing statement reads.
+std::string Translator::RowSource(const Statement& s, const std::string& items, const std::string& from,
+                                  Scope* scope) {
+  return "SELECT " + items + from + WhereSql(*s.select, scope);
+}
+
+std::string Translator::WhereSql(const Select& select, Scope* scope) {
+  return select.where ? " WHERE " + PrintCondition(*select.where, scope) : std::string();
+}
+
 UpdateTranslation Translator::Update(const Statement& s) {
   UpdateTranslation u;
   Scope scope;
@@ -95,7 +105,7 @@ UpdateTranslation Translator::Update(const Statement& s) {
       name.name = a.column;
       UnknownColumn(name, scope);
     }
-    if (!found.source->table && !found.source->open) {
+    if (!found.source->table) {
       throw Error(ErrorKind::kNotSupported,
                   fmt::format("The column '{}' belongs to a query and cannot be updated.", a.column));
     }
@@ -114,8 +124,7 @@ UpdateTranslation Translator::Update(const Statement& s) {
   for (const std::string& sql : ids) items += (items.empty() ? "" : ", ") + sql;
   for (const std::string& sql : values) items += ", " + sql;
   for (UpdateColumn& c : u.columns) c.source_column += static_cast<int>(ids.size());
-  u.source.sql = "SELECT " + items + from;
-  if (s.select->where) u.source.sql += " WHERE " + PrintCondition(*s.select->where, &scope);
+  u.source.sql = RowSource(s, items, from, &scope);
   // Of several rows that match, the last one counts.
   if (scope.row_ids.size() > 1) u.source.sql += " ORDER BY " + Join(scope.row_ids);
   u.source.tables = mentions_;
@@ -141,11 +150,9 @@ UpdateTranslation Translator::Delete(const Statement& s) {
       throw Error(ErrorKind::kNoTable, fmt::format("The table \'{}\' is not in the FROM list.", s.table));
     }
   }
-  if (!target->table && !target->open)
-    throw Error(ErrorKind::kNotSupported, "Rows of a query cannot be deleted.");
+  if (!target->table) throw Error(ErrorKind::kNotSupported, "Rows of a query cannot be deleted.");
   u.targets.push_back({target->table, 0});
-  u.source.sql = "SELECT " + RowIdSql(*target) + from;
-  if (s.select->where) u.source.sql += " WHERE " + PrintCondition(*s.select->where, &scope);
+  u.source.sql = RowSource(s, RowIdSql(*target), from, &scope);
   u.source.tables = mentions_;
   return u;
 }
@@ -170,7 +177,6 @@ void Translator::Declare(const TableRef& ref, const std::string& file, const Sco
     CatalogTable found = catalog_.Find(ref.name, file);
     source.table = found.table;
     source.table_name = found.name;
-    source.open = found.table == nullptr;
     source.from_sql = found.sql_name + " AS " + source.sql_alias;
     mentions_.push_back(found.table);
   } else {
@@ -222,7 +228,7 @@ std::string Translator::PrintRef(const TableRef& ref, Scope* scope, std::size_t*
                                  std::vector<std::size_t>* tables) {
   if (ref.kind != TableRef::kJoin) {
     const Source& source = scope->sources[*next];
-    if (source.table || source.open) tables->push_back(*next);
+    if (source.table) tables->push_back(*next);
     ++*next;
     return source.from_sql;
   }
@@ -238,7 +244,7 @@ std::string Translator::PrintRef(const TableRef& ref, Scope* scope, std::size_t*
   }
   if (right_ref->kind == TableRef::kJoin) {
     right = "(" + right + ")";
-    for (const std::size_t i : right_tables) scope->sources[i].nested = !scope->sources[i].open;
+    for (const std::size_t i : right_tables) scope->sources[i].nested = true;
   }
   tables->insert(tables->end(), left_tables.begin(), left_tables.end());
   tables->insert(tables->end(), right_tables.begin(), right_tables.end());
@@ -265,11 +271,6 @@ void Translator::StarItems(const Scope& scope, const SelectItem& item, bool exac
   for (const Source& s : scope.sources) {
     if (!item.star_table.empty() && !EqualNames(SourceName(s), item.star_table)) continue;
     any = true;
-    if (s.open) {
-      items->push_back({s.sql_alias + ".*", s.sql_alias + ".*"});
-      columns->emplace_back();
-      continue;
-    }
     const std::size_t count = s.table ? s.table->def().columns.size() : s.columns.size();
     for (std::size_t i = 0; i < count; ++i) {
       OutputColumn c;
@@ -459,7 +460,7 @@ std::string Translator::PrintSingle(const Select& select, const Scope* outer, Us
   std::string rest = PrintFrom(select, outer, &scope);
   std::vector<Item> items;
   PrintItems(select, &scope, is_exact, &items, columns);
-  if (select.where) rest += " WHERE " + PrintCondition(*select.where, &scope);
+  rest += WhereSql(select, &scope);
   std::vector<std::string> groups;
   for (const ExprPtr& e : select.group_by) {
     const Printed value = PrintOperand(*e, &scope);
@@ -480,8 +481,7 @@ std::string Translator::PrintSingle(const Select& select, const Scope* outer, Us
   if ((use != Use::kOperand && use != Use::kScalar) || select.top)
     CompleteOrder(select, scope, items, groups, &order);
 
-  const bool rows_of_one_table = scope.sources.size() == 1 &&
-                                 (scope.sources[0].table || scope.sources[0].open) && !select.distinct &&
+  const bool rows_of_one_table = scope.sources.size() == 1 && scope.sources[0].table && !select.distinct &&
                                  select.group_by.empty() && !select.having && !scope.aggregates;
   if (rows_of_one_table && want_row_id) {
     items.push_back({RowIdSql(scope.sources[0]), ""});

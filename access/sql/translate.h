@@ -3,7 +3,7 @@
 // A table in a FROM list becomes "<sql name> AS aN", a column "aN.cM" (M: its position in the table), so that
 // no name of a file ever meets SQLite's grammar. Decimal and currency columns have a second column
 // "eM" that gives their exact text; "cM" gives the nearest double. Arithmetic, comparisons and aggregates of
-// decimals are exact (decimals.h) as long as no double takes part.
+// decimals are exact (decimals.cpp) as long as no double takes part.
 #pragma once
 
 #include <initializer_list>
@@ -96,7 +96,6 @@ class Translator {
     std::string table_name;
     std::vector<OutputColumn> columns;  // of a subquery in FROM
     bool nested = false;                // stands in parentheses in the printed FROM list
-    bool open = false;  // columns not known, any name is taken (translation without a database)
   };
   struct Scope {
     std::vector<Source> sources;
@@ -115,7 +114,7 @@ class Translator {
     // the plan begins with "?".
     std::string exact;
     bool currency = false;
-    char chain = 0;  // kind of operator when `sql` is "(a op b ...)" and may go on with the same kind
+    Op chain = Op::kNone;  // kind of operator when `sql` is "(a op b ...)" and may go on with the same kind
   };
   struct Found {
     const Source* source = nullptr;
@@ -141,6 +140,8 @@ class Translator {
   void StarItems(const Scope& scope, const SelectItem& item, bool exact, std::vector<Item>* items,
                  std::vector<OutputColumn>* columns);
   std::string PrintFrom(const Select& select, const Scope* outer, Scope* scope);
+  std::string WhereSql(const Select& select, Scope* scope);
+  std::string RowSource(const Statement& s, const std::string& items, const std::string& from, Scope* scope);
   void DeclareQuery(const std::string& sql, const std::string& name, Source* source);
   void Declare(const TableRef& ref, const std::string& file, const Scope* outer, Scope* scope);
   std::string PrintRef(const TableRef& ref, Scope* scope, std::size_t* next,
@@ -153,7 +154,8 @@ class Translator {
   std::string WithTop(const Select& select, const std::vector<Item>& items, const std::string& rest,
                       const std::vector<std::string>& order, std::size_t key_count, bool name_columns) const;
 
-  // Expressions (translate_expression.cpp).
+  // Expressions: operators and values in translate_expression.cpp, functions in translate_function.cpp,
+  // names of columns in translate_names.cpp.
   Printed Print(const Expr& e, Scope* scope);
   std::string PrintValue(const Expr& e, Scope* scope, Type* type = nullptr);
   std::string PrintCondition(const Expr& e, Scope* scope);
@@ -164,6 +166,9 @@ class Translator {
   Printed PrintConstant(const Expr& e);
   Printed PrintColumn(const Expr& e, Scope* scope, bool exact);
   Printed PrintArithmetic(const Expr& e, Scope* scope);
+  static std::optional<Printed> PrintExactArithmetic(Op op, const Printed& left, const Printed& right);
+  Printed PrintNegate(const Expr& e, Scope* scope);
+  std::string BetweenSql(const Expr& e, Scope* scope);
   Printed PrintCompare(const Expr& e, Scope* scope);
   Printed PrintLogic(const Expr& e, Scope* scope);
   Printed PrintIn(const Expr& e, Scope* scope);
@@ -171,6 +176,8 @@ class Translator {
   Printed PrintAggregate(const Expr& e, const std::string& name, Scope* scope);
   Printed PrintTypeName(const Expr& e, Scope* scope);
   Printed PrintConditional(const Expr& e, const std::string& name, Scope* scope);
+  static Printed OneOf(const std::vector<std::string>& heads, const std::vector<Printed>& values,
+                       const std::string& tail);
   std::string PrintSubquery(const Expr& e, Scope* scope, Use use, Type* type);
   static bool IsExact(const Printed& p);
   static std::string ExactSql(const Printed& p);
@@ -178,7 +185,7 @@ class Translator {
   static std::string TextSql(const Printed& p);
   static bool AreDecimals(std::initializer_list<const Printed*> values);
   static Printed MakeDecimal(std::string exact, bool currency);
-  static std::string AsLeft(const Printed& left, char chain);
+  static std::string AsLeft(const Printed& left, Op chain);
   // kInvalid for a column that has several values in a group.
   void RequireGrouped(const Select& select, const Scope& scope) const;
   void RequireGrouped(const Select& select, const Expr& e, const Scope& scope) const;

@@ -36,11 +36,9 @@ ColumnClass ClassOf(ColumnType type) {
   }
 }
 
-constexpr char kPassesAll = '*';  // in the place of an operator: tested already
-
 // A comparison the cursor makes on each row, with SQLite's rules.
 struct Filter {
-  char op = '=';
+  Op op = Op::kEqual;
   int column = 0;
   ColumnClass column_class = ColumnClass::kWhole;
   bool is_text_column = false;  // Text or Memo: may be read without a Value
@@ -108,17 +106,17 @@ int Fail(TableHost* host, sqlite3_vtab* vtab) {
   return SQLITE_ERROR;
 }
 
-bool Holds(char op, int order) {
+bool Holds(Op op, int order) {
   switch (op) {
-    case '=':
+    case Op::kEqual:
       return order == 0;
-    case 'n':
+    case Op::kNotEqual:
       return order != 0;
-    case '<':
+    case Op::kLess:
       return order < 0;
-    case 'l':
+    case Op::kLessEqual:
       return order <= 0;
-    case '>':
+    case Op::kGreater:
       return order > 0;
     default:
       return order >= 0;
@@ -131,10 +129,10 @@ int Order(T a, T b) {
 }
 
 bool Passes(Cursor& c, const Filter& f) {
-  if (f.op == kPassesAll) return true;
-  if (f.op == '0') return c.row.IsNull(f.column);
+  if (f.op == Op::kPassesAll) return true;
+  if (f.op == Op::kIsNull) return c.row.IsNull(f.column);
   if (c.row.IsNull(f.column)) return false;
-  if (f.op == '1') return true;
+  if (f.op == Op::kIsNotNull) return true;
   const bool number = f.kind == ValueKind::kInteger || f.kind == ValueKind::kReal;
   switch (f.column_class) {
     case ColumnClass::kWhole: {
@@ -191,7 +189,7 @@ bool NextRow(Cursor& c) {
 void Advance(Cursor& c) {
   if (c.declared->gone) {
     throw Error(
-        ErrorKind::kSql,
+        ErrorKind::kFailed,
         fmt::format("The table '{}' was dropped or redefined while it was being read.", c.table->def().name));
   }
   while (NextRow(c)) {
@@ -299,7 +297,7 @@ bool TakeValue(const PlannedValue& p, ColumnClass column_class, sqlite3_value* v
   f->column = p.column;
   f->column_class = column_class;
   f->kind = ValueKind::kNull;
-  if (p.op == '0' || p.op == '1') return true;
+  if (p.op == Op::kIsNull || p.op == Op::kIsNotNull) return true;
   int type = sqlite3_value_type(value);
   if (type == SQLITE_NULL) return false;
   if (column_class != ColumnClass::kText && type == SQLITE_TEXT) type = sqlite3_value_numeric_type(value);
@@ -329,7 +327,7 @@ bool BoundsOf(Cursor& c, int index, IndexCursor::Bounds* bounds) {
     const Filter& f = c.filters[i];
     const bool number = f.kind == ValueKind::kInteger || f.kind == ValueKind::kReal;
     const bool fits =
-        f.op == '0' || (f.column_class == ColumnClass::kText ? f.kind == ValueKind::kText : number);
+        f.op == Op::kIsNull || (f.column_class == ColumnClass::kText ? f.kind == ValueKind::kText : number);
     // A text among numbers: the rows before it may bound the search, the rest is left to the filter.
     if (!fits) break;
     c.search_values.push_back({f.op, f.column, f.kind, f.integer, f.real, f.text});
@@ -352,7 +350,7 @@ bool Collect(Cursor& c, int index, std::size_t at, bool has_members) {
       c.filters[at] = member;
       Collect(c, index, at + 1, true);
     }
-    c.filters[at].op = kPassesAll;
+    c.filters[at].op = Op::kPassesAll;
     return true;
   }
   IndexCursor::Bounds bounds;
@@ -378,7 +376,7 @@ bool TakeMembers(const PlannedValue& p, ColumnClass column_class, sqlite3_value*
     Filter f = like;
     if (TakeValue(p, column_class, value, &f)) members->push_back(std::move(f));
   }
-  if (rc == SQLITE_NOMEM) throw Error(ErrorKind::kMemory, "There is not enough memory.");
+  if (rc == SQLITE_NOMEM) throw Error(ErrorKind::kIo, "There is not enough memory.");
   return !members->empty();
 }
 
@@ -559,8 +557,8 @@ void DeclareTable(TableHost* host, const DeclaredTable& table) {
   if (sqlite3_exec(host->db, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
     if (host->failure) std::rethrow_exception(std::exchange(host->failure, nullptr));
     if (sqlite3_errcode(host->db) == SQLITE_NOMEM) throw std::bad_alloc();
-    throw Error(ErrorKind::kSql, fmt::format("The table '{}' cannot be declared: {}", table.table->def().name,
-                                             sqlite3_errmsg(host->db)));
+    throw Error(ErrorKind::kFailed, fmt::format("The table '{}' cannot be declared: {}",
+                                                table.table->def().name, sqlite3_errmsg(host->db)));
   }
 }
 

@@ -54,7 +54,7 @@ void DeclareTable(TableHost* host, const DeclaredTable& table);
 struct PlannedValue {
   bool index = false;    // bounds the index search, too
   bool members = false;  // IN, all members at once; only with `index`
-  char op = '=';         // = < > l g n, 0 (IS NULL), 1 (IS NOT NULL)
+  Op op = Op::kEqual;    // a comparison, kIsNull or kIsNotNull
   int column = 0;
 };
 // The number that goes with it: the index + 1 (0: the whole table), and this when the rows that the index
@@ -68,7 +68,7 @@ int PlanSearch(DeclaredTable& declared, sqlite3_index_info* info);
 // The bounds for searching an index; false when no row can satisfy them. `values` are those with index set,
 // in the order of the index's columns.
 struct SearchValue {
-  char op = '=';
+  Op op = Op::kEqual;
   int column = 0;
   ValueKind kind = ValueKind::kNull;
   std::int64_t integer = 0;

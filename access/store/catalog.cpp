@@ -2,9 +2,9 @@
 
 #include <fmt/format.h>
 
-#include <ctime>
 #include <set>
 
+#include "access/base/calendar.h"
 #include "access/store/names.h"
 
 namespace jet {
@@ -29,22 +29,6 @@ std::int64_t IntegerOr(const Row& row, int column, std::int64_t when_null) {
 RowBuilder& RowBuilder::Set(const char* column, Value value) {
   values_[static_cast<std::size_t>(RequiredColumn(def_, column))] = std::move(value);
   return *this;
-}
-
-double CurrentDate() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local = {};
-#ifdef _WIN32
-  localtime_s(&local, &now);
-#else
-  localtime_r(&now, &local);
-#endif
-  // Days from civil date, by counting March-based years so that leap days come last.
-  const int y = local.tm_year + 1900 - (local.tm_mon < 2 ? 1 : 0);
-  const int m = (local.tm_mon + 10) % 12;
-  const int days = 365 * y + y / 4 - y / 100 + y / 400 + (m * 306 + 5) / 10 + local.tm_mday - 1;
-  constexpr int kEpoch = 693899;  // the same count for 1899-12-30
-  return days - kEpoch + (local.tm_hour * 3600 + local.tm_min * 60 + local.tm_sec) / 86400.0;
 }
 
 Catalog::Catalog(std::shared_ptr<StoredTable> objects, std::shared_ptr<StoredTable> aces)

@@ -88,7 +88,4 @@ class RowBuilder {
   std::vector<Value> values_;
 };
 
-// Now, as a Date/Time column holds it (days since 1899-12-30, local time).
-double CurrentDate();
-
 }  // namespace jet

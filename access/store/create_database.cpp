@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "access/base/calendar.h"
 #include "access/file/test_files.h"
 #include "access/index/btree.h"
 #include "access/store/data_page.h"

@@ -159,7 +159,7 @@ class Table {
   virtual bool Fetch(RowId id, Row* row) = 0;
 
   // All three check types, lengths, required columns and unique indexes before anything is written, and
-  // maintain every index. They must run inside a statement scope. Errors: kConstraint, kTooLong, kOverflow,
+  // maintain every index. They must run inside a statement scope. Errors: kConstraint, kTooLarge,
   // kType, kNotSupported, kReadOnly. `values` holds one value per column of def(); an autonumber column given
   // as Null takes the next number.
   virtual RowId Insert(const std::vector<Value>& values) = 0;

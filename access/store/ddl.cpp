@@ -91,8 +91,8 @@ std::size_t SmallestRow(std::size_t fixed_end, std::size_t columns, std::size_t 
 
 void CheckRowFits(std::string_view table, std::size_t row_bytes, const FormatInfo& format) {
   if (row_bytes <= format.max_row_bytes) return;
-  throw Error(ErrorKind::kTooLong, fmt::format("A record of table \"{}\" would be longer than {} bytes.",
-                                               table, format.max_row_bytes));
+  throw Error(ErrorKind::kTooLarge, fmt::format("A record of table \"{}\" would be longer than {} bytes.",
+                                                table, format.max_row_bytes));
 }
 
 // The flags Access gives: primary keys 0x89, unique indexes 0x81, others 0x80.

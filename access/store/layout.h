@@ -60,7 +60,7 @@ class PageAllocator {
  public:
   virtual ~PageAllocator() = default;
   // A page of zeros: the lowest free one of the file, else a new one at the end; never one of the first
-  // three, whatever the map says. Error(kFull) past the size limit.
+  // three, whatever the map says. Error(kIo) past the size limit.
   virtual MutablePageRef Allocate() = 0;
   // The page must be unlinked from everything. Its type byte is overwritten.
   virtual void Free(PageNo page) = 0;

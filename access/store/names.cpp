@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "access/base/text.h"
 #include "access/index/key.h"
 #include "access/store/text_codec.h"
 
@@ -13,8 +14,6 @@ namespace {
 bool IsAscii(std::string_view s) {
   return std::all_of(s.begin(), s.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
 }
-
-char FoldAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
 
 }  // namespace
 
@@ -42,10 +41,8 @@ std::string NameKey(std::string_view utf8) {
 
 bool SameName(std::string_view a, std::string_view b) {
   if (IsAscii(a) && IsAscii(b)) {
-    while (!a.empty() && a.back() == ' ') a.remove_suffix(1);
-    while (!b.empty() && b.back() == ' ') b.remove_suffix(1);
-    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
-                      [](char x, char y) { return FoldAscii(x) == FoldAscii(y); });
+    const auto end = [](std::string_view name) { return name.find_last_not_of(' ') + 1; };
+    return EqualWords(a.substr(0, end(a)), b.substr(0, end(b)));
   }
   return NameKey(a) == NameKey(b);
 }

@@ -168,7 +168,7 @@ class GlobalMapAllocator : public PageAllocator {
     }
     const std::uint32_t entry = page / format_.map_page_bits;
     if (entry >= map.entries()) {
-      throw Error(ErrorKind::kFull, "The map of free pages has no room for more pages.", kGlobalMap.page,
+      throw Error(ErrorKind::kIo, "The map of free pages has no room for more pages.", kGlobalMap.page,
                   map.row_offset);
     }
     PageNo bitmap = LoadLe<std::uint32_t>(row + 1 + 4 * entry);

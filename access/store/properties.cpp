@@ -155,7 +155,7 @@ std::string AddColumnProperties(const std::string& blob, const NewColumn& column
     const std::string expression = EncodeName(column.default_value);
     // The lengths have 16 bits; no expression of Access is near that.
     if (expression.size() > 4096)
-      throw Error(ErrorKind::kTooLong, "The default value is longer than 2048 characters.");
+      throw Error(ErrorKind::kTooLarge, "The default value is longer than 2048 characters.");
     add_value("DefaultValue", ColumnType::kMemo, expression);
   }
 

@@ -87,7 +87,7 @@ void StoredTableImpl::Prepare(std::size_t k, int column, const Value& value) {
   p.raw_size = raw_.size() - p.raw_offset;
   if (IsLong(c) && !p.null) {
     if (p.raw_size > kMaxLongValueBytes) {
-      throw Error(ErrorKind::kTooLong,
+      throw Error(ErrorKind::kTooLarge,
                   fmt::format("The value for column \"{}\" of table \"{}\" is too long.", c.name, def_.name));
     }
     p.inline_content = p.raw_size <= context_.format.long_inline_max;
@@ -128,7 +128,7 @@ bool StoredTableImpl::BuildKey(int index, Get get, bool check, std::string* key,
     AppendColumnKey(index, static_cast<int>(i), value, key);
   }
   if (key->size() > BTree::kMaxKeyBytes) {
-    throw Error(ErrorKind::kTooLong,
+    throw Error(ErrorKind::kTooLarge,
                 fmt::format("The key of index \"{}\" of table \"{}\" is too long.", d.name, def_.name));
   }
   return !(d.ignore_nulls && *all_null);
@@ -214,7 +214,7 @@ void StoredTableImpl::AssembleRow(const RowView* old) {
     size -= p.raw_size;
   }
   if (size > context_.format.max_row_bytes) {
-    throw Error(ErrorKind::kTooLong,
+    throw Error(ErrorKind::kTooLarge,
                 fmt::format("The record is too large for table \"{}\" ({} bytes, at most "
                             "{}).",
                             def_.name, size, context_.format.max_row_bytes));
@@ -440,7 +440,7 @@ RowId StoredTableImpl::Insert(const std::vector<Value>& values) {
     } else if (column == auto_column_) {
       if (values[i].is_null()) {
         if (auto_number == std::numeric_limits<std::int32_t>::max()) {
-          throw Error(ErrorKind::kOverflow,
+          throw Error(ErrorKind::kTooLarge,
                       fmt::format("Table \"{}\" has used up its autonumbers.", def_.name));
         }
         Prepare(i, column, Value::Integer(++auto_number));

@@ -19,9 +19,6 @@ namespace jet {
 // unit at the end).
 bool DecodeText(Bytes raw, bool unicode, std::uint16_t code_page, std::string* utf8);
 
-// The number of UTF-16 units of a UTF-8 text. A byte that is not UTF-8 counts as one.
-std::size_t CountUnits(std::string_view utf8);
-
 // Appends the storage form of a text: compressed when `compress` is set and Access would do it (3 to
 // max_compressed units, all of 01..FF), else plain. False when it cannot be written so that it reads back
 // (plain text would begin with FF FE), or is not UTF-8.

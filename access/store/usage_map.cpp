@@ -213,7 +213,7 @@ void UsageMap::Add(PageNo page) {
   }
   const std::uint32_t entry = page / format.map_page_bits;
   if (entry >= map.entries()) {
-    throw Error(ErrorKind::kFull, "A page map has no room for more pages.", row_.page, map.row_offset);
+    throw Error(ErrorKind::kIo, "A page map has no room for more pages.", row_.page, map.row_offset);
   }
   PageNo bitmap = Entry(row, entry);
   MutablePageRef bits;

@@ -7,15 +7,13 @@
 #include <cstdlib>
 #include <limits>
 
-#include "access/store/text_codec.h"
+#include "access/base/calendar.h"
+#include "access/base/text.h"
 
 namespace jet {
 namespace {
 
 using U128 = unsigned __int128;
-
-constexpr double kFirstDate = -657434.0;     // 1 January 100; times of that day count down
-constexpr double kPastLastDate = 2958466.0;  // the day after 31 December 9999
 
 struct Target {
   const TableDef& table;
@@ -23,7 +21,7 @@ struct Target {
 
   std::string Name() const { return fmt::format("column \"{}\" of table \"{}\"", column.name, table.name); }
   [[noreturn]] void Overflow(const Value& value) const {
-    throw Error(ErrorKind::kOverflow,
+    throw Error(ErrorKind::kTooLarge,
                 fmt::format("The value {} is out of the range of {}.", DescribeValue(value), Name()));
   }
   [[noreturn]] void BadType(const Value& value) const {
@@ -82,23 +80,12 @@ bool DecimalOf(double v, Decimal* out) {
   return false;
 }
 
-std::string_view Trim(std::string_view s) {
-  while (!s.empty() && s.front() == ' ') s.remove_prefix(1);
-  while (!s.empty() && s.back() == ' ') s.remove_suffix(1);
-  return s;
-}
-
 bool RealOf(std::string_view text, double* out) {
-  text = Trim(text);
+  text = TrimBlanks(text);
   if (!text.empty() && text.front() == '+') text.remove_prefix(1);
   if (text.empty() || text.find_first_not_of("0123456789+-.eE") != std::string_view::npos) return false;
   const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), *out);
   return code == std::errc() && end == text.data() + text.size();
-}
-
-std::string RealText(double v) {
-  if (v == 0) return "0";
-  return fmt::format("{:.15G}", v);
 }
 
 std::string DecimalText(const Decimal& d) {
@@ -127,7 +114,7 @@ const Value* ToInteger(const Target& target, const Value& value, std::int64_t lo
       if (!IntegerOf(value.decimal(), &v)) target.Overflow(value);
       break;
     case ValueKind::kText: {
-      const std::string_view text = Trim(value.bytes());
+      const std::string_view text = TrimBlanks(value.bytes());
       const auto [end, code] = std::from_chars(text.data(), text.data() + text.size(), v);
       if (code != std::errc() || end != text.data() + text.size()) {
         if (!RealOf(text, &real)) target.BadType(value);
@@ -177,7 +164,7 @@ const Value* ToReal(const Target& target, const Value& value, Value* storage) {
     *storage = Value::Real(single);
     return storage;
   }
-  if (type == ColumnType::kDateTime && !(v > kFirstDate - 1 && v < kPastLastDate)) target.Overflow(value);
+  if (type == ColumnType::kDateTime && !IsDateNumber(v)) target.Overflow(value);
   if (value.kind() == ValueKind::kReal) return &value;
   *storage = Value::Real(v);
   return storage;
@@ -199,7 +186,7 @@ const Value* ToDecimal(const Target& target, const Value& value, Value* storage)
       break;
     case ValueKind::kText: {
       double real = 0;
-      if (!Decimal::FromText(Trim(value.bytes()), &d)) {
+      if (!Decimal::FromText(TrimBlanks(value.bytes()), &d)) {
         if (!RealOf(value.bytes(), &real)) target.BadType(value);
         if (!DecimalOf(real, &d)) target.Overflow(value);
       }
@@ -233,7 +220,7 @@ const Value* ToText(const Target& target, const Value& value, Value* storage) {
       text = storage;
       break;
     case ValueKind::kReal:
-      *storage = Value::Text(RealText(value.real()));
+      *storage = Value::Text(NumberText(value.real()));
       text = storage;
       break;
     case ValueKind::kDecimal:
@@ -249,10 +236,11 @@ const Value* ToText(const Target& target, const Value& value, Value* storage) {
                 fmt::format("A zero-length text is not allowed in {}.", target.Name()));
   }
   if (target.column.type == ColumnType::kText && bytes.size() > target.column.max_characters()) {
-    const std::size_t units = CountUnits(bytes);
+    const std::size_t units = Utf16Length(bytes);
     if (units > target.column.max_characters()) {
-      throw Error(ErrorKind::kTooLong, fmt::format("The text is too long for {} ({} characters, at most {}).",
-                                                   target.Name(), units, target.column.max_characters()));
+      throw Error(ErrorKind::kTooLarge,
+                  fmt::format("The text is too long for {} ({} characters, at most {}).", target.Name(),
+                              units, target.column.max_characters()));
     }
   }
   return text;
@@ -261,8 +249,8 @@ const Value* ToText(const Target& target, const Value& value, Value* storage) {
 const Value* ToBlob(const Target& target, const Value& value) {
   if (value.kind() != ValueKind::kBlob) target.BadType(value);
   if (target.column.type == ColumnType::kBinary && value.bytes().size() > target.column.length) {
-    throw Error(ErrorKind::kTooLong, fmt::format("The value is too long for {} ({} bytes, at most {}).",
-                                                 target.Name(), value.bytes().size(), target.column.length));
+    throw Error(ErrorKind::kTooLarge, fmt::format("The value is too long for {} ({} bytes, at most {}).",
+                                                  target.Name(), value.bytes().size(), target.column.length));
   }
   return &value;
 }
@@ -326,7 +314,7 @@ std::string DescribeValue(const Value& value) {
     case ValueKind::kInteger:
       return std::to_string(value.integer());
     case ValueKind::kReal:
-      return RealText(value.real());
+      return NumberText(value.real());
     case ValueKind::kDecimal:
       return DecimalText(value.decimal());
     case ValueKind::kText:

@@ -12,8 +12,7 @@ namespace jet {
 // already, else *storage, which then holds the converted value. Null passes (Boolean: false).
 // Numbers go to the type of the column, rounded half to even where it holds fewer digits; a text becomes a
 // number when it is one; numbers become text.
-// kOverflow, kType, kTooLong, kConstraint (zero-length text where it is not allowed), all naming column and
-// table.
+// kTooLarge, kType, kConstraint (zero-length text where it is not allowed), all naming column and table.
 const Value* ConvertToColumn(const TableDef& table, const ColumnDef& column, const Value& value,
                              Value* storage);
 

@@ -5,6 +5,7 @@
 #include <fmt/format.h>
 
 #include <cctype>
+#include <chrono>
 #include <cstdint>
 
 #include "access/store/value_convert.h"
@@ -13,8 +14,8 @@ namespace jet {
 namespace {
 
 constexpr std::size_t kExtendedBytes = 42;
-constexpr std::int64_t kDaysOfYears400 = 146097;
-constexpr std::int64_t kLastDay = 3652058;  // 9999-12-31
+constexpr std::chrono::sys_days kDayZero = std::chrono::year(1) / 1 / 1;
+constexpr std::chrono::sys_days kLastDay = std::chrono::year(9999) / 12 / 31;
 
 // Reads exactly `length` digits.
 bool Digits(std::string_view text, std::size_t at, std::size_t length, std::int64_t* out) {
@@ -27,40 +28,19 @@ bool Digits(std::string_view text, std::size_t at, std::size_t length, std::int6
   return true;
 }
 
-// Days since 0001-01-01 of a date of the Gregorian calendar. Years are counted from March, so that the day
-// that comes and goes is the last one.
-std::int64_t DaysOf(std::int64_t year, std::int64_t month, std::int64_t day) {
-  const std::int64_t y = month <= 2 ? year - 1 : year;
-  const std::int64_t m = month <= 2 ? month + 9 : month - 3;
-  return 365 * y + y / 4 - y / 100 + y / 400 + (153 * m + 2) / 5 + day - 1 - 306;
-}
-
-void DateOf(std::int64_t days, std::int64_t* year, std::int64_t* month, std::int64_t* day) {
-  const std::int64_t n = days + 306;
-  const std::int64_t era = n / kDaysOfYears400;
-  const std::int64_t in_era = n % kDaysOfYears400;
-  const std::int64_t y = (in_era - in_era / 1460 + in_era / 36524 - in_era / 146096) / 365;
-  const std::int64_t in_year = in_era - (365 * y + y / 4 - y / 100);
-  const std::int64_t m = (5 * in_year + 2) / 153;
-  *day = in_year - (153 * m + 2) / 5 + 1;
-  *month = m < 10 ? m + 3 : m - 9;
-  *year = y + 400 * era + (*month <= 2 ? 1 : 0);
-}
-
 }  // namespace
 
 std::string ExtendedDateText(Bytes raw) {
   const std::string_view text(reinterpret_cast<const char*>(raw.data()), raw.size());
   std::int64_t days = 0, seconds = 0, fraction = 0;
   if (text.size() != kExtendedBytes || text[19] != ':' || !Digits(text, 0, 19, &days) ||
-      !Digits(text, 20, 12, &seconds) || !Digits(text, 32, 7, &fraction) || days < 0 || days > kLastDay ||
-      seconds >= 86400) {
+      !Digits(text, 20, 12, &seconds) || !Digits(text, 32, 7, &fraction) || days < 0 ||
+      days > (kLastDay - kDayZero).count() || seconds >= 86400) {
     return std::string(text);
   }
-  std::int64_t year = 0, month = 0, day = 0;
-  DateOf(days, &year, &month, &day);
-  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:07}", year, month, day, seconds / 3600,
-                     seconds / 60 % 60, seconds % 60, fraction);
+  const std::chrono::year_month_day day(kDayZero + std::chrono::days(days));
+  return fmt::format("{:04}-{:02}-{:02} {:02}:{:02}:{:02}.{:07}", int{day.year()}, unsigned{day.month()},
+                     unsigned{day.day()}, seconds / 3600, seconds / 60 % 60, seconds % 60, fraction);
 }
 
 bool ParseExtendedDate(std::string_view text, std::string* raw) {
@@ -79,11 +59,11 @@ bool ParseExtendedDate(std::string_view text, std::string* raw) {
     if (text[19] != '.' || digits == 0 || digits > 7 || !Digits(text, 20, digits, &fraction)) return false;
     for (std::size_t i = digits; i < 7; ++i) fraction *= 10;
   }
-  if (year < 1 || month < 1 || month > 12 || day < 1 || hour > 23 || minute > 59 || second > 59) return false;
-  const std::int64_t days = DaysOf(year, month, day);
-  std::int64_t y = 0, m = 0, d = 0;
-  DateOf(days, &y, &m, &d);
-  if (m != month || d != day) return false;
+  const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(year)),
+                                         std::chrono::month(static_cast<unsigned>(month)),
+                                         std::chrono::day(static_cast<unsigned>(day)));
+  if (year < 1 || !date.ok() || hour > 23 || minute > 59 || second > 59) return false;
+  const std::int64_t days = (std::chrono::sys_days(date) - kDayZero).count();
   raw->append(fmt::format("{:019}:{:012}{:07}:7", days, hour * 3600 + minute * 60 + second, fraction));
   raw->push_back('\0');
   return true;

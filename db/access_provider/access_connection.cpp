@@ -49,7 +49,7 @@ AccessEngine& AccessConnection::engine() {
       OpenEngine(path_, mode_ == AccessMode::kRead ? jet::OpenMode::kRead : jet::OpenMode::kReadWrite);
   const jet::Format format = engine->database->format();
   if (formats_ == AccessFormats::kJet && format != jet::Format::kJet3 && format != jet::Format::kJet4) {
-    throw DbError(kErrNotFound, kAccessSource,
+    throw DbError(kErrFailed, kAccessSource,
                   "The file \"" + engine->database->path() +
                       "\" has a newer database format, which the provider Microsoft.Jet.OLEDB.4.0 does not "
                       "recognize.");

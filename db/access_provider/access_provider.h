@@ -10,22 +10,15 @@
 #include "db/connection.h"
 #include "db/provider.h"
 
-namespace jet {
-struct PageStoreOptions;
-}  // namespace jet
-
 namespace vnt::db {
 
 enum class AccessFormats { kJet, kJetAndAce };
 
 // Opens an Access file. A file that cannot be written is opened for reading whatever `mode` says, and
 // statements that change it fail with kErrReadOnly. With kRead, changes through this connection fail so.
-// DbError kErrNotFound when the file is missing, locked, damaged, or of a format that is not wanted or not
+// DbError kErrFailed when the file is missing, locked, damaged, or of a format that is not wanted or not
 // known.
 std::shared_ptr<ProviderConnection> OpenAccess(const std::string& path, AccessMode mode,
                                                AccessFormats formats);
-
-// The sizes with which databases are opened from now on; those of the engine when it is null.
-void SetPageOptionsForTest(const jet::PageStoreOptions* options);
 
 }  // namespace vnt::db

@@ -8,71 +8,31 @@
 #include "db/access_provider/errors.h"
 #include "db/access_provider/keyset.h"
 #include "db/access_provider/values.h"
+#include "db/forward_recordset.h"
 #include "db/positioned_recordset.h"
 #include "db/row_list.h"
 
 namespace vnt::db {
 namespace {
 
-[[noreturn]] void ThrowNotUpdatable() {
-  throw DbError(kErrReadOnlyRecordset, kAccessSource, "The recordset does not allow changes.");
-}
-
-class StreamingRecordset final : public ProviderRecordset, private Attachment {
+class StreamingRecordset final : public ForwardRecordset, private Attachment {
  public:
   StreamingRecordset(AccessConnection& connection, std::string_view sql,
                      std::unique_ptr<jet::sql::Query> query)
-      : Attachment(connection), sql_(sql), query_(std::move(query)) {
+      : ForwardRecordset(kAccessSource), Attachment(connection), sql_(sql), query_(std::move(query)) {
     for (const auto& column : query_->columns()) columns_.push_back({column.name, column.type});
-    has_row_ = query_->Step();
+    Start();
   }
 
-  bool Eof() const override { return !has_row_; }
-  bool Bof() const override { return first_ && !has_row_; }
-
-  void MoveNext() override {
-    Attachment::connection();
-    if (!has_row_) {
-      throw DbError(kErrNoCurrentRecord, kAccessSource, "No current record: the recordset is at its end.");
-    }
-    has_row_ = Translated([&] { return query_->Step(); });
-    first_ = false;
-  }
-
-  void MoveFirst() override {
-    AccessConnection& from = Attachment::connection();
-    if (!first_) {
-      Translated([&] {
-        query_ = from.session().Open(sql_);
-        has_row_ = query_->Step();
-      });
-      first_ = true;
-    }
-    if (!has_row_) {
-      throw DbError(kErrNoCurrentRecord, kAccessSource, "No current record: the recordset is empty.");
-    }
-  }
-
-  void MovePrevious() override { ThrowWrongMove(); }
-  void MoveLast() override { ThrowWrongMove(); }
-  std::int64_t RecordCount() const override { return -1; }
   int FieldCount() const override { return static_cast<int>(columns_.size()); }
   const std::string& FieldName(int index) const override {
     return columns_[static_cast<std::size_t>(index)].name;
   }
-
   Value Get(int index) const override {
-    Attachment::connection();
-    if (!has_row_) throw DbError(kErrNoCurrentRecord, kAccessSource, "No current record.");
+    RequireRow();
     return Translated(
         [&] { return FromEngine(query_->Get(index), columns_[static_cast<std::size_t>(index)].type); });
   }
-
-  void Set(int, const Value&) override { ThrowNotUpdatable(); }
-  void AddNew() override { ThrowNotUpdatable(); }
-  std::int64_t Update() override { ThrowNotUpdatable(); }
-  void CancelUpdate() override {}
-  void Delete() override { ThrowNotUpdatable(); }
 
  private:
   struct Column {
@@ -80,17 +40,23 @@ class StreamingRecordset final : public ProviderRecordset, private Attachment {
     std::optional<jet::ColumnType> type;
   };
 
-  [[noreturn]] static void ThrowWrongMove() {
-    throw DbError(kErrWrongMove, kAccessSource, "A forward-only recordset cannot be moved backward.");
+  // The query that comes with the first call has not begun.
+  bool Restart() override {
+    return Translated([&] {
+      if (std::exchange(begun_, true)) query_ = Attachment::connection().session().Open(sql_);
+      return query_->Step();
+    });
   }
-
+  bool Step() override {
+    return Translated([&] { return query_->Step(); });
+  }
+  void RequireOpen() const override { Attachment::connection(); }
   void Release() override { query_ = nullptr; }
 
   std::string sql_;
   std::unique_ptr<jet::sql::Query> query_;
   std::vector<Column> columns_;
-  bool has_row_ = false;
-  bool first_ = true;
+  bool begun_ = false;
 };
 
 class SnapshotRecordset final : public PositionedRecordset {
@@ -114,10 +80,10 @@ class SnapshotRecordset final : public PositionedRecordset {
     rows_.Read(position, &values_);
     return true;
   }
-  void UpdateRow(std::int64_t, const FieldChanges&) override { ThrowNotUpdatable(); }
-  void InsertRow(const FieldChanges&) override { ThrowNotUpdatable(); }
-  void DeleteRow(std::int64_t) override { ThrowNotUpdatable(); }
-  void RequireUpdatable() const override { ThrowNotUpdatable(); }
+  void UpdateRow(std::int64_t, const FieldChanges&) override { ThrowNotUpdatable(kAccessSource); }
+  void InsertRow(const FieldChanges&) override { ThrowNotUpdatable(kAccessSource); }
+  void DeleteRow(std::int64_t) override { ThrowNotUpdatable(kAccessSource); }
+  void RequireUpdatable() const override { ThrowNotUpdatable(kAccessSource); }
 
   RowList rows_;
 };

@@ -1,13 +1,13 @@
 #include "db/access_provider/engine_registry.h"
 
 #include <algorithm>
-#include <utility>
 #include <vector>
 
 #include "access/base/error.h"
 #include "access/file/file.h"
 #include "db/access_provider/access_provider.h"
-#include "db/file_system.h"
+#include "db/services.h"
+#include "platform/in_force.h"
 #include "platform/settings.h"
 
 namespace vnt::db {
@@ -28,11 +28,6 @@ std::vector<OpenDatabase>& Registry() {
   return registry;
 }
 
-jet::FileSystem*& FilesInForce() {
-  static jet::FileSystem* files = &jet::PlatformFileSystem();
-  return files;
-}
-
 OpenDatabase* FindOpen(jet::FileSystem& files, const std::string& identity) {
   auto& registry = Registry();
   std::erase_if(registry, [](const OpenDatabase& entry) { return entry.database.expired(); });
@@ -42,15 +37,10 @@ OpenDatabase* FindOpen(jet::FileSystem& files, const std::string& identity) {
   return found == registry.end() ? nullptr : &*found;
 }
 
-const jet::PageStoreOptions*& TestOptions() {
-  static const jet::PageStoreOptions* options = nullptr;
-  return options;
-}
-
 std::unique_ptr<jet::Database> OpenFile(jet::FileSystem& files, const std::string& path, jet::OpenMode mode,
                                         std::string* read_only_reason) {
   jet::Database::Options options;
-  if (TestOptions() != nullptr) options.pages = *TestOptions();
+  if (const auto* sizes = platform::InForce<Services>().page_options) options.pages = *sizes;
   if (mode == jet::OpenMode::kReadWrite) {
     try {
       return jet::Database::Open(files, path, mode, options);
@@ -88,13 +78,10 @@ std::pair<std::shared_ptr<jet::Database>, OpenDatabase*> OpenShared(const std::s
 
 }  // namespace
 
-jet::FileSystem& Files() { return *FilesInForce(); }
-
-ScopedFileSystem::ScopedFileSystem(jet::FileSystem& files) : former_(std::exchange(FilesInForce(), &files)) {}
-
-ScopedFileSystem::~ScopedFileSystem() { FilesInForce() = former_; }
-
-void SetPageOptionsForTest(const jet::PageStoreOptions* options) { TestOptions() = options; }
+jet::FileSystem& Files() {
+  jet::FileSystem* files = platform::InForce<Services>().files;
+  return files != nullptr ? *files : jet::PlatformFileSystem();
+}
 
 std::shared_ptr<AccessEngine> OpenEngine(const std::string& path, jet::OpenMode mode) {
   const auto [database, entry] = OpenShared(path, mode);

@@ -10,21 +10,16 @@ std::int32_t NumberOf(const jet::Error& error) {
     case jet::ErrorKind::kNoColumn:
       return kErrParameter;
     case jet::ErrorKind::kConstraint:
-    case jet::ErrorKind::kNull:
       return kErrIntegrity;
     case jet::ErrorKind::kReadOnly:
       return kErrReadOnly;
-    case jet::ErrorKind::kTooLong:
-    case jet::ErrorKind::kOverflow:
+    case jet::ErrorKind::kTooLarge:
       return kErrTruncated;
     case jet::ErrorKind::kType:
       return kErrDataType;
     case jet::ErrorKind::kInvalid:
     case jet::ErrorKind::kExists:
-    case jet::ErrorKind::kSyntax:
       return kErrSyntax;
-    case jet::ErrorKind::kDuplicate:
-      return kErrKeyViolation;
     case jet::ErrorKind::kInterrupted:
       return kErrInterrupted;
     case jet::ErrorKind::kNotFound:
@@ -32,13 +27,11 @@ std::int32_t NumberOf(const jet::Error& error) {
     case jet::ErrorKind::kNotSupported:
     case jet::ErrorKind::kIo:
     case jet::ErrorKind::kLocked:
-    case jet::ErrorKind::kFull:
-    case jet::ErrorKind::kMemory:
-    case jet::ErrorKind::kReplaced:
-    case jet::ErrorKind::kSql:
-      return kErrKeyViolation;
+    case jet::ErrorKind::kDuplicate:
+    case jet::ErrorKind::kFailed:
+      break;
   }
-  return kErrKeyViolation;
+  return kErrFailed;
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "access/store/names.h"
 #include "db/access_provider/errors.h"
 #include "db/access_provider/values.h"
 #include "db/connection_string.h"
@@ -48,7 +49,7 @@ class KeysetRecordset final : public PositionedRecordset, private Attachment {
       int column = kComputed;
       if (!name.empty()) {
         // The usual case is "select *": the same place.
-        const bool same_place = i < def.columns.size() && SameName(def.columns[i].name, name);
+        const bool same_place = i < def.columns.size() && jet::SameName(def.columns[i].name, name);
         column = same_place ? static_cast<int>(i) : def.FindColumn(name);
       }
       const bool writable = column != kComputed && !Def(column).calculated;

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "access/base/text.h"
 #include "db/odbc_provider/odbc_provider.h"
 #include "db/odbc_provider/odbc_recordset.h"
 #include "db/odbc_provider/session.h"
@@ -44,7 +45,7 @@ class OdbcConnection final : public ProviderConnection {
   static bool ChangesDefinitions(std::string_view sql) {
     const std::size_t start = std::min(sql.find_first_not_of(" \t\r\n"), sql.size());
     const std::string_view word = sql.substr(start, sql.find_first_of(" \t\r\n", start) - start);
-    return SameName(word, "create") || SameName(word, "alter") || SameName(word, "drop");
+    return jet::EqualWords(word, "create") || jet::EqualWords(word, "alter") || jet::EqualWords(word, "drop");
   }
 
   std::int64_t ExecutePrepared(std::string_view sql, const std::vector<Value>& parameters) {

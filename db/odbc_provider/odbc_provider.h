@@ -9,7 +9,7 @@
 namespace vnt::db {
 
 // Connects to the data source that the settings name; every setting but the provider goes to the driver.
-// DbError with the driver's native number (kErrKeyViolation when it has none) and text.
+// DbError with the driver's native number (kErrFailed when it has none) and text.
 std::shared_ptr<ProviderConnection> OpenOdbc(const ConnectionSettings& settings);
 
 }  // namespace vnt::db

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "db/forward_recordset.h"
 #include "db/odbc_provider/select_shape.h"
 #include "db/odbc_provider/statement.h"
 #include "db/positioned_recordset.h"
@@ -14,75 +15,36 @@
 namespace vnt::db {
 namespace {
 
-[[noreturn]] void ThrowNotUpdatable() {
-  throw DbError(kErrReadOnlyRecordset, kOdbcSource, "The recordset does not allow changes.");
-}
-
-class StreamingRecordset final : public ProviderRecordset {
+class StreamingRecordset final : public ForwardRecordset {
  public:
   StreamingRecordset(std::shared_ptr<OdbcSession> session, std::string sql)
-      : session_(std::move(session)), sql_(std::move(sql)) {
-    Run();
+      : ForwardRecordset(kOdbcSource), session_(std::move(session)), sql_(std::move(sql)) {
+    Start();
   }
 
-  bool Eof() const override { return !has_row_; }
-  bool Bof() const override { return first_ && !has_row_; }
-
-  void MoveNext() override {
-    session_->RequireUsable();
-    if (!has_row_) {
-      throw DbError(kErrNoCurrentRecord, kOdbcSource, "No current record: the recordset is at its end.");
-    }
-    has_row_ = statement_->Fetch(&values_);
-    first_ = false;
-  }
-
-  void MoveFirst() override {
-    session_->RequireUsable();
-    if (!first_) Run();
-    if (!has_row_)
-      throw DbError(kErrNoCurrentRecord, kOdbcSource, "No current record: the recordset is empty.");
-  }
-
-  void MovePrevious() override { ThrowWrongMove(); }
-  void MoveLast() override { ThrowWrongMove(); }
-  std::int64_t RecordCount() const override { return -1; }
   int FieldCount() const override { return static_cast<int>(statement_->columns().size()); }
   const std::string& FieldName(int index) const override {
     return statement_->columns()[static_cast<std::size_t>(index)].name;
   }
-
   Value Get(int index) const override {
-    session_->RequireUsable();
-    if (!has_row_) throw DbError(kErrNoCurrentRecord, kOdbcSource, "No current record.");
+    RequireRow();
     return values_[static_cast<std::size_t>(index)];
   }
 
-  void Set(int, const Value&) override { ThrowNotUpdatable(); }
-  void AddNew() override { ThrowNotUpdatable(); }
-  std::int64_t Update() override { ThrowNotUpdatable(); }
-  void CancelUpdate() override {}
-  void Delete() override { ThrowNotUpdatable(); }
-
  private:
-  [[noreturn]] static void ThrowWrongMove() {
-    throw DbError(kErrWrongMove, kOdbcSource, "A forward-only recordset cannot be moved backward.");
-  }
-
-  void Run() {
+  bool Restart() override {
     statement_.emplace(*session_);
     statement_->ExecuteDirect(sql_);
     statement_->DescribeColumns();
-    first_ = true;
-    has_row_ = statement_->Fetch(&values_);
+    return Step();
   }
+  bool Step() override { return statement_->Fetch(&values_); }
+  void RequireOpen() const override { session_->RequireUsable(); }
 
   std::shared_ptr<OdbcSession> session_;
   std::string sql_;
   std::optional<OdbcStatement> statement_;
   std::vector<Value> values_;
-  bool has_row_ = false;
-  bool first_ = true;
 };
 
 // Where the rows of a recordset stand in the data source; without a table they cannot be changed.
@@ -265,7 +227,7 @@ class BufferedRecordset final : public PositionedRecordset {
   }
 
   void RequireUpdatable() const override {
-    if (!updatable_) ThrowNotUpdatable();
+    if (!updatable_) ThrowNotUpdatable(kOdbcSource);
   }
   void RequireOpen() const override { session_->RequireUsable(); }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <initializer_list>
 
+#include "access/base/text.h"
 #include "db/connection_string.h"
 #include "db/value.h"
 
@@ -51,7 +52,7 @@ std::vector<Token> Tokenize(std::string_view sql) {
 }
 
 bool IsWord(const Token& token, std::string_view word) {
-  return token.kind == Token::kName && SameName(token.text, word);
+  return token.kind == Token::kName && jet::EqualWords(token.text, word);
 }
 
 bool IsAnyWord(const Token& token, std::initializer_list<std::string_view> words) {

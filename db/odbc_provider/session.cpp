@@ -6,6 +6,7 @@
 #include <array>
 #include <iterator>
 
+#include "access/base/text.h"
 #include "db/odbc_provider/statement.h"
 
 namespace vnt::db {
@@ -86,12 +87,12 @@ std::string ToUtf8(const SQLWCHAR* text, std::size_t units) {
 OdbcSession::OdbcSession(const ConnectionSettings& settings) {
   std::string request;
   for (const auto& [key, value] : settings.all()) {
-    if (SameName(key, "provider")) continue;
-    if (SameName(key, "dsn")) name_ = value;
+    if (jet::EqualWords(key, "provider")) continue;
+    if (jet::EqualWords(key, "dsn")) name_ = value;
     request += key + "=" + (IsPlain(value) ? value : "{" + value + "}") + ";";
   }
   if (SQLAllocHandle(SQL_HANDLE_DBC, Environment(), &connection_) == SQL_ERROR) {
-    throw DbError(kErrNotFound, kOdbcSource, "The ODBC manager of this computer cannot be used.");
+    throw DbError(kErrFailed, kOdbcSource, "The ODBC manager of this computer cannot be used.");
   }
   try {
     SQLSetConnectAttrW(connection_, SQL_ATTR_LOGIN_TIMEOUT, AsPointer(kLoginSeconds), 0);
@@ -118,8 +119,7 @@ OdbcSession::~OdbcSession() {
 void OdbcSession::RequireUsable() const {
   if (closed_) throw DbError(kErrObjectClosed, kOdbcSource, "The connection has been closed.");
   if (lost_) {
-    throw DbError(kErrKeyViolation, kOdbcSource,
-                  "The connection to the data source \"" + name_ + "\" is lost.");
+    throw DbError(kErrFailed, kOdbcSource, "The connection to the data source \"" + name_ + "\" is lost.");
   }
 }
 
@@ -137,7 +137,7 @@ void OdbcSession::Check(SQLRETURN result, SQLSMALLINT handle_type, SQLHANDLE han
     lost_ = true;
     d.text = "The connection to the data source \"" + name_ + "\" is lost: " + d.text;
   }
-  throw DbError(d.native != 0 ? d.native : kErrKeyViolation, kOdbcSource, std::move(d.text));
+  throw DbError(d.native != 0 ? d.native : kErrFailed, kOdbcSource, std::move(d.text));
 }
 
 std::string OdbcSession::InfoText(SQLUSMALLINT what) const {

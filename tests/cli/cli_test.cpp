@@ -400,6 +400,23 @@ TEST_F(CliTest, RepeatedErrorsOfAFixAreToldOnceWithTheirNumber) {
   EXPECT_LE(lines.size(), 3U) << failed.err;
 }
 
+TEST_F(CliTest, CheckWithRemarksOnlyIsASuccess) {
+  MakeSample("10");
+  const std::string file = At("notices.mdb");
+  jet::PageNo page = 0;
+  {
+    const auto database = jet::Database::Open(jet::PlatformFileSystem(), file, jet::OpenMode::kRead);
+    page = database->FindTable("notice")->def().tdef_page;
+  }
+  std::string content = Slurp(file);
+  ++content[page * 4096 + 16];  // the number of rows
+  std::ofstream(file, std::ios::binary) << content;
+  const Outcome found = RunCli({"check", file});
+  EXPECT_EQ(found.code, kOk);
+  EXPECT_THAT(found.out, testing::StartsWith("remark: page " + std::to_string(page) + ": "));
+  EXPECT_THAT(found.err, HasSubstr(": 0 faults, 1 remark."));
+}
+
 TEST_F(CliTest, CheckReportsDamage) {
   MakeSample();
   const std::string file = At("notices.mdb");

@@ -9,7 +9,8 @@
 #include "access/file/test_files.h"
 #include "access/store/database.h"
 #include "db/access_provider/access_provider.h"
-#include "db/file_system.h"
+#include "db/services.h"
+#include "platform/in_force.h"
 #include "tests/db/provider_contract.h"
 #include "tests/process.h"
 
@@ -49,14 +50,17 @@ class AccessFileProvider : public TestProvider {
 class MemoryProvider : public AccessFileProvider {
  public:
   MemoryProvider() : AccessFileProvider(jet::Format::kAce14) {}
-  void SetUp() override { jet::Database::Create(files_, "/db/memory.accdb", jet::Format::kAce14); }
+  ~MemoryProvider() override { platform::InForce<Services>().files = nullptr; }
+  void SetUp() override {
+    jet::Database::Create(files_, "/db/memory.accdb", jet::Format::kAce14);
+    platform::InForce<Services>().files = &files_;
+  }
   void Open(Connection& connection) override {
     connection.Open("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/db/memory.accdb");
   }
 
  private:
   jet::MemoryFileSystem files_;
-  ScopedFileSystem scoped_files_{files_};
 };
 
 INSTANTIATE_TEST_SUITE_P(
@@ -70,6 +74,7 @@ INSTANTIATE_TEST_SUITE_P(
 class AccessFiles : public testing::Test {
  protected:
   void SetUp() override {
+    platform::InForce<Services>().files = &files_;
     for (const char* path : {"/main.mdb", "/template.mdb"}) {
       jet::Database::Create(files_, path, jet::Format::kJet4);
       Connection cn;
@@ -79,6 +84,8 @@ class AccessFiles : public testing::Test {
       cn.Close();
     }
   }
+  void TearDown() override { platform::InForce<Services>().files = nullptr; }
+
   static void Open(Connection& cn, const std::string& path, AccessMode mode = AccessMode::kReadWrite) {
     cn.Mode = mode;
     cn.Open("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=" + path + ";");
@@ -90,7 +97,6 @@ class AccessFiles : public testing::Test {
   }
 
   jet::MemoryFileSystem files_;
-  ScopedFileSystem scoped_files_{files_};
 };
 
 // Between runs a file belongs to whoever wants it, and the next use finds what has that name then.
@@ -246,7 +252,7 @@ TEST_F(AccessFiles, StatementsReadOtherFiles) {
   Open(cn, "/main.mdb");
   EXPECT_EQ(cn.Execute("SELECT * INTO copied FROM t IN '/template.mdb'"), 1);
   EXPECT_EQ(First(cn, "SELECT s FROM copied"), "/template.mdb");
-  EXPECT_EQ(ErrorNumber([&] { cn.Execute("SELECT * INTO other FROM t IN '/missing.mdb'"); }), kErrNotFound);
+  EXPECT_EQ(ErrorNumber([&] { cn.Execute("SELECT * INTO other FROM t IN '/missing.mdb'"); }), kErrFailed);
   // A file that a connection holds for writing is read through it.
   Connection other;
   Open(other, "/main.mdb");
@@ -298,19 +304,35 @@ TEST_F(AccessFiles, DroppedTableLeavesItsKeysetHarmless) {
   }
 }
 
+TEST_F(AccessFiles, SystemTablesAreNotChangedThroughAKeyset) {
+  Connection cn;
+  Open(cn, "/main.mdb");
+  Recordset rs;
+  rs.Open("SELECT * FROM MSysObjects WHERE Name = 't'", cn, CursorType::kKeyset, LockType::kOptimistic);
+  ASSERT_FALSE(rs.Eof());
+  EXPECT_NE(ErrorNumber([&] { rs.Set("Name", Value::Text("x")), rs.Update(); }), 0);
+  rs.CancelUpdate();
+  EXPECT_NE(ErrorNumber([&] { rs.Delete(); }), 0);
+  EXPECT_NE(ErrorNumber([&] { rs.AddNew(), rs.Set("Name", Value::Text("y")), rs.Update(); }), 0);
+  rs.Close();
+  EXPECT_EQ(First(cn, "SELECT COUNT(*) FROM MSysObjects WHERE Name = 't'"), "1");
+  EXPECT_EQ(First(cn, "SELECT COUNT(*) FROM MSysObjects WHERE Name = 'y'"), "0");
+  EXPECT_EQ(First(cn, "SELECT COUNT(*) FROM t"), "1");
+}
+
 TEST_F(AccessFiles, FilesOfOtherKindsAreRefused) {
   files_.SetContent("/empty.mdb", "");
   files_.SetContent("/text.mdb", std::string(10000, 'x'));
   files_.SetContent("/cut.mdb", files_.Content("/main.mdb").substr(0, 5000));
   for (const char* path : {"/empty.mdb", "/text.mdb", "/cut.mdb", "/missing.mdb"}) {
     Connection cn;
-    EXPECT_EQ(ErrorNumber([&] { Open(cn, path); }), kErrNotFound) << path;
+    EXPECT_EQ(ErrorNumber([&] { Open(cn, path); }), kErrFailed) << path;
     EXPECT_FALSE(cn.is_open());
   }
   files_.SetAccessUsers("/main.mdb", "ADMIN on PC7");
   Connection cn;
   std::string description;
-  EXPECT_EQ(ErrorNumber([&] { Open(cn, "/main.mdb"); }, &description), kErrNotFound);
+  EXPECT_EQ(ErrorNumber([&] { Open(cn, "/main.mdb"); }, &description), kErrFailed);
   EXPECT_NE(description.find("ADMIN on PC7"), std::string::npos) << description;
 }
 

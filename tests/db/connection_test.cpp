@@ -12,8 +12,10 @@
 #include "db/access_provider/errors.h"
 #include "db/cadodb.h"
 #include "db/connection_string.h"
-#include "db/file_system.h"
+#include "db/services.h"
+#include "platform/in_force.h"
 #include "platform/messages.h"
+#include "platform/services.h"
 #include "tests/db/provider_contract.h"
 #include "tests/process.h"
 
@@ -48,7 +50,7 @@ TEST(ConnectionString, IsTakenApart) {
     }
     EXPECT_EQ(settings.Find("other"), nullptr);
   }
-  EXPECT_EQ(ErrorNumber([] { ConnectionSettings("Provider;Data Source=x"); }), kErrNotFound);
+  EXPECT_EQ(ErrorNumber([] { ConnectionSettings("Provider;Data Source=x"); }), kErrFailed);
 }
 
 TEST(ConnectionString, CarriesEveryFileName) {
@@ -67,13 +69,13 @@ TEST(ConnectionString, CarriesEveryFileName) {
 TEST(Connection, RefusesWhatItCannotOpen) {
   Connection cn;
   std::string description;
-  EXPECT_EQ(ErrorNumber([&] { cn.Open("Provider=Oracle;Data Source=x"); }, &description), kErrNotFound);
+  EXPECT_EQ(ErrorNumber([&] { cn.Open("Provider=Oracle;Data Source=x"); }, &description), kErrFailed);
   EXPECT_NE(description.find("Oracle"), std::string::npos);
-  EXPECT_EQ(ErrorNumber([&] { cn.Open("Data Source=x"); }), kErrNotFound);
-  EXPECT_EQ(ErrorNumber([&] { cn.Open("Provider=Microsoft.Jet.OLEDB.4.0"); }), kErrNotFound);
+  EXPECT_EQ(ErrorNumber([&] { cn.Open("Data Source=x"); }), kErrFailed);
+  EXPECT_EQ(ErrorNumber([&] { cn.Open("Provider=Microsoft.Jet.OLEDB.4.0"); }), kErrFailed);
   EXPECT_EQ(ErrorNumber([&] { cn.Open("Provider=Microsoft.Jet.OLEDB.4.0;Data Source=/nowhere/x.mdb"); },
                         &description),
-            kErrNotFound);
+            kErrFailed);
   EXPECT_NE(description.find("/nowhere/x.mdb"), std::string::npos);
   EXPECT_EQ(ErrorNumber([&] { cn.Execute("DELETE FROM t"); }), kErrObjectClosed);
   EXPECT_EQ(ErrorNumber([&] { cn.Checkpoint(); }), kErrObjectClosed);
@@ -83,12 +85,13 @@ TEST(Connection, RefusesWhatItCannotOpen) {
 class MemoryDatabases : public testing::Test {
  protected:
   void SetUp() override {
+    platform::InForce<Services>().files = &files_;
     jet::Database::Create(files_, "/db/old.mdb", jet::Format::kJet4);
     jet::Database::Create(files_, "/db/new.accdb", jet::Format::kAce14);
   }
+  void TearDown() override { platform::InForce<Services>().files = nullptr; }
 
   jet::MemoryFileSystem files_;
-  ScopedFileSystem scoped_files_{files_};
 };
 
 using CadoDb = MemoryDatabases;
@@ -116,7 +119,7 @@ TEST_F(CadoDb, ChoosesTheProviderByTheName) {
     ado.DBName = Value::Text(c.name);
     std::string description;
     const std::int32_t number = ErrorNumber([&] { ado.OpenADOConnection(); }, &description);
-    EXPECT_EQ(number, c.opens ? 0 : kErrNotFound);
+    EXPECT_EQ(number, c.opens ? 0 : kErrFailed);
     EXPECT_EQ(ado.Cn().ConnectionString, c.expected + c.name + ";");
     if (!c.opens) {
       EXPECT_NE(description.find(c.name), std::string::npos);
@@ -136,7 +139,7 @@ TEST_F(CadoDb, NullNameIsAnErrorOfItsOwn) {
     EXPECT_EQ(error.description(), "Missing database name");
   }
   ado.DBName = Value::Text("");
-  EXPECT_EQ(ErrorNumber([&] { ado.OpenADOConnection(); }), kErrNotFound);
+  EXPECT_EQ(ErrorNumber([&] { ado.OpenADOConnection(); }), kErrFailed);
   EXPECT_TRUE(ado.has_connection());
 }
 
@@ -158,7 +161,8 @@ TEST(CadoDbMessages, TemporaryDataSourceNeedsAName) {
     }
     std::string shown;
   } recorder;
-  const platform::ScopedMessages scope(recorder);
+  platform::Services services{&recorder, {}};
+  const platform::Scoped<platform::Services> in_force(services);
   cadodb ado;
   ado.AddTempODBCDsn();
   ado.DBName = Value::Text("");
@@ -204,7 +208,7 @@ TEST_F(MemoryDatabases, SqlLogHoldsTheExactText) {
   test::SetVariable("VNTFIX_SQL_LOG", "/nowhere/at/all/log");
   Connection unlogged;
   EXPECT_EQ(ErrorNumber([&] { unlogged.Open("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/db/old.mdb"); }),
-            kErrNotFound);
+            kErrFailed);
   test::SetVariable("VNTFIX_SQL_LOG", "");
 }
 
@@ -216,18 +220,17 @@ TEST(EngineErrors, GetTheirNumbers) {
     std::int32_t number;
   };
   const std::vector<Case> cases = {
-      {ErrorKind::kNotFound, "The file \"column table.mdb\" does not exist.", kErrNotFound},
+      {ErrorKind::kNotFound, "The file \"column table.mdb\" does not exist.", kErrFailed},
       {ErrorKind::kNoTable, "There is no table \"column\".", kErrMissingTable},
       {ErrorKind::kNoColumn, "Table \"t\" has no column \"c\".", kErrParameter},
-      {ErrorKind::kSyntax, "There is no function 'table'.", kErrSyntax},
-      {ErrorKind::kDuplicate, "The change would make a duplicate key in table \"Null\".", kErrKeyViolation},
+      {ErrorKind::kInvalid, "There is no function 'table'.", kErrSyntax},
+      {ErrorKind::kDuplicate, "The change would make a duplicate key in table \"Null\".", kErrFailed},
       {ErrorKind::kConstraint, "Column \"duplicate\" must not be Null.", kErrIntegrity},
       {ErrorKind::kReadOnly, "x", kErrReadOnly},
-      {ErrorKind::kTooLong, "x", kErrTruncated},
-      {ErrorKind::kOverflow, "x", kErrTruncated},
+      {ErrorKind::kTooLarge, "x", kErrTruncated},
       {ErrorKind::kType, "x", kErrDataType},
-      {ErrorKind::kSyntax, "x", kErrSyntax},
-      {ErrorKind::kFull, "x", kErrKeyViolation},
+      {ErrorKind::kExists, "x", kErrSyntax},
+      {ErrorKind::kIo, "x", kErrFailed},
   };
   for (const Case& c : cases) {
     const DbError error = ToDbError(jet::Error(c.kind, c.text));

@@ -3,6 +3,9 @@
 #include <set>
 #include <vector>
 
+#include "db/services.h"
+#include "platform/in_force.h"
+
 namespace vnt::db {
 
 std::int32_t ErrorNumber(const std::function<void()>& work, std::string* description) {
@@ -383,7 +386,7 @@ TEST_P(ProviderContract, FailingStatementsReportAndChangeNothing) {
     const char* named;  // in the description
   };
   const std::vector<Case> cases = {
-      {"INSERT INTO t (k) SELECT k + 2 FROM t", kErrKeyViolation, ""},
+      {"INSERT INTO t (k) SELECT k + 2 FROM t", kErrFailed, ""},
       {"INSERT INTO t (k) VALUES (NULL)", kErrIntegrity, "k"},
       {"UPDATE t SET n = n * 2000", kErrTruncated, ""},
       {"UPDATE t SET s = 'a text that is too long' WHERE k = 2", kErrTruncated, ""},
@@ -451,10 +454,11 @@ TEST_P(ProviderContract, ClosedObjectsSaySo) {
 TEST_P(ProviderContract, ObserverSeesStatementsAndRows) {
   CreateNumbered(3);
   std::vector<std::string> seen;
-  Connection::SetObserver([&](const StatementEvent& event) {
+  auto& observer = platform::InForce<Services>().observer;
+  observer = [&](const StatementEvent& event) {
     seen.push_back(std::string(event.text) + "|" + std::to_string(event.rows) +
                    (event.error != nullptr ? "|failed" : ""));
-  });
+  };
   cn_.Execute("UPDATE t SET n = 1 WHERE k < 3");
   EXPECT_NE(ErrorNumber([&] { cn_.Execute("DELETE FROM missing_table"); }), 0);
   Recordset rs;
@@ -462,7 +466,7 @@ TEST_P(ProviderContract, ObserverSeesStatementsAndRows) {
   rs.Set("n", Value::Int16(5));
   rs.Update();
   rs.Delete();
-  Connection::SetObserver(nullptr);
+  observer = {};
   cn_.Execute("DELETE FROM t");
   EXPECT_EQ(seen, (std::vector<std::string>{"UPDATE t SET n = 1 WHERE k < 3|2",
                                             "DELETE FROM missing_table|0|failed", "SELECT * FROM t|0", "|1",

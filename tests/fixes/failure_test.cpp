@@ -64,7 +64,7 @@ INSTANTIATE_TEST_SUITE_P(
                        insert into s_beam (ntc_id, emi_rcp, beam_name) values (1, 'E', ' A');
                        insert into e_ant (ntc_id, emi_rcp, beam_name) values (1, 'E', ' A'))",
                     TrimBeamNames,
-                    db::kErrKeyViolation,
+                    db::kErrFailed,
                     "select beam_name from grp union all select beam_name from s_beam union all "
                     "select beam_name from e_ant",
                     {"A", " B", "A", " A", " A"}},
@@ -107,7 +107,7 @@ INSTANTIATE_TEST_SUITE_P(
                        insert into provn (grp_id, coord_prov, agree_st, adm, seq_no) values (1, '', '', 'AAA', 2);
                        insert into provn (grp_id, coord_prov, agree_st, adm, seq_no) values (1, '', '', 'BBB', 1))",
                     SortProvnAllGroups,
-                    db::kErrKeyViolation,
+                    db::kErrFailed,
                     "select adm, seq_no from provn order by adm",
                     {"AAA|2", "BBB|1"}}),
     [](const auto& test) { return std::string(test.param.name); });

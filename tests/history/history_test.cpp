@@ -42,10 +42,12 @@ TEST(History, StampsAreNumberedAfterTheHighest) {
 TEST(History, SaveCompletesDateAndStatus) {
   NoticeDatabase database;
   database.Run(kThreeRows);
-  database.Run("insert into notice (ntc_id) values (6)");
-  for (const std::int32_t ntc_id : {6, 7}) {
+  database.Run(
+      "insert into notice (ntc_id) values (6); insert into notice (ntc_id, st_cur) values (9, '07')");
+  for (const std::int32_t ntc_id : {6, 7, 9}) {
     cHISTORYset history;
     history.AddNew(ntc_id);
+    if (ntc_id == 9) history.CurrentObject().st_cur = db::Value::Text("");
     history.CurrentObject().d_hist = db::Value::Text("soon");
     history.CurrentObject().hist_text = db::Value::Text("mine");
     EXPECT_TRUE(history.Dirty());
@@ -55,7 +57,7 @@ TEST(History, SaveCompletesDateAndStatus) {
   }
   EXPECT_EQ(
       database.Rows("select ntc_id, seq_no, st_cur from history where hist_text = 'mine' order by ntc_id"),
-      (Lines{"6|1|", "7|9|05"}));
+      (Lines{"6|1|", "7|9|05", "9|100|07"}));
 }
 
 TEST(History, CursorGoesEitherWay) {

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include "platform/profile.h"
-#include "platform/text.h"
 #include "platform/user_name.h"
 
 namespace vnt::platform {
@@ -76,12 +75,6 @@ TEST(OperatorNameRule, UpperCasedOrNoName) {
       {"abcdefghijklmnopqrst", "NONAME"},
   };
   for (const auto& [name, expected] : cases) EXPECT_EQ(OperatorName(name), expected);
-}
-
-TEST(LetterCase, PairsBeyondAscii) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"straße", "STRAßE"}, {"łódź", "ŁÓDŹ"}, {"ňÿ", "ŇŸ"}, {"жёџ", "ЖЁЏ"}, {"ω÷×", "Ω÷×"}};
-  for (const auto& [small, capital] : cases) EXPECT_EQ(Uppercase(small), capital);
 }
 
 }  // namespace

@@ -15,7 +15,9 @@
 #include <utility>
 #include <vector>
 
+#include "platform/in_force.h"
 #include "platform/messages.h"
+#include "platform/services.h"
 #include "tests/process.h"
 
 namespace vnt::platform {
@@ -86,7 +88,8 @@ class Surroundings : public ::testing::Test {
 
  private:
   std::map<std::string, std::string> former_environment_;
-  platform::ScopedMessages messages_in_force_{messages_};
+  platform::Services services_{&messages_, {}};
+  platform::Scoped<platform::Services> services_in_force_{services_};
 };
 
 }  // namespace vnt::testing

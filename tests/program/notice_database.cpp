@@ -9,6 +9,8 @@
 #include "access/store/database.h"
 #include "db/access_provider/access_provider.h"
 #include "db/provider.h"
+#include "db/services.h"
+#include "platform/in_force.h"
 #include "samples/schema.h"
 #include "tests/process.h"
 
@@ -77,10 +79,14 @@ void RecordedMessages::Show(std::string_view text, platform::MessageStyle style)
 }
 
 NoticeDatabase::NoticeDatabase()
-    : scoped_messages_(messages), scoped_state_(state), drive_c_(Utf8Of(NewFolder("vnt-drive-c-"))) {
+    : settings(state.platform_services.settings),
+      scoped_state_(state),
+      drive_c_(Utf8Of(NewFolder("vnt-drive-c-"))) {
   SetVariable("VNTFIX_CDRIVE", drive_c_);
   // The settings of this machine decide nothing, such as the order of day and month.
   SetVariable("VNTFIX_WINDIR", drive_c_);
+  state.platform_services.messages = &messages;
+  state.db_services.files = &files_;
   Create(files_, kNotice, samples::Schema::kNotice);
   Create(files_, kReference, samples::Schema::kReference);
   Create(files_, kTemplate, samples::Schema::kTemplate);
@@ -137,21 +143,22 @@ std::vector<std::string> NoticeDatabase::Rows(std::string_view query) {
 
 std::vector<std::string> NoticeDatabase::SentBy(const std::function<void()>& work) {
   std::vector<std::string> sent;
-  db::Connection::SetObserver([&](const db::StatementEvent& event) {
+  auto& observer = platform::InForce<db::Services>().observer;
+  observer = [&](const db::StatementEvent& event) {
     if (!event.text.empty()) sent.emplace_back(event.text);
-  });
+  };
   work();
-  db::Connection::SetObserver({});
+  observer = {};
   return sent;
 }
 
 void NoticeDatabase::SpeakIngres() {
-  db::SetProviderFactory([](const std::string&) { return std::make_shared<IngresStandIn>(); });
+  state.db_services.provider = [](const std::string&) { return std::make_shared<IngresStandIn>(); };
   state.main_connection = std::make_unique<db::cadodb>();
   state.main_connection->DsName = db::Value::Text("TLKP-ING");
   state.main_connection->username = db::Value::Text("TEST");
   state.main_connection->OpenIngresAdoConnection();
-  db::SetProviderFactory({});
+  state.db_services.provider = {};
 }
 
 void NoticeDatabase::OpenReference() {

@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "access/file/test_files.h"
-#include "db/file_system.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
@@ -38,7 +37,7 @@ class NoticeDatabase {
 
   ProgramState state;
   RecordedMessages messages;
-  platform::ScopedSettings settings;  // names the reference and the template database
+  platform::SettingOverrides& settings;  // names the reference and the template database
 
   jet::MemoryFileSystem& files() { return files_; }
 
@@ -62,8 +61,6 @@ class NoticeDatabase {
 
  private:
   jet::MemoryFileSystem files_;
-  db::ScopedFileSystem scoped_files_{files_};
-  platform::ScopedMessages scoped_messages_;
   ScopedProgramState scoped_state_;
   std::string drive_c_;
 };

@@ -8,6 +8,8 @@ namespace vnt::testing {
 
 class ProgramSurroundings : public Surroundings {
  protected:
+  ProgramSurroundings() { state_.platform_services.messages = &messages_; }
+
   ProgramState state_;
 
  private:

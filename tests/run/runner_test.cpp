@@ -141,12 +141,12 @@ TEST(Runner, ItsTrapTakesWhateverARoutineThrows) {
   NoticeDatabase database;
   database.Run("insert into geo (ntc_id, f_active) values (1, 'N'); drop table strap");
   FailsOnce messages;
-  const platform::ScopedMessages in_force(messages);
+  database.state.platform_services.messages = &messages;
   const RunResult result = RunOf({7, 31});
   EXPECT_FALSE(result.ended_early);
   ASSERT_EQ(result.fixes[0].errors.size(), 2U);
   EXPECT_EQ(result.fixes[0].errors[1].description(), "no box");
-  EXPECT_EQ(result.fixes[0].errors[1].number(), db::kErrNotFound);
+  EXPECT_EQ(result.fixes[0].errors[1].number(), db::kErrFailed);
   EXPECT_EQ(messages.shown[1], "No Database is open!");
   EXPECT_EQ(database.Rows("select f_active from geo"), Lines{"A"});
 }

@@ -65,15 +65,18 @@ std::string NoticeRows() {
   return text;
 }
 
-SampleDatabases::SampleDatabases() : scoped_messages_(messages), scoped_state_(state) {
+SampleDatabases::SampleDatabases() : settings(state.platform_services.settings), scoped_state_(state) {
+  state.platform_services.messages = &messages;
   const Contents& made = Made();
   for (const auto& [name, content] : made.content) files.SetContent(name, content);
   drive_c_ = Utf8Of(NewFolder("vnt-drive-c-"));
   SetVariable("VNTFIX_CDRIVE", drive_c_);
+  // The settings of this machine decide nothing, such as the order of day and month.
   SetVariable("VNTFIX_WINDIR", drive_c_);
   sizes.cache_bytes = 256u << 10;
   sizes.undo_bytes = 32u << 10;
-  db::SetPageOptionsForTest(&sizes);
+  state.db_services.files = &files;
+  state.db_services.page_options = &sizes;
   settings.Set("GLOBAL", "VeltRefdb", made.names.reference);
   settings.Set("GLOBAL", "EmptyDBV6", made.names.empty_template);
   settings.Set("GLOBAL", "DataLevel", "-1");
@@ -84,7 +87,6 @@ SampleDatabases::SampleDatabases() : scoped_messages_(messages), scoped_state_(s
 
 SampleDatabases::~SampleDatabases() {
   CloseAll();
-  db::SetPageOptionsForTest(nullptr);
   std::error_code ignored;
   std::filesystem::remove_all(drive_c_, ignored);
 }

@@ -7,7 +7,6 @@
 
 #include "access/file/page_store.h"
 #include "access/file/test_files.h"
-#include "db/file_system.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
 #include "tests/program/notice_database.h"
@@ -39,11 +38,9 @@ class SampleDatabases {
   jet::PageStoreOptions sizes;
   ProgramState state;
   RecordedMessages messages;
-  platform::ScopedSettings settings;
+  platform::SettingOverrides& settings;
 
  private:
-  db::ScopedFileSystem scoped_files_{files};
-  platform::ScopedMessages scoped_messages_;
   ScopedProgramState scoped_state_;
   std::string drive_c_;
 };

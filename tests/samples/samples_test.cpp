@@ -8,6 +8,7 @@
 #include "access/file/test_files.h"
 #include "access/sql/session.h"
 #include "samples/sample_database.h"
+#include "tests/access/base/value_text.h"
 
 namespace vnt::samples {
 namespace {
@@ -17,21 +18,7 @@ using Content = std::map<std::string, std::vector<std::string>>;  // table -> ro
 std::string RowText(const jet::Table& table, const jet::Row& row) {
   std::string text;
   for (int i = 0; i < static_cast<int>(table.def().columns.size()); ++i) {
-    const jet::Value value = row.Get(i);
-    text += '|';
-    switch (value.kind()) {
-      case jet::ValueKind::kNull:
-        text += "null";
-        break;
-      case jet::ValueKind::kInteger:
-        text += std::to_string(value.integer());
-        break;
-      case jet::ValueKind::kReal:
-        text += std::to_string(value.real());
-        break;
-      default:
-        text += "'" + value.bytes() + "'";
-    }
+    text += '|' + jet::ValueText(row.Get(i));
   }
   return text;
 }

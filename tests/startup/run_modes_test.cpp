@@ -1,6 +1,8 @@
 // Start-up as a sequence of calls: what is opened, what is shown, which status the process ends with.
 
 #include "startup/run_modes.h"
+#include "db/services.h"
+#include "platform/in_force.h"
 
 #include "db/provider.h"
 #include "tests/program/program_surroundings.h"
@@ -116,11 +118,12 @@ TEST_F(RunModesTest, UnattendedRunFailsWhenClosingFails) {
   };
   WriteSettings("[VNTFIXV7]\nCurDatabase=/data/x.mdb\n");
   open = [] {
-    db::SetProviderFactory([](const std::string&) { return std::make_shared<FullDisk>(); });
+    auto& provider = platform::InForce<db::Services>().provider;
+    provider = [](const std::string&) { return std::make_shared<FullDisk>(); };
     State().main_connection = std::make_unique<db::cadodb>();
     State().main_connection->DBName = db::Value::Text("/data/x.mdb");
     State().main_connection->OpenADOConnection();
-    db::SetProviderFactory({});
+    provider = {};
   };
   EXPECT_EQ(StartUp("x", *this), 1);
   EXPECT_THAT(calls_, ElementsAre("open Access /data/x.mdb", "load unshown", "Automatic_Fix"));

@@ -1,11 +1,17 @@
 // Places of the controls: the columns in their order, nothing cut off, on a small screen and at every scale
 // that the test runs are started with.
 
+#include <wx/bitmap.h>
+#include <wx/dcmemory.h>
+#include <wx/dcscreen.h>
 #include <wx/display.h>
+#include <wx/image.h>
 #include <wx/scrolwin.h>
 #include <wx/sizer.h>
 
 #include <algorithm>
+#include <cstdlib>
+#include <string_view>
 
 #include "tests/ui/window_fixture.h"
 
@@ -80,6 +86,8 @@ TEST_F(LayoutTest, WholeListShowsOnAScreenThatHoldsIt) {
   const wxSize whole = list.GetSizer()->GetMinSize();
   const wxSize screen = wxDisplay(0U).GetClientArea().GetSize();
   if (whole.GetWidth() + 36 > screen.GetWidth() || whole.GetHeight() + 180 > screen.GetHeight()) {
+    ASSERT_TRUE(std::getenv("GDK_DPI_SCALE") != nullptr || std::getenv("GDK_SCALE") != nullptr)
+        << "texts of the usual size do not fit on the screen of the tests";
     GTEST_SKIP() << "the texts are too large for this screen";
   }
   EXPECT_FALSE(list.HasScrollbar(wxVERTICAL));
@@ -99,6 +107,43 @@ TEST_F(LayoutTest, SmallestWindowKeepsButtonsInSightAndScrollsToTheFocus) {
     const wxRect seen = ClientOnScreen(list);
     EXPECT_TRUE(seen.Contains(OnScreen(Box(index)).GetTopLeft())) << index;
     EXPECT_TRUE(seen.Contains(OnScreen(Box(index)).GetBottomLeft())) << index;
+  }
+}
+
+// What is drawn, not what was asked for: in every part of the window some points stand out from the ground,
+// which is dark when the theme is.
+TEST_F(LayoutTest, TextsStandOutFromTheirGround) {
+  Window();
+  Settle();
+  wxBitmap picture(Window().GetSize());
+  {
+    wxMemoryDC target(picture);
+    wxScreenDC screen;
+    target.Blit(wxPoint(0, 0), picture.GetSize(), &screen, Window().GetScreenPosition());
+  }
+  const wxImage image = picture.ConvertToImage();
+  const char* theme = std::getenv("GTK_THEME");
+  const bool dark = theme != nullptr && std::string_view(theme).ends_with(":dark");
+  const auto brightness = [&](int x, int y) {
+    return (image.GetRed(x, y) * 3 + image.GetGreen(x, y) * 6 + image.GetBlue(x, y)) / 10;
+  };
+  for (wxWindow* control : Controls()) {
+    const wxRect seen = ClientOnScreen(Named<wxScrolledWindow>("FixList"));
+    wxRect place = OnScreen(*control);
+    if (!wxDynamicCast(control, wxButton) && !seen.Contains(place)) continue;
+    place.Offset(-Window().GetScreenPosition());
+    int darkest = 255, brightest = 0, bright = 0, points = 0;
+    for (int y = std::max(place.y, 0); y <= std::min(place.GetBottom(), image.GetHeight() - 1); ++y) {
+      for (int x = std::max(place.x, 0); x <= std::min(place.GetRight(), image.GetWidth() - 1); ++x) {
+        const int here = brightness(x, y);
+        darkest = std::min(darkest, here);
+        brightest = std::max(brightest, here);
+        bright += here > 127 ? 1 : 0;
+        ++points;
+      }
+    }
+    EXPECT_GT(brightest - darkest, 120) << control->GetName();
+    EXPECT_EQ(bright * 2 < points, dark) << control->GetName() << ": " << bright << " of " << points;
   }
 }
 

@@ -235,6 +235,19 @@ TEST_P(CheckTest, EachDamageHasItsFinding) {
        }},
       {"bytes more than its parts", true,
        [](Patient& p) { ++p.Page(p.first.layout.tdef_page)[p.format->tdef_length_offset]; }},
+      {"have the id", true,
+       [](Patient& p) {
+         // A row of the catalog begins with the number of its columns and the id.
+         const Definition objects = p.Read("MSysObjects");
+         for (const PageNo page : UsageMap(*p.context, objects.layout.owned_map).Pages()) {
+           std::uint8_t* data = p.Page(page);
+           for (unsigned i = 0; i < SlotCount(*p.format, data); ++i) {
+             std::uint8_t* id = data + ReadSlot(*p.format, data, page, i).start + 2;
+             if (LoadLe<std::uint32_t>(id) != p.second.layout.tdef_page) continue;
+             StoreLe<std::uint32_t>(id, p.first.layout.tdef_page);
+           }
+         }
+       }},
       {"where no table is", true, [](Patient& p) { p.Page(p.first.layout.tdef_page)[0] = 9; }},
       {"holds a table definition that the catalog does not list", false,
        [](Patient& p) {

@@ -7,6 +7,7 @@
 #include "access/base/error.h"
 #include "access/check/check.h"
 #include "access/check/compact_file.h"
+#include "tests/access/base/value_text.h"
 #include "tests/access/store/database_fixture.h"
 
 namespace jet::testing {
@@ -28,23 +29,7 @@ std::string Everything(Database& database) {
     Row row;
     for (RowId id; cursor.Next(&row, &id); text += '\n') {
       for (std::size_t c = 0; c < table->def().columns.size(); ++c) {
-        const Value value = row.Get(static_cast<int>(c));
-        switch (value.kind()) {
-          case ValueKind::kNull:
-            text += "Null|";
-            break;
-          case ValueKind::kInteger:
-            text += fmt::format("{}|", value.integer());
-            break;
-          case ValueKind::kReal:
-            text += fmt::format("{}|", value.real());
-            break;
-          case ValueKind::kDecimal:
-            text += value.decimal().ToText() + "|";
-            break;
-          default:
-            text += value.bytes() + "|";
-        }
+        text += ValueText(row.Get(static_cast<int>(c))) + "|";
       }
     }
   }

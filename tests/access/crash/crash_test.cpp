@@ -8,6 +8,7 @@
 #include "access/file/test_files.h"
 #include "access/store/database.h"
 #include "tests/access/crash/work_database.h"
+#include "tests/access/file/fault.h"
 
 namespace jet {
 namespace {
@@ -48,13 +49,6 @@ std::string TextOf(const std::string& content) {
   EXPECT_EQ(Damage(*database), "");
   return ContentText(*database);
 }
-
-struct Fault {
-  MemoryFileSystem::Failure failure;
-  bool from_then_on;
-  bool power_loss;
-  std::uint64_t keep_seed;
-};
 
 const Fault kFaults[] = {
     {MemoryFileSystem::Failure::kIo, false, false, 0},

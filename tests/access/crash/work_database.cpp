@@ -6,6 +6,7 @@
 
 #include "access/check/check.h"
 #include "access/file/test_files.h"
+#include "tests/access/base/value_text.h"
 
 namespace jet::testing {
 namespace {
@@ -51,23 +52,6 @@ void InsertGroups(Database& database, int from, int to) {
     row.resize(table->def().columns.size());
     table->Insert(row);
   }
-}
-
-std::string ValueText(const Value& value) {
-  switch (value.kind()) {
-    case ValueKind::kNull:
-      return "Null";
-    case ValueKind::kInteger:
-      return std::to_string(value.integer());
-    case ValueKind::kReal:
-      return fmt::format("{}", value.real());
-    case ValueKind::kDecimal:
-      return value.decimal().ToText();
-    case ValueKind::kText:
-    case ValueKind::kBlob:
-      return fmt::format("'{}'", value.bytes());
-  }
-  return {};
 }
 
 }  // namespace

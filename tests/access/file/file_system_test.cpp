@@ -12,6 +12,7 @@
 #include "access/file/overlay.h"
 #include "access/file/page_store.h"
 #include "access/file/test_files.h"
+#include "tests/access/file/kind_of.h"
 #ifndef _WIN32
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -33,16 +34,6 @@ std::string ReadText(File& file, std::uint64_t offset, std::size_t size) {
   std::string text(size, '\0');
   file.Read(offset, {reinterpret_cast<std::uint8_t*>(text.data()), size});
   return text;
-}
-
-// The kind of the error that `action` throws; kSql (which no file throws) when it throws none.
-ErrorKind KindOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const Error& error) {
-    return error.kind();
-  }
-  return ErrorKind::kSql;
 }
 
 class PlatformFiles : public testing::Test {
@@ -93,11 +84,11 @@ TEST_F(PlatformFiles, ConflictsWithinTheProcess) {
   const std::string a = Path("a.mdb");
   const struct {
     OpenMode held, wanted;
-    ErrorKind expected;  // kSql: opens
+    ErrorKind expected;  // kFailed: opens
   } cases[] = {
-      {OpenMode::kRead, OpenMode::kRead, ErrorKind::kSql},
-      {OpenMode::kRead, OpenMode::kReadWrite, ErrorKind::kSql},
-      {OpenMode::kReadWrite, OpenMode::kRead, ErrorKind::kSql},
+      {OpenMode::kRead, OpenMode::kRead, ErrorKind::kFailed},
+      {OpenMode::kRead, OpenMode::kReadWrite, ErrorKind::kFailed},
+      {OpenMode::kReadWrite, OpenMode::kRead, ErrorKind::kFailed},
       {OpenMode::kReadWrite, OpenMode::kReadWrite, ErrorKind::kLocked},
       {OpenMode::kReadWrite, OpenMode::kCreateNew, ErrorKind::kExists},
   };
@@ -108,7 +99,7 @@ TEST_F(PlatformFiles, ConflictsWithinTheProcess) {
     // A refused attempt must not have dropped the lock.
     const bool writing = c.held == OpenMode::kReadWrite;
     EXPECT_EQ(KindOf([&] { files_.Open(a, OpenMode::kReadWrite); }),
-              writing ? ErrorKind::kLocked : ErrorKind::kSql);
+              writing ? ErrorKind::kLocked : ErrorKind::kFailed);
     EXPECT_EQ(files_.Open(a, OpenMode::kRead)->HasWriter(), writing);
     if (!writing) continue;
     EXPECT_TRUE(held->LockContent(false));
@@ -185,7 +176,7 @@ TEST_F(PlatformFiles, ConflictsBetweenProcesses) {
   };
   {
     const auto held = files_.Open(Path("a.mdb"), OpenMode::kReadWrite);
-    EXPECT_EQ(kind_there(OpenMode::kRead), ErrorKind::kSql);
+    EXPECT_EQ(kind_there(OpenMode::kRead), ErrorKind::kFailed);
     EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kLocked);
     ASSERT_TRUE(held->LockContent(false));
     EXPECT_EQ(kind_there(OpenMode::kRead), ErrorKind::kLocked);
@@ -203,10 +194,10 @@ TEST_F(PlatformFiles, ConflictsBetweenProcesses) {
   }
   {
     const auto held = files_.Open(Path("a.mdb"), OpenMode::kRead);
-    EXPECT_EQ(kind_there(OpenMode::kRead), ErrorKind::kSql);
-    EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kSql);
+    EXPECT_EQ(kind_there(OpenMode::kRead), ErrorKind::kFailed);
+    EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kFailed);
   }
-  EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kSql);
+  EXPECT_EQ(kind_there(OpenMode::kReadWrite), ErrorKind::kFailed);
 }
 
 // A journal has the rights of its database, whatever the umask; what is no file of its own is not used.
@@ -263,7 +254,7 @@ TEST_F(PlatformFiles, FullDiskLeavesTheOldFileAndTheJournal) {
     for (int i = 0; i < 10; ++i) store.Append();
     return static_cast<int>(KindOf([&] { store.Checkpoint(); }));
   });
-  EXPECT_EQ(static_cast<ErrorKind>(result), ErrorKind::kFull);
+  EXPECT_EQ(static_cast<ErrorKind>(result), ErrorKind::kIo);
   {
     const auto file = files_.Open(Path("a.mdb"), OpenMode::kRead);
     ASSERT_EQ(file->Size(), old_content.size());

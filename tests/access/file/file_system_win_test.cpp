@@ -11,6 +11,7 @@
 #include <functional>
 
 #include "access/file/file.h"
+#include "tests/access/file/kind_of.h"
 #include "tests/process.h"
 
 namespace jet {
@@ -27,15 +28,6 @@ std::string FailureOf(const std::function<void()>& action) {
   }
   return {};
 }
-ErrorKind KindOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const Error& error) {
-    return error.kind();
-  }
-  return ErrorKind::kSql;  // which no file throws
-}
-
 // A file as another program has it open.
 class Held {
  public:
@@ -86,9 +78,9 @@ TEST_F(WindowsFiles, ShareModesOfOtherProgramsAreRespected) {
     SCOPED_TRACE(fmt::format("access {:x}, share {}", c.access, c.share));
     const Held other(a, c.access, c.share);
     EXPECT_EQ(KindOf([&] { files_.Open(Path("a.mdb"), OpenMode::kRead); }),
-              c.may_read ? ErrorKind::kSql : ErrorKind::kLocked);
+              c.may_read ? ErrorKind::kFailed : ErrorKind::kLocked);
     EXPECT_EQ(KindOf([&] { files_.Open(Path("a.mdb"), OpenMode::kReadWrite); }),
-              c.may_write ? ErrorKind::kSql : ErrorKind::kLocked);
+              c.may_write ? ErrorKind::kFailed : ErrorKind::kLocked);
   }
   const auto ours = files_.Open(Path("a.mdb"), OpenMode::kReadWrite);
   EXPECT_EQ(CreateFileW(a.c_str(), GENERIC_WRITE, kAll, nullptr, OPEN_EXISTING, 0, nullptr),

@@ -1,5 +1,6 @@
 // The page store against a plain model: a vector of pages that is copied where the store has scopes.
 #include "access/file/page_store.h"
+#include "tests/access/file/kind_of.h"
 
 #include <gtest/gtest.h>
 
@@ -32,16 +33,6 @@ std::string Filled(std::uint64_t seed) {
 }
 
 std::string Text(Bytes bytes) { return {reinterpret_cast<const char*>(bytes.data()), bytes.size()}; }
-
-ErrorKind KindOf(const std::function<void()>& action) {
-  try {
-    action();
-  } catch (const Error& error) {
-    return error.kind();
-  }
-  ADD_FAILURE() << "nothing was thrown";
-  return ErrorKind::kSql;
-}
 
 class Store {
  public:
@@ -254,7 +245,7 @@ TEST(PageStore, MisuseIsRefused) {
   EXPECT_EQ(KindOf([&] { (*o.store)->Checkpoint(); }), ErrorKind::kInvalid);
   (*o.store)->CommitStatement();
   (*o.store)->Append();
-  EXPECT_EQ(KindOf([&] { (*o.store)->Append(); }), ErrorKind::kFull);
+  EXPECT_EQ(KindOf([&] { (*o.store)->Append(); }), ErrorKind::kIo);
   EXPECT_EQ(KindOf([&] { (*o.store)->Write(3); }), ErrorKind::kCorrupt);
   EXPECT_EQ(KindOf([&] { (*o.store)->Read(0xFFFFFFFF); }), ErrorKind::kCorrupt);
 

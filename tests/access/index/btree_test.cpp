@@ -262,6 +262,29 @@ TEST(BTree, ContainsLooksAtKeysOnly) {
   EXPECT_FALSE(f.tree().Contains(IntKey(2) + "x"));
 }
 
+// Others leave a separator as it was when the last entry of its leaf goes. What is looked for then may begin
+// the next leaf.
+TEST(BTree, ContainsLooksBehindALeafThatEndsBeforeItsSeparator) {
+  Fixture f;
+  constexpr unsigned kRows = 2000, kRowsOfKey = 47;
+  for (unsigned i = 0; i < kRows; ++i) f.Insert({IntKey(i / kRowsOfKey), Row(i)});
+  const PageRef root = f.store().Read(kRoot);
+  const PageNo leaf_no =
+      internal::EntryList(internal::IndexPageView(root.bytes(), kRoot, kOwner, false)).child(0);
+  MutablePageRef leaf = f.store().Write(leaf_no);
+  internal::IndexPageView view(leaf.bytes(), leaf_no, kOwner, false);
+  internal::IndexPageEditor editor(leaf.mutable_bytes(), &view);
+  unsigned behind = static_cast<unsigned>(internal::EntryList(view).size());
+  const unsigned shared = behind / kRowsOfKey;
+  ASSERT_NE(behind % kRowsOfKey, 0u) << "no key stands in both leaves";
+  for (; behind > shared * kRowsOfKey; --behind) editor.Erase(view.Last());
+  EXPECT_TRUE(f.tree().Contains(IntKey(shared)));
+  EXPECT_TRUE(f.tree().Contains(IntKey(shared - 1)));
+  EXPECT_TRUE(f.tree().Contains(IntKey(kRows / kRowsOfKey)));
+  EXPECT_FALSE(f.tree().Contains(IntKey(shared - 1) + "x"));
+  EXPECT_FALSE(f.tree().Contains(IntKey(kRows / kRowsOfKey + 1)));
+}
+
 TEST(BTree, CursorSurvivesChanges) {
   Fixture f;
   std::mt19937 random(11);
@@ -358,7 +381,7 @@ TEST(BTree, RefusesKeysThatFitNoPage) {
     f.tree().Insert(std::string(BTree::kMaxKeyBytes + 1, 'x'), Row(2));
     ADD_FAILURE();
   } catch (const Error& error) {
-    EXPECT_EQ(error.kind(), ErrorKind::kTooLong);
+    EXPECT_EQ(error.kind(), ErrorKind::kTooLarge);
   }
   f.Verify();
 }

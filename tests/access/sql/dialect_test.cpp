@@ -203,7 +203,7 @@ TEST_F(DialectTest, Errors) {
     session_->Open("select é, * form t");
     FAIL();
   } catch (const Error& e) {
-    EXPECT_EQ(e.kind(), ErrorKind::kSyntax);
+    EXPECT_EQ(e.kind(), ErrorKind::kInvalid);
     EXPECT_EQ(e.offset(), 13);  // bytes
     EXPECT_NE(std::string(e.what()).find("character 13"), std::string::npos) << e.what();
   }

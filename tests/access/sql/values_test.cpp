@@ -27,42 +27,52 @@ class ValuesTest : public SqlTest {
 };
 
 TEST_F(ValuesTest, Functions) {
-  Check("select ",
-        {
-            {"instrrev('abcabc', 'B'), instrrev('abcabc', 'b', 4), instrrev('abc', 'x'), instrrev('abc', '')",
-             "5|2|0|3"},
-            {"instrrev('abcABC', 'c', -1, 0), instrrev('abc', 'c', 9), instrrev(null, 'a')", "3|0|null"},
-            {"strconv('jOHN o. smith', 1), strconv('jOHN', 2), strconv('jOHN o. smith', 3)",
-             "'JOHN O. SMITH'|'john'|'John O. Smith'"},
-            {"strconv('a', 64)", "error: StrConv can do 1, 2 and 3 only."},
-            {"hex(255), hex(-1), hex(10.5), oct(8), oct(null)", "'FF'|'FFFFFFFF'|'A'|'10'|null"},
-            {"hex(99999999999)", "error: Overflow"},
-            {"val('&HFF'), val('&hffff'), val('&HFFFF&'), val('&H10000'), val('&O17'), val('& H F G')",
-             "255|-1|65535|65536|15|15"},
-            {"val('1e3x'), val('-.5'), val('1.2.3'), val('&')", "1000|-0.5|1.2|0"},
-            {"cbool('True'), cbool(0.1), cbool('0'), cbool(null)", "-1|-1|0|null"},
-            {"cbool('x')", "error: 'x' is no number"},
-            {"ccur(1.00005), ccur(1.00015), ccur('2.5'), ccur(null)", "1d|1.0002d|2.5d|null"},
-            {"ccur(1e15)", "error: Overflow"},
-            {"isdate('1/2/2000'), isdate('13/13/2000'), isdate(5), isdate(#1/2/2000#), isdate(null)",
-             "-1|0|0|-1|0"},
-            {"timeserial(6, 30, 0), timeserial(0, 90, 0), timeserial(12, -30, 0)",
-             "0.2708333333333333|0.0625|0.4791666666666667"},
-            {"sgn(-2), sgn(0), fix(-2.7), int(-2.7), abs(-2.5), exp(0), log(1), sin(0), cos(0), atn(0)",
-             "-1|0|-2|-3|2.5|1|0|0|1|0"},
-            {"string(3, 'ab'), space(2), strreverse('abc'), replace('aXbX', 'X', ''), isnumeric('1e3'), "
-             "isnumeric('a')",
-             "'aaa'|'  '|'cba'|'ab'|-1|0"},
-            {"strcomp('a', 'B'), strcomp('b', 'A'), strcomp('a', 'A', 0), ascw('A'), chrw(8364)",
-             "-1|1|1|65|'€'"},
-            {"timevalue('6:00 PM'), datevalue('1/2/2000 6:00 PM') = #1/2/2000#, cvdate('1/2/2000') = "
-             "#1/2/2000#",
-             "0.75|-1|-1"},
-            {"typename(1), typename(0.5), typename(1e300), typename('a'), typename(null), "
-             "typename(#1/1/2000#), "
-             "typename(1 = 1), typename(ccur(1))",
-             "'Long'|'Decimal'|'Double'|'String'|'Null'|'Date'|'Boolean'|'Currency'"},
-        });
+  Check(
+      "select ",
+      {
+          {"instrrev('abcabc', 'B'), instrrev('abcabc', 'b', 4), instrrev('abc', 'x'), instrrev('abc', '')",
+           "5|2|0|3"},
+          {"instrrev('abcABC', 'c', -1, 0), instrrev('abc', 'c', 9), instrrev(null, 'a')", "3|0|null"},
+          {"strconv('jOHN o. smith', 1), strconv('jOHN', 2), strconv('jOHN o. smith', 3)",
+           "'JOHN O. SMITH'|'john'|'John O. Smith'"},
+          {"strconv('a', 64)", "error: StrConv can do 1, 2 and 3 only."},
+          {"hex(255), hex(-1), hex(10.5), oct(8), oct(null)", "'FF'|'FFFFFFFF'|'A'|'10'|null"},
+          {"hex(99999999999)", "error: Overflow"},
+          {"val('&HFF'), val('&hffff'), val('&HFFFF&'), val('&H10000'), val('&O17'), val('& H F G')",
+           "255|-1|65535|65536|15|15"},
+          {"val('1e3x'), val('-.5'), val('1.2.3'), val('&')", "1000|-0.5|1.2|0"},
+          {"cbool('True'), cbool(0.1), cbool('0'), cbool(null)", "-1|-1|0|null"},
+          {"cbool('x')", "error: 'x' is no number"},
+          {"ccur(1.00005), ccur(1.00015), ccur('2.5'), ccur(null)", "1d|1.0002d|2.5d|null"},
+          {"ccur(1e15)", "error: Overflow"},
+          {"isdate('1/2/2000'), isdate('13/13/2000'), isdate(5), isdate(#1/2/2000#), isdate(null)",
+           "-1|0|0|-1|0"},
+          {"timeserial(6, 30, 0), timeserial(0, 90, 0), timeserial(12, -30, 0)",
+           "0.2708333333333333|0.0625|0.4791666666666667"},
+          {"sgn(-2), sgn(0), fix(-2.7), int(-2.7), abs(-2.5), exp(0), log(1), sin(0), cos(0), atn(0)",
+           "-1|0|-2|-3|2.5|1|0|0|1|0"},
+          {"string(3, 'ab'), space(2), strreverse('abc'), replace('aXbX', 'X', ''), isnumeric('1e3'), "
+           "isnumeric('a')",
+           "'aaa'|'  '|'cba'|'ab'|-1|0"},
+          {"strcomp('a', 'B'), strcomp('b', 'A'), strcomp('a', 'A', 0), ascw('A'), chrw(8364)",
+           "-1|1|1|65|'€'"},
+          {"timevalue('6:00 PM'), datevalue('1/2/2000 6:00 PM') = #1/2/2000#, cvdate('1/2/2000') = "
+           "#1/2/2000#",
+           "0.75|-1|-1"},
+          {"round(tan(1), 10), round(atn(1) * 4, 10), csng(0.1) = 0.1, csng(2.5), cbyte(254.5), cbyte('7')",
+           "1.5574077247|3.1415926536|0|2.5|254|7"},
+          {"cbyte(255.5)", "error: Overflow"},
+          {"cbyte(-1)", "error: Overflow"},
+          {"minute(#1:02:03 PM#), second(#1:02:03 PM#), hour(#12:00:00 AM#), minute(0.999999), second(null)",
+           "2|3|0|0|null"},
+          {"now() - date() - time() < 0.0001, date() = int(date()), int(time()), typename(now()), "
+           "now() >= date(), year(now()) > 2020",
+           "-1|-1|0|'Date'|-1|-1"},
+          {"typename(1), typename(0.5), typename(1e300), typename('a'), typename(null), "
+           "typename(#1/1/2000#), "
+           "typename(1 = 1), typename(ccur(1))",
+           "'Long'|'Decimal'|'Double'|'String'|'Null'|'Date'|'Boolean'|'Currency'"},
+      });
 }
 
 TEST_F(ValuesTest, Dates) {
@@ -215,24 +225,29 @@ TEST_F(ValuesTest, BetweenTakesEitherOrder) {
 TEST_F(ValuesTest, GroupsAndSingleValues) {
   Run({"create table t (id long, g long, v text(3))", "insert into t values (1, 1, 'a')",
        "insert into t values (2, 1, 'b')", "insert into t values (3, 2, 'c')"});
-  Check("select ", {
-                       {"id, count(*) from t", "error: The column 'id' stands beside an aggregate function"},
-                       {"g, v, count(*) from t group by g", "error: The column 'v'"},
-                       {"* from t group by g", "error: '*' cannot stand beside"},
-                       {"count(*) from t group by g having v = 'a'", "error: The column 'v'"},
-                       {"count(*) from t order by id", "error: The column 'id'"},
-                       {"g + 1, count(*) from t group by g", "2|2; 3|1"},
-                       {"G as n, count(*) from t x group by x.g order by n desc", "2|1; 1|2"},
-                       {"left(v, 1) as l, count(*) from t group by left(v, 1)", "'a'|1; 'b'|1; 'c'|1"},
-                       {"1, 'x', count(*), sum(id) + max(g) from t", "1|'x'|3|8"},
-                       {"(select count(*) from t x where x.g = t.g) as n, id from t", "2|1; 2|2; 1|3"},
-                       {"g, (select max(v) from t x where x.g = y.g) from t y group by g", "1|'b'; 2|'c'"},
-                       {"(select id from t where g = 1)", "error: more than one row"},
-                       {"(select id from t where g = 2), (select id from t where g = 3)", "3|null"},
-                       {"id from t where id = (select id from t where g = 1)", "error: more than one row"},
-                       {"id from t where id = (select top 1 id from t where g = 1 order by id desc)", "2"},
-                       {"id, (select v from t x where x.id = t.id) from t", "1|'a'; 2|'b'; 3|'c'"},
-                   });
+  Check("select ",
+        {
+            {"id, count(*) from t", "error: The column 'id' stands beside an aggregate function"},
+            {"g, v, count(*) from t group by g", "error: The column 'v'"},
+            {"* from t group by g", "error: '*' cannot stand beside"},
+            {"count(*) from t group by g having v = 'a'", "error: The column 'v'"},
+            {"count(*) from t order by id", "error: The column 'id'"},
+            {"g + 1, count(*) from t group by g", "2|2; 3|1"},
+            {"G as n, count(*) from t x group by x.g order by n desc", "2|1; 1|2"},
+            {"left(v, 1) as l, count(*) from t group by left(v, 1)", "'a'|1; 'b'|1; 'c'|1"},
+            {"1, 'x', count(*), sum(id) + max(g) from t", "1|'x'|3|8"},
+            {"stdev(id), stdevp(id * 2) ^ 2 * 3, var(id * 2), varp(id * 3), min(v), avg(g) * 3 from t",
+             "1|8|4|6|'a'|4"},
+            {"stdev(id), var(id), stdevp(id), varp(id), count(id) from t where id = 3", "null|null|0|0|1"},
+            {"first(v), last(v), first(id) from t where g = 1", "'a'|'b'|1"},
+            {"(select count(*) from t x where x.g = t.g) as n, id from t", "2|1; 2|2; 1|3"},
+            {"g, (select max(v) from t x where x.g = y.g) from t y group by g", "1|'b'; 2|'c'"},
+            {"(select id from t where g = 1)", "error: more than one row"},
+            {"(select id from t where g = 2), (select id from t where g = 3)", "3|null"},
+            {"id from t where id = (select id from t where g = 1)", "error: more than one row"},
+            {"id from t where id = (select top 1 id from t where g = 1 order by id desc)", "2"},
+            {"id, (select v from t x where x.id = t.id) from t", "1|'a'; 2|'b'; 3|'c'"},
+        });
 }
 
 // A join shows a row of the tables that it takes columns from once.

@@ -59,7 +59,7 @@ TEST(CreateTableTest, RefusesBeforeAnythingIsWritten) {
       {"a[b", {a}, {}, ErrorKind::kInvalid, "["},
       {"n", {}, {}, ErrorKind::kInvalid, "no columns"},
       {"n", too_many, {}, ErrorKind::kInvalid, "255"},
-      {"n", too_wide, {}, ErrorKind::kTooLong, "4060"},
+      {"n", too_wide, {}, ErrorKind::kTooLarge, "4060"},
       {"n", {a, Col("A", ColumnType::kText)}, {}, ErrorKind::kExists, "\"A\""},
       {"n", {Col("b!", ColumnType::kText)}, {}, ErrorKind::kInvalid, "!"},
       {"n", {Col("b", ColumnType::kText, 256)}, {}, ErrorKind::kInvalid, "255"},

@@ -1,5 +1,6 @@
 // Enforced relationships. No statement makes one, so the definitions get the blocks that Access writes for
 // it: at both ends a logical index of the foreign kind that names the other end.
+#include <fmt/format.h>
 #include <gmock/gmock.h>
 
 #include "access/store/database_impl.h"
@@ -160,6 +161,63 @@ TEST(Relationships, Cascades) {
     EXPECT_EQ(f.Try([&] { f.parents_().Delete(f.parent_rows[1]); }), "");
     EXPECT_EQ(f.Children(), "1>null 2>null 3>3 4>null ");
     EXPECT_NE(f.Try([&] { f.parents_().Update(f.parent_rows[2], {{0, Value::Integer(20)}}); }), "");
+  }
+}
+
+// A row that two cascades reach, each from a row that a third one took along.
+TEST(Relationships, CascadesMeetInOneRow) {
+  OpenDatabase d;
+  const auto table = [&](const char* name, std::initializer_list<const char*> columns) {
+    std::vector<NewColumn> all;
+    std::vector<NewIndex> indexes = {Idx("PrimaryKey", {"id"}, true, true)};
+    for (const char* column : columns) {
+      all.push_back(Col(column, ColumnType::kLong));
+      if (std::string(column) != "id") indexes.push_back(Idx(std::string("by ") + column, {column}));
+    }
+    d->CreateTable(name, all, indexes);
+    return d->FindTable(name)->def().tdef_page;
+  };
+  const PageNo root = table("root", {"id"}), left = table("left", {"id", "root"}),
+               right = table("right", {"id", "root"}), leaf = table("leaf", {"id", "left", "right"});
+  auto& impl = static_cast<DatabaseImpl&>(*d.db);
+  std::uint32_t number = 7;
+  const auto relate = [&](PageNo parent, PageNo child, std::uint32_t index) {
+    const Cascades all{true, true, false};
+    AddEnd(impl, fmt::format(".r{}", number), parent, child, 0, true, number, number + 1, all);
+    AddEnd(impl, fmt::format("r{}", number), child, parent, index, false, number + 1, number, all);
+    number += 2;
+  };
+  d.InStatement([&] {
+    relate(root, left, 1);
+    relate(root, right, 1);
+    relate(left, leaf, 1);
+    relate(right, leaf, 2);
+  });
+  d.CheckpointAndReopen();
+  const auto insert = [&](const char* name, std::vector<std::int64_t> values) {
+    std::vector<Value> row;
+    for (const std::int64_t value : values) row.push_back(Value::Integer(value));
+    return d->FindTable(name)->Insert(row);
+  };
+  RowId top;
+  d.InStatement([&] {
+    top = insert("root", {1});
+    insert("root", {2});
+    for (int i = 1; i <= 3; ++i) {
+      insert("left", {i, i < 3 ? 1 : 2});
+      insert("right", {i, i < 3 ? 1 : 2});
+    }
+    insert("leaf", {1, 1, 1});
+    insert("leaf", {2, 1, 2});
+    insert("leaf", {3, 3, 2});
+    insert("leaf", {4, 3, 3});
+  });
+  d.InStatement([&] { d->FindTable("root")->Delete(top); });
+  for (const auto& [name, rows] : {std::pair{"root", 1u}, {"left", 1u}, {"right", 1u}, {"leaf", 1u}}) {
+    const auto t = d->FindTable(name);
+    EXPECT_EQ(t->row_count(), rows) << name;
+    for (int i = 0; i < static_cast<int>(t->def().indexes.size()); ++i)
+      EXPECT_EQ(WalkIndex(*t, i).size(), rows);
   }
 }
 

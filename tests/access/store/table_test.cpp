@@ -238,8 +238,8 @@ TEST(TableTest, ConstraintsAreCheckedBeforeAnythingIsWritten) {
       {"required", 5, Value::Null(), ErrorKind::kConstraint, "\"amount\""},
       {"Null in the primary key", 1, Value::Null(), ErrorKind::kConstraint, "\"seq\""},
       {"zero-length text", 2, Value::Text(""), ErrorKind::kConstraint, "\"name\""},
-      {"too long", 2, Value::Text(std::string(256, 'x')), ErrorKind::kTooLong, "\"name\""},
-      {"out of range", 1, Value::Integer(40000), ErrorKind::kOverflow, "\"seq\""},
+      {"too long", 2, Value::Text(std::string(256, 'x')), ErrorKind::kTooLarge, "\"name\""},
+      {"out of range", 1, Value::Integer(40000), ErrorKind::kTooLarge, "\"seq\""},
       {"no number", 5, Value::Text("x"), ErrorKind::kType, "\"amount\""},
       {"duplicate primary key", 0, Value::Integer(1), ErrorKind::kDuplicate, "id = 1, seq = 2"},
       {"duplicate in a unique index", 5, Value::Real(4), ErrorKind::kDuplicate, "\"uq\""},
@@ -337,6 +337,25 @@ TEST(TableTest, OldRowsAndDroppedColumns) {
                       Value::Integer(12), Value::Integer(-1), Value::Null()};
   EXPECT_EQ(Rows(*altered), std::vector<Record>{now});
   file.Commit();
+}
+
+TEST(TableTest, AnUpdateRaisesTheCounterOfItsColumn) {
+  TestFile file;
+  file.Begin();
+  std::vector<ColumnDef> columns = {Column("id", ColumnType::kLong)};
+  columns[0].auto_number = true;
+  auto table = file.MakeTable(columns, {});
+  file.Commit();
+  file.Begin();
+  const RowId row = table->Insert({Value::Null()});
+  table->Update(row, {{0, Value::Integer(40)}});
+  table->Insert({Value::Null()});
+  table->Update(row, {{0, Value::Integer(7)}});
+  table->Insert({Value::Null()});
+  file.Commit();
+  std::vector<std::int64_t> ids;
+  for (const Record& r : Rows(*table)) ids.push_back(r[0].integer());
+  EXPECT_EQ(ids, (std::vector<std::int64_t>{7, 41, 42})) << "up with the highest, never down";
 }
 
 TEST(TableTest, AutonumbersAndCountersFollowTheStatement) {
@@ -470,7 +489,7 @@ TEST(TableTest, ReadOnlyReasonsAndLargeRecords) {
   auto table = file.MakeTable(columns, {});
   std::string text;
   EXPECT_EQ(KindOfError([&] { table->Insert(Record(20, Value::Text(std::string(230, 'x')))); }, &text),
-            ErrorKind::kTooLong);
+            ErrorKind::kTooLarge);
   EXPECT_NE(text.find("record is too large"), std::string::npos) << text;
   TableDef def = table->def();
   def.read_only_reason = "it has calculated columns.";

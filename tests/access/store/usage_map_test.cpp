@@ -135,7 +135,7 @@ TEST(PageAllocatorTest, RollbackAndFullFile) {
   EXPECT_EQ(testing::KindOfError([&] {
               for (int i = 0; i < 100; ++i) file.allocator().Allocate();
             }),
-            ErrorKind::kFull);
+            ErrorKind::kIo);
   file.Rollback();
 }
 

@@ -4,8 +4,9 @@
 #include <memory>
 #include <regex>
 
-#include "access/file/test_files.h"
-#include "db/file_system.h"
+#include "db/access_provider/access_provider.h"
+#include "db/services.h"
+#include "platform/in_force.h"
 #include "program/program_state.h"
 #include "run/databases.h"
 #include "samples/sample_database.h"
@@ -74,7 +75,7 @@ NoticeServer::NoticeServer() {
   db::PostgresServer::Get().Reset(kDataSource, "CREATE SCHEMA seed");
   ReconnectAdmin();
   jet::MemoryFileSystem files;
-  const db::ScopedFileSystem scoped_files(files);
+  platform::InForce<db::Services>().files = &files;
   const samples::SampleFiles made = samples::MakeSample(files, "", {.notices = kNotices, .seed = 5});
   notice_file_ = files.Content(made.notice);
   reference_file_ = files.Content(made.reference);
@@ -89,6 +90,7 @@ NoticeServer::NoticeServer() {
     }
     for (const std::string& table : tables_) LoadTable(file->Cn(), table);
   }
+  platform::InForce<db::Services>().files = nullptr;
   std::sort(one_of_each_kind_.begin(), one_of_each_kind_.end());
   one_of_each_kind_.resize(samples::kMinNotices);
   const std::string others = "ntc_id > " + std::to_string(one_of_each_kind_.back());

@@ -55,6 +55,8 @@ class File {
   virtual void ShareContent() = 0;
   // Whether somebody (else) holds the writer's lock.
   virtual bool HasWriter() = 0;
+  // Who that is, such as "vntfix, process 4711"; empty when the system does not tell.
+  virtual std::string WriterName() { return {}; }
 };
 
 // Where files live. Paths are UTF-8.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <map>
 #include <new>
 #include <ostream>
@@ -38,6 +39,8 @@ struct Parsed {
   std::string file, table;
   bool all_tables = false;
   jet::Format format = jet::Format::kJet4;
+  DiffOptions diff;
+  ExportOptions exported;
   SqlOptions sql;
   SampleCommandOptions sample;
 };
@@ -94,7 +97,7 @@ void AddFileCommands(CLI::App& app, Parsed& p) {
   add("tables", "List the tables and their numbers of rows")
       ->add_flag("--all", p.all_tables, "System tables and other objects too");
   add("schema", "Print the tables as CREATE statements")->add_option("TABLE", p.table, "Only this table");
-  add("export", "Print a table as CSV")->add_option("TABLE", p.table, "Table")->required();
+  add("info", "Show what kind of file it is, what is in it, and who has it open");
   add("check", "Verify every invariant of the file");
   add("compact", "Give back the space that the file does not need");
 }
@@ -115,6 +118,36 @@ void AddOthers(CLI::App& app, Parsed& p) {
       ->transform(CLI::CheckedTransformer(kFormats).description(""));
 
   app.add_subcommand("list", "List the fixes: index, default tick, caption, what it does");
+}
+
+const std::map<std::string, ExportFormat> kExportFormats{
+    {"csv", ExportFormat::kCsv}, {"json", ExportFormat::kJson}, {"sqlite", ExportFormat::kSqlite}};
+
+void AddExport(CLI::App& app, Parsed& p) {
+  CLI::App* command = app.add_subcommand("export", "Print a table, or write all tables to files");
+  command->add_option("FILE", p.exported.file, "Access database")->required();
+  command->add_option("TABLE", p.exported.table, "Table to print");
+  command->add_option("--all", p.exported.folder, "All tables, each into a new file of this folder");
+  command->add_option("--format", p.exported.format, "csv (default), json or sqlite")
+      ->transform(CLI::CheckedTransformer(kExportFormats).description(""));
+  command->add_option("--output", p.exported.output, "With --format sqlite: the new file, for all tables");
+  command->add_flag("--order-by-key", p.exported.order_by_key,
+                    "Rows by primary key, not as the table holds them");
+}
+
+const std::map<std::string, DiffFormat> kDiffFormats{
+    {"text", DiffFormat::kText}, {"csv", DiffFormat::kCsv}, {"json", DiffFormat::kJson}};
+
+void AddDiff(CLI::App& app, Parsed& p) {
+  CLI::App* diff = app.add_subcommand("diff", "Show what two databases differ in: exit status 1 if anything");
+  diff->add_option("OLD", p.diff.old_file, "Access database (.mdb or .accdb)")->required();
+  diff->add_option("NEW", p.diff.new_file, "Access database to compare it with")->required();
+  diff->add_option("--notice", p.diff.compare.notice, "Only rows that belong to this notice")
+      ->check(CLI::Range(1, std::numeric_limits<std::int32_t>::max()));
+  diff->add_option("--table", p.diff.compare.tables, "Only these tables")->delimiter(',');
+  diff->add_flag("--only-counts", p.diff.compare.only_counts, "How many rows differ, not which");
+  diff->add_option("--format", p.diff.format, "text (default), csv or json")
+      ->transform(CLI::CheckedTransformer(kDiffFormats).description(""));
 }
 
 // "--backup FOLDER" is understood too: a folder among the files can be nothing else.
@@ -141,9 +174,11 @@ int Dispatch(const std::string& command, const Parsed& p, Streams& streams) {
   if (command == "new") return New(p.file, p.format, streams);
   if (command == "tables") return Tables(p.file, p.all_tables, streams);
   if (command == "schema") return Schema(p.file, p.table, streams);
-  if (command == "export") return Export(p.file, p.table, streams);
+  if (command == "export") return Export(p.exported, streams);
+  if (command == "info") return Info(p.file, streams);
   if (command == "check") return Check(p.file, streams);
   if (command == "compact") return Compact(p.file, streams);
+  if (command == "diff") return Diff(p.diff, streams);
   if (command == "sql") return Sql(p.sql, streams);
   return Sample(p.sample, streams);
 }
@@ -158,6 +193,8 @@ int RunCommand(const std::vector<std::string>& arguments, Streams& streams) {
   app.require_subcommand(1);
   AddFix(app, parsed);
   AddFileCommands(app, parsed);
+  AddExport(app, parsed);
+  AddDiff(app, parsed);
   AddOthers(app, parsed);
   try {
     // The parser takes the arguments from the back.

@@ -10,6 +10,7 @@ namespace vnt::cli {
 enum ExitCode {
   kOk = 0,
   kFailed = 1,     // a fix or statement failed, a run ended early, or `check` found something
+  kDifferent = 1,  // of `diff`: the databases are not equal
   kUsage = 2,      // wrong options or arguments
   kRefused = 3,    // missing, locked, read-only, unsupported or damaged file
   kUnwritten = 4,  // done, but the output could not be written

@@ -8,6 +8,7 @@
 
 #include "access/base/types.h"
 #include "cli/cli.h"
+#include "cli/diff_writers.h"
 #include "platform/settings.h"
 #include "run/run_record.h"
 
@@ -43,9 +44,32 @@ int Undo(const UndoOptions& options, Streams& streams);
 int New(const std::string& file, jet::Format format, Streams& streams);
 int Tables(const std::string& file, bool all, Streams& streams);
 int Schema(const std::string& file, const std::string& table, Streams& streams);
-int Export(const std::string& file, const std::string& table, Streams& streams);
+
+enum class ExportFormat { kCsv, kJson, kSqlite };
+struct ExportOptions {
+  std::string file;
+  std::string table;   // to standard output
+  std::string folder;  // or all tables, each into a file of that folder
+  std::string output;  // or all tables into one SQLite file
+  ExportFormat format = ExportFormat::kCsv;
+  bool order_by_key = false;
+};
+int Export(const ExportOptions& options, Streams& streams);
+// The name of a table as that of a file, without extension: what cannot stand in one, on Linux or Windows, as
+// "%2F" and the like.
+std::string SafeFileName(const std::string& table);
+
+int Info(const std::string& file, Streams& streams);
+
 int Check(const std::string& file, Streams& streams);
 int Compact(const std::string& file, Streams& streams);
+
+struct DiffOptions {
+  std::string old_file, new_file;
+  compare::Options compare;
+  DiffFormat format = DiffFormat::kText;
+};
+int Diff(const DiffOptions& options, Streams& streams);
 
 struct SqlOptions {
   std::string file;

@@ -1,5 +1,4 @@
-// What looks at a file as a file: new, tables, schema, export, check.
-#include <algorithm>
+// What looks at a file as a file: new, tables, schema, check.
 #include <new>
 #include <ostream>
 
@@ -10,6 +9,7 @@
 #include "cli/commands.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
+#include "cli/tables.h"
 #include "db/error.h"
 
 namespace vnt::cli {
@@ -17,18 +17,6 @@ namespace {
 
 std::unique_ptr<jet::Database> OpenForReading(const std::string& file) {
   return jet::Database::Open(jet::PlatformFileSystem(), file, jet::OpenMode::kRead);
-}
-
-std::vector<jet::CatalogEntry> SortedCatalog(jet::Database& database) {
-  std::vector<jet::CatalogEntry> entries = database.Catalog();
-  std::sort(entries.begin(), entries.end(), [](const auto& a, const auto& b) { return a.name < b.name; });
-  return entries;
-}
-
-constexpr std::int16_t kLocalTable = 1;
-
-bool IsUserTable(const jet::CatalogEntry& entry) {
-  return entry.type == kLocalTable && !entry.system() && !entry.hidden();
 }
 
 std::string_view ObjectKind(std::int16_t type) {
@@ -62,48 +50,6 @@ std::string_view ObjectKind(std::int16_t type) {
 
 std::string Name(const std::string& name) { return "[" + name + "]"; }
 
-std::string TypeText(const jet::ColumnDef& column) {
-  using jet::ColumnType;
-  switch (column.type) {
-    case ColumnType::kBoolean:
-      return "YESNO";
-    case ColumnType::kByte:
-      return "BYTE";
-    case ColumnType::kInteger:
-      return "SHORT";
-    case ColumnType::kLong:
-      return column.auto_number ? "COUNTER" : "LONG";
-    case ColumnType::kCurrency:
-      return "CURRENCY";
-    case ColumnType::kSingle:
-      return "SINGLE";
-    case ColumnType::kDouble:
-      return "DOUBLE";
-    case ColumnType::kDateTime:
-      return "DATETIME";
-    case ColumnType::kBinary:
-      return fmt::format("VARBINARY({})", column.length);
-    case ColumnType::kText:
-      return fmt::format("{}({})", column.fixed ? "CHAR" : "TEXT", column.max_characters());
-    case ColumnType::kOle:
-      return "OLEOBJECT";
-    case ColumnType::kMemo:
-      return "MEMO";
-    case ColumnType::kGuid:
-      return "GUID";
-    case ColumnType::kDecimal:
-      if (column.calculated) return "DECIMAL";
-      return fmt::format("DECIMAL({},{})", column.precision, column.scale);
-    case ColumnType::kBigInt:
-      return "BIGINT";
-    case ColumnType::kComplex:
-      return "/* complex */ LONG";
-    case ColumnType::kDateTimeExtended:
-      return "/* date and time, extended */ TEXT(42)";
-  }
-  return fmt::format("/* type {:#x} */ VARBINARY(255)", static_cast<int>(column.type));
-}
-
 void PrintSchema(const jet::TableDef& def, std::ostream& out) {
   out << "CREATE TABLE " << Name(def.name) << " (";
   for (std::size_t i = 0; i < def.columns.size(); ++i) {
@@ -133,14 +79,6 @@ void PrintSchema(const jet::TableDef& def, std::ostream& out) {
     if (!index.required && index.ignore_nulls) out << " WITH IGNORE NULL";
     out << ";\n";
   }
-}
-
-std::shared_ptr<jet::Table> RequireTable(jet::Database& database, const std::string& name) {
-  auto table = database.FindTable(name);
-  if (table == nullptr) {
-    throw jet::Error(jet::ErrorKind::kInvalid, fmt::format("The database has no table '{}'.", name));
-  }
-  return table;
 }
 
 }  // namespace
@@ -184,50 +122,7 @@ int Schema(const std::string& file, const std::string& table, Streams& streams) 
     PrintSchema(RequireTable(*database, table)->def(), streams.out);
     return kOk;
   }
-  for (const jet::CatalogEntry& entry : SortedCatalog(*database)) {
-    if (!IsUserTable(entry)) continue;
-    const auto found = database->FindTable(entry.name);
-    if (found != nullptr) PrintSchema(found->def(), streams.out);
-  }
-  return kOk;
-}
-
-int Export(const std::string& file, const std::string& table_name, Streams& streams) {
-  const Interruptible interruptible;
-  const auto database = OpenForReading(file);
-  const auto table = RequireTable(*database, table_name);
-  const auto& columns = table->def().columns;
-  std::string buffer;
-  for (std::size_t i = 0; i < columns.size(); ++i) {
-    if (i > 0) buffer += ',';
-    AppendQuoted(columns[i].name, &buffer);
-  }
-  buffer += '\n';
-  constexpr std::size_t kFlushAt = 256 * 1024;
-  jet::TableCursor cursor(*table);
-  jet::Row row;
-  jet::RowId id;
-  std::string text;
-  while (cursor.Next(&row, &id)) {
-    jet::ThrowIfInterrupted();
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-      if (i > 0) buffer += ',';
-      const int column = static_cast<int>(i);
-      if (columns[i].type == jet::ColumnType::kText) {
-        if (row.IsNull(column)) continue;
-        row.GetText(column, &text);
-        AppendQuoted(text, &buffer);
-      } else {
-        AppendCsv(row.Get(column), columns[i].type, &buffer);
-      }
-    }
-    buffer += '\n';
-    if (buffer.size() >= kFlushAt) {
-      streams.out.write(buffer.data(), static_cast<std::streamsize>(buffer.size()));
-      buffer.clear();
-    }
-  }
-  streams.out.write(buffer.data(), static_cast<std::streamsize>(buffer.size()));
+  for (const auto& found : UserTables(*database)) PrintSchema(found->def(), streams.out);
   return kOk;
 }
 

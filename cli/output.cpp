@@ -26,6 +26,48 @@ void AppendBinary(std::string_view bytes, std::string* out) {
 
 }  // namespace
 
+std::string TypeText(const jet::ColumnDef& column) {
+  using jet::ColumnType;
+  switch (column.type) {
+    case ColumnType::kBoolean:
+      return "YESNO";
+    case ColumnType::kByte:
+      return "BYTE";
+    case ColumnType::kInteger:
+      return "SHORT";
+    case ColumnType::kLong:
+      return column.auto_number ? "COUNTER" : "LONG";
+    case ColumnType::kCurrency:
+      return "CURRENCY";
+    case ColumnType::kSingle:
+      return "SINGLE";
+    case ColumnType::kDouble:
+      return "DOUBLE";
+    case ColumnType::kDateTime:
+      return "DATETIME";
+    case ColumnType::kBinary:
+      return fmt::format("VARBINARY({})", column.length);
+    case ColumnType::kText:
+      return fmt::format("{}({})", column.fixed ? "CHAR" : "TEXT", column.max_characters());
+    case ColumnType::kOle:
+      return "OLEOBJECT";
+    case ColumnType::kMemo:
+      return "MEMO";
+    case ColumnType::kGuid:
+      return "GUID";
+    case ColumnType::kDecimal:
+      if (column.calculated) return "DECIMAL";
+      return fmt::format("DECIMAL({},{})", column.precision, column.scale);
+    case ColumnType::kBigInt:
+      return "BIGINT";
+    case ColumnType::kComplex:
+      return "/* complex */ LONG";
+    case ColumnType::kDateTimeExtended:
+      return "/* date and time, extended */ TEXT(42)";
+  }
+  return fmt::format("/* type {:#x} */ VARBINARY(255)", static_cast<int>(column.type));
+}
+
 void AppendReal(double value, std::string* out) {
   char buffer[32];
   // Negative zero is zero.

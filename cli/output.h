@@ -9,9 +9,13 @@
 #include "access/base/types.h"
 #include "access/base/value.h"
 #include "db/error.h"
+#include "access/store/database.h"
 #include "db/value.h"
 
 namespace vnt::cli {
+
+// The type of a column as CREATE TABLE names it, such as "TEXT(20)".
+std::string TypeText(const jet::ColumnDef& column);
 
 // Shortest decimal text that reads back as the same number; "." as decimal point.
 void AppendReal(double value, std::string* out);

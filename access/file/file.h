@@ -60,6 +60,8 @@ class File {
   // Makes this new file a copy of `from` that shares its blocks until either is written to. False where the
   // file system cannot do that.
   virtual bool ShareBlocks(File& /*from*/) { return false; }
+  // Who that is, such as "vntfix, process 4711"; empty when the system does not tell.
+  virtual std::string WriterName() { return {}; }
 };
 
 // Where files live. Paths are UTF-8.

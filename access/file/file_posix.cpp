@@ -103,14 +103,20 @@ bool LockPatiently(int fd, short type, const std::string& path) {
   return false;
 }
 
-// The program that has the file open for writing, such as " (vntfix, process 4711)"; empty when the system
+// The program that has the file open for writing, such as "vntfix, process 4711"; empty when the system
 // does not tell.
-std::string WriterName(int fd) {
+std::string NameOfWriter(int fd) {
   struct flock lock = LockOf(kProcessByte, F_WRLCK);
   if (fcntl(fd, F_GETLK, &lock) != 0 || lock.l_type == F_UNLCK || lock.l_pid <= 0) return {};
   std::string name;
   std::getline(std::ifstream(fmt::format("/proc/{}/comm", lock.l_pid)), name);
-  return fmt::format(" ({}process {})", name.empty() ? "" : name + ", ", lock.l_pid);
+  return fmt::format("{}process {}", name.empty() ? "" : name + ", ", lock.l_pid);
+}
+
+// The same as the end of a sentence.
+std::string WriterInBrackets(int fd) {
+  const std::string name = NameOfWriter(fd);
+  return name.empty() ? "" : " (" + name + ")";
 }
 
 FileStamp StampOf(const struct stat& st) {
@@ -190,6 +196,7 @@ class PosixFile : public File {
     struct flock lock = LockOf(kWriterByte, F_WRLCK);
     return fcntl(fd_.get(), F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
   }
+  std::string WriterName() override { return NameOfWriter(fd_.get()); }
 
   // Rights and owner of `file`, as far as they can be given.
   void TakeRights(int file) {
@@ -254,11 +261,11 @@ int OpenFile(const std::string& path, int flags, mode_t mode = 0666) {
 void Lock(int fd, bool write, const std::string& path) {
   if (write && !TryLock(fd, kWriterByte, F_WRLCK, path)) {
     throw Error(ErrorKind::kLocked,
-                fmt::format("The file {} is in use by another program{}.", path, WriterName(fd)));
+                fmt::format("The file {} is in use by another program{}.", path, WriterInBrackets(fd)));
   }
   if (!LockPatiently(fd, F_RDLCK, path)) {
-    throw Error(ErrorKind::kLocked,
-                fmt::format("The file {} is being written by another program{}.", path, WriterName(fd)));
+    throw Error(ErrorKind::kLocked, fmt::format("The file {} is being written by another program{}.", path,
+                                                WriterInBrackets(fd)));
   }
   if (!write) return;
   struct flock lock = LockOf(kProcessByte, F_WRLCK);

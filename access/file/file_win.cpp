@@ -310,6 +310,11 @@ class WinFile : public File {
     Unlock(handle_.get(), kWriterByte);
     return false;
   }
+  std::string WriterName() override {
+    // On a file server the number may be that of another machine's process.
+    const DWORD process = IsRemote(handle_.get()) ? 0 : WriterProcess(handle_.get());
+    return process == 0 ? std::string() : ProcessName(process);
+  }
 
   std::uint64_t Size() override {
     LARGE_INTEGER size;

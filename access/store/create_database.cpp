@@ -252,7 +252,7 @@ void FillAces(StoredTable& aces) {
 void MakeEmptyDatabase(FileSystem& files, const std::string& path, const FormatInfo& format) {
   if (files.Exists(path)) throw Error(ErrorKind::kExists, fmt::format("The file {} exists already.", path));
   // It would be taken for one of the new file's, and keep that from being opened.
-  const std::string journal = files.ResolveLinks(path) + kJournalSuffix;
+  const std::string journal = JournalPath(files, path);
   if (files.Exists(journal)) {
     throw Error(ErrorKind::kExists,
                 fmt::format("The journal {} of a database of that name is there. Move it away first, or put "

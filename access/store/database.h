@@ -129,6 +129,8 @@ class Row {
   std::int64_t GetInteger(int column) const;          // Boolean, Byte, Integer, Long, BigInt
   double GetReal(int column) const;                   // Single, Double, DateTime
   void GetText(int column, std::string* utf8) const;  // Text, Memo; replaces the content of *utf8
+  // The row as it is stored; long values may be references to other pages.
+  Bytes stored() const { return bytes_; }
 
  private:
   friend struct RowAccess;
@@ -171,6 +173,10 @@ class Table {
   virtual void HoldRowIds() = 0;
   virtual void ReleaseRowIds() = 0;
 
+  // Whether rows of the same bytes are the same rows in both tables, their long values excepted: equal
+  // columns have equal places. Columns are compared by position; names do not matter.
+  virtual bool StoresRowsAs(const Table& other) const = 0;
+
   // The key bytes that `values` (one per leading column, at most all) have in an index.
   std::string MakeKey(int index, const std::vector<Value>& values) const;
   // Key encoding of one index column.
@@ -207,6 +213,8 @@ class IndexCursor {
   IndexCursor(Table& table, int index, Bounds bounds);
   ~IndexCursor();
   bool Next(RowId* id);
+  // The key bytes of the entry that Next() gave last; valid until the next call.
+  std::string_view key() const;
 
  private:
   struct State;
@@ -215,6 +223,22 @@ class IndexCursor {
 
 // What the name of a database's journal has more than its own.
 inline constexpr char kJournalSuffix[] = "-vntjournal";
+
+// What a file says of itself.
+struct FileFacts {
+  std::string_view version;       // "Access 2000"
+  std::uint16_t code_page = 0;    // of Access 97 texts; later versions hold Unicode
+  std::uint16_t lcid = 0;         // of the default text order
+  std::uint8_t sort_version = 0;  // 0 or 1: the order of Access 2000 to 2007, or that of 2010 and later
+  double created = 0;             // as a Date/Time column holds it; 0 where the version does not tell
+  std::uint32_t page_size = 0;    // bytes
+  PageNo pages = 0;               // those in a waiting journal included
+  PageNo free_pages = 0;          // of these, those that new rows and indexes can take
+  bool unfinished_write = false;  // Access was interrupted in the middle of a write
+};
+
+// Where the journal of a database stands, by whatever link the database is named.
+std::string JournalPath(FileSystem& files, const std::string& database_path);
 
 class Database {
  public:
@@ -238,6 +262,9 @@ class Database {
   virtual bool writable() const = 0;
   // Why it is not writable, as a sentence for the user.
   virtual std::string read_only_sentence() const = 0;
+
+  // kCorrupt when the map of free pages cannot be read.
+  virtual FileFacts Facts() = 0;
 
   virtual std::vector<CatalogEntry> Catalog() = 0;
   // The table of that name in any letter case; null when there is none (a query or link of that name is

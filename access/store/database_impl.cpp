@@ -32,12 +32,16 @@ void RequireSavable(FileSystem& files, const std::string& path, const std::strin
 
 }  // namespace
 
+std::string JournalPath(FileSystem& files, const std::string& database_path) {
+  return files.ResolveLinks(database_path) + kJournalSuffix;
+}
+
 std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& path, OpenMode mode,
                                          const Options& options) {
   if (mode == OpenMode::kCreateNew) throw Error(ErrorKind::kInvalid, "A new database is made with Create.");
   // Journal and lock file stand beside the file itself, by whatever link it is opened.
   const std::string home = files.ResolveLinks(path);
-  const std::string journal = home + kJournalSuffix;
+  const std::string journal = JournalPath(files, path);
   std::unique_ptr<File> file = files.Open(path, mode);
   FileHeader header = ReadFileHeader(*file, path);
   if (mode == OpenMode::kReadWrite) {
@@ -89,6 +93,18 @@ DatabaseImpl::DatabaseImpl(std::string path, std::unique_ptr<PageStore> pages, c
   auto objects = LoadTable(header_.objects, "MSysObjects", {}, true);
   auto aces = LoadTable(header_.aces, "MSysACEs", {}, true);
   catalog_ = std::make_unique<jet::Catalog>(std::move(objects), std::move(aces));
+}
+
+FileFacts DatabaseImpl::Facts() {
+  return {.version = header_.format->name,
+          .code_page = header_.code_page,
+          .lcid = header_.lcid,
+          .sort_version = header_.sort_version,
+          .created = header_.created,
+          .page_size = header_.format->page_size,
+          .pages = pages_->page_count(),
+          .free_pages = allocator_->FreePages(),
+          .unfinished_write = header_.unfinished_write};
 }
 
 std::shared_ptr<StoredTable> DatabaseImpl::LoadTable(PageNo tdef_page, const std::string& name,

@@ -30,6 +30,7 @@ class DatabaseImpl final : public Database, private TableSource, private PageOwn
   bool writable() const override { return pages_->writable(); }
   std::string read_only_sentence() const override;
 
+  FileFacts Facts() override;
   std::vector<CatalogEntry> Catalog() override { return catalog_->List(); }
   std::shared_ptr<Table> FindTable(std::string_view name) override;
   std::uint64_t schema_version() const override { return schema_version_; }

@@ -70,6 +70,8 @@ class PageAllocator {
   virtual void MoveMapDown() = 0;
   // All pages from this one on are free.
   virtual PageNo UsedEnd() = 0;
+  // How many pages of the file are free.
+  virtual PageNo FreePages() = 0;
 };
 
 // Tells whose page one is.

@@ -92,6 +92,12 @@ class GlobalMapAllocator : public PageAllocator {
     return end;
   }
 
+  PageNo FreePages() override {
+    PageNo count = 0;
+    for (PageNo page = kFirstPage; page < pages_.page_count(); ++page) count += IsFree(page) ? 1 : 0;
+    return count;
+  }
+
  private:
   bool IsFree(PageNo page) {
     const PageRef ref = pages_.Read(kGlobalMap.page);

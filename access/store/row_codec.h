@@ -36,6 +36,8 @@ struct RowFormat {
   std::uint16_t open_columns = 0xFFFF;
   // Variable columns that the table has ever had.
   std::uint16_t variable_columns = 0;
+
+  bool operator==(const RowFormat&) const = default;
 };
 RowFormat MakeRowFormat(const TableDef& def, const TableLayout& layout, bool jet3);
 

@@ -348,6 +348,20 @@ bool StoredTableImpl::Fetch(RowId id, Row* row) {
   return true;
 }
 
+bool StoredTableImpl::StoresRowsAs(const Table& other) const {
+  const StoredTableImpl& o = Impl(other);
+  const auto same_place = [](const ColumnDef& a, const ColumnDef& b) {
+    return a.type == b.type && a.number == b.number && a.fixed == b.fixed && a.calculated == b.calculated &&
+           a.scale == b.scale && a.length == b.length &&
+           (a.fixed ? a.fixed_offset == b.fixed_offset : a.variable_index == b.variable_index);
+  };
+  // How text is stored depends on the version and, before Unicode, on the code page.
+  const bool same_text = context_.format.unicode == o.context_.format.unicode &&
+                         (context_.format.unicode || context_.code_page == o.context_.code_page);
+  return same_text && row_format_ == o.row_format_ &&
+         std::ranges::equal(def_.columns, o.def_.columns, same_place);
+}
+
 bool StoredTableImpl::Locate(RowId id, Location* at) const {
   if (id.page() >= context_.pages.page_count()) return false;
   at->home_page = context_.pages.Read(id.page());

@@ -159,4 +159,6 @@ bool IndexCursor::Next(RowId* id) {
   return true;
 }
 
+std::string_view IndexCursor::key() const { return state_->last_key; }
+
 }  // namespace jet

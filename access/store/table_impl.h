@@ -38,6 +38,7 @@ class StoredTableImpl final : public StoredTable {
   std::uint32_t row_count() const override { return counters_.rows; }
   std::uint64_t content_version() const override { return content_version_; }
   bool Fetch(RowId id, Row* row) override;
+  bool StoresRowsAs(const Table& other) const override;
   RowId Insert(const std::vector<Value>& values) override;
   void Update(RowId id, const std::vector<ColumnChange>& changes) override;
   void Delete(RowId id) override;

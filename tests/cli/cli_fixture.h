@@ -50,7 +50,7 @@ class CliTest : public testing::Test {
   }
   ~CliTest() override { fs::remove_all(folder_); }
 
-  std::string At(const char* name) const { return (folder_ / name).string(); }
+  std::string At(const std::string& name) const { return test::Utf8Of(folder_ / test::PathOf(name)); }
   std::string NewDatabase(const char* name = "a.mdb") {
     const std::string path = At(name);
     EXPECT_EQ(RunCli({"new", path}).code, kOk);

@@ -1,0 +1,58 @@
+// diff: what two databases differ in.
+#include <ostream>
+
+#include <fmt/format.h>
+
+#include "cli/commands.h"
+#include "cli/interruptible.h"
+
+namespace vnt::cli {
+namespace {
+
+// Two caches of this size, and what sorting takes, stay below 64 MB together.
+constexpr std::size_t kCacheBytes = 8u << 20;
+
+std::unique_ptr<jet::Database> Open(const std::string& file) {
+  jet::Database::Options options;
+  options.pages.cache_bytes = kCacheBytes;
+  return jet::Database::Open(jet::PlatformFileSystem(), file, jet::OpenMode::kRead, options);
+}
+
+}  // namespace
+
+int Diff(const DiffOptions& options, Streams& streams) {
+  const Interruptible interruptible;
+  const auto old_database = Open(options.old_file);
+  const auto new_database = Open(options.new_file);
+  const std::int32_t notice = options.compare.notice;
+  if (notice > 0 && !compare::HasNotice(*old_database, notice) &&
+      !compare::HasNotice(*new_database, notice)) {
+    streams.err << fmt::format("Neither {} nor {} has a notice {}.\n", options.old_file, options.new_file,
+                               notice);
+    return kUsage;
+  }
+  try {
+    const auto writer = MakeDiffWriter(
+        options.format, {options.old_file, options.new_file, notice, options.compare.only_counts},
+        streams.out);
+    const compare::Summary summary = compare::Compare(*old_database, *new_database, options.compare, *writer);
+    writer->Finish(summary);
+    streams.out.flush();
+    // Exit status 1 says that the output holds the differences.
+    if (!streams.out) return kUnwritten;
+    return summary.equal() ? kOk : kDifferent;
+  } catch (const jet::Error& error) {
+    const bool is_usage =
+        error.kind() == jet::ErrorKind::kNoTable || error.kind() == jet::ErrorKind::kInvalid;
+    if (is_usage) {
+      streams.err << error.what() << '\n';
+      return kUsage;
+    }
+    if (error.is_environment()) throw;
+    // Whatever else it is: it must not be taken for a difference.
+    streams.err << error.what() << '\n';
+    return kRefused;
+  }
+}
+
+}  // namespace vnt::cli

@@ -1,0 +1,40 @@
+// Differences of two databases as text, CSV or JSON, written as they are found.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "compare/compare.h"
+
+namespace vnt::cli {
+
+enum class DiffFormat { kText, kCsv, kJson };
+
+// What is being compared, as the reader shall know it.
+struct DiffNames {
+  std::string old_name, new_name;
+  std::int32_t notice = 0;   // 0: all
+  bool only_counts = false;  // no rows will come
+};
+
+class DiffWriter : public compare::Sink {
+ public:
+  // After the comparison: totals, and what closes the document.
+  virtual void Finish(const compare::Summary& summary) = 0;
+};
+
+// Text: a line for each changed cell, each added and each removed row, and for each table, then the totals.
+// CSV: a line for each changed cell, row, table or column that one side lacks, or the counts of each table
+// that differs; equal databases give the header alone. JSON: one document, described by
+// docs/diff.schema.json.
+std::unique_ptr<DiffWriter> MakeDiffWriter(DiffFormat format, const DiffNames& names, std::ostream& out);
+
+// The values of a changed cell as SQL would write them. Values that differ in less than their usual text
+// shows
+// (-0, parts of a second, the last bits of a single in a double) get all their digits.
+void DescribeChange(const jet::Value& old_value, jet::ColumnType old_type, const jet::Value& new_value,
+                    jet::ColumnType new_type, std::string* old_text, std::string* new_text);
+
+}  // namespace vnt::cli

@@ -8,8 +8,8 @@
 
 #include "access/base/types.h"
 #include "access/base/value.h"
-#include "db/error.h"
 #include "access/store/database.h"
+#include "db/error.h"
 #include "db/value.h"
 
 namespace vnt::cli {

@@ -30,8 +30,7 @@ using Statement = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
 
 [[noreturn]] void Throw(sqlite3* connection, int code, const std::string& path) {
   if ((code & 0xFF) == SQLITE_NOMEM) throw std::bad_alloc();
-  const bool is_full = (code & 0xFF) == SQLITE_FULL;
-  throw jet::Error(is_full ? jet::ErrorKind::kFull : jet::ErrorKind::kIo,
+  throw jet::Error(jet::ErrorKind::kIo,
                    fmt::format("The file {} cannot be written: {}.", path,
                                connection != nullptr ? sqlite3_errmsg(connection) : sqlite3_errstr(code)));
 }

@@ -17,7 +17,7 @@ namespace vnt::cli {
 //   they are Text, Memo, GUID, Date/Time Ext.      TEXT Binary, OLE                           BLOB
 //
 // A unique index whose keys SQLite takes for equal becomes an ordinary one. jet::Error: kExists when the file
-// is there; kFull, kIo; kInterrupted; what reading the database raises.
+// is there; kIo; kInterrupted; what reading the database raises.
 void ExportToSqlite(jet::Database& database, const std::string& path, bool order_by_key);
 
 }  // namespace vnt::cli

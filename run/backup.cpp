@@ -131,7 +131,7 @@ Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::s
   record.before = jet::Fingerprint(current);
   if (record.before != state.after && !force) {
     throw jet::Error(
-        jet::ErrorKind::kReplaced,
+        jet::ErrorKind::kIo,
         fmt::format("{} is not what the run of {} left: it was changed since, or that run did not "
                     "end as it should. Nothing was changed. With --force the backup {} is put "
                     "back all the same, and what is there now becomes a backup.",
@@ -152,7 +152,7 @@ Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::s
   // Some systems replace no file that is open.
   database.reset();
   if (files.Open(file, jet::OpenMode::kRead)->Stamp() != stamp) {
-    throw jet::Error(jet::ErrorKind::kReplaced,
+    throw jet::Error(jet::ErrorKind::kIo,
                      fmt::format("{} was changed by another program meanwhile. It stays as it is.", file));
   }
   replacement.Commit();

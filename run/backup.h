@@ -32,7 +32,7 @@ struct Undone {
   std::string kept;      // the backup of what it had before
 };
 // Puts the newest backup back and makes what was there a backup in its turn, so that undoing can be undone.
-// Refused with a jet::Error, and nothing is touched: kNotFound when there is no backup; kReplaced when the
+// Refused with a jet::Error, and nothing is touched: kNotFound when there is no backup; kIo when the
 // database is not what the run left (`force` overrides that); kCorrupt when the backup is not what it was
 // when it was made, or has no record; whatever keeps the database from being opened for writing.
 Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::string& folder, bool force);

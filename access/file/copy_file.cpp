@@ -33,8 +33,7 @@ std::string CopyBeside(FileSystem& files, File& from, const std::string& to, Fil
     const auto copy = files.OpenCompanion(unfinished, OpenMode::kCreateNew, owner);
     if (!copy->ShareBlocks(from)) {
       if (files.FreeBytes(to) < size) {
-        throw Error(ErrorKind::kFull,
-                    fmt::format("There is no room for a copy of {} bytes at {}.", size, to));
+        throw Error(ErrorKind::kIo, fmt::format("There is no room for a copy of {} bytes at {}.", size, to));
       }
       ForEachPiece(from, [&](std::uint64_t at, const std::uint8_t* data, std::size_t bytes) {
         copy->Write(at, Bytes(data, bytes));

@@ -8,7 +8,7 @@
 namespace jet {
 
 // A durable copy with the rights of the file, whole or not at all; it shares the file's blocks where the file
-// system can do that. kExists; kFull, before anything is written where that can be told.
+// system can do that. kExists; kIo when the disk is full, before anything is written where that can be told.
 void CopyFile(FileSystem& files, File& from, const std::string& to);
 
 // A copy of a file that is to take the place of another one, and gets the rights of that.

@@ -56,7 +56,7 @@ TEST(SortedOrder, AFullDiskIsAnError) {
     add_many();
     FAIL() << "nothing was raised";
   } catch (const jet::Error& error) {
-    EXPECT_EQ(error.kind(), jet::ErrorKind::kFull);
+    EXPECT_EQ(error.kind(), jet::ErrorKind::kIo);
   }
 }
 

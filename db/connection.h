@@ -32,6 +32,7 @@ enum class Durability {
   kPersisted,  // what was durable before the last Persist() or Checkpoint(), which failed or has not been
                // made
   kUnknown,    // one of the two; opening the database again tells
+  kLost,       // nothing: the file was replaced or changed by another program
 };
 
 // Told of every statement that is sent, after it ended, and of every row that a recordset wrote or deleted

@@ -271,6 +271,7 @@ class Run {
     // After a failure to go back what was true before it holds.
     if (went_back) durability = DurabilityOf(cn);
     if (went_back && durability == db::Durability::kAll) persisted_ = done_;
+    if (durability == db::Durability::kLost) persisted_ = 0;  // also what was in the journal before
     // The connections hold what is not in the database.
     if (!kept && !IsIngres()) ReopenAccessDatabase();
     return durability == db::Durability::kUnknown ? FixStatus::kInDoubt : FixStatus::kUndone;

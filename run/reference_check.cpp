@@ -32,13 +32,15 @@ std::string ReferenceFault(const FixSelection& selection) {
   reference.Mode = db::AccessMode::kRead;
   try {
     reference.OpenADOConnection();
-  } catch (const db::DbError&) {
+  } catch (const db::DbError& error) {
+    if (error.number() == db::kErrInterrupted) throw;
     return {};  // the run has its own words for that
   }
   try {
     db::Recordset rows;
     rows.Open("select top 1 * from rf_ant_type", reference.Cn());
   } catch (const db::DbError& error) {
+    if (error.number() == db::kErrInterrupted) throw;
     return refusal + error.description();
   }
   return {};

@@ -72,10 +72,11 @@ class FileSystem {
   virtual std::unique_ptr<File> OpenCompanion(const std::string& path, OpenMode mode, File& owner) = 0;
   // Makes a file with that content, durably: whole or, when it fails or is interrupted, not at all. kExists.
   virtual void CreateWhole(const std::string& path, Bytes content) = 0;
-  // Why no file can be made in the folder of `path`; empty when one can.
+  // Why no file can be made at `path`, though none is there; empty when one can.
   virtual std::string WhyNotCreate(const std::string& path) = 0;
   // How many names (hard links) the file has.
   virtual std::uint64_t LinkCount(const std::string& path) = 0;
+  // kIo when it cannot be told.
   virtual bool Exists(const std::string& path) = 0;
   virtual void Remove(const std::string& path) = 0;
   virtual void Rename(const std::string& from, const std::string& to) = 0;

@@ -45,9 +45,6 @@ namespace {
     case EEXIST:
       kind = ErrorKind::kExists;
       break;
-    case EROFS:
-      kind = ErrorKind::kReadOnly;
-      break;
     default:
       break;
   }
@@ -119,6 +116,16 @@ FileStamp StampOf(const struct stat& st) {
           std::int64_t{st.st_mtim.tv_sec} * 1000000000 + st.st_mtim.tv_nsec};
 }
 
+// False when there is no file of that name. What keeps us from looking is an error: that a journal cannot be
+// seen does not mean that there is none.
+bool FindFile(const std::string& path, struct stat* st) {
+  if (stat(path.c_str(), st) == 0) return true;
+  if (errno != ENOENT && errno != ENOTDIR && errno != ENAMETOOLONG) {
+    ThrowErrno(fmt::format("The file {} cannot be examined", path), errno);
+  }
+  return false;
+}
+
 class PosixFile : public File {
  public:
   PosixFile(Descriptor descriptor, std::string path) : fd_(std::move(descriptor)), path_(std::move(path)) {}
@@ -168,7 +175,7 @@ class PosixFile : public File {
   FileStamp Stamp() override { return StampOf(Examine()); }
   bool IsInPlace() override {
     struct stat st;
-    return stat(path_.c_str(), &st) == 0 && StampOf(st).identity == Stamp().identity;
+    return FindFile(path_, &st) && StampOf(st).identity == Stamp().identity;
   }
 
   bool LockContent(bool patiently) override {
@@ -366,6 +373,12 @@ class PosixFileSystem : public FileSystem {
   }
 
   std::string WhyNotCreate(const std::string& path) override {
+    struct stat st;
+    if (lstat(path.c_str(), &st) == 0) {
+      if (S_ISLNK(st.st_mode) && !Exists(path)) return fmt::format("{} is a link to nothing", path);
+    } else if (errno == ENAMETOOLONG) {
+      return std::generic_category().message(errno);
+    }
     const std::string folder = FolderOf(path);
     if (faccessat(AT_FDCWD, folder.c_str(), W_OK | X_OK, AT_EACCESS) == 0) return {};
     return fmt::format("{}: {}", folder, std::generic_category().message(errno));
@@ -378,7 +391,7 @@ class PosixFileSystem : public FileSystem {
 
   bool Exists(const std::string& path) override {
     struct stat st;
-    return stat(path.c_str(), &st) == 0;
+    return FindFile(path, &st);
   }
 
   void Remove(const std::string& path) override {

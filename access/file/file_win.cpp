@@ -81,9 +81,6 @@ std::string SystemMessage(DWORD code) {
     case ERROR_FILE_TOO_LARGE:
       kind = ErrorKind::kFull;
       break;
-    case ERROR_WRITE_PROTECT:
-      kind = ErrorKind::kReadOnly;
-      break;
     default:
       break;
   }
@@ -436,8 +433,20 @@ class WinFileSystem : public FileSystem {
         code);
   }
 
+  // What keeps us from looking is an error: that a journal cannot be seen does not mean that there is none.
   bool Exists(const std::string& path) override {
-    return GetFileAttributesW(Wide(path).c_str()) != INVALID_FILE_ATTRIBUTES;
+    if (GetFileAttributesW(Wide(path).c_str()) != INVALID_FILE_ATTRIBUTES) return true;
+    switch (const DWORD code = GetLastError()) {
+      case ERROR_FILE_NOT_FOUND:
+      case ERROR_PATH_NOT_FOUND:
+      case ERROR_INVALID_NAME:
+      case ERROR_BAD_NETPATH:
+      case ERROR_BAD_NET_NAME:
+      case ERROR_FILENAME_EXCED_RANGE:
+        return false;
+      default:
+        ThrowSystem(fmt::format("The file {} cannot be examined", path), code);
+    }
   }
 
   void Remove(const std::string& path) override {

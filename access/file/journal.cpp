@@ -175,6 +175,9 @@ Headers ReadHeaders(File& journal, const std::string& path) {
       journal.Read(offset, MutableBytes(bytes, std::min<std::uint64_t>(size - offset, kHeaderBytes)));
     }
     places[i] = JournalHeader::Decode(bytes);
+    if (size < kHeaderBytes && std::memcmp(bytes, kMagic, sizeof kMagic) == 0) {
+      ThrowDamaged(path, "it ends within its header");
+    }
     other_version |= !places[i] && std::memcmp(bytes, kMagic, kVersionByte) == 0 &&
                      bytes[kVersionByte] != kMagic[kVersionByte];
     second_written = std::any_of(bytes, bytes + kHeaderBytes, [](std::uint8_t byte) { return byte != 0; });
@@ -328,8 +331,19 @@ std::uint64_t Journal::Offset(Slot slot) const {
 
 std::uint64_t Journal::bytes() const { return Offset(slots_ + 1); }
 
+// Whatever keeps the journal from being made keeps everything from being saved: a failure of the
+// surroundings, also where it looks like a file that may not be written.
 void Journal::Make() {
   if (file_ != nullptr) return;
+  try {
+    MakeFile();
+  } catch (const Error& error) {
+    if (error.is_environment()) throw;
+    throw Error(ErrorKind::kIo, error.what());
+  }
+}
+
+void Journal::MakeFile() {
   if (files_.Exists(path_)) {
     // A valid one was dealt with when the database was opened. One that has come since is not ours to remove.
     if (ReadHeaders(*files_.OpenCompanion(path_, OpenMode::kRead, database_), path_).newest) {
@@ -560,8 +574,11 @@ std::optional<Journal::Waiting> Journal::Recover(bool writable) {
       waiting = ReadState(**header);
       *header_ = std::move(**header);
     } catch (const Error& error) {
-      // Of a commit that was cut short the records may be missing. It was never said to be durable.
+      // Of a commit that was cut short the records may be missing. It was never said to be durable. But a
+      // second header may be lost, too: that the first commit was cut short shows in a file that nobody has
+      // touched since.
       if (error.kind() != ErrorKind::kCorrupt || !std::exchange(headers.cut_short, false)) throw;
+      if (!headers.before && !IsUntouched(**header)) throw;
       continue;
     }
     header_may_stand_ = true;
@@ -577,6 +594,11 @@ std::optional<Journal::Waiting> Journal::Recover(bool writable) {
   }
   Reset();
   return std::nullopt;
+}
+
+bool Journal::IsUntouched(const JournalHeader& header) {
+  return database_.Stamp().modified == header.modified &&
+         database_.Size() == std::uint64_t{header.file_pages} * page_size_;
 }
 
 // Reads every record and looks at every page of the database that one is for.

@@ -154,6 +154,7 @@ class Journal {
   std::size_t record_bytes() const { return kPrefixBytes + page_size_; }
   std::uint64_t Offset(Slot slot) const;
   void Make();
+  void MakeFile();
   Slot TakeSlot();
   void Seal(Slot slot, PageNo page, std::uint8_t* record);
   void VoidGivenUp();
@@ -161,6 +162,8 @@ class Journal {
   void Void();
   void NoteOthers(const std::vector<JournalPage>& changed);
   Waiting ReadState(const JournalHeader& header);
+  // Whether the database is as it was when the header was written, by size and time of its last change.
+  bool IsUntouched(const JournalHeader& header);
   void Reset();
 
   FileSystem& files_;

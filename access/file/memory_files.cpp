@@ -249,6 +249,9 @@ MemoryFileSystem::~MemoryFileSystem() = default;
 std::unique_ptr<File> MemoryFileSystem::Open(const std::string& path, OpenMode mode) {
   if (mode == OpenMode::kCreateNew) {
     if (Exists(path)) throw Error(ErrorKind::kExists, fmt::format("The file {} exists already.", path));
+    if (const std::string why = WhyNotCreate(path); !why.empty()) {
+      throw Error(ErrorKind::kReadOnly, fmt::format("The file {} cannot be written: {}.", path, why));
+    }
     impl_->Count(path);
     impl_->ChangeName({NameChange::Kind::kCreate, path, {}, impl_->NewNode()});
   }

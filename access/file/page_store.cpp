@@ -97,6 +97,7 @@ struct PageStore::Impl {
   PageNo file_pages = 0;  // of the file itself
   FileStamp stamp;        // of the file as we opened or left it
   State state = State::kSound;
+  bool lost = false;      // the file is no longer ours, and what was done is nowhere
   bool in_doubt = false;  // whether the commit that failed will be found
 
   std::size_t frame_limit;
@@ -612,6 +613,7 @@ void PageStore::CheckUnchanged() {
   }
   if (what == nullptr) return;
   impl.state = Impl::State::kBroken;
+  impl.lost = true;
   impl.journal.Drop();
   journal_waits_ = false;
   throw Error(ErrorKind::kReplaced,
@@ -637,13 +639,14 @@ void PageStore::Commit(bool applying) {
 }
 
 void PageStore::Apply() {
-  CheckUnchanged();
   try {
+    CheckUnchanged();
     impl_->journal.BeginApplying(Impl::InJournal(entries_));
     impl_->Apply(entries_);
     impl_->stamp = impl_->file->Stamp();
   } catch (const Error& error) {
     impl_->state = Impl::State::kBroken;
+    if (impl_->lost) throw;
     throw Error(
         error.kind(),
         fmt::format("{} What was done is kept in the journal {}. It gets to the database the next time "
@@ -655,6 +658,7 @@ void PageStore::Apply() {
 }
 
 Durability PageStore::durability() const {
+  if (impl_->lost) return Durability::kLost;
   if (changed_pages_ == 0) return Durability::kAll;
   return impl_->in_doubt ? Durability::kUnknown : Durability::kPersisted;
 }

@@ -113,6 +113,7 @@ enum class Durability {
   kAll,        // everything so far
   kPersisted,  // what was persisted last
   kUnknown,    // one or the other: persisting has failed, and could not be taken back
+  kLost,       // nothing: the file was replaced, moved, deleted or changed by somebody else
 };
 
 class PageStore {

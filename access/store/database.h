@@ -213,6 +213,9 @@ class IndexCursor {
   std::unique_ptr<State> state_;
 };
 
+// What the name of a database's journal has more than its own.
+inline constexpr char kJournalSuffix[] = "-vntjournal";
+
 class Database {
  public:
   struct Options {

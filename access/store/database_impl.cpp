@@ -11,7 +11,6 @@
 namespace jet {
 namespace {
 
-constexpr const char* kJournalSuffix = "-vntjournal";
 constexpr const char* kReplacedReason = "its definition has changed meanwhile";
 
 std::string NamesFile(const std::string& path) { return fmt::format("\"{}\"", path); }

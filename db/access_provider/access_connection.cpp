@@ -112,6 +112,8 @@ Durability AccessConnection::GetDurability() {
       return Durability::kAll;
     case jet::Durability::kPersisted:
       return Durability::kPersisted;
+    case jet::Durability::kLost:
+      return Durability::kLost;
     case jet::Durability::kUnknown:
       break;
   }

@@ -5,10 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 
 #include "access/base/interruption.h"
+#include "access/store/database.h"
 #include "run/fix_runner.h"
 #include "run/guards.h"
+#include "run/reference_check.h"
 #include "samples/sample_database.h"
 #include "tests/run/sample_databases.h"
 
@@ -215,6 +218,85 @@ TEST(EndedRunSize, TheFileReachesItsLargestSize) {
     ended += result.ended_early ? 1 : 0;
   }
   EXPECT_GT(ended, 3U);
+}
+
+// Does something to the files when the n-th fix has ended.
+class Meddler : public RunObserver {
+ public:
+  Meddler(std::size_t fix, std::function<void()> meddle) : left_(fix), meddle_(std::move(meddle)) {}
+  void FixEnds(const FixResult&) override {
+    if (left_ != 0 && --left_ == 0) meddle_();
+  }
+
+ private:
+  std::size_t left_;
+  std::function<void()> meddle_;
+};
+
+// The folder is closed to us, or somebody puts a file in the journal's place, when the run has begun: nothing
+// can be saved any more, which is no error of a statement.
+TEST(EndedRunJournal, CannotBeMade) {
+  BordersOf(false);
+  std::string strange;
+  {
+    SampleDatabases other;
+    MainCn().Execute("update notice set adm = 'XXX'");
+    MainCn().Checkpoint();
+    MainCn().Execute("update notice set adm = 'YYY'");
+    MainCn().Persist();
+    strange = other.files.Content(other.state.current_database + jet::kJournalSuffix);
+  }
+  for (const bool planted : {false, true}) {
+    SCOPED_TRACE(planted);
+    SampleDatabases databases;
+    const std::string path = databases.state.current_database;
+    const std::string journal = path + jet::kJournalSuffix;
+    databases.state.persist_interval = std::chrono::hours(1);
+    Meddler meddler(1, [&] {
+      planted ? databases.files.SetContent(journal, strange) : databases.files.SetReadOnly("", true);
+    });
+    const RunResult result = RunFixes(DefaultSelection(), meddler);
+    databases.CloseAll();
+    EXPECT_TRUE(result.ended_early);
+    EXPECT_EQ(FixesIn(result), 0U);
+    ASSERT_EQ(databases.messages.shown.size(), 1U);
+    EXPECT_NE(databases.messages.shown[0].find("No fix of this run is in the database."), std::string::npos)
+        << databases.messages.shown[0];
+    EXPECT_TRUE(!planted || databases.files.Content(journal) == strange);
+    databases.files.SetReadOnly("", false);
+    if (planted) databases.files.Remove(journal);
+    databases.state.current_database = path;  // which a journal in its way has closed
+    EXPECT_EQ(ExpectAtABorder(databases, result, false), 0U);
+  }
+}
+
+// Another file is in the place of the database: also what was durable before is not in that.
+TEST(EndedRunReplaced, NothingIsInTheDatabase) {
+  BordersOf(false);
+  for (const std::size_t fix : {1U, 10U, 36U}) {
+    SCOPED_TRACE(fix);
+    SampleDatabases databases;
+    databases.state.persist_interval = {};
+    const std::string path = databases.state.current_database;
+    const std::string before = databases.files.Content(path);
+    Meddler meddler(fix, [&] {
+      databases.files.Remove(path);
+      databases.files.SetContent(path, before);
+    });
+    const RunResult result = RunFixes(DefaultSelection(), meddler);
+    databases.CloseAll();
+    EXPECT_EQ(FixesIn(result), 0U);
+    EXPECT_EQ(ExpectAtABorder(databases, result, false), 0U);
+    EXPECT_TRUE(databases.files.Content(path) == before);
+  }
+}
+
+TEST(EndedRunInterruption, BeforeTheRunIsNoFaultOfTheReference) {
+  SampleDatabases databases;
+  jet::interruption = 15;
+  EXPECT_THROW(ReferenceFault(FixSelection().set()), db::DbError);
+  jet::interruption = 0;
+  EXPECT_EQ(ReferenceFault(FixSelection().set()), "");
 }
 
 TEST(EndedRunInterruption, UndoesTheRunningFixAndKeepsTheOthers) {

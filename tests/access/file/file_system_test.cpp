@@ -124,6 +124,25 @@ TEST_F(PlatformFiles, RefusalsAndNames) {
   EXPECT_EQ(ReadText(*files_.Open(Path("a.mdb"), OpenMode::kRead), 0, 5), "other");
 }
 
+// A journal that cannot be seen may be there.
+TEST_F(PlatformFiles, WhatCannotBeLookedAtIsNotCalledMissing) {
+  Put("a.mdb", "content");
+  const auto file = files_.Open(Path("a.mdb"), OpenMode::kRead);
+  std::filesystem::remove(Path("a.mdb"));
+  EXPECT_FALSE(file->IsInPlace());
+  std::filesystem::create_symlink("a.mdb", Path("a.mdb"));  // leads to itself
+  EXPECT_EQ(KindOf([&] { files_.Exists(Path("a.mdb")); }), ErrorKind::kIo);
+  EXPECT_EQ(KindOf([&] { file->IsInPlace(); }), ErrorKind::kIo);
+}
+
+TEST_F(PlatformFiles, TellsWhyNoFileCanBeMade) {
+  EXPECT_EQ(files_.WhyNotCreate(Path("new")), "");
+  EXPECT_NE(files_.WhyNotCreate(Path("no/new")), "");
+  EXPECT_NE(files_.WhyNotCreate(Path(std::string(256, 'x').c_str())), "");
+  std::filesystem::create_symlink("nothing", Path("link"));
+  EXPECT_NE(files_.WhyNotCreate(Path("link")), "");
+}
+
 // Holds for the superuser too, whom the system would let write.
 TEST_F(PlatformFiles, FileMarkedReadOnlyIsNotWritten) {
   Put("a.mdb", "content");

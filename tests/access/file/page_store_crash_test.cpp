@@ -452,6 +452,8 @@ TEST(Journal, IsNotAppliedToAnotherFileNorWhenDamaged) {
        [&](auto& f) {
          f.SetContent(kJournal, f.Content(kJournal).substr(0, f.Content(kJournal).size() - 1));
        }},
+      {"a journal cut off in its first header, of a file half written", true,
+       [&](auto& f) { f.SetContent(kJournal, f.Content(kJournal).substr(0, 300)); }},
       {"a journal of another version", false,
        [&](auto& f) {
          f.SetContent(kJournal, overwrite(overwrite(f.Content(kJournal), 4096 + 7, "\x03"), 7, "\x03"));
@@ -468,6 +470,57 @@ TEST(Journal, IsNotAppliedToAnotherFileNorWhenDamaged) {
     EXPECT_TRUE(files.Content(kPath) == content);
     EXPECT_TRUE(files.Exists(kJournal));
   }
+}
+
+// A program was killed while it brought the file up to date; the disk keeps what it was given.
+void KillHalfway(MemoryFileSystem& files) {
+  const std::string before = State(0);
+  for (std::uint64_t more = 1; more < 100; ++more) {
+    files.SetContent(kPath, before);
+    auto store = OpenStore(files);
+    FirstWork(*store);
+    files.FailAt(files.operations() + more, MemoryFileSystem::Failure::kIo, true);
+    EXPECT_THROW(store->Checkpoint(), Error);
+    store.reset();
+    files.FailAt(0, MemoryFileSystem::Failure::kIo);
+    if (files.Content(kPath) != before) return;
+    if (files.Exists(kJournal)) files.Remove(kJournal);
+  }
+  FAIL() << "the file was never touched";
+}
+
+// Without a second header a journal may be that of a commit that was cut short, which is nothing to keep; not
+// where the file was touched since.
+TEST(Journal, IsKeptWithoutItsSecondHeaderWhenTheFileIsHalfWritten) {
+  const std::string zeros(512, '\0');
+  const struct {
+    const char* what;
+    std::function<std::string(std::string)> change;
+  } cases[] = {
+      {"cut off behind the first header", [](const std::string& j) { return j.substr(0, 512); }},
+      {"cut off before the second header", [](const std::string& j) { return j.substr(0, 4096); }},
+      {"without it, and cut short",
+       [&](std::string j) { return j.replace(4096, 512, zeros).substr(0, j.size() - 1); }},
+      {"without it, and with a damaged record",
+       [&](std::string j) { return j.replace(4096, 512, zeros).replace(15000, 3, "bad"); }},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    MemoryFileSystem files;
+    KillHalfway(files);
+    const std::string content = files.Content(kPath);
+    const std::string changed = c.change(files.Content(kJournal));
+    files.SetContent(kJournal, changed);
+    EXPECT_EQ(OpenFails(files, OpenMode::kReadWrite), ErrorKind::kCorrupt);
+    EXPECT_EQ(OpenFails(files, OpenMode::kRead), ErrorKind::kCorrupt);
+    EXPECT_TRUE(files.Content(kPath) == content);
+    EXPECT_TRUE(files.Content(kJournal) == changed);
+  }
+  MemoryFileSystem files;
+  KillHalfway(files);
+  files.SetContent(kJournal, files.Content(kJournal).replace(4096, 512, zeros));
+  EXPECT_NO_THROW(OpenStore(files));
+  EXPECT_EQ(StateOf(files.Content(kPath)), 1) << "one header is enough";
 }
 
 // A journal that was never committed has no second header, and the first one, if at all, is torn.

@@ -37,4 +37,15 @@ bool Resumed(Body&& body) {
   }
 }
 
+// A step whose failure the one who runs the fix is told of, though no message shows it.
+template <class Body>
+void Counted(Body&& body) {
+  try {
+    body();
+  } catch (const db::DbError& error) {
+    if (!error.is_environment() && State().on_error) State().on_error(error);
+    throw;
+  }
+}
+
 }  // namespace vnt

@@ -151,7 +151,10 @@ TEST(Untrapped, ANullLimitIsAHoleInTheStatement) {
 TEST(Resumed, AntennaTypesGoWhenTheReferenceIsMissing) {
   NoticeDatabase database;
   database.state.reference_database = "missing.mdb";
+  int counted = 0;
+  database.state.on_error = [&](const db::DbError&) { ++counted; };
   UpdateAntennaTypeReference();
+  EXPECT_EQ(counted, 2) << "the tables that could not be made; not the one that was not there to be dropped";
   EXPECT_TRUE(database.messages.shown.empty());
   EXPECT_THROW(database.Rows("select * from ant_type"), db::DbError);
 }

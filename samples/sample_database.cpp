@@ -1,6 +1,7 @@
 #include "samples/sample_database.h"
 
 #include <array>
+#include <exception>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -73,8 +74,8 @@ class UnfinishedFiles {
   ~UnfinishedFiles() {
     for (const std::string& path : paths_) {
       try {
-        files_.Remove(path);
-      } catch (const jet::Error&) {
+        if (files_.Exists(path)) files_.Remove(path);
+      } catch (const std::exception&) {
         // What cannot be removed stays; the failure that led here is the one to tell.
       }
     }
@@ -87,6 +88,7 @@ class UnfinishedFiles {
     if (files_.Exists(path)) {
       throw jet::Error(jet::ErrorKind::kExists, fmt::format("The file \"{}\" exists already.", path));
     }
+    paths_.push_back(path + jet::kJournalSuffix);
     paths_.push_back(path);
   }
   void Keep() { paths_.clear(); }

@@ -250,6 +250,14 @@ void FillAces(StoredTable& aces) {
 // The file is made in memory, as it is small, and gets to its place as a whole.
 void MakeEmptyDatabase(FileSystem& files, const std::string& path, const FormatInfo& format) {
   if (files.Exists(path)) throw Error(ErrorKind::kExists, fmt::format("The file {} exists already.", path));
+  // It would be taken for one of the new file's, and keep that from being opened.
+  const std::string journal = files.ResolveLinks(path) + kJournalSuffix;
+  if (files.Exists(journal)) {
+    throw Error(ErrorKind::kExists,
+                fmt::format("The journal {} of a database of that name is there. Move it away first, or put "
+                            "the database beside it again.",
+                            journal));
+  }
   MemoryFileSystem memory;
   const std::string name = "new";
   const double created = CurrentDate();

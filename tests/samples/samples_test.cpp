@@ -92,7 +92,21 @@ TEST(SampleDatabase, FailureLeavesNothingBehindAndNothingIsOverwritten) {
   EXPECT_THROW(MakeSample(files, "", {.notices = 10}), jet::Error);
   for (const char* path : {"/template.mdb", "/reference.mdb", "/notices.mdb"})
     EXPECT_FALSE(files.Exists(path)) << path;
+  const std::uint64_t before = files.operations();
   MakeSample(files, "", {.notices = 10});
+  const std::uint64_t all = files.operations() - before;
+  for (std::uint64_t n = 1; n <= all; n += 7) {
+    jet::MemoryFileSystem failing;
+    failing.FailAt(n, jet::MemoryFileSystem::Failure::kFull);
+    try {
+      MakeSample(failing, "", {.notices = 10});
+    } catch (const jet::Error&) {
+      for (const std::string path : {"/template.mdb", "/reference.mdb", "/notices.mdb"}) {
+        EXPECT_FALSE(failing.Exists(path)) << path << " after " << n;
+        EXPECT_FALSE(failing.Exists(path + jet::kJournalSuffix)) << path << " after " << n;
+      }
+    }
+  }
 }
 
 TEST(SampleDatabase, TablesStandInProportion) {

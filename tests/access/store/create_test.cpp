@@ -47,6 +47,16 @@ TEST_P(CreateTest, ExistsAlready) {
   EXPECT_EQ(d.files.Content(kFile), before);
 }
 
+// It would be taken for the journal of the new file, which could not be opened then.
+TEST_P(CreateTest, NotBesideTheJournalOfAFileThatIsGone) {
+  MemoryFileSystem files;
+  const std::string journal = std::string(kFile) + kJournalSuffix;
+  files.SetContent(journal, "of somebody");
+  EXPECT_EQ(ErrorOf([&] { Database::Create(files, kFile, GetParam()); }).first, ErrorKind::kExists);
+  EXPECT_FALSE(files.Exists(kFile));
+  EXPECT_EQ(files.Content(journal), "of somebody");
+}
+
 TEST_P(CreateTest, AFailureLeavesNoFile) {
   std::uint64_t operations = 0;
   {

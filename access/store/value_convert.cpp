@@ -14,7 +14,7 @@ namespace {
 
 using U128 = unsigned __int128;
 
-constexpr double kFirstDate = -657434.0;     // 1 January 100
+constexpr double kFirstDate = -657434.0;     // 1 January 100; times of that day count down
 constexpr double kPastLastDate = 2958466.0;  // the day after 31 December 9999
 
 struct Target {
@@ -177,7 +177,7 @@ const Value* ToReal(const Target& target, const Value& value, Value* storage) {
     *storage = Value::Real(single);
     return storage;
   }
-  if (type == ColumnType::kDateTime && !(v >= kFirstDate && v < kPastLastDate)) target.Overflow(value);
+  if (type == ColumnType::kDateTime && !(v > kFirstDate - 1 && v < kPastLastDate)) target.Overflow(value);
   if (value.kind() == ValueKind::kReal) return &value;
   *storage = Value::Real(v);
   return storage;

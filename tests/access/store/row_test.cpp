@@ -254,6 +254,7 @@ TEST(ConvertTest, ValuesFitTheirColumns) {
       {col(ColumnType::kSingle), Value::Real(0.1), Value::Real(static_cast<double>(0.1f))},
       {col(ColumnType::kDouble), Value::Integer(3), Value::Real(3)},
       {col(ColumnType::kDouble), Value::Text("-.5"), Value::Real(-0.5)},
+      {col(ColumnType::kDateTime), Value::Real(-657434.75), Value::Real(-657434.75)},  // the first evening
       {col(ColumnType::kBoolean), Value::Integer(5), Value::Integer(-1)},
       {col(ColumnType::kBoolean), Value::Null(), Value::Integer(0)},
       {col(ColumnType::kText), Value::Integer(-12), Value::Text("-12")},
@@ -289,6 +290,7 @@ TEST(ConvertTest, ValuesFitTheirColumns) {
       {col(ColumnType::kSingle), Value::Real(1e39), ErrorKind::kOverflow},
       {col(ColumnType::kDouble), Value::Real(infinity), ErrorKind::kOverflow},
       {col(ColumnType::kDateTime), Value::Real(3e6), ErrorKind::kOverflow},
+      {col(ColumnType::kDateTime), Value::Real(-657435), ErrorKind::kOverflow},
       {col(ColumnType::kText), Value::Text("sixsix"), ErrorKind::kTooLong},
       {col(ColumnType::kText), Value::Text("\xF0\x9F\x98\x80\xF0\x9F\x98\x80\xF0\x9F\x98\x80"),
        ErrorKind::kTooLong},

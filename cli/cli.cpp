@@ -11,6 +11,7 @@
 #include "access/base/error.h"
 #include "cli/commands.h"
 #include "cli/interruptible.h"
+#include "cli/output.h"
 #include "db/engine_errors.h"
 #include "db/error.h"
 
@@ -157,18 +158,20 @@ int RunCommand(const std::vector<std::string>& arguments, Streams& streams) {
   try {
     return Dispatch(command, parsed, streams);
   } catch (const jet::Error& e) {
-    const db::DbError error = db::ToDbError(e);
-    streams.err << error.number() << ' ' << error.description() << '\n';
+    TellError(db::ToDbError(e), streams.err);
     if (e.kind() == jet::ErrorKind::kInterrupted) return InterruptedStatus();
     return IsRefusal(e.kind()) ? kRefused : kFailed;
   } catch (const db::DbError& e) {
-    streams.err << e.number() << ' ' << e.description() << '\n';
+    TellError(e, streams.err);
     if (e.number() == db::kErrInterrupted) return InterruptedStatus();
     return e.number() == db::kErrReadOnly ? kRefused : kFailed;
   } catch (const std::bad_alloc&) {
     streams.err << db::kOutOfMemory << '\n';
     // Statements before the one that failed may have been done.
     return command == "sql" ? kFailed : kRefused;
+  } catch (const std::exception& e) {
+    streams.err << e.what() << '\n';
+    return kFailed;
   }
 }
 

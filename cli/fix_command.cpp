@@ -107,7 +107,7 @@ int Fix(const FixOptions& options, Streams& streams) {
   try {
     OpenAccessDatabase();
   } catch (const db::DbError& error) {
-    ShowError(error);
+    TellError(error, streams.err);
     return InterruptedStatus() != 0 ? InterruptedStatus() : kRefused;
   }
   const FixSelection selection = Select(options);

@@ -48,6 +48,7 @@ bool IsTerminal() { return isatty(STDERR_FILENO) != 0; }
 
 int main(int argc, char** argv) {
   vnt::platform::OccupyStandardStreams();
+  vnt::platform::LetLargeFilesFail();
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);
   return vnt::cli::Run(Arguments(argc, argv), {std::cin, std::cout, std::cerr, IsTerminal()});

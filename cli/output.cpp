@@ -145,6 +145,11 @@ std::string Display(const db::Value& value) {
   return out;
 }
 
+void TellError(const db::DbError& error, std::ostream& out) {
+  if (error.number() != db::kErrInterrupted) out << error.number() << ' ';
+  out << error.description() << '\n';
+}
+
 void PrintTable(const std::vector<std::string>& header, const std::vector<std::vector<std::string>>& rows,
                 const std::vector<bool>& numeric, std::ostream& out) {
   std::vector<std::size_t> widths;

@@ -8,6 +8,7 @@
 
 #include "access/base/types.h"
 #include "access/base/value.h"
+#include "db/error.h"
 #include "db/value.h"
 
 namespace vnt::cli {
@@ -28,6 +29,9 @@ void AppendCsv(const jet::Value& value, jet::ColumnType type, std::string* out);
 void AppendCsv(const db::Value& value, std::string* out);
 // For a person: Null as nothing, text as it is, doubles with 15 significant digits and singles with 7.
 std::string Display(const db::Value& value);
+
+// A line with number and sentence; without the number where the user asked for the end.
+void TellError(const db::DbError& error, std::ostream& out);
 
 // A table with aligned columns: numbers to the right. `numeric` per column.
 void PrintTable(const std::vector<std::string>& header, const std::vector<std::vector<std::string>>& rows,

@@ -1,4 +1,5 @@
 // vntfix sql: statements from the command line or standard input; results as an aligned table or CSV.
+#include <ios>
 #include <istream>
 #include <iterator>
 #include <ostream>
@@ -6,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "access/base/error.h"
 #include "access/sql/session.h"
 #include "cli/commands.h"
 #include "cli/interruptible.h"
@@ -17,8 +19,13 @@
 namespace vnt::cli {
 namespace {
 
-// Splits a script at semicolons outside of literals and brackets, and takes "--" comments out.
+bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r'; }
+
+// Splits a script at semicolons outside of literals and brackets, and takes lines out that begin with "--".
+// In the middle of a line that is arithmetic: 5--3 is 8.
 std::vector<std::string> SplitScript(std::string_view script) {
+  constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
+  if (script.starts_with(kByteOrderMark)) script.remove_prefix(kByteOrderMark.size());
   std::vector<std::string> statements;
   std::string current;
   char closing = 0;  // what ends the literal or bracketed name we are in
@@ -26,12 +33,13 @@ std::vector<std::string> SplitScript(std::string_view script) {
     if (current.find_first_not_of(" \t\r\n") != std::string::npos) statements.push_back(current);
     current.clear();
   };
+  bool line_begins = true;
   for (std::size_t i = 0; i < script.size(); ++i) {
     const char c = script[i];
     if (closing != 0) {
       current += c;
       if (c == closing) closing = 0;
-    } else if (c == '-' && i + 1 < script.size() && script[i + 1] == '-') {
+    } else if (line_begins && script.substr(i).starts_with("--")) {
       i = script.find('\n', i);
       if (i == std::string_view::npos) break;
       current += '\n';
@@ -42,9 +50,19 @@ std::vector<std::string> SplitScript(std::string_view script) {
       if (c == '\'' || c == '"' || c == '#') closing = c;
       if (c == '[') closing = ']';
     }
+    line_begins = i < script.size() && (script[i] == '\n' || (line_begins && IsBlank(script[i])));
   }
   finish();
   return statements;
+}
+
+std::string ReadAll(std::istream& in) {
+  try {
+    std::string text(std::istreambuf_iterator<char>(in), {});
+    if (!in.bad()) return text;
+  } catch (const std::ios_base::failure&) {
+  }
+  throw jet::Error(jet::ErrorKind::kIo, "The statements cannot be read from standard input.");
 }
 
 bool IsNumeric(const db::Value& value) {
@@ -98,7 +116,7 @@ void PrintAligned(db::Recordset& rows, std::ostream& out) {
 
 // The file cannot serve, and is as it was.
 int Refused(const db::DbError& error, Streams& streams) {
-  streams.err << error.number() << ' ' << error.description() << '\n';
+  TellError(error, streams.err);
   return kRefused;
 }
 
@@ -107,7 +125,7 @@ int Refused(const db::DbError& error, Streams& streams) {
 int Sql(const SqlOptions& options, Streams& streams) {
   std::vector<std::string> statements;
   if (options.statements.empty()) {
-    statements = SplitScript(std::string(std::istreambuf_iterator<char>(streams.in), {}));
+    statements = SplitScript(ReadAll(streams.in));
   } else {
     for (const std::string& text : options.statements) {
       for (std::string& statement : SplitScript(text)) statements.push_back(std::move(statement));

@@ -1,4 +1,4 @@
-// What a process is given by who starts it: environment variables, standard input and output.
+// What a process is given by who starts it: environment variables, standard input and output, limits.
 #pragma once
 
 #include <filesystem>
@@ -11,5 +11,8 @@ std::filesystem::path EnvironmentPath(const char* name);
 // To be called before anything is opened: where standard input, output or error are closed, their places are
 // taken, so that no file gets one and what is printed into it. Reading and writing them fails as before.
 void OccupyStandardStreams();
+
+// From now on writing past the size that a file may have here fails, and does not end the process.
+void LetLargeFilesFail();
 
 }  // namespace vnt::platform

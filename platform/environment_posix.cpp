@@ -1,6 +1,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 
 #include "platform/environment.h"
@@ -19,5 +20,7 @@ void OccupyStandardStreams() {
     if (open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY) != fd) _exit(1);
   }
 }
+
+void LetLargeFilesFail() { std::signal(SIGXFSZ, SIG_IGN); }
 
 }  // namespace vnt::platform

@@ -15,4 +15,6 @@ std::filesystem::path EnvironmentPath(const char* name) {
 // Here a file that is opened takes no place among the standard streams.
 void OccupyStandardStreams() {}
 
+void LetLargeFilesFail() {}
+
 }  // namespace vnt::platform

@@ -170,5 +170,6 @@ int Run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   vnt::platform::OccupyStandardStreams();
+  vnt::platform::LetLargeFilesFail();
   return vnt::ui::Run(argc, argv);
 }

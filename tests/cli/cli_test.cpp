@@ -25,11 +25,15 @@ struct Outcome {
   std::string out, err;
 };
 
-Outcome RunCli(const std::vector<std::string>& arguments, const std::string& input = "") {
-  std::istringstream in(input);
+Outcome RunCli(const std::vector<std::string>& arguments, std::istream& in) {
   std::ostringstream out, err;
   const int code = Run(arguments, {in, out, err});
   return {code, out.str(), err.str()};
+}
+
+Outcome RunCli(const std::vector<std::string>& arguments, const std::string& input = "") {
+  std::istringstream in(input);
+  return RunCli(arguments, in);
 }
 
 std::string Slurp(const fs::path& path) {
@@ -132,6 +136,29 @@ TEST_F(CliTest, SqlRunsScriptsAndPrintsResults) {
   const std::string csv = "\"id\",\"name\",\"d\"\n1,\"a;b\",2005-04-12 00:00:00\n20,\"say \"\"hi\"\"\",\n";
   EXPECT_EQ(RunCli({"sql", file, "--csv", "select * from t order by id"}).out, csv);
   EXPECT_EQ(RunCli({"export", file, "T"}).out, csv);
+}
+
+TEST_F(CliTest, CommentsAndMarksOfScripts) {
+  const std::string file = NewDatabase();
+  for (const auto& [script, out] : std::vector<std::pair<std::string, std::string>>{
+           {"select 5--3 as n", "8"},
+           {"select 1--1\n  -- 7; \n+ 1 as n;", "3"},
+           {"\t--select 9 as m;\r\nselect '\n--x' as n", "\"\n--x\""},
+           {"\xEF\xBB\xBFselect 4 as n;\n", "4"}}) {
+    EXPECT_EQ(RunCli({"sql", file, "--csv"}, script).out, "\"n\"\n" + out + "\n") << script;
+  }
+  EXPECT_EQ(RunCli({"sql", file, "--csv", "select 5--3 as n"}).out, "\"n\"\n8\n");
+}
+
+TEST_F(CliTest, InputThatCannotBeRead) {
+  class Broken : public std::streambuf {
+    int_type underflow() override { throw std::ios_base::failure("gone"); }
+  } broken;
+  const std::string file = NewDatabase();
+  std::istream in(&broken);
+  const Outcome refused = RunCli({"sql", file}, in);
+  EXPECT_EQ(refused.code, kRefused);
+  EXPECT_THAT(refused.err, HasSubstr("The statements cannot be read from standard input."));
 }
 
 TEST_F(CliTest, FailingStatementKeepsWhatWentBeforeAndNamesThePlace) {

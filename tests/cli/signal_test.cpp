@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -139,6 +140,22 @@ TEST_F(SignalTest, EndOtherCommands) {
   EXPECT_EQ(Wait(Start(count)), 0);
   EXPECT_EQ(Written("out"), before);
   EXPECT_EQ(Wait(Start({"check", file})), 0);
+}
+
+// Past the size that a file may have here: a failure like a full disk, with its message.
+TEST_F(SignalTest, OfAFileThatIsTooLargeDoesNotEndARun) {
+  const std::string file = At("s/notices.mdb");
+  for (const rlim_t size : {rlim_t{200000}, static_cast<rlim_t>(fs::file_size(file)) + 4096}) {
+    rlimit former;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);
+    const rlimit limit = {size, former.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    const pid_t child = Start(FixArguments(file));
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &former), 0);
+    EXPECT_EQ(Wait(child), 1);
+    EXPECT_THAT(Written("err"), ::testing::HasSubstr("File too large"));
+    EXPECT_EQ(Wait(Start({"check", file})), 0) << Written("out");
+  }
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include "cli/output.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
+#include "program/error_trap.h"
 #include "program/program_state.h"
 #include "run/fix_runner.h"
 #include "run/guards.h"
@@ -85,6 +86,18 @@ FixSelection Select(const FixOptions& options) {
   return selection;
 }
 
+// Whether there is no such notice. A database without notices as such is not judged here.
+bool LacksNotice(std::int32_t ntc_id) {
+  try {
+    db::Recordset rows;
+    rows.Open("select ntc_id from notice where ntc_id = " + std::to_string(ntc_id), MainCn());
+    return rows.Eof();
+  } catch (const db::DbError& error) {
+    PassOnEnvironment(error);
+    return false;  // the fixes have their own words for that
+  }
+}
+
 }  // namespace
 
 int Fix(const FixOptions& options, Streams& streams) {
@@ -113,6 +126,10 @@ int Fix(const FixOptions& options, Streams& streams) {
   const FixSelection selection = Select(options);
   if (const std::string fault = ReferenceFault(selection); !fault.empty()) {
     streams.err << fault << '\n';
+    return kRefused;
+  }
+  if (options.notice > 0 && LacksNotice(options.notice)) {
+    streams.err << fmt::format("There is no notice {} in \"{}\".\n", options.notice, options.file);
     return kRefused;
   }
   FixPrinter printer(streams, messages);

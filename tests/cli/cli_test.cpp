@@ -396,6 +396,11 @@ TEST_F(CliTest, OneNoticeOnly) {
   EXPECT_EQ(others(), before);
   EXPECT_EQ(RunCli({"sql", file, "--csv", "select ntc_id from history where seq_no = 2"}).out,
             "\"ntc_id\"\n100000004\n");
+  const std::string now = Slurp(file);
+  const Outcome missing = RunCli({"fix", file, "--reference", At("reference.mdb"), "--notice", "4"});
+  EXPECT_EQ(missing.code, kRefused);
+  EXPECT_EQ(missing.err, "There is no notice 4 in \"" + file + "\".\n");
+  EXPECT_EQ(Slurp(file), now);
 }
 
 TEST_F(CliTest, ListNamesAllFixes) {

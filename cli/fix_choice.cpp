@@ -6,7 +6,7 @@
 
 #include <fmt/format.h>
 
-#include "platform/text.h"
+#include "access/base/text.h"
 
 namespace vnt::cli {
 namespace {
@@ -45,7 +45,7 @@ std::optional<NoticeRange> Range(std::string_view text) {
 std::vector<std::string> Words(std::string_view text) {
   std::vector<std::string> words;
   ForEachPart(text, ' ', [&](std::string_view word) {
-    if (!word.empty()) words.push_back(platform::Uppercase(word));
+    if (!word.empty()) words.push_back(jet::UpperText(word));
   });
   return words;
 }
@@ -61,7 +61,7 @@ const FixEntry& FixOfWords(std::string_view text) {
   const std::vector<std::string> words = Words(text);
   std::vector<const FixEntry*> found;
   for (const FixEntry& fix : FixCatalogue()) {
-    if (platform::EqualNoCase(fix.caption, text)) return fix;
+    if (jet::EqualNames(fix.caption, text)) return fix;
     if (HasWords(fix, words)) found.push_back(&fix);
   }
   if (found.empty() || words.empty()) {

@@ -13,8 +13,8 @@
 #include <nlohmann/json.hpp>
 
 #include "access/base/error.h"
+#include "access/base/text.h"
 #include "platform/paths.h"
-#include "platform/text.h"
 #include "run/run_report.h"
 
 namespace vnt {
@@ -152,7 +152,7 @@ std::string RecordText(const RunRecord& record, RecordFormat format) {
 RecordFormat FormatOfName(const std::string& path) {
   constexpr std::string_view kJson = ".json";
   const bool json = path.size() >= kJson.size() &&
-                    platform::EqualNoCase(std::string_view(path).substr(path.size() - kJson.size()), kJson);
+                    jet::EqualWords(std::string_view(path).substr(path.size() - kJson.size()), kJson);
   return json ? RecordFormat::kJson : RecordFormat::kText;
 }
 

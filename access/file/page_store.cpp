@@ -603,23 +603,30 @@ void PageStore::RevertToMark() {
   impl_->state = Impl::State::kSound;
 }
 
+namespace {
+constexpr const char* kMoved = "replaced, moved or deleted";
+}
+
 void PageStore::CheckUnchanged() {
   Impl& impl = *impl_;
   const char* what = nullptr;
   if (!impl.file->IsInPlace()) {
-    what = "replaced, moved or deleted";
+    what = kMoved;
   } else if (impl.file->Stamp() != impl.stamp) {
     what = "changed";
   }
-  if (what == nullptr) return;
-  impl.state = Impl::State::kBroken;
-  impl.lost = true;
-  impl.journal.Drop();
+  if (what != nullptr) ThrowLost(what);
+}
+
+void PageStore::ThrowLost(const char* what) {
+  impl_->state = Impl::State::kBroken;
+  impl_->lost = true;
+  impl_->journal.Drop();
   journal_waits_ = false;
   throw Error(ErrorKind::kIo,
               fmt::format("The file {} was {} by another program while it was being worked on. What was done "
                           "here is lost; the file is left as it is now.",
-                          impl.file->path(), what));
+                          impl_->file->path(), what));
 }
 
 void PageStore::Commit(bool applying) {
@@ -644,6 +651,8 @@ void PageStore::Apply() {
     impl_->journal.BeginApplying(Impl::InJournal(entries_));
     impl_->Apply(entries_);
     impl_->stamp = impl_->file->Stamp();
+    // It may have happened while pages were written.
+    if (!impl_->file->IsInPlace()) ThrowLost(kMoved);
   } catch (const Error& error) {
     impl_->state = Impl::State::kBroken;
     if (impl_->lost) throw;

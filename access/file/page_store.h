@@ -211,6 +211,7 @@ class PageStore {
   void RequireWritable() const;
   void RequireNoStatement() const;
   void CheckUnchanged();
+  [[noreturn]] void ThrowLost(const char* what);
   void Commit(bool applying);
   void Apply();
   bool TryCheckpoint(bool patiently);

@@ -668,6 +668,7 @@ TEST(Replaced, TheFileThatWasOpenedIsTheOneThatIsChanged) {
           EXPECT_EQ(error.kind(), ErrorKind::kIo);
           EXPECT_NE(std::string(error.what()).find("by another program"), std::string::npos) << error.what();
         }
+        EXPECT_EQ(store->durability(), Durability::kLost);
         EXPECT_THROW(store->Write(3), Error);
         EXPECT_THROW(store->RevertToMark(), Error);
         store.reset();
@@ -678,6 +679,56 @@ TEST(Replaced, TheFileThatWasOpenedIsTheOneThatIsChanged) {
         EXPECT_FALSE(files.Exists(kJournal));
       }
     }
+  }
+}
+
+// A file that is replaced when the n-th piece is written to it.
+class ReplacedFile : public File {
+ public:
+  ReplacedFile(MemoryFileSystem& files, int write)
+      : files_(files), file_(files.Open(kPath, OpenMode::kReadWrite)), left_(write) {}
+  const std::string& path() const override { return file_->path(); }
+  void Read(std::uint64_t offset, MutableBytes out) override { file_->Read(offset, out); }
+  void Write(std::uint64_t offset, Bytes data) override {
+    if (--left_ == 0) {
+      files_.Remove(kPath);
+      files_.SetContent(kPath, "another");
+    }
+    file_->Write(offset, data);
+  }
+  void Sync() override { file_->Sync(); }
+  void SyncAll() override { file_->SyncAll(); }
+  std::uint64_t Size() override { return file_->Size(); }
+  void Truncate(std::uint64_t size) override { file_->Truncate(size); }
+  FileStamp Stamp() override { return file_->Stamp(); }
+  bool IsInPlace() override { return file_->IsInPlace(); }
+  bool LockContent(bool patiently) override { return file_->LockContent(patiently); }
+  void ShareContent() override { file_->ShareContent(); }
+  bool HasWriter() override { return file_->HasWriter(); }
+
+ private:
+  MemoryFileSystem& files_;
+  std::unique_ptr<File> file_;
+  int left_;
+};
+
+TEST(Replaced, WhileItIsBroughtUpToDate) {
+  for (const int write : {1, 3}) {
+    MemoryFileSystem files;
+    files.SetContent(kPath, OldContent());
+    {
+      PageStore store(files, std::make_unique<ReplacedFile>(files, write), kJournal, true, kPage);
+      FirstWork(store);
+      try {
+        store.Checkpoint();
+        ADD_FAILURE() << "nothing was said";
+      } catch (const Error& error) {
+        EXPECT_EQ(error.kind(), ErrorKind::kIo);
+      }
+      EXPECT_EQ(store.durability(), Durability::kLost);
+    }
+    EXPECT_EQ(files.Content(kPath), "another");
+    EXPECT_FALSE(files.Exists(kJournal));
   }
 }
 

@@ -25,7 +25,8 @@
 // back after a power loss, every sector of the file is found to be new, and it is applied again.
 //
 // Where only the first header is that new, the commit was cut short and records may be missing: then what the
-// second one says holds, if it says anything.
+// second one says holds. If that says nothing, records may be missing of a file that has not been touched
+// since; of one that has, the second header is lost, and what is missing is damage.
 //
 // So one header may be torn by a crash, or be damaged, and the other one tells the state that was committed
 // last: of each page the record with the highest number up to the header's. How many they are, and the

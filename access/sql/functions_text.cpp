@@ -263,12 +263,24 @@ std::string Reversed(std::string_view s) {
   return out;
 }
 
-// A number with a blank in the place of a plus sign.
+// A number with a blank in the place of a plus sign, and no zero before the point.
 void Str(sqlite3_context* c, int, sqlite3_value** v) {
   Guard(c, [&] {
     if (IsNullValue(v[0])) return;
     const double d = NumberOf(v[0]);
-    ResultText(c, (d < 0 ? "" : " ") + NumberText(d));
+    std::string text = NumberText(d);
+    if (const auto point = text.find("0."); point == (d < 0 ? 1u : 0u)) text.erase(point, 1);
+    ResultText(c, (d < 0 ? "" : " ") + text);
+  });
+}
+
+// The seven digits that a Single has, as the text of a column of that type.
+void SingleAsText(sqlite3_context* c, int, sqlite3_value** v) {
+  Guard(c, [&] {
+    if (IsNullValue(v[0])) return;
+    std::string text = fmt::format("{:.7g}", NumberOf(v[0]) + 0.0);  // no negative zero
+    if (const auto e = text.find('e'); e != std::string::npos) text[e] = 'E';
+    ResultText(c, text);
   });
 }
 
@@ -421,6 +433,7 @@ constexpr Function kFunctions[] = {
     {"str", 1, 1, Type::kText, Str, kTakesTexts},
     {"cstr", 1, 1, Type::kText, Mapped<Same>, kTakesTexts},
     {"datetext", 1, 1, Type::kText, DateAsText, kInternal},
+    {"sngtext", 1, 1, Type::kText, SingleAsText, kInternal},
     {"concat", 2, 2, Type::kText, Concat, kInternal},
     {"like", 2, 2, Type::kBoolean, LikeFunction, kInternal},
     {"format", 1, 4, Type::kText, Format, kTellsDates},

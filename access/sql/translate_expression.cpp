@@ -77,6 +77,10 @@ std::string Translator::ExactSql(const Printed& p) { return p.exact.empty() ? p.
 // As it is joined to a text.
 std::string Translator::TextSql(const Printed& p) {
   if (p.type == Type::kDate) return "x_datetext(" + p.sql + ")";
+  if (p.table && p.column >= 0 &&
+      p.table->def().columns[static_cast<std::size_t>(p.column)].type == ColumnType::kSingle) {
+    return "x_sngtext(" + p.sql + ")";
+  }
   return p.type == Type::kDecimal ? "x_dtext(" + ExactSql(p) + ")" : p.sql;
 }
 

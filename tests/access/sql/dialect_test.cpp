@@ -75,6 +75,8 @@ TEST_F(DialectTest, Functions) {
       {"select cint(40000)", "error: Overflow"},
       {"select val('12abc'), val(' 1 2'), val('x'), str(5), str(-5), cstr(1.0), asc('A'), chr(66)",
        "12|12|0|' 5'|'-5'|'1'|65|'B'"},
+      {"select str(0.5), str(-0.25), str(10.5), str(0), str(cdbl('1e-20')), cstr(0.5)",
+       "' .5'|'-.25'|' 10.5'|' 0'|' 1E-20'|'0.5'"},
       {"select string(3, 'ab'), space(2), replace('aXa', 'X', 'y'), strcomp('a', 'A'), strcomp('a', 'B', 0)",
        "'aaa'|'  '|'aya'|0|1"},
       {"select year(#2/3/2001#), month(#2/3/2001#), day(#2/3/2001#), weekday(#11/21/2026#), hour(#13:45:10#)",
@@ -97,6 +99,16 @@ TEST_F(DialectTest, Functions) {
       {"select nosuch(1)", "error: There is no function 'nosuch'"},
       {"select left('a')", "error: takes another number of values"},
   });
+}
+
+TEST_F(DialectTest, SinglesAsTextHaveSevenDigits) {
+  Run({"CREATE TABLE s (id LONG, v SINGLE)", "INSERT INTO s VALUES (1, 0.1)",
+       "INSERT INTO s VALUES (2, 16777217)", "INSERT INTO s VALUES (3, Null)",
+       "INSERT INTO s VALUES (4, -2.5)"});
+  Check({{"select v & '', '/' & v, cstr(nz(v, 0)), len(v), str(v), left(v, 3) from s where id = 1",
+          "'0.1'|'/0.1'|'0.100000001490116'|3|' .1'|'0.1'"},
+         {"select v & '' from s where id > 1", "'1.677722E+07'; ''; '-2.5'"},
+         {"select v * 1 & '' from s where id = 1", "'0.100000001490116'"}});
 }
 
 TEST_F(DialectTest, ComparisonOfText) {

@@ -40,6 +40,7 @@ struct Parsed {
   bool all_tables = false;
   jet::Format format = jet::Format::kJet4;
   DiffOptions diff;
+  ListOptions list;
   ExportOptions exported;
   SqlOptions sql;
   SampleCommandOptions sample;
@@ -117,7 +118,9 @@ void AddOthers(CLI::App& app, Parsed& p) {
   sample->add_option("--format", p.sample.format, "jet4 (.mdb, default), ace12 or ace14 (.accdb)")
       ->transform(CLI::CheckedTransformer(kFormats).description(""));
 
-  app.add_subcommand("list", "List the fixes: index, default tick, caption, what it does");
+  CLI::App* list = app.add_subcommand("list", "List the fixes: index, default tick, caption, what it does");
+  list->add_option("FIX", p.list.fixes, "Only these fixes, by index")->check(CLI::Range(0, 39));
+  list->add_flag("--sql", p.list.sql, "The statements of each, on Access and on Ingres");
 }
 
 const std::map<std::string, ExportFormat> kExportFormats{
@@ -170,7 +173,7 @@ FixOptions FixOptionsOf(const Parsed& p) {
 int Dispatch(const std::string& command, const Parsed& p, Streams& streams) {
   if (command == "fix") return Fix(FixOptionsOf(p), streams);
   if (command == "undo") return Undo(p.undo, streams);
-  if (command == "list") return List(streams);
+  if (command == "list") return List(p.list, streams);
   if (command == "new") return New(p.file, p.format, streams);
   if (command == "tables") return Tables(p.file, p.all_tables, streams);
   if (command == "schema") return Schema(p.file, p.table, streams);

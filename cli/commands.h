@@ -31,7 +31,11 @@ struct FixOptions {
   std::optional<platform::DateOrder> date_order;
 };
 int Fix(const FixOptions& options, Streams& streams);
-int List(Streams& streams);
+struct ListOptions {
+  std::vector<int> fixes;  // empty: all
+  bool sql = false;
+};
+int List(const ListOptions& options, Streams& streams);
 
 struct UndoOptions {
   std::string file;

@@ -1,4 +1,4 @@
-// vntfix fix and vntfix list.
+// vntfix fix.
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -14,7 +14,6 @@
 #include "cli/fix_choice.h"
 #include "cli/fix_printer.h"
 #include "cli/interruptible.h"
-#include "cli/output.h"
 #include "db/services.h"
 #include "platform/paths.h"
 #include "platform/settings.h"
@@ -183,18 +182,6 @@ int Fix(const FixOptions& options, Streams& streams) {
   if (!options.report.empty() && !WriteReport(options, records, streams) && status == kOk)
     status = kUnwritten;
   return status;
-}
-
-int List(Streams& streams) {
-  std::vector<std::vector<std::string>> rows;
-  for (int index = 0; index < kFixCount; ++index) {
-    const FixEntry& fix = FixByIndex(index);
-    std::string summary(fix.summary);
-    if (!fix.reach.empty()) summary += fmt::format(" With --notice too it {}.", fix.reach);
-    rows.push_back({std::to_string(index), fix.ticked ? "x" : "", std::string(fix.caption), summary});
-  }
-  PrintTable({"index", "default", "caption", "what it does"}, rows, {true, false, false, false}, streams.out);
-  return kOk;
 }
 
 }  // namespace vnt::cli

@@ -240,6 +240,31 @@ TEST_F(ReadingCommandsTest, DiffOfARunMirrorsItself) {
   }
 }
 
+// ---- list ----
+
+TEST_F(ReadingCommandsTest, ListShowsTheStatementsOfAFix) {
+  const Outcome one = RunCli({"list", "--sql", "2"});
+  EXPECT_EQ(one.code, kOk) << one.err;
+  EXPECT_EQ(
+      one.out,
+      "-- 2 Fix Assoc Earth Station Name\n"
+      "-- UppercaseEarthStationNames, whole database:\n"
+      "UPDATE e_as_stn SET stn_name = ucase(stn_name);\n"
+      "-- UppercaseEarthStationNames, notice:\n"
+      "UPDATE e_as_stn SET stn_name = ucase(stn_name) where grp_id in (select grp_id from grp where ntc_id = "
+      "<ntc_id>);\n"
+      "-- UppercaseEarthStationNames, Ingres, whole database:\n"
+      "UPDATE e_as_stn SET stn_name = uppercase(stn_name);\n"
+      "-- UppercaseEarthStationNames, Ingres, notice:\n"
+      "UPDATE e_as_stn SET stn_name = uppercase(stn_name) where grp_id in (select grp_id from grp where "
+      "ntc_id "
+      "= <ntc_id>);\n\n");
+  EXPECT_THAT(RunCli({"list", "9", "--sql"}).out, HasSubstr("FixDateInUse, row by row:\n--   In each row"));
+  const std::string all = RunCli({"list", "--sql"}).out;
+  for (int index = 0; index < 40; ++index) EXPECT_THAT(all, HasSubstr("-- " + std::to_string(index) + " "));
+  EXPECT_EQ(RunCli({"list", "40"}).code, kUsage);
+}
+
 // ---- info ----
 
 TEST_F(ReadingCommandsTest, InfoTellsWhatAFileIs) {

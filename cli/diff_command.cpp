@@ -41,6 +41,8 @@ int Diff(const DiffOptions& options, Streams& streams) {
     // Exit status 1 says that the output holds the differences.
     if (!streams.out) return kUnwritten;
     return summary.equal() ? kOk : kDifferent;
+  } catch (const OutputFailed&) {
+    return kUnwritten;
   } catch (const jet::Error& error) {
     const bool is_usage =
         error.kind() == jet::ErrorKind::kNoTable || error.kind() == jet::ErrorKind::kInvalid;

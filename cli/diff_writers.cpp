@@ -114,7 +114,7 @@ std::string CountsText(const Counts& counts) {
 
 class TextWriter : public DiffWriter {
  public:
-  TextWriter(const DiffNames& names, std::ostream& out) : names_(names), out_(out) {}
+  TextWriter(const DiffNames& names, std::ostream& out) : DiffWriter(out), names_(names) {}
 
   void BeginTable(const ComparedTable& table) override {
     if (!table.in_old || !table.in_new) {
@@ -161,12 +161,11 @@ class TextWriter : public DiffWriter {
 
  private:
   DiffNames names_;
-  std::ostream& out_;
 };
 
 class CsvWriter : public DiffWriter {
  public:
-  CsvWriter(const DiffNames& names, std::ostream& out) : out_(out), only_counts_(names.only_counts) {
+  CsvWriter(const DiffNames& names, std::ostream& out) : DiffWriter(out), only_counts_(names.only_counts) {
     if (only_counts_) {
       out_ << R"("table","changed","added","removed","equal")" << '\n';
     } else {
@@ -228,14 +227,13 @@ class CsvWriter : public DiffWriter {
     out_ << line_;
   }
 
-  std::ostream& out_;
   bool only_counts_;
   std::string line_;
 };
 
 class JsonWriter : public DiffWriter {
  public:
-  JsonWriter(const DiffNames& names, std::ostream& out) : out_(out) {
+  JsonWriter(const DiffNames& names, std::ostream& out) : DiffWriter(out) {
     text_ = R"({"schema_version": 1, "old": )";
     AppendJsonText(names.old_name, &text_);
     text_ += R"(, "new": )";
@@ -363,7 +361,6 @@ class JsonWriter : public DiffWriter {
     text_ += '}';
   }
 
-  std::ostream& out_;
   std::string text_;
   bool open_ = false;
   int tables_ = 0;

@@ -19,10 +19,21 @@ struct DiffNames {
   bool only_counts = false;  // no rows will come
 };
 
+// Nobody reads any more what is written: the rest of the comparison is for nothing.
+struct OutputFailed {};
+
 class DiffWriter : public compare::Sink {
  public:
+  explicit DiffWriter(std::ostream& out) : out_(out) {}
+  // Raises OutputFailed.
+  void Progress(std::uint64_t, std::uint64_t) override {
+    if (!out_) throw OutputFailed();
+  }
   // After the comparison: totals, and what closes the document.
   virtual void Finish(const compare::Summary& summary) = 0;
+
+ protected:
+  std::ostream& out_;
 };
 
 // Text: a line for each changed cell, each added and each removed row, and for each table, then the totals.

@@ -2,14 +2,17 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "access/store/database.h"
 #include "cli/output.h"
-#include "tests/cli/cli_fixture.h"
+#include "tests/cli/folder_test.h"
 #include "tests/process.h"
 
 namespace vnt::cli {
 namespace {
 
+namespace fs = std::filesystem;
 using testing::HasSubstr;
+using CliTest = FolderTest;
 
 // What Access leaves untidy too does not fail a check.
 TEST_F(CliTest, CheckWithRemarksOnlyIsPassed) {

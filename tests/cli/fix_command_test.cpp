@@ -6,12 +6,14 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
+#include "access/store/database.h"
 #include "cli/fix_choice.h"
-#include "tests/cli/cli_fixture.h"
+#include "tests/cli/folder_test.h"
 
 namespace vnt::cli {
 namespace {
 
+namespace fs = std::filesystem;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
@@ -46,23 +48,13 @@ TEST(FixChoice, NumbersRangesAndWords) {
   }
 }
 
-class FixCommand : public CliTest {
+class FixCommand : public FolderTest {
  protected:
   FixCommand() { MakeSample("10"); }
   Outcome Fix(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "fix");
     arguments.insert(arguments.end(), {"--reference", At("reference.mdb"), "--template", At("template.mdb")});
     return RunCli(arguments);
-  }
-  // Everything in the folder but those of that name.
-  std::map<std::string, std::string> Files(const std::string& without = "-") const {
-    std::map<std::string, std::string> files;
-    for (const auto& entry : fs::recursive_directory_iterator(folder_)) {
-      if (entry.is_regular_file() && entry.path().filename() != without) {
-        files[entry.path().string()] = Slurp(entry.path());
-      }
-    }
-    return files;
   }
   nlohmann::json Report(const char* name) const { return nlohmann::json::parse(Slurp(At(name))); }
   std::string Rows(const std::string& file) {

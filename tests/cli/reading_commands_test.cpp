@@ -12,6 +12,7 @@
 namespace vnt::cli {
 namespace {
 
+namespace fs = std::filesystem;
 using nlohmann::json;
 using testing::AllOf;
 using testing::HasSubstr;

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "access/base/interruption.h"
+#include "access/file/overlay.h"
 #include "access/file/test_files.h"
 #include "access/sql/session.h"
 

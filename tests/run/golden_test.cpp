@@ -138,12 +138,12 @@ std::vector<std::string> Sent(const FixRoutine& routine, const Mode& mode, bool*
   database.state.ntc_id = mode.ntc_id;
   if (mode.ingres) database.SpeakIngres();
   std::vector<std::string> lines;
-  db::Connection::SetObserver([&](const db::StatementEvent& event) {
+  database.state.db_services.observer = [&](const db::StatementEvent& event) {
     if (!event.text.empty()) lines.push_back(Escaped(std::string(event.text)));
     *wrote_rows = *wrote_rows || (event.text.empty() && event.rows > 0);
-  });
+  };
   routine.run();
-  db::Connection::SetObserver({});
+  database.state.db_services.observer = {};
   return lines;
 }
 

@@ -6,8 +6,8 @@
 //
 // Not to be tidied:
 //   - UpdateAntennaTypeReference goes on after every error and shows nothing: ant_type goes even when the
-//     reference file is missing. The run counts that a table could not be made. The new table has the
-//     reference table's columns and no key.
+//     reference file is missing. On Access the run counts that a table could not be made; on a server none
+//     can. The new table has the reference table's columns and no key.
 //   - Geostationary notices get no 15350-15400 MHz correction, and their statements stand in another order.
 //   - Nothing asks whether the two further 42500-43500 MHz limits are there already: each correction adds
 //     them again. A Null pfd leaves a hole in the statement, which the database refuses.
@@ -48,8 +48,11 @@ void AddLimit(const std::string& ntc_id, int seq_no, const std::string& pfd, std
 }  // namespace
 
 void UpdateAntennaTypeReference() {
-  const auto drop = [](const char* sql) { Resumed([&] { MainCn().Execute(sql); }); };
-  const auto make = [](const std::string& sql) { Resumed([&] { Counted([&] { MainCn().Execute(sql); }); }); };
+  const auto execute = [](const std::string& sql) { MainCn().Execute(sql); };
+  const auto drop = [&](const char* sql) { Resumed([&] { execute(sql); }); };
+  const auto make = [&](const std::string& sql) {
+    Resumed([&] { IsIngres() ? execute(sql) : Counted([&] { execute(sql); }); });
+  };
   drop("drop table ant_type_new ");
   if (State().reference_database.empty()) State().reference_database = kDefaultReference;
   make(" SELECT * Into ant_type_new From rf_ant_type in " + Quoted(State().reference_database));

@@ -183,7 +183,7 @@ TEST_F(SignalTest, EndCompact) {
 // Past the size that a file may have here: a failure like a full disk, with its message.
 TEST_F(SignalTest, OfAFileThatIsTooLargeDoesNotEndARun) {
   const std::string file = At("s/notices.mdb");
-  for (const rlim_t size : {rlim_t{200000}, static_cast<rlim_t>(fs::file_size(file)) + 4096}) {
+  for (const rlim_t size : {rlim_t{200000}, static_cast<rlim_t>(fs::file_size(file)) / 2}) {
     rlimit former;
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);
     const rlimit limit = {size, former.rlim_max};

@@ -272,6 +272,7 @@ TEST(EndedRunJournal, CannotBeMade) {
 
 // Another file is in the place of the database: also what was durable before is not in that.
 TEST(EndedRunReplaced, NothingIsInTheDatabase) {
+  BordersOf(false);
   for (const std::size_t fix : {1U, 10U, 36U}) {
     SCOPED_TRACE(fix);
     SampleDatabases databases;

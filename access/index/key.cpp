@@ -358,11 +358,25 @@ bool IsKeySupported(const KeyColumn& column) {
     case ColumnType::kText:
     case ColumnType::kMemo:
       return column.collation != Collation::kUnsupported;
-    case ColumnType::kOle:
-      return false;
-    default:  // AppendKey names them all
+    case ColumnType::kBoolean:
+    case ColumnType::kByte:
+    case ColumnType::kInteger:
+    case ColumnType::kLong:
+    case ColumnType::kComplex:
+    case ColumnType::kBigInt:
+    case ColumnType::kCurrency:
+    case ColumnType::kDecimal:
+    case ColumnType::kSingle:
+    case ColumnType::kDouble:
+    case ColumnType::kDateTime:
+    case ColumnType::kDateTimeExtended:
+    case ColumnType::kBinary:
+    case ColumnType::kGuid:
       return true;
+    case ColumnType::kOle:
+      break;
   }
+  return false;  // and of types that nobody knows
 }
 
 void AppendTextKey(Collation collation, std::string_view utf8, std::string* key) {

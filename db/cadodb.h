@@ -8,6 +8,8 @@
 
 namespace vnt::db {
 
+// Members that no fix calls (SetCn, AddTempODBCDsn) are here by design.
+//
 // A property that may be Null, as the callers distinguish a name never given from an empty one.
 class cadodb {
  public:

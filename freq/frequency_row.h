@@ -40,7 +40,8 @@ class cFREQ {
   db::Value ntc_type;
 };
 
-// Writes the rows of one group at a time. Every failure of the database is a DbError for the caller.
+// Writes the rows of one group at a time. Every failure of the database is a DbError for the caller. Members
+// that no build asks (Eof, bof, NoMatch, count, the properties in front, DBName) are here by design.
 class cFREQset {
  public:
   cFREQset() = default;

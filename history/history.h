@@ -30,7 +30,7 @@ class cHISTORY {
 };
 
 // A cursor over the history rows of one notice, on the main connection. Every failure is a DbError for the
-// caller.
+// caller. The run only appends; what goes through rows and removes them is here by design.
 class cHISTORYset {
  public:
   cHISTORYset() = default;

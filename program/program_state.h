@@ -20,7 +20,8 @@ struct ProgramState {
   std::string current_database;  // Access file or Ingres data source name; empty: none is open
   std::int32_t ntc_id = 0;       // 0: the whole database; above 0: one notice
   std::unique_ptr<db::cadodb> main_connection;
-  std::unique_ptr<db::cadodb> second_connection;
+  std::unique_ptr<db::cadodb>
+      second_connection;  // by design: opened and closed with the first, no fix asks it
   std::unique_ptr<db::cadodb> reference_connection;
   std::string reference_database;  // setting VeltRefdb, read by each run
   bool read_only = false;

@@ -11,7 +11,7 @@ namespace vnt {
 
 struct FixRoutine {
   std::string_view name;
-  void (*run)() = nullptr;  // null: not implemented
+  void (*run)() = nullptr;
 };
 
 enum class FixColumn { kLeft, kMiddle, kRight };

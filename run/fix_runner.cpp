@@ -151,11 +151,7 @@ class Run {
     } else {
       for (const FixRoutine& routine :
            std::span(result.fix->routines).first(static_cast<std::size_t>(result.fix->routine_count))) {
-        if (routine.run == nullptr) {
-          result.implemented = false;
-        } else {
-          UnderTrap(routine.run);
-        }
+        UnderTrap(routine.run);
       }
     }
     EndCounting(result);

@@ -32,7 +32,6 @@ struct FixResult {
   std::int64_t rows = 0;  // rows changed
   std::vector<db::DbError> errors;
   std::chrono::steady_clock::duration time{};
-  bool implemented = true;
 };
 
 // Watches a run; every method may be left as it is.

@@ -63,8 +63,7 @@ std::string ReportLine(const FixResult& result) {
     case FixStatus::kFailed:
       break;
   }
-  std::string outcome =
-      result.implemented ? fmt::format("{:>9} rows {:>9.3f} s", result.rows, seconds) : "not implemented";
+  std::string outcome = fmt::format("{:>9} rows {:>9.3f} s", result.rows, seconds);
   if (!result.errors.empty()) {
     outcome += fmt::format("  {} error{}", result.errors.size(), result.errors.size() == 1 ? "" : "s");
   }

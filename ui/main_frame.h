@@ -91,7 +91,7 @@ class frmMain : public wxFrame, public MainWindow {
   wxButton* Command3 = nullptr;
   wxButton* cmdclear = nullptr;
   wxStatusBar* sbStatusBar = nullptr;
-  wxTimer Timer1;  // on the window as designed; nothing is attached to it
+  wxTimer Timer1;  // by design on the window; nothing is attached to it
   wxTimer clock_;
   bool running_ = false;
 };

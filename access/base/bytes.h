@@ -32,18 +32,14 @@ inline void StoreLe(std::uint8_t* p, T v) {
 inline std::uint32_t LoadLe24(const std::uint8_t* p) {
   return p[0] | (std::uint32_t{p[1]} << 8) | (std::uint32_t{p[2]} << 16);
 }
-inline std::uint32_t LoadBe24(const std::uint8_t* p) {
-  return p[2] | (std::uint32_t{p[1]} << 8) | (std::uint32_t{p[0]} << 16);
-}
-inline std::uint32_t LoadBe32(const std::uint8_t* p) { return (std::uint32_t{p[0]} << 24) | LoadBe24(p + 1); }
-inline void StoreBe24(std::uint8_t* p, std::uint32_t v) {
-  p[0] = static_cast<std::uint8_t>(v >> 16);
-  p[1] = static_cast<std::uint8_t>(v >> 8);
-  p[2] = static_cast<std::uint8_t>(v);
+inline std::uint32_t LoadBe32(const std::uint8_t* p) {
+  return p[3] | (std::uint32_t{p[2]} << 8) | (std::uint32_t{p[1]} << 16) | (std::uint32_t{p[0]} << 24);
 }
 inline void StoreBe32(std::uint8_t* p, std::uint32_t v) {
   p[0] = static_cast<std::uint8_t>(v >> 24);
-  StoreBe24(p + 1, v);
+  p[1] = static_cast<std::uint8_t>(v >> 16);
+  p[2] = static_cast<std::uint8_t>(v >> 8);
+  p[3] = static_cast<std::uint8_t>(v);
 }
 
 // A bounds-checked reader over bytes that came from `page` (used only to say where a fault is).
@@ -57,10 +53,7 @@ class ByteReader {
   std::uint8_t U8(std::size_t offset) const { return Get<std::uint8_t>(offset); }
   std::uint16_t U16(std::size_t offset) const { return Get<std::uint16_t>(offset); }
   std::uint32_t U32(std::size_t offset) const { return Get<std::uint32_t>(offset); }
-  std::int16_t I16(std::size_t offset) const { return Get<std::int16_t>(offset); }
   std::int32_t I32(std::size_t offset) const { return Get<std::int32_t>(offset); }
-  std::int64_t I64(std::size_t offset) const { return Get<std::int64_t>(offset); }
-  double F64(std::size_t offset) const { return Get<double>(offset); }
 
   // The `length` bytes at `offset`; kCorrupt when they do not lie inside.
   Bytes Slice(std::size_t offset, std::size_t length) const {

@@ -11,20 +11,12 @@ namespace jet {
 
 // "Null", a number, or 'text'.
 inline std::string ValueText(const Value& value) {
-  switch (value.kind()) {
-    case ValueKind::kNull:
-      return "Null";
-    case ValueKind::kInteger:
-      return std::to_string(value.integer());
-    case ValueKind::kReal:
-      return fmt::format("{}", value.real());
-    case ValueKind::kDecimal:
-      return value.decimal().ToText();
-    case ValueKind::kText:
-    case ValueKind::kBlob:
-      return fmt::format("'{}'", value.bytes());
-  }
-  return {};
+  const ValueKind kind = value.kind();
+  if (kind == ValueKind::kNull) return "Null";
+  if (kind == ValueKind::kInteger) return std::to_string(value.integer());
+  if (kind == ValueKind::kReal) return fmt::format("{}", value.real());
+  if (kind == ValueKind::kDecimal) return value.decimal().ToText();
+  return fmt::format("'{}'", value.bytes());
 }
 
 }  // namespace jet

@@ -12,7 +12,7 @@ namespace vnt::cli {
 int Undo(const UndoOptions& options, Streams& streams) {
   if (options.list) {
     std::vector<std::vector<std::string>> rows;
-    for (const Backup& backup : FindBackups(options.file, options.folder)) {
+    for (const Backup& backup : FindBackups(jet::PlatformFileSystem(), options.file, options.folder)) {
       rows.push_back({backup.made, std::to_string(backup.size), backup.path, backup.says});
     }
     PrintTable({"made", "bytes", "backup", "the run"}, rows, {false, true, false, false}, streams.out);

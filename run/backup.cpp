@@ -74,7 +74,8 @@ RecordedState StateFor(const std::string& backup, bool force) {
     if (force && error.kind() == jet::ErrorKind::kNotFound) return {};
     throw jet::Error(jet::ErrorKind::kCorrupt,
                      fmt::format("Nothing tells what the run left for which the backup {} was made: {} "
-                                 "Nothing was changed.",
+                                 "Nothing was changed. With --force it is put back all the same, and what is "
+                                 "there now becomes a backup.",
                                  backup, error.what()));
   }
 }
@@ -82,7 +83,7 @@ RecordedState StateFor(const std::string& backup, bool force) {
 }  // namespace
 
 std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::string& folder) {
-  const std::string path = NewBackupPath(files, file.path(), folder);
+  const std::string path = NewBackupPath(files, files.ResolveLinks(file.path()), folder);
   jet::CopyFile(files, file, path);
   return path;
 }
@@ -93,7 +94,8 @@ void RecordBackup(jet::FileSystem& files, const RunRecord& record) {
                     jet::Bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
 }
 
-std::vector<Backup> FindBackups(const std::string& file, const std::string& folder) {
+std::vector<Backup> FindBackups(jet::FileSystem& files, const std::string& path, const std::string& folder) {
+  const std::string file = files.ResolveLinks(path);
   std::vector<std::pair<std::pair<std::string, int>, Backup>> found;
   const std::string name = Utf8Of(PathOf(file).filename());
   std::error_code error;
@@ -114,7 +116,7 @@ std::vector<Backup> FindBackups(const std::string& file, const std::string& fold
 }
 
 Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::string& folder, bool force) {
-  const std::vector<Backup> backups = FindBackups(file, folder);
+  const std::vector<Backup> backups = FindBackups(files, file, folder);
   if (backups.empty()) {
     throw jet::Error(jet::ErrorKind::kNotFound,
                      fmt::format("There is no backup of {} in {}.", file, FolderOf(file, folder)));

@@ -1,7 +1,8 @@
 // Copies of a database made before a run, and the way back.
 //
-// A backup is NAME.YYYYMMDD-HHMMSS.bak beside the database or in a folder of choice; beside it, under its
-// name and ".json", stands the record of the run that it was made for.
+// A backup is NAME.YYYYMMDD-HHMMSS.bak beside the database (the file itself, where it is named by a link) or
+// in a folder of choice; beside it, under its name and ".json", stands the record of the run that it was made
+// for.
 #pragma once
 
 #include <string>
@@ -25,7 +26,7 @@ struct Backup {
   std::string says;        // what its record says of the run: its outcome, or why it cannot be used
 };
 // Those of the database, newest first. `folder` is empty for that of the database.
-std::vector<Backup> FindBackups(const std::string& file, const std::string& folder);
+std::vector<Backup> FindBackups(jet::FileSystem& files, const std::string& path, const std::string& folder);
 
 struct Undone {
   std::string restored;  // the backup whose content the database has now

@@ -170,6 +170,18 @@ TEST_F(FixCommand, ForceUndoesWhatWasChangedSinceAndKeepsIt) {
   EXPECT_TRUE(Slurp(file_) == changed);
 }
 
+// By whatever link the file is named, it is the file that is copied and put back.
+TEST_F(FixCommand, UndoThroughALink) {
+  const std::string link = At("link.mdb"), before = Slurp(file_);
+  fs::create_symlink("notices.mdb", link);
+  ASSERT_EQ(Fix({link, "--backup", "--only", "15"}).code, kOk);
+  EXPECT_EQ(RunCli({"undo", file_}).code, kOk);
+  EXPECT_TRUE(Slurp(file_) == before);
+  EXPECT_EQ(RunCli({"undo", link}).code, kOk);
+  EXPECT_TRUE(fs::is_symlink(link));
+  EXPECT_TRUE(Slurp(file_) != before);
+}
+
 // No backup, no run.
 TEST_F(FixCommand, ABackupThatCannotBeMadeKeepsTheRunFromBeginning) {
   const std::string before = Slurp(file_);

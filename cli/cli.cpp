@@ -64,6 +64,8 @@ void AddFix(CLI::App& app, Parsed& p) {
   only->excludes(except)->excludes(all);
   except->excludes(all);
   auto* dry_run = fix->add_flag("--dry-run", p.fix.dry_run, "Show what a run would do; no file is written");
+  fix->add_flag("--diff", p.fix.diff, "With --dry-run, also show what would change, as \"diff\" does")
+      ->needs(dry_run);
   auto* backup =
       fix->add_flag("--backup", p.backup, "First copy each file to NAME.YYYYMMDD-HHMMSS.bak, for \"undo\"");
   fix->add_option("--backup-folder", p.backup_folder, "The same, into this folder")->excludes(dry_run);

@@ -23,6 +23,7 @@ struct FixOptions {
   std::string only, except;  // as ChooseFixes() reads them
   bool all = false;
   bool dry_run = false;
+  bool diff = false;                  // of a dry run: what would change, row by row
   std::optional<std::string> backup;  // the folder; empty: that of the file
   std::string report;                 // path; empty: none
   std::optional<RecordFormat> report_format;

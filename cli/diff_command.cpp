@@ -7,23 +7,19 @@
 #include "cli/interruptible.h"
 
 namespace vnt::cli {
-namespace {
 
-// Two caches of this size, and what sorting takes, stay below 64 MB together.
-constexpr std::size_t kCacheBytes = 8u << 20;
-
-std::unique_ptr<jet::Database> Open(const std::string& file) {
+std::unique_ptr<jet::Database> OpenToCompare(jet::FileSystem& files, const std::string& file) {
+  // Two caches of this size, and what sorting takes, stay below 64 MB together.
+  constexpr std::size_t kCacheBytes = 8u << 20;
   jet::Database::Options options;
   options.pages.cache_bytes = kCacheBytes;
-  return jet::Database::Open(jet::PlatformFileSystem(), file, jet::OpenMode::kRead, options);
+  return jet::Database::Open(files, file, jet::OpenMode::kRead, options);
 }
-
-}  // namespace
 
 int Diff(const DiffOptions& options, Streams& streams) {
   const Interruptible interruptible;
-  const auto old_database = Open(options.old_file);
-  const auto new_database = Open(options.new_file);
+  const auto old_database = OpenToCompare(jet::PlatformFileSystem(), options.old_file);
+  const auto new_database = OpenToCompare(jet::PlatformFileSystem(), options.new_file);
   const std::int32_t notice = options.compare.notice;
   if (notice > 0 && !compare::HasNotice(*old_database, notice) &&
       !compare::HasNotice(*new_database, notice)) {

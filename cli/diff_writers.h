@@ -36,6 +36,9 @@ class DiffWriter : public compare::Sink {
   std::ostream& out_;
 };
 
+// For reading, with little memory.
+std::unique_ptr<jet::Database> OpenToCompare(jet::FileSystem& files, const std::string& file);
+
 // Text: a line for each changed cell, each added and each removed row, and for each table, then the totals.
 // CSV: a line for each changed cell, row, table or column that one side lacks, or the counts of each table
 // that differs; equal databases give the header alone. JSON: one document, described by

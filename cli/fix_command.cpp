@@ -11,13 +11,16 @@
 #include "access/base/error.h"
 #include "access/file/overlay.h"
 #include "cli/commands.h"
+#include "cli/diff_writers.h"
 #include "cli/fix_choice.h"
 #include "cli/fix_printer.h"
 #include "cli/interruptible.h"
+#include "db/engine_errors.h"
 #include "db/services.h"
 #include "platform/paths.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
+#include "run/databases.h"
 #include "run/guards.h"
 #include "run/recorded_run.h"
 #include "run/reference_check.h"
@@ -80,6 +83,14 @@ int StatusOf(const RunResult& result) {
   return result.failed() ? kFailed : kOk;
 }
 
+// What the file is and what it would be, as vntfix diff prints it. Nothing may be open through the overlay.
+void PrintDifferences(const std::string& file, jet::FileSystem& overlay, std::ostream& out) {
+  const auto before = OpenToCompare(jet::PlatformFileSystem(), file);
+  const auto after = OpenToCompare(overlay, file);
+  const auto writer = MakeDiffWriter(DiffFormat::kText, {file, file + " after the run", 0, false}, out);
+  writer->Finish(compare::Compare(*before, *after, {}, *writer));
+}
+
 struct Fixed {
   int status = kRefused;
   std::optional<RunRecord> record;  // none: nothing was run
@@ -121,10 +132,18 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
     fixed.record = RunRecorded(selection, notices, recording, printer);
     fixed.status = StatusOf(fixed.record->result);
     if (!fixed.record->result.refused) printer.Total(*fixed.record);
+    if (options.diff && !fixed.record->result.refused && CloseDatabases()) {
+      PrintDifferences(file, *overlay, streams.out);
+    }
     return fixed;
   } catch (const ChoiceError& error) {
     speaker.Say(error.what());
     return {kUsage, {}};
+  } catch (const jet::Error& error) {
+    speaker.Say(db::ToDbError(error));
+    return {kRefused, {}};
+  } catch (const OutputFailed&) {
+    return {kUnwritten, {}};
   } catch (const db::DbError& error) {
     speaker.Say(error);
     return {InterruptedStatus() != 0 ? InterruptedStatus() : kRefused, {}};

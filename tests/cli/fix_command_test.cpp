@@ -89,6 +89,29 @@ TEST_F(FixCommand, ADryRunWritesNothingAndReportsWhatTheRunWill) {
   EXPECT_EQ(dry_report["fixes"].size(), 40U);
 }
 
+TEST_F(FixCommand, ADryRunShowsWhatTheRunWillChange) {
+  // Rows of the history tell the time; names of the files stand in the head.
+  const auto changes = [](const std::string& text) {
+    std::istringstream in(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(in, line);) {
+      if (line.find("history") == std::string::npos && line.find(".mdb") == std::string::npos) {
+        lines.push_back(line);
+      }
+    }
+    return lines;
+  };
+  const std::string copy = At("copy.mdb");
+  fs::copy_file(file_, copy);
+  const Outcome dry = Fix({file_, "--dry-run", "--diff", "--quiet", "--only", "7,15"});
+  EXPECT_EQ(dry.code, kOk) << dry.err;
+  ASSERT_EQ(Fix({file_, "--only", "7,15"}).code, kOk);
+  const std::vector<std::string> real = changes(RunCli({"diff", copy, file_}).out);
+  EXPECT_GT(real.size(), 20U);
+  EXPECT_EQ(changes(dry.out), real);
+  EXPECT_EQ(Fix({file_, "--diff"}).code, kUsage);
+}
+
 TEST_F(FixCommand, ADryRunNeedsNoRightToWrite) {
   fs::permissions(file_, fs::perms::owner_read);
   const Outcome dry = Fix({file_, "--dry-run"});

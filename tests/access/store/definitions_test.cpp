@@ -37,6 +37,20 @@ void WalkEverything(Database& db) {
   }
 }
 
+TEST(Names, LetterCaseAndBlanksAtTheEndDoNotCount) {
+  EXPECT_TRUE(SameName("ntc_ID  ", "NTC_id"));
+  EXPECT_FALSE(SameName(" ntc_id", "ntc_id"));
+  EXPECT_TRUE(
+      SameName("Gr\xC3\xB6\xC3\x9F"
+               "e ",
+               "GR\xC3\x96\xC3\x9F"
+               "E"));
+  EXPECT_FALSE(
+      SameName("Gr\xC3\xB6\xC3\x9F"
+               "e",
+               "Grosse"));
+}
+
 TEST(OpenTest, RefusesWhatItCannotHandle) {
   struct Case {
     const char* what;

@@ -132,6 +132,10 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
     fixed.record = RunRecorded(selection, notices, recording, printer);
     fixed.status = StatusOf(fixed.record->result);
     if (!fixed.record->result.refused) printer.Total(*fixed.record);
+    if (!fixed.record->fault.empty()) {
+      speaker.Say("the run is done, but undo will not find what it left: " + fixed.record->fault);
+      if (fixed.status == kOk) fixed.status = kUnwritten;
+    }
     if (options.diff && !fixed.record->result.refused && CloseDatabases()) {
       PrintDifferences(file, *overlay, streams.out);
     }

@@ -50,17 +50,10 @@ class Recorder : public RunObserver {
   RunObserver& inner_;
 };
 
-// What the run left, unless it is still in a journal.
-std::string FingerprintAfter(const RunResult& result) {
-  try {
-    jet::File* const file = SavedFile();
-    if (file == nullptr || !MainCn().IsSaved()) return {};
-    return jet::Fingerprint(*file);
-  } catch (const std::exception&) {
-    // A run that came to its end says what it did all the same.
-    if (!result.ended_early) throw;
-    return {};
-  }
+// What the run left; empty where it is still in a journal.
+std::string FingerprintAfter() {
+  jet::File* const file = SavedFile();
+  return file != nullptr && MainCn().IsSaved() ? jet::Fingerprint(*file) : std::string();
 }
 
 // Adds the run over one more notice.
@@ -101,10 +94,10 @@ RunRecord RunRecorded(const FixSelection& selection, const std::vector<std::int3
   }
   record.ended = std::chrono::system_clock::now();
   try {
-    if (!record.before.empty()) record.after = FingerprintAfter(record.result);
+    if (!record.before.empty()) record.after = FingerprintAfter();
     if (!record.backup.empty()) RecordBackup(db::Files(), record);
-  } catch (const jet::Error& error) {
-    throw db::ToDbError(error);
+  } catch (const std::exception& error) {
+    record.fault = error.what();
   }
   return record;
 }

@@ -20,7 +20,8 @@ struct Recording {
 // RunFixes() on the program-wide state; with `notices`, once for each of them, as one record with the sums of
 // all. The backup is made, durably, when the preconditions hold and before the
 // first fix; its record is written when the run has ended, however it did. An error of the backup (DbError)
-// keeps the run from beginning. A data source has neither backup nor fingerprints.
+// keeps the run from beginning; what fails after the run is told in the record. A data source has neither
+// backup nor fingerprints.
 RunRecord RunRecorded(const FixSelection& selection, const std::vector<std::int32_t>& notices,
                       const Recording& recording, RunObserver& observer);
 

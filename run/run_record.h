@@ -23,6 +23,9 @@ struct RunRecord {
   // sources, runs that failed while they saved).
   std::string before, after;
   std::string backup;  // path; empty: none was made
+  // Why the file could not be looked at after the run, or the backup has no record; empty: neither. What the
+  // run did stands.
+  std::string fault;
 };
 
 // One word for what became of it: "done", "errors", "ended early", "refused".

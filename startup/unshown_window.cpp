@@ -1,5 +1,6 @@
 #include "startup/unshown_window.h"
 
+#include "platform/messages.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
 #include "run/recorded_run.h"
@@ -15,7 +16,8 @@ bool UnshownWindow::Automatic_Fix() {
   try {
     const RunRecord record = RunRecorded(selection_, {}, recording, *report);
     WriteUnattendedRecord(record);
-    return !record.result.refused && !record.result.failed();
+    if (!record.fault.empty()) platform::ShowMessage(record.fault, platform::MessageStyle::kCritical);
+    return !record.result.refused && !record.result.failed() && record.fault.empty();
   } catch (const db::DbError& error) {
     // Nothing was run: no backup could be made.
     ShowError(error);

@@ -2,8 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <iomanip>
 #include <nlohmann/json.hpp>
 
 #include "access/store/database.h"
@@ -212,6 +214,24 @@ TEST_F(FixCommand, ABackupThatCannotBeMadeKeepsTheRunFromBeginning) {
   EXPECT_EQ(refused.code, kRefused);
   EXPECT_THAT(refused.err, HasSubstr("missing/folder"));
   EXPECT_TRUE(Slurp(file_) == before);
+}
+
+// What fails when the run is done does not make it a refused one. The clock gives the name of the record: one
+// of the next seconds is taken by a folder.
+TEST_F(FixCommand, ARecordThatCannotBeWrittenIsToldAndTheRunStands) {
+  const std::string before = Slurp(file_);
+  const std::time_t now = std::time(nullptr);
+  for (int second = 0; second < 20; ++second) {
+    const std::time_t then = now + second;
+    std::ostringstream name;
+    name << "notices.mdb." << std::put_time(std::localtime(&then), "%Y%m%d-%H%M%S") << ".bak.json";
+    fs::create_directory(folder_ / name.str());
+  }
+  const Outcome fixed = Fix({file_, "--backup", "--only", "15"});
+  EXPECT_EQ(fixed.code, kUnwritten) << fixed.err;
+  EXPECT_THAT(fixed.err, HasSubstr("the run is done, but undo will not find what it left: "));
+  EXPECT_THAT(fixed.out, HasSubstr(": 1 fix run, 0 with errors"));
+  EXPECT_TRUE(Slurp(file_) != before);
 }
 
 TEST_F(FixCommand, SeveralFilesAndNotices) {

@@ -11,33 +11,6 @@ using jet::Value;
 using jet::ValueKind;
 using Kind = CellRule::Kind;
 
-// What a column holds, by the kinds of value.h.
-ValueKind KindOf(ColumnType type) {
-  switch (type) {
-    case ColumnType::kBoolean:
-    case ColumnType::kByte:
-    case ColumnType::kInteger:
-    case ColumnType::kLong:
-    case ColumnType::kComplex:
-    case ColumnType::kBigInt:
-      return ValueKind::kInteger;
-    case ColumnType::kSingle:
-    case ColumnType::kDouble:
-    case ColumnType::kDateTime:
-      return ValueKind::kReal;
-    case ColumnType::kCurrency:
-    case ColumnType::kDecimal:
-      return ValueKind::kDecimal;
-    case ColumnType::kText:
-    case ColumnType::kMemo:
-    case ColumnType::kGuid:
-    case ColumnType::kDateTimeExtended:
-      return ValueKind::kText;
-    default:
-      return ValueKind::kBlob;
-  }
-}
-
 bool IsNumber(ValueKind kind) {
   return kind == ValueKind::kInteger || kind == ValueKind::kReal || kind == ValueKind::kDecimal;
 }
@@ -65,7 +38,7 @@ std::string PlainText(const Value& value) {
 }
 
 void AppendBigEndian(std::uint64_t bits, std::string* key) {
-  for (int shift = 56; shift >= 0; shift -= 8) key->push_back(static_cast<char>(bits >> shift));
+  for (int shift = 56; shift >= 0; shift -= 8) key->push_back(bits >> shift);
 }
 
 void AppendReal(double value, std::string* key) {

@@ -39,7 +39,7 @@ std::uint64_t Hash(std::string_view bytes) {
 
 int PrimaryIndex(const jet::TableDef& table) {
   const auto primary = std::ranges::find_if(table.indexes, &jet::IndexDef::primary);
-  return primary == table.indexes.end() ? -1 : static_cast<int>(primary - table.indexes.begin());
+  return primary == table.indexes.end() ? -1 : primary - table.indexes.begin();
 }
 
 // Columns of both, those of the old table first.
@@ -51,7 +51,7 @@ std::vector<ComparedColumn> ColumnsOf(const TablePair& tables) {
       const auto same = [&](const ComparedColumn& other) { return jet::SameName(other.name, c.name); };
       auto at = std::ranges::find_if(columns, same);
       if (at == columns.end()) at = columns.insert(at, {.name = c.name});
-      (is_new ? at->new_position : at->old_position) = static_cast<int>(i);
+      (is_new ? at->new_position : at->old_position) = i;
       (is_new ? at->new_definition : at->old_definition) = &c;
     }
   };
@@ -68,16 +68,16 @@ std::vector<int> KeyOf(const TablePair& tables, const std::vector<ComparedColumn
     const jet::TableDef& def = tables[side]->def();
     const int index = PrimaryIndex(def);
     if (index < 0) return {};
-    for (const jet::IndexColumn& key : def.indexes[static_cast<std::size_t>(index)].columns) {
+    for (const jet::IndexColumn& key : def.indexes[index].columns) {
       const auto position = side == 0 ? &ComparedColumn::old_position : &ComparedColumn::new_position;
-      const auto at = std::ranges::find(columns, static_cast<int>(key.column), position);
-      keys[side].push_back(static_cast<int>(at - columns.begin()));
+      const auto at = std::ranges::find(columns, key.column, position);
+      keys[side].push_back(at - columns.begin());
     }
   }
   if (tables[0] == nullptr) return keys[1];
   if (tables[1] == nullptr) return keys[0];
   const auto unlike = [&](int key) {
-    const ComparedColumn& c = columns[static_cast<std::size_t>(key)];
+    const ComparedColumn& c = columns[key];
     return !c.in_both() || RuleFor(*c.old_definition, *c.new_definition).kind == CellRule::Kind::kUnlike;
   };
   if (keys[0] != keys[1] || std::ranges::any_of(keys[0], unlike)) return {};
@@ -88,12 +88,12 @@ std::vector<int> KeyOf(const TablePair& tables, const std::vector<ComparedColumn
 bool HaveEqualKeys(const TablePair& tables, const std::array<int, 2>& indexes) {
   const auto& a = tables[0]->def();
   const auto& b = tables[1]->def();
-  const auto& columns = a.indexes[static_cast<std::size_t>(indexes[0])].columns;
+  const auto& columns = a.indexes[indexes[0]].columns;
   for (std::size_t i = 0; i < columns.size(); ++i) {
-    const jet::KeyColumn x = tables[0]->key_column(indexes[0], static_cast<int>(i));
-    const jet::KeyColumn y = tables[1]->key_column(indexes[1], static_cast<int>(i));
+    const jet::KeyColumn x = tables[0]->key_column(indexes[0], i);
+    const jet::KeyColumn y = tables[1]->key_column(indexes[1], i);
     const jet::ColumnDef& p = a.columns[columns[i].column];
-    const jet::ColumnDef& q = b.columns[b.indexes[static_cast<std::size_t>(indexes[1])].columns[i].column];
+    const jet::ColumnDef& q = b.columns[b.indexes[indexes[1]].columns[i].column];
     const bool is_text = x.type == jet::ColumnType::kText || x.type == jet::ColumnType::kMemo;
     const bool is_decimal = x.type == jet::ColumnType::kDecimal;
     if (x.type != y.type || x.descending != y.descending) return false;
@@ -173,7 +173,7 @@ TableComparison::TableComparison(TablePair tables, const Options& options, const
   // Keys have to be made, which some text orders do not allow.
   for (const int side : {0, 1}) {
     if (tables_[side] == nullptr) continue;
-    const auto& index = tables_[side]->def().indexes[static_cast<std::size_t>(indexes_[side])];
+    const auto& index = tables_[side]->def().indexes[indexes_[side]];
     keys_of_indexes_ = keys_of_indexes_ && index.supported;
   }
 }
@@ -196,11 +196,11 @@ std::string TableComparison::MakeKey(int side, const jet::Row& row) const {
   }
   if (keys_of_indexes_) {
     std::vector<jet::Value> values;
-    for (const int column : table_.key) values.push_back(value(static_cast<std::size_t>(column)));
+    for (const int column : table_.key) values.push_back(value(column));
     return tables_[side]->MakeKey(indexes_[side], values);
   }
   for (const int column : table_.key) {
-    const auto i = static_cast<std::size_t>(column);
+    const std::size_t i = column;
     if (rules_[i].kind == CellRule::Kind::kText) {
       // Texts that the indexes take for the same key are so here.
       key.push_back('\1');
@@ -264,7 +264,7 @@ Counts TableComparison::Run() {
 }
 
 jet::Row& TableComparison::Fetch(int side, jet::RowId id) {
-  jet::Row& row = rows_[static_cast<std::size_t>(side)];
+  jet::Row& row = rows_[side];
   if (!tables_[side]->Fetch(id, &row)) {
     jet::ThrowCorrupt(fmt::format("an index of table \"{}\" names a row that is not there", table_.name),
                       id.page());
@@ -333,7 +333,7 @@ void TableComparison::Tell(Difference kind) {
   difference_.new_row = kind == Difference::kRemoved ? nullptr : &rows_[1];
   difference_.changed.clear();
   for (std::size_t i = 0; kind == Difference::kChanged && i < table_.columns.size(); ++i) {
-    if (!IsEqualColumn(i)) difference_.changed.push_back(static_cast<int>(i));
+    if (!IsEqualColumn(i)) difference_.changed.push_back(i);
   }
   sink_.Row(difference_);
 }
@@ -395,12 +395,12 @@ bool ComparedTable::differs() const {
 }
 
 jet::Value RowDifference::Old(int column) const {
-  const int position = table->columns[static_cast<std::size_t>(column)].old_position;
+  const int position = table->columns[column].old_position;
   return old_row == nullptr || position < 0 ? jet::Value::Null() : old_row->Get(position);
 }
 
 jet::Value RowDifference::New(int column) const {
-  const int position = table->columns[static_cast<std::size_t>(column)].new_position;
+  const int position = table->columns[column].new_position;
   return new_row == nullptr || position < 0 ? jet::Value::Null() : new_row->Get(position);
 }
 

@@ -40,7 +40,7 @@ int IndexOn(const jet::TableDef& table, int column) {
     const jet::IndexDef& index = table.indexes[i];
     if (index.supported && !index.ignore_nulls && !index.columns.empty() &&
         index.columns[0].column == column) {
-      return static_cast<int>(i);
+      return i;
     }
   }
   return -1;
@@ -83,7 +83,7 @@ void NoticeRows::Walk(jet::Table& table, int column, const std::set<std::int64_t
                       const std::function<void(const jet::Row&, jet::RowId)>& row) const {
   jet::Row found;
   jet::RowId id;
-  const jet::ColumnType type = table.def().columns[static_cast<std::size_t>(column)].type;
+  const jet::ColumnType type = table.def().columns[column].type;
   const int index = IsWholeNumber(type) ? IndexOn(table.def(), column) : -1;
   if (index < 0) {
     for (jet::TableCursor cursor(table); cursor.Next(&found, &id);) {

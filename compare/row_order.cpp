@@ -50,8 +50,7 @@ class SortedOrder::Run {
     buffer_.erase(0, position_);
     position_ = 0;
     const std::size_t old = buffer_.size();
-    const auto more =
-        static_cast<std::size_t>(std::min<std::uint64_t>(std::max(kRunBuffer, bytes) - old, end_ - next_));
+    const std::size_t more = std::min<std::uint64_t>(std::max(kRunBuffer, bytes) - old, end_ - next_);
     if (more == 0) return false;
     buffer_.resize(old + more);
     file_.Read(next_, jet::MutableBytes(reinterpret_cast<std::uint8_t*>(buffer_.data()) + old, more));
@@ -81,8 +80,8 @@ jet::RowId SortedOrder::IdAt(std::size_t entry) const {
 void SortedOrder::Add(std::string_view key, jet::RowId id) {
   const std::size_t used = entries_.size() + offsets_.size() * sizeof offsets_[0];
   if (!offsets_.empty() && used + kHead + key.size() > memory_bytes_) Spill();
-  offsets_.push_back(static_cast<std::uint32_t>(entries_.size()));
-  AppendU32(static_cast<std::uint32_t>(key.size()), &entries_);
+  offsets_.push_back(entries_.size());
+  AppendU32(key.size(), &entries_);
   AppendU32(id.packed, &entries_);
   entries_.append(key);
 }

@@ -93,9 +93,7 @@ void PositionedRecordset::RequireScrolling() const {
 
 std::int64_t PositionedRecordset::RecordCount() const { return forward_only_ ? -1 : Size() - deleted_; }
 
-const std::string& PositionedRecordset::FieldName(int index) const {
-  return fields_[static_cast<std::size_t>(index)].name;
-}
+const std::string& PositionedRecordset::FieldName(int index) const { return fields_[index].name; }
 
 void PositionedRecordset::RequireCurrent() const {
   if (row_ == RowState::kCurrent) return;
@@ -105,7 +103,7 @@ void PositionedRecordset::RequireCurrent() const {
 }
 
 Value PositionedRecordset::Get(int index) const {
-  const auto i = static_cast<std::size_t>(index);
+  const std::size_t i = index;
   if (edit_ != EditMode::kNone && edited_[i]) return edits_[i];
   if (edit_ == EditMode::kAdding) return Value::Null();
   RequireCurrent();
@@ -122,7 +120,7 @@ void PositionedRecordset::Set(int index, const Value& value) {
   RequireOpen();
   RequireUpdatable();
   if (edit_ != EditMode::kAdding) RequireCurrent();
-  const auto i = static_cast<std::size_t>(index);
+  const std::size_t i = index;
   if (!fields_[i].updatable) {
     throw DbError(kErrReadOnlyRecordset, source_, "The field \"" + fields_[i].name + "\" cannot be changed.");
   }
@@ -152,7 +150,7 @@ std::int64_t PositionedRecordset::Update() {
   }
   FieldChanges changes;
   for (std::size_t i = 0; i < fields_.size(); ++i) {
-    if (edited_[i]) changes.emplace_back(static_cast<int>(i), &edits_[i]);
+    if (edited_[i]) changes.emplace_back(i, &edits_[i]);
   }
   // A failing write leaves the edit open, to be corrected or cancelled.
   if (edit_ == EditMode::kAdding) {

@@ -32,7 +32,7 @@ class PositionedRecordset : public ProviderRecordset {
   void MoveFirst() override;
   void MoveLast() override;
   std::int64_t RecordCount() const override;
-  int FieldCount() const override { return static_cast<int>(fields_.size()); }
+  int FieldCount() const override { return fields_.size(); }
   const std::string& FieldName(int index) const override;
   Value Get(int index) const override;
   void Set(int index, const Value& value) override;

@@ -34,9 +34,9 @@ Value TakeValue(const char** p) {
     case ValueType::kNull:
       return Value::Null();
     case ValueType::kInt16:
-      return Value::Int16(static_cast<std::int16_t>(Take<std::int64_t>(p)));
+      return Value::Int16(Take<std::int64_t>(p));
     case ValueType::kInt32:
-      return Value::Int32(static_cast<std::int32_t>(Take<std::int64_t>(p)));
+      return Value::Int32(Take<std::int64_t>(p));
     case ValueType::kInt64:
       return Value::Int64(Take<std::int64_t>(p));
     case ValueType::kCurrency:
@@ -76,7 +76,7 @@ void RowList::Encode(const std::vector<Value>& values) {
       case ValueType::kDecimal:
       case ValueType::kText:
       case ValueType::kBinary:
-        Put(&bytes_, static_cast<std::uint32_t>(value.raw_bytes().size()));
+        Put<std::uint32_t>(&bytes_, value.raw_bytes().size());
         bytes_ += value.raw_bytes();
         break;
       default:
@@ -92,12 +92,12 @@ void RowList::Append(const std::vector<Value>& values) {
 
 void RowList::Replace(std::int64_t row, const std::vector<Value>& values) {
   // The former bytes stay behind, unused: rows are replaced one by one, and rarely.
-  starts_[static_cast<std::size_t>(row)] = bytes_.size();
+  starts_[row] = bytes_.size();
   Encode(values);
 }
 
 void RowList::Read(std::int64_t row, std::vector<Value>* values) const {
-  const char* p = bytes_.data() + starts_[static_cast<std::size_t>(row)];
+  const char* p = bytes_.data() + starts_[row];
   for (Value& value : *values) value = TakeValue(&p);
 }
 

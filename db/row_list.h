@@ -14,7 +14,7 @@ namespace vnt::db {
 
 class RowList {
  public:
-  std::int64_t size() const { return static_cast<std::int64_t>(starts_.size()); }
+  std::int64_t size() const { return starts_.size(); }
   void Append(const std::vector<Value>& values);
   void Read(std::int64_t row, std::vector<Value>* values) const;
   void Replace(std::int64_t row, const std::vector<Value>& values);

@@ -45,7 +45,7 @@ void SqlLog::Write(std::string_view sql) {
     }
   }
   line_ += '\n';
-  file_.write(line_.data(), static_cast<std::streamsize>(line_.size()));
+  file_.write(line_.data(), line_.size());
   file_.flush();
 }
 

@@ -72,12 +72,10 @@ std::string WithoutTrailingZeros(std::string digits) {
 }
 
 std::string CurrencyText(std::int64_t scaled) {
-  const std::uint64_t magnitude =
-      scaled < 0 ? 0 - static_cast<std::uint64_t>(scaled) : static_cast<std::uint64_t>(scaled);
+  const unsigned long long magnitude = scaled < 0 ? 0 - static_cast<std::uint64_t>(scaled) : scaled;
   char buffer[32];
-  std::snprintf(buffer, sizeof buffer, "%s%llu.%04llu", scaled < 0 ? "-" : "",
-                static_cast<unsigned long long>(magnitude / kCurrencyScale),
-                static_cast<unsigned long long>(magnitude % kCurrencyScale));
+  std::snprintf(buffer, sizeof buffer, "%s%llu.%04llu", scaled < 0 ? "-" : "", magnitude / kCurrencyScale,
+                magnitude % kCurrencyScale);
   return WithoutTrailingZeros(buffer);
 }
 
@@ -88,10 +86,10 @@ std::string DateText(double days) {
   char buffer[64];
   int length = std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d", p.year, p.month, p.day);
   if (p.hour != 0 || p.minute != 0 || p.second != 0) {
-    length += std::snprintf(buffer + length, sizeof buffer - static_cast<std::size_t>(length),
-                            " %02d:%02d:%02d", p.hour, p.minute, p.second);
+    length +=
+        std::snprintf(buffer + length, sizeof buffer - length, " %02d:%02d:%02d", p.hour, p.minute, p.second);
   }
-  return std::string(buffer, static_cast<std::size_t>(length));
+  return std::string(buffer, length);
 }
 
 // Reads the digits at the front of *text; -1 when there are none or more than six.
@@ -246,12 +244,12 @@ std::int64_t ToInteger(const Value& v, std::int64_t low, std::int64_t high) {
 
 std::int16_t Value::ToInt16() const {
   using Limits = std::numeric_limits<std::int16_t>;
-  return static_cast<std::int16_t>(ToInteger(*this, Limits::min(), Limits::max()));
+  return ToInteger(*this, Limits::min(), Limits::max());
 }
 
 std::int32_t Value::ToInt32() const {
   using Limits = std::numeric_limits<std::int32_t>;
-  return static_cast<std::int32_t>(ToInteger(*this, Limits::min(), Limits::max()));
+  return ToInteger(*this, Limits::min(), Limits::max());
 }
 
 double Value::ToDouble() const {

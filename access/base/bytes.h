@@ -36,10 +36,10 @@ inline std::uint32_t LoadBe32(const std::uint8_t* p) {
   return p[3] | (std::uint32_t{p[2]} << 8) | (std::uint32_t{p[1]} << 16) | (std::uint32_t{p[0]} << 24);
 }
 inline void StoreBe32(std::uint8_t* p, std::uint32_t v) {
-  p[0] = static_cast<std::uint8_t>(v >> 24);
-  p[1] = static_cast<std::uint8_t>(v >> 16);
-  p[2] = static_cast<std::uint8_t>(v >> 8);
-  p[3] = static_cast<std::uint8_t>(v);
+  p[0] = v >> 24;
+  p[1] = v >> 16;
+  p[2] = v >> 8;
+  p[3] = v;
 }
 
 // A bounds-checked reader over bytes that came from `page` (used only to say where a fault is).
@@ -69,7 +69,7 @@ class ByteReader {
   }
   void Require(std::size_t offset, std::size_t length) const {
     if (offset > bytes_.size() || bytes_.size() - offset < length) {
-      ThrowCorrupt("a structure runs past its end", page_, static_cast<std::int64_t>(offset));
+      ThrowCorrupt("a structure runs past its end", page_, offset);
     }
   }
 

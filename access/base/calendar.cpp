@@ -35,8 +35,8 @@ double DaysOf(int year, int month, int day) {
     in_cycle += kMonthsOf400Years;
     --cycle;
   }
-  const chrono::sys_days first = chrono::year(static_cast<int>(in_cycle / 12)) /
-                                 chrono::month(static_cast<unsigned>(in_cycle % 12) + 1) / 1;
+  const chrono::sys_days first =
+      chrono::year(in_cycle / 12) / chrono::month(static_cast<unsigned>(in_cycle % 12) + 1) / 1;
   return static_cast<double>((first - kDayZero).count() + cycle * kDaysOf400Years + day - 1);
 }
 

@@ -26,7 +26,7 @@ bool IsShiftedPairRange(char32_t c) {
   return (c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E) || (c >= 0x4C1 && c <= 0x4CE);
 }
 
-char FoldAscii(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+char FoldAscii(char c) { return c >= 'A' && c <= 'Z' ? c + 32 : c; }
 
 template <typename T>
 std::string Shortest(T number) {
@@ -46,7 +46,7 @@ std::string Shortest(T number) {
 }  // namespace
 
 bool internal::ReadLongCodePoint(std::string_view text, std::size_t* pos, char32_t* code) {
-  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
+  const auto byte = [&](std::size_t i) -> std::uint8_t { return text[i]; };
   const std::uint8_t lead = byte(*pos);
   const std::size_t length = lead >= 0xF0 ? 4 : lead >= 0xE0 ? 3 : 2;
   if (lead < 0xC2 || lead > 0xF4 || text.size() - *pos < length) return false;
@@ -64,7 +64,7 @@ bool internal::ReadLongCodePoint(std::string_view text, std::size_t* pos, char32
 std::size_t Utf16Length(std::string_view text) {
   std::size_t units = 0;
   for (const char c : text) {
-    const auto b = static_cast<unsigned char>(c);
+    const std::uint8_t b = c;
     units += (b & 0xC0) != 0x80;  // every lead byte
     units += b >= 0xF0;           // a pair
   }
@@ -102,7 +102,7 @@ char16_t FromWindows1252(std::uint8_t byte) {
 int ToWindows1252(char16_t unit) {
   if (unit < 0x80 || (unit >= 0xA0 && unit <= 0xFF)) return unit;
   const auto at = std::find(kWindows1252.begin(), kWindows1252.end(), unit);
-  return at == kWindows1252.end() ? -1 : static_cast<int>(0x80 + (at - kWindows1252.begin()));
+  return at == kWindows1252.end() ? -1 : 0x80 + (at - kWindows1252.begin());
 }
 
 char32_t ToUpper(char32_t c) {
@@ -155,7 +155,7 @@ std::string LowerText(std::string_view text) {
 bool EqualNames(std::string_view a, std::string_view b) {
   std::size_t i = 0, k = 0;
   while (i < a.size() && k < b.size()) {
-    if (a[i] == b[k] && static_cast<unsigned char>(a[i]) < 0x80) {
+    if (a[i] == b[k] && IsAscii(a[i])) {
       ++i;
       ++k;
       continue;

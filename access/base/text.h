@@ -7,20 +7,25 @@
 // "The same name" has three rules, each where it is needed:
 //
 //   SameName (access/store/names.h)  names that stand in a file: what the index over the catalog's names
-//   takes
-//                                    for equal, so as the collation of General has it
+//                                    takes for equal, so as the collation of General has it
 //   EqualNames                       names within a statement or a recordset, and those of settings: letters
 //                                    of any alphabet without their case
 //   EqualWords                       words of a language: key words, connection strings, functions of ODBC:
 //                                    the letters A to Z without their case
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
 
 namespace jet {
+
+inline bool IsAscii(char c) { return (c & 0x80) == 0; }
+inline bool IsAscii(std::string_view text) {
+  return std::all_of(text.begin(), text.end(), [](char c) { return IsAscii(c); });
+}
 
 namespace internal {
 bool ReadLongCodePoint(std::string_view text, std::size_t* pos, char32_t* code);
@@ -29,7 +34,7 @@ bool ReadLongCodePoint(std::string_view text, std::size_t* pos, char32_t* code);
 // Reads the code point at *pos and moves *pos behind it. False, and nothing moved, when the bytes there are
 // no UTF-8.
 inline bool ReadCodePoint(std::string_view text, std::size_t* pos, char32_t* code) {
-  const auto byte = static_cast<unsigned char>(text[*pos]);
+  const std::uint8_t byte = text[*pos];
   if (byte >= 0x80) return internal::ReadLongCodePoint(text, pos, code);
   *code = byte;
   ++*pos;
@@ -44,7 +49,7 @@ inline char32_t NextCodePoint(std::string_view text, std::size_t* pos) {
 }
 
 inline void AppendCodePoint(char32_t c, std::string* out) {
-  const auto put = [&](char32_t byte) { out->push_back(static_cast<char>(byte)); };
+  const auto put = [&](char32_t byte) { out->push_back(byte); };
   if (c < 0x80) {
     put(c);
     return;
@@ -64,8 +69,8 @@ inline void AppendCodePoint(char32_t c, std::string* out) {
 }
 
 // The two UTF-16 units of a code point from U+10000 on.
-inline char16_t HighSurrogate(char32_t c) { return static_cast<char16_t>(0xD7C0 + (c >> 10)); }
-inline char16_t LowSurrogate(char32_t c) { return static_cast<char16_t>(0xDC00 + (c & 0x3FF)); }
+inline char16_t HighSurrogate(char32_t c) { return 0xD7C0 + (c >> 10); }
+inline char16_t LowSurrogate(char32_t c) { return 0xDC00 + (c & 0x3FF); }
 
 // The number of UTF-16 units, in which Access counts. A byte that is not UTF-8 counts as one.
 std::size_t Utf16Length(std::string_view text);

@@ -43,7 +43,7 @@ struct RowId {
     return r;
   }
   PageNo page() const { return packed >> 8; }
-  std::uint8_t slot() const { return static_cast<std::uint8_t>(packed); }
+  std::uint8_t slot() const { return packed; }
   auto operator<=>(const RowId&) const = default;
 };
 

@@ -23,8 +23,7 @@ Decimal Decimal::FromScaledInt64(std::int64_t value, std::uint8_t scale) {
 
 std::string Decimal::ToText() const {
   std::string digits;
-  for (U128 m = Magnitude(*this); m != 0; m /= 10)
-    digits.push_back(static_cast<char>('0' + static_cast<int>(m % 10)));
+  for (U128 m = Magnitude(*this); m != 0; m /= 10) digits.push_back('0' + m % 10);
   while (digits.size() <= scale) digits.push_back('0');
   if (negative && (low != 0 || high != 0)) digits.push_back('-');
   std::reverse(digits.begin(), digits.end());
@@ -49,7 +48,7 @@ bool Decimal::FromText(std::string_view text, Decimal* out) {
     ++seen;
     if (magnitude != 0 || c != '0') ++digits;
     if (digits > 28) return false;
-    magnitude = magnitude * 10 + static_cast<unsigned>(c - '0');
+    magnitude = magnitude * 10 + (c - '0');
     if (point) ++scale;
   }
   if (seen == 0) return false;
@@ -74,15 +73,41 @@ bool Decimal::FromText(std::string_view text, Decimal* out) {
     if (magnitude % 10 != 0) return false;
     magnitude /= 10;
   }
-  d.low = static_cast<std::uint64_t>(magnitude);
-  d.high = static_cast<std::uint32_t>(magnitude >> 64);
-  d.scale = static_cast<std::uint8_t>(scale);
+  d.low = magnitude;
+  d.high = magnitude >> 64;
+  d.scale = scale;
   if (magnitude == 0) d.negative = false;
   *out = d;
   return true;
 }
 
 double Decimal::ToDouble() const { return std::strtod(ToText().c_str(), nullptr); }
+
+ValueKind KindOf(ColumnType type) {
+  switch (type) {
+    case ColumnType::kBoolean:
+    case ColumnType::kByte:
+    case ColumnType::kInteger:
+    case ColumnType::kLong:
+    case ColumnType::kComplex:
+    case ColumnType::kBigInt:
+      return ValueKind::kInteger;
+    case ColumnType::kSingle:
+    case ColumnType::kDouble:
+    case ColumnType::kDateTime:
+      return ValueKind::kReal;
+    case ColumnType::kCurrency:
+    case ColumnType::kDecimal:
+      return ValueKind::kDecimal;
+    case ColumnType::kText:
+    case ColumnType::kMemo:
+    case ColumnType::kGuid:
+    case ColumnType::kDateTimeExtended:
+      return ValueKind::kText;
+    default:
+      return ValueKind::kBlob;
+  }
+}
 
 bool Value::operator==(const Value& other) const {
   if (kind_ != other.kind_) return false;

@@ -6,8 +6,8 @@
 //   Single, Double, Date/Time        kReal (a date is the number of days since 1899-12-30)
 //   Currency, Decimal                kDecimal
 //   Text, Memo, GUID, Date/Time Ext. kText, UTF-8 (GUID as "{...}" in capitals); an unpaired surrogate is
-//   kept as
-//                                    its own three bytes so that no text changes by being read and written
+//                                    kept as its own three bytes so that no text changes by being read and
+//                                    written
 //   Binary, OLE, unknown types       kBlob
 #pragma once
 
@@ -16,6 +16,8 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "access/base/types.h"
 
 namespace jet {
 
@@ -38,6 +40,8 @@ struct Decimal {
 };
 
 enum class ValueKind : std::uint8_t { kNull, kInteger, kReal, kDecimal, kText, kBlob };
+// What columns of a type hold, as above.
+ValueKind KindOf(ColumnType type);
 
 class Value {
  public:

@@ -29,8 +29,8 @@ class CachedFile final : public PageView {
   void Read(std::uint64_t offset, MutableBytes out) override {
     const std::uint32_t size = pages_.page_size();
     for (std::size_t i = 0; i < out.size();) {
-      const PageRef page = pages_.Read(static_cast<PageNo>((offset + i) / size));
-      const auto from = static_cast<std::size_t>((offset + i) % size);
+      const PageRef page = pages_.Read((offset + i) / size);
+      const std::size_t from = (offset + i) % size;
       const std::size_t count = std::min(out.size() - i, size - from);
       std::copy_n(page.data() + from, count, out.data() + i);
       i += count;
@@ -107,7 +107,7 @@ void FileChecker::ReadGlobalMap() {
   const PageRef page = context_.pages.Read(where.page);
   const MapRow map = FindMapRow(f, page.bytes(), where);
   const std::uint8_t* row = page.data() + map.row_offset;
-  const auto end = static_cast<std::uint32_t>(free_.size());
+  const std::uint32_t end = free_.size();
   if (!map.reference) {
     // Pages below the base, which other writers raise, count as used.
     const std::uint32_t covered = map.base + map.bits();
@@ -155,9 +155,9 @@ void FileChecker::ReadCatalog(TableChecker& objects) {
   objects.ForEachRow(false, [&](RowId id, const RowView& row) {
     CatalogObject object;
     object.row = id;
-    object.id = static_cast<std::int32_t>(objects.Get(row, "Id").integer());
-    object.parent = static_cast<std::int32_t>(objects.Get(row, "ParentId").integer());
-    object.type = static_cast<std::int16_t>(objects.Get(row, "Type").integer());
+    object.id = objects.Get(row, "Id").integer();
+    object.parent = objects.Get(row, "ParentId").integer();
+    object.type = objects.Get(row, "Type").integer();
     object.name = objects.Get(row, "Name").bytes();
     objects_.push_back(std::move(object));
   });
@@ -165,7 +165,7 @@ void FileChecker::ReadCatalog(TableChecker& objects) {
 }
 
 void FileChecker::CheckObject(const CatalogObject& object, TableChecker& objects) {
-  const auto page = static_cast<PageNo>(object.id);
+  const PageNo page = object.id;
   const bool inside = object.id > 1 && page < context_.pages.page_count();
   const bool is_definition = inside && context_.pages.Read(page).data()[0] == kPageTdef;
   if (object.type == object_type::kTable) {
@@ -198,9 +198,8 @@ void FileChecker::CheckTable(TableChecker& table) {
                                 NameKey(table.Get(row, "szReferencedObject").bytes())});
     });
   } else if (table.tdef_page() == context_.header.aces) {
-    table.ForEachRow(false, [&](RowId, const RowView& row) {
-      rights_.insert(static_cast<std::int32_t>(table.Get(row, "ObjectId").integer()));
-    });
+    table.ForEachRow(
+        false, [&](RowId, const RowView& row) { rights_.insert(table.Get(row, "ObjectId").integer()); });
   }
 }
 

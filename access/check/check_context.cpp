@@ -48,7 +48,7 @@ std::vector<Finding> FindingSink::Take() {
 
 std::uint16_t PageClaims::AddTable(const std::string& name) {
   if (names_.size() < 0xFFFF) names_.push_back(name);
-  return static_cast<std::uint16_t>(names_.size() - 1);
+  return names_.size() - 1;
 }
 
 std::string PageClaims::Describe(PageUse use, std::uint16_t table) const {

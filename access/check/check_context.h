@@ -50,7 +50,7 @@ class PageClaims {
   // Names a table for messages; returns its number.
   std::uint16_t AddTable(const std::string& name);
   PageUse use(PageNo page) const { return uses_[page]; }
-  PageNo page_count() const { return static_cast<PageNo>(uses_.size()); }
+  PageNo page_count() const { return uses_.size(); }
 
  private:
   std::string Describe(PageUse use, std::uint16_t table) const;

@@ -182,7 +182,7 @@ bool TableChecker::UsePiece(const ColumnDef& column, LongPages* pages, RowPointe
   }
   const RowSlot slot = ReadSlot(context_.format, page->data(), at.page, at.row);
   if (slot.flags != 0) return fail("which has been deleted");
-  std::uint64_t& word = pages->used[static_cast<std::size_t>(found - pages->pages.begin())][at.row / 64];
+  std::uint64_t& word = pages->used[found - pages->pages.begin()][at.row / 64];
   const std::uint64_t bit = std::uint64_t{1} << (at.row % 64);
   if ((word & bit) != 0) return fail("which another value uses too");
   word |= bit;
@@ -223,7 +223,7 @@ void TableChecker::WalkLongValue(const ColumnDef& column, Bytes raw, const RowVi
     if (at.page == 0) ThrowCorrupt("a long value ends before its length", row.page, row.offset);
     if (!UsePiece(column, &pages, at, row, &piece, &page)) return;
     if (piece.size() <= 4) ThrowCorrupt("a piece of a long value is empty", at.page);
-    const auto take = std::min(left, static_cast<std::uint32_t>(piece.size()) - 4);
+    const auto take = std::min<std::uint32_t>(left, piece.size() - 4);
     use(piece.subspan(4, take));
     left -= take;
     at = LoadPointer(piece.data());

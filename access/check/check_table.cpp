@@ -232,11 +232,11 @@ void TableChecker::ForEachRow(bool report, const std::function<void(RowId, const
           const RowSlot slot = ReadSlot(f, page.data(), page_no, i);
           if (slot.gone()) return;
           if (slot.body()) {
-            if (report) bodies_.push_back(RowId(page_no, static_cast<std::uint8_t>(i)).packed);
+            if (report) bodies_.push_back(RowId(page_no, i).packed);
             return;
           }
           if (i > 0xFF) ThrowCorrupt("it holds more rows than can be numbered", page_no);
-          const RowId id(page_no, static_cast<std::uint8_t>(i));
+          const RowId id(page_no, i);
           PageRef body_page = page;
           std::optional<RowView> row;
           if (slot.moved()) {
@@ -340,7 +340,7 @@ Value TableChecker::Get(RowId id, const char* column) {
 Value TableChecker::Get(const RowView& row, const char* column) {
   const int at = definition_.def.FindColumn(column);
   if (at < 0) return Value::Null();
-  const ColumnDef& c = definition_.def.columns[static_cast<std::size_t>(at)];
+  const ColumnDef& c = definition_.def.columns[at];
   if (InMask(c)) return Value::Integer(row.MaskBit(c.number) ? -1 : 0);
   Bytes raw;
   return row.Raw(c, &raw) ? DecodeValue(context_.store, c, raw, row) : Value::Null();

@@ -18,7 +18,7 @@ void ForEachPiece(File& file, Use use) {
   std::vector<std::uint8_t> piece(kPiece);
   const std::uint64_t size = file.Size();
   for (std::uint64_t at = 0; at < size; at += kPiece) {
-    const auto bytes = static_cast<std::size_t>(std::min<std::uint64_t>(kPiece, size - at));
+    const std::size_t bytes = std::min<std::uint64_t>(kPiece, size - at);
     file.Read(at, MutableBytes(piece.data(), bytes));
     use(at, piece.data(), bytes);
   }

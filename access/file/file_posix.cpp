@@ -142,10 +142,9 @@ class PosixFile : public File {
   const std::string& path() const override { return path_; }
   void Read(std::uint64_t offset, MutableBytes out) override {
     for (std::size_t done = 0; done < out.size();) {
-      const ssize_t n =
-          pread(fd_.get(), out.data() + done, out.size() - done, static_cast<off_t>(offset + done));
+      const ssize_t n = pread(fd_.get(), out.data() + done, out.size() - done, offset + done);
       if (n > 0) {
-        done += static_cast<std::size_t>(n);
+        done += n;
       } else if (n == 0) {
         throw Error(ErrorKind::kCorrupt,
                     fmt::format("The file {} ends before byte {}.", path_, offset + out.size()));
@@ -157,10 +156,9 @@ class PosixFile : public File {
 
   void Write(std::uint64_t offset, Bytes data) override {
     for (std::size_t done = 0; done < data.size();) {
-      const ssize_t n =
-          pwrite(fd_.get(), data.data() + done, data.size() - done, static_cast<off_t>(offset + done));
+      const ssize_t n = pwrite(fd_.get(), data.data() + done, data.size() - done, offset + done);
       if (n >= 0) {
-        done += static_cast<std::size_t>(n);
+        done += n;
       } else if (errno != EINTR) {
         ThrowErrno(fmt::format("The file {} cannot be written", path_), errno);
       }
@@ -180,7 +178,7 @@ class PosixFile : public File {
     }
   }
 
-  std::uint64_t Size() override { return static_cast<std::uint64_t>(Examine().st_size); }
+  std::uint64_t Size() override { return Examine().st_size; }
   FileStamp Stamp() override { return StampOf(Examine()); }
   bool IsInPlace() override {
     struct stat st;
@@ -214,7 +212,7 @@ class PosixFile : public File {
   int descriptor() const { return fd_.get(); }
 
   void Truncate(std::uint64_t size) override {
-    while (ftruncate(fd_.get(), static_cast<off_t>(size)) != 0) {
+    while (ftruncate(fd_.get(), size) != 0) {
       if (errno != EINTR) ThrowErrno(fmt::format("The size of the file {} cannot be changed", path_), errno);
     }
   }
@@ -304,8 +302,8 @@ bool AreLocked(int fd, std::size_t first_entry, std::size_t count) {
   struct flock lock = {};
   lock.l_type = F_WRLCK;
   lock.l_whence = SEEK_SET;
-  lock.l_start = static_cast<off_t>(internal::kUserLockBase + first_entry);
-  lock.l_len = static_cast<off_t>(count);
+  lock.l_start = internal::kUserLockBase + first_entry;
+  lock.l_len = count;
   return fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
 }
 
@@ -486,7 +484,7 @@ class PosixFileSystem : public FileSystem {
     if (fd.get() < 0) return errno == ENOENT ? "" : "somebody";
     std::string content(internal::kLockFileEntries * internal::kLockFileEntryBytes, '\0');
     const ssize_t n = pread(fd.get(), content.data(), content.size(), 0);
-    content.resize(n > 0 ? static_cast<std::size_t>(n) : 0);
+    content.resize(n > 0 ? n : 0);
 
     std::string users;
     if (AreLocked(fd.get(), 0, internal::kLockFileEntries)) {

@@ -21,10 +21,9 @@ namespace {
 
 std::wstring WideText(const std::string& utf8) {
   if (utf8.empty()) return {};
-  const int size = static_cast<int>(utf8.size());
-  std::wstring wide(static_cast<std::size_t>(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, nullptr, 0)),
-                    L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, wide.data(), static_cast<int>(wide.size()));
+  const int size = utf8.size();
+  std::wstring wide(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, nullptr, 0), L'\0');
+  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, wide.data(), wide.size());
   return wide;
 }
 
@@ -35,7 +34,7 @@ std::wstring Wide(const std::string& path) {
   constexpr std::size_t kSafeLength = MAX_PATH - 12;  // a folder must leave room for an 8.3 name
   if (wide.size() < kSafeLength || wide.starts_with(L"\\\\?\\")) return wide;
   std::wstring full(wide.size() + MAX_PATH, L'\0');
-  const DWORD length = GetFullPathNameW(wide.c_str(), static_cast<DWORD>(full.size()), full.data(), nullptr);
+  const DWORD length = GetFullPathNameW(wide.c_str(), full.size(), full.data(), nullptr);
   if (length == 0 || length >= full.size()) return wide;
   full.resize(length);
   return full.starts_with(L"\\\\") ? L"\\\\?\\UNC" + full.substr(1) : L"\\\\?\\" + full;
@@ -43,12 +42,9 @@ std::wstring Wide(const std::string& path) {
 
 std::string Utf8(const std::wstring& wide) {
   if (wide.empty()) return {};
-  const int size = static_cast<int>(wide.size());
-  std::string utf8(static_cast<std::size_t>(
-                       WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, nullptr, 0, nullptr, nullptr)),
-                   '\0');
-  WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, utf8.data(), static_cast<int>(utf8.size()), nullptr,
-                      nullptr);
+  const int size = wide.size();
+  std::string utf8(WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, nullptr, 0, nullptr, nullptr), '\0');
+  WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, utf8.data(), utf8.size(), nullptr, nullptr);
   return utf8;
 }
 
@@ -111,8 +107,8 @@ bool IsRemote(HANDLE handle) {
 // A synchronous handle takes the place of a lock from this structure.
 OVERLAPPED At(std::uint64_t offset) {
   OVERLAPPED at = {};
-  at.Offset = static_cast<DWORD>(offset);
-  at.OffsetHigh = static_cast<DWORD>(offset >> 32);
+  at.Offset = offset;
+  at.OffsetHigh = offset >> 32;
   return at;
 }
 
@@ -124,13 +120,13 @@ enum LockByte : std::uint64_t { kWriterByte, kContentByte, kFirstProcessByte = s
 
 bool TryLockRange(HANDLE handle, std::uint64_t first, std::uint64_t count, bool alone) {
   OVERLAPPED at = At(first);
-  return LockFileEx(handle, LOCKFILE_FAIL_IMMEDIATELY | (alone ? LOCKFILE_EXCLUSIVE_LOCK : 0), 0,
-                    static_cast<DWORD>(count), static_cast<DWORD>(count >> 32), &at) != 0;
+  return LockFileEx(handle, LOCKFILE_FAIL_IMMEDIATELY | (alone ? LOCKFILE_EXCLUSIVE_LOCK : 0), 0, count,
+                    count >> 32, &at) != 0;
 }
 
 void UnlockRange(HANDLE handle, std::uint64_t first, std::uint64_t count) {
   OVERLAPPED at = At(first);
-  UnlockFileEx(handle, 0, static_cast<DWORD>(count), static_cast<DWORD>(count >> 32), &at);
+  UnlockFileEx(handle, 0, count, count >> 32, &at);
 }
 
 bool TryLock(HANDLE handle, LockByte byte, bool alone) {
@@ -157,13 +153,13 @@ DWORD WriterProcess(HANDLE handle) {
     count /= 2;
     if (is_free(first, count)) first += count;
   }
-  return static_cast<DWORD>(first);
+  return first;
 }
 
 // "vntfix, process 4711", or the process alone where its program may not be seen.
 std::string ProcessName(DWORD process) {
   std::wstring image(32768, L'\0');
-  auto length = static_cast<DWORD>(image.size());
+  DWORD length = image.size();
   const HANDLE handle = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process);
   if (handle == nullptr || QueryFullProcessImageNameW(handle, 0, image.data(), &length) == 0) length = 0;
   if (handle != nullptr) CloseHandle(handle);
@@ -183,7 +179,7 @@ std::string ProgramsWith(const std::wstring& path) {
   LPCWSTR file = path.c_str();
   std::vector<RM_PROCESS_INFO> found(16);
   UINT needed = 0;
-  auto count = static_cast<UINT>(found.size());
+  UINT count = found.size();
   DWORD reasons = RmRebootReasonNone;
   if (RmRegisterResources(session, 1, &file, 0, nullptr, 0, nullptr) == ERROR_SUCCESS &&
       RmGetList(session, &needed, &count, found.data(), &reasons) == ERROR_SUCCESS) {
@@ -247,7 +243,7 @@ class WinFile : public File {
     bool ok = Seek(offset);
     for (std::size_t done = 0; done < out.size();) {
       DWORD n = 0;
-      const auto wanted = static_cast<DWORD>(std::min(out.size() - done, kLargestTransfer));
+      const DWORD wanted = std::min(out.size() - done, kLargestTransfer);
       ok = ok && ReadFile(handle_.get(), out.data() + done, wanted, &n, nullptr) != 0;
       if (!ok) ThrowSystem(fmt::format("The file {} cannot be read", path_), GetLastError());
       if (n == 0) {
@@ -262,7 +258,7 @@ class WinFile : public File {
     bool ok = Seek(offset);
     for (std::size_t done = 0; done < data.size();) {
       DWORD n = 0;
-      const auto wanted = static_cast<DWORD>(std::min(data.size() - done, kLargestTransfer));
+      const DWORD wanted = std::min(data.size() - done, kLargestTransfer);
       ok = ok && WriteFile(handle_.get(), data.data() + done, wanted, &n, nullptr) != 0;
       if (!ok) ThrowSystem(fmt::format("The file {} cannot be written", path_), GetLastError());
       done += n;
@@ -320,7 +316,7 @@ class WinFile : public File {
     if (GetFileSizeEx(handle_.get(), &size) == 0) {
       ThrowSystem(fmt::format("The file {} cannot be examined", path_), GetLastError());
     }
-    return static_cast<std::uint64_t>(size.QuadPart);
+    return size.QuadPart;
   }
 
   void Truncate(std::uint64_t size) override {
@@ -332,7 +328,7 @@ class WinFile : public File {
  private:
   bool Seek(std::uint64_t offset) {
     LARGE_INTEGER place;
-    place.QuadPart = static_cast<LONGLONG>(offset);
+    place.QuadPart = offset;
     return SetFilePointerEx(handle_.get(), place, nullptr, FILE_BEGIN) != 0;
   }
 
@@ -524,7 +520,7 @@ class WinFileSystem : public FileSystem {
     std::string content(internal::kLockFileEntries * internal::kLockFileEntryBytes, '\0');
     OVERLAPPED at = At(0);
     DWORD n = 0;
-    ReadFile(handle.get(), content.data(), static_cast<DWORD>(content.size()), &n, &at);
+    ReadFile(handle.get(), content.data(), content.size(), &n, &at);
     content.resize(n);
     return internal::LockFileUsers(content,
                                    [&](std::size_t entry) { return IsEntryLocked(handle.get(), entry); });

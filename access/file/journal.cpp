@@ -35,7 +35,7 @@ std::uint64_t SectorHash(PageNo page, const std::uint8_t* sector) { return Hash(
 std::uint64_t NewSalt() {
   std::random_device device;
   const auto now = std::chrono::system_clock::now().time_since_epoch().count();
-  return (std::uint64_t{device()} << 32 | device()) ^ static_cast<std::uint64_t>(now);
+  return (std::uint64_t{device()} << 32 | device()) ^ now;
 }
 
 [[noreturn]] void ThrowForeign(const std::string& path) {
@@ -93,7 +93,7 @@ struct JournalHeader {
     StoreLe(out + 32, salt);
     StoreLe(out + 40, sequence);
     StoreLe(out + 48, changed);
-    StoreLe(out + 52, static_cast<std::uint32_t>(witnesses.size()));
+    StoreLe<std::uint32_t>(out + 52, witnesses.size());
     StoreLe(out + 56, digest);
     StoreLe(out + 64, last_number);
     StoreLe(out + 72, modified);
@@ -222,7 +222,7 @@ std::vector<JournalHeader::Witness> PickWitnesses(File& database, std::uint32_t 
   std::vector<std::uint8_t> content(page_size);
   PageNo page = 0;
   for (std::uint32_t i = 0; i < kMaxWitnesses; ++i) {
-    page = std::max(page, static_cast<PageNo>(std::uint64_t{file_pages} * i / kMaxWitnesses));
+    page = std::max<PageNo>(page, std::uint64_t{file_pages} * i / kMaxWitnesses);
     for (auto it = std::lower_bound(changed.begin(), changed.end(), page,
                                     [](const JournalPage&item, PageNo value) { return item.page < value; });
          it != changed.end() && it->page == page; ++it) {
@@ -429,7 +429,7 @@ void Journal::Commit(PageNo file_pages, PageNo pages, const std::vector<JournalP
   header_->pages = pages;
   header_->records = slots_;
   header_->last_number = last_number_;
-  header_->changed = static_cast<std::uint32_t>(changed.size());
+  header_->changed = changed.size();
   header_->digest = 0;
   for (const JournalPage& item : changed) header_->digest += checksums_[item.slot - 1];
   header_->modified = database_.Stamp().modified;

@@ -7,8 +7,7 @@ namespace {
 
 bool EndsWithIgnoringCase(std::string_view text, std::string_view lower_end) {
   return text.size() >= lower_end.size() &&
-         std::equal(lower_end.begin(), lower_end.end(),
-                    text.end() - static_cast<std::ptrdiff_t>(lower_end.size()),
+         std::equal(lower_end.begin(), lower_end.end(), text.end() - lower_end.size(),
                     [](char lower, char c) { return lower == (c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c); });
 }
 
@@ -17,12 +16,12 @@ std::string EntryName(std::string_view field) {
   while (!field.empty() && field.back() == ' ') field.remove_suffix(1);
   std::string name;
   for (const char c : field) {
-    const auto u = static_cast<unsigned char>(c);
+    const std::uint8_t u = c;
     if (u < 0x80) {
       name += u < 0x20 ? '?' : c;
     } else {
-      name += static_cast<char>(0xC0 | u >> 6);
-      name += static_cast<char>(0x80 | (u & 0x3F));
+      name += 0xC0 | u >> 6;
+      name += 0x80 | (u & 0x3F);
     }
   }
   return name;

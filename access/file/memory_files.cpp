@@ -291,8 +291,8 @@ std::string MemoryFileSystem::WhyNotCreate(const std::string& path) {
 
 std::uint64_t MemoryFileSystem::LinkCount(const std::string& path) {
   const std::shared_ptr<Node> node = impl_->Find(path);
-  return static_cast<std::uint64_t>(std::count_if(impl_->names.begin(), impl_->names.end(),
-                                                  [&](const auto& name) { return name.second == node; }));
+  return std::count_if(impl_->names.begin(), impl_->names.end(),
+                       [&](const auto& name) { return name.second == node; });
 }
 
 void MemoryFileSystem::Link(const std::string& from, const std::string& to) {

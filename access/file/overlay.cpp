@@ -85,7 +85,7 @@ struct Node {
             ? static_cast<std::size_t>(std::min<std::uint64_t>(out.size(), original_size - offset))
             : 0;
     if (shown != 0) original->Read(offset, out.first(shown));
-    std::fill(out.begin() + static_cast<std::ptrdiff_t>(shown), out.end(), std::uint8_t{0});
+    std::fill(out.begin() + shown, out.end(), std::uint8_t{0});
   }
 
   void WritePart(std::uint64_t offset, Bytes data) {
@@ -109,7 +109,7 @@ struct Node {
       for (const auto& [chunk, place] : chunks) {
         const std::uint64_t begin = std::max(chunk * kChunk, new_size);
         const std::uint64_t end = std::min((chunk + 1) * kChunk, size);
-        if (begin < end) WritePart(begin, Bytes(zeros, static_cast<std::size_t>(end - begin)));
+        if (begin < end) WritePart(begin, Bytes(zeros, end - begin));
       }
     }
     size = new_size;
@@ -176,8 +176,7 @@ class OverlayFile : public File {
   static void ForEachPart(std::uint64_t offset, std::size_t bytes, Visit visit) {
     for (std::size_t done = 0; done < bytes;) {
       const std::uint64_t at = offset + done;
-      const auto count =
-          static_cast<std::size_t>(std::min<std::uint64_t>(kChunk - at % kChunk, bytes - done));
+      const std::size_t count = std::min<std::uint64_t>(kChunk - at % kChunk, bytes - done);
       visit(at, done, count);
       done += count;
     }

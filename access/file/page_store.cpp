@@ -189,7 +189,7 @@ struct PageStore::Impl {
   template <typename Noted>
   void SpillAsItWas(PageNo page, PageNo end, Noted noted, std::vector<PageEntry>& entries) {
     std::vector<Journal::Unsaved> pages;
-    end = static_cast<PageNo>(std::min<std::size_t>({page + kSpillAhead, end, entries.size()}));
+    end = std::min<std::size_t>({page + kSpillAhead, end, entries.size()});
     for (; page < end; ++page) {
       const PageEntry& entry = entries[page];
       if (entry.frame != nullptr && entry.frame->unsaved && !noted(entry)) {
@@ -351,7 +351,7 @@ struct PageStore::Impl {
   }
 
   void Apply(std::vector<PageEntry>& entries) {
-    const auto known = static_cast<PageNo>(entries.size());
+    const PageNo known = entries.size();
     const PageNo old = std::min(file_pages, known);
     // First the new pages: a full disk shows before anything old is overwritten.
     try {
@@ -399,7 +399,7 @@ PageStore::PageStore(FileSystem& files, std::unique_ptr<File> file, std::string 
         fmt::format("The file is damaged: its size of {} bytes is not a whole number of pages of {} bytes.",
                     size, page_size));
   }
-  page_count_ = impl.file_pages = static_cast<PageNo>(size / page_size);
+  page_count_ = impl.file_pages = size / page_size;
   StartMark();
 }
 

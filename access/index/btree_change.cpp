@@ -265,7 +265,7 @@ void BTree::PushRootDown() {
   MutablePageRef child = allocator_->AllocateIndexPage();
   MutablePageRef root = pages_.Write(root_);
   const IndexPageView view = View(root);
-  const auto level = static_cast<std::uint8_t>(view.is_leaf() ? 1 : std::max<int>(view.level(), 1) + 1);
+  const std::uint8_t level = view.is_leaf() ? 1 : std::max<int>(view.level(), 1) + 1;
   std::memcpy(child.mutable_data(), root.data(), root.bytes().size());
   internal::SetPrevious(child.mutable_bytes(), 0);
   internal::SetNext(child.mutable_bytes(), 0);
@@ -400,7 +400,7 @@ void BTree::RepairSingleChild(PageNo node) {
   }
   Path path;
   Descend({last.data.data(), last.size - kRowBytes}, &path);
-  const int index = static_cast<int>(std::find(path.pages, path.pages + path.depth, node) - path.pages);
+  const int index = std::find(path.pages, path.pages + path.depth, node) - path.pages;
   if (index == 0 || index >= path.depth - 1) return;
 
   const PageNo parent_no = path.pages[index - 1];
@@ -437,7 +437,7 @@ struct BTree::Join {
   EntryBuffer separator;
 
   void Separate(Bytes entry) {
-    separator.size = static_cast<unsigned>(entry.size());
+    separator.size = entry.size();
     std::memcpy(separator.data.data(), entry.data(), entry.size());
   }
 };

@@ -7,9 +7,7 @@
 namespace jet::internal {
 namespace {
 
-constexpr std::uint8_t HexDigit(char c) {
-  return static_cast<std::uint8_t>(c <= '9' ? c - '0' : c - 'a' + 10);
-}
+constexpr std::uint8_t HexDigit(char c) { return c <= '9' ? c - '0' : c - 'a' + 10; }
 
 constexpr UnitClass ClassOf(char letter) {
   switch (letter) {
@@ -33,15 +31,15 @@ constexpr UnitClass ClassOf(char letter) {
 constexpr std::uint16_t Number(std::string_view hex) {
   unsigned value = 0;
   for (char c : hex) value = value << 4 | HexDigit(c);
-  return static_cast<std::uint16_t>(value);
+  return value;
 }
 
 template <std::size_t N>
 constexpr std::uint8_t FromHex(std::string_view hex, std::array<std::uint8_t, N>& out) {
   for (std::size_t i = 0; i + 1 < hex.size(); i += 2) {
-    out[i / 2] = static_cast<std::uint8_t>(HexDigit(hex[i]) << 4 | HexDigit(hex[i + 1]));
+    out[i / 2] = HexDigit(hex[i]) << 4 | HexDigit(hex[i + 1]);
   }
-  return static_cast<std::uint8_t>(hex.size() / 2);
+  return hex.size() / 2;
 }
 
 // One line of a list: the columns first, last, step, class, inline, extra, flag.
@@ -91,7 +89,7 @@ std::span<const Range> RangesOf(Collation collation) {
 // Key bytes 00 and 01 separate the parts of a key, so counting up goes from FF to 02.
 void CountUp(Unit* unit) {
   for (int i = unit->inline_size - 1; i >= 0; --i) {
-    std::uint8_t& byte = unit->inline_bytes[static_cast<std::size_t>(i)];
+    std::uint8_t& byte = unit->inline_bytes[i];
     if (byte != 0xFF) {
       ++byte;
       return;
@@ -106,7 +104,7 @@ CollationTable::CollationTable(Collation collation) : blocks_(256) {
   for (const Range& range : RangesOf(collation)) {
     Unit unit = range.unit;
     for (unsigned u = range.first; u <= range.last; ++u) {
-      At(static_cast<std::uint16_t>(u)) = unit;
+      At(u) = unit;
       if (range.counts_up) CountUp(&unit);
     }
   }
@@ -115,7 +113,7 @@ CollationTable::CollationTable(Collation collation) : blocks_(256) {
 Unit& CollationTable::At(std::uint16_t unit) {
   std::uint32_t& block = block_of_[unit >> 8];
   if (block == 0) {
-    block = static_cast<std::uint32_t>(blocks_.size());
+    block = blocks_.size();
     blocks_.resize(blocks_.size() + 256);
   }
   return blocks_[block + (unit & 0xFF)];

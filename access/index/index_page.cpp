@@ -58,7 +58,7 @@ std::uint64_t IndexPageView::Word(unsigned index) const {
 unsigned IndexPageView::HighestBit() const {
   for (unsigned index = g_->area_size / 64u + 1; index-- > 0;) {
     const std::uint64_t word = Word(index);
-    if (word != 0) return index * 64 + 63 - static_cast<unsigned>(std::countl_zero(word));
+    if (word != 0) return index * 64 + 63 - std::countl_zero(word);
   }
   return 0;
 }
@@ -71,7 +71,7 @@ unsigned IndexPageView::BitAtOrBefore(unsigned position) const {
     if (index == 0) return 0;
     word = Word(--index);
   }
-  return index * 64 + 63 - static_cast<unsigned>(std::countl_zero(word));
+  return index * 64 + 63 - std::countl_zero(word);
 }
 
 // The first end of an entry after a position below used_.
@@ -79,7 +79,7 @@ unsigned IndexPageView::BitAfter(unsigned position) const {
   unsigned index = (position + 1) / 64;
   std::uint64_t word = Word(index) & ~LowBits((position + 1) % 64);
   while (word == 0) word = Word(++index);
-  return index * 64 + static_cast<unsigned>(std::countr_zero(word));
+  return index * 64 + std::countr_zero(word);
 }
 
 Slot IndexPageView::At(unsigned start) const {
@@ -200,7 +200,7 @@ EntryList::EntryList(const IndexPageView& view) {
   for (Slot slot = view.First(); !view.IsEnd(slot); slot = view.After(slot)) {
     view.Copy(slot, &whole);
     bytes_.insert(bytes_.end(), whole.data.begin(), whole.data.begin() + whole.size);
-    ends_.push_back(static_cast<unsigned>(bytes_.size()));
+    ends_.push_back(bytes_.size());
     starts_on_page_.push_back(slot.start);
   }
 }
@@ -213,21 +213,20 @@ Bytes EntryList::operator[](std::size_t i) const {
 void EntryList::Insert(std::size_t at, Bytes entry) {
   const unsigned start = at == 0 ? 0 : ends_[at - 1];
   bytes_.insert(bytes_.begin() + start, entry.begin(), entry.end());
-  ends_.insert(ends_.begin() + static_cast<std::ptrdiff_t>(at), start);
-  for (std::size_t i = at; i < ends_.size(); ++i) ends_[i] += static_cast<unsigned>(entry.size());
+  ends_.insert(ends_.begin() + at, start);
+  for (std::size_t i = at; i < ends_.size(); ++i) ends_[i] += entry.size();
 }
 
 void EntryList::Remove(std::size_t at) {
-  const auto size = static_cast<unsigned>((*this)[at].size());
+  const unsigned size = (*this)[at].size();
   const unsigned start = ends_[at] - size;
   bytes_.erase(bytes_.begin() + start, bytes_.begin() + ends_[at]);
-  ends_.erase(ends_.begin() + static_cast<std::ptrdiff_t>(at));
+  ends_.erase(ends_.begin() + at);
   for (std::size_t i = at; i < ends_.size(); ++i) ends_[i] -= size;
 }
 
 std::size_t EntryList::IndexOf(unsigned start) const {
-  return static_cast<std::size_t>(std::lower_bound(starts_on_page_.begin(), starts_on_page_.end(), start) -
-                                  starts_on_page_.begin());
+  return std::lower_bound(starts_on_page_.begin(), starts_on_page_.end(), start) - starts_on_page_.begin();
 }
 
 // Pages with room to spare stay without a prefix, as Access leaves them; else the longest that all share.
@@ -240,34 +239,33 @@ unsigned EntryList::PrefixFor(std::size_t from, std::size_t to) const {
   for (std::size_t i = from + 1; i < to; ++i) {
     const Bytes entry = (*this)[i];
     prefix = std::min(prefix, entry.size() - 1);
-    const auto last = first.begin() + static_cast<std::ptrdiff_t>(prefix);
-    prefix =
-        static_cast<std::size_t>(std::mismatch(first.begin(), last, entry.begin()).first - first.begin());
+    const auto last = first.begin() + prefix;
+    prefix = std::mismatch(first.begin(), last, entry.begin()).first - first.begin();
   }
-  return static_cast<unsigned>(prefix);
+  return prefix;
 }
 
 unsigned EntryList::PackedSize(std::size_t from, std::size_t to) const {
   if (from == to) return 0;
   const unsigned whole = ends_[to - 1] - (from == 0 ? 0 : ends_[from - 1]);
-  return whole - PrefixFor(from, to) * static_cast<unsigned>(to - from - 1);
+  return whole - PrefixFor(from, to) * (to - from - 1);
 }
 
 void EntryList::Write(std::size_t from, std::size_t to, MutableBytes page) const {
   const IndexGeometry& g = kJet4Geometry;
   const unsigned prefix = PrefixFor(from, to);
   std::uint8_t* const bitmap = page.data() + g.bitmap;
-  std::memset(bitmap, 0, static_cast<std::size_t>(g.page_size - g.bitmap));
+  std::memset(bitmap, 0, g.page_size - g.bitmap);
   unsigned used = 0;
   for (std::size_t i = from; i < to; ++i) {
     const Bytes entry = (*this)[i];
     const unsigned skip = i == from ? 0 : prefix;
     std::memcpy(page.data() + g.area + used, entry.data() + skip, entry.size() - skip);
-    used += static_cast<unsigned>(entry.size()) - skip;
-    bitmap[used / 8] = static_cast<std::uint8_t>(bitmap[used / 8] | 1u << (used % 8));
+    used += entry.size() - skip;
+    bitmap[used / 8] = bitmap[used / 8] | 1u << (used % 8);
   }
-  StoreLe(page.data() + g.prefix, static_cast<std::uint16_t>(prefix));
-  StoreLe(page.data() + 2, static_cast<std::uint16_t>(g.area_size - used));
+  StoreLe<std::uint16_t>(page.data() + g.prefix, prefix);
+  StoreLe<std::uint16_t>(page.data() + 2, g.area_size - used);
 }
 
 IndexPageEditor::IndexPageEditor(MutableBytes page, IndexPageView* view) : page_(page.data()), view_(view) {
@@ -288,7 +286,7 @@ void IndexPageEditor::SetUsed(unsigned used) {
     view_->prefix_ = 0;
     StoreLe<std::uint16_t>(page_ + view_->g_->prefix, 0);
   }
-  StoreLe(page_ + 2, static_cast<std::uint16_t>(view_->g_->area_size - used));
+  StoreLe<std::uint16_t>(page_ + 2, view_->g_->area_size - used);
 }
 
 // The last word of the bitmap reaches into the entry area: only its part of the bitmap is written.
@@ -304,7 +302,7 @@ std::uint64_t IndexPageEditor::ExtractBits(int position) const {
   if (position <= -64) return 0;
   if (position < 0) return LoadLe<std::uint64_t>(bitmap) << -position;
   const std::uint8_t* const from = bitmap + position / 8;
-  const unsigned shift = static_cast<unsigned>(position) % 8;
+  const unsigned shift = position % 8;
   const auto low = LoadLe<std::uint64_t>(from);
   return shift == 0 ? low : low >> shift | std::uint64_t{from[8]} << (64 - shift);
 }
@@ -314,23 +312,23 @@ bool IndexPageEditor::Insert(unsigned start, Bytes entry) {
   const unsigned prefix = view_->prefix_;
   if (!SharesPrefix(entry)) return false;
   const unsigned from = used == 0 ? 0 : view_->RestStart(start);
-  const auto size = static_cast<unsigned>(entry.size()) - prefix;
+  const unsigned size = entry.size() - prefix;
   if (used + size > view_->g_->area_size) return false;
   std::uint8_t* const area = page_ + view_->g_->area;
 
   // Ends behind `from` move up by `size`; the new entry ends at from + size.
   for (unsigned index = (used + size) / 64 + 1; index-- > from / 64;) {
-    const int base = static_cast<int>(index * 64);
+    const int base = index * 64;
     const auto keep = from + 1 > index * 64 ? LowBits(from + 1 - index * 64) : 0;
     const unsigned first_moved = from + 1 + size;
     const auto fresh = first_moved > index * 64 ? ~LowBits(first_moved - index * 64) : ~std::uint64_t{0};
-    StoreWord(index, (view_->Word(index) & keep) | (ExtractBits(base - static_cast<int>(size)) & fresh));
+    StoreWord(index, (view_->Word(index) & keep) | (ExtractBits(base - size) & fresh));
   }
   std::memmove(area + from + size, area + from, used - from);
   std::memcpy(area + from, entry.data() + prefix, size);
   const unsigned end = from + size;
   std::uint8_t& byte = page_[view_->g_->bitmap + end / 8];
-  byte = static_cast<std::uint8_t>(byte | 1u << (end % 8));
+  byte = byte | 1u << (end % 8);
   SetUsed(used + size);
   return true;
 }
@@ -346,7 +344,7 @@ void IndexPageEditor::Erase(const Slot& slot) {
     const auto keep = from + 1 > index * 64 ? LowBits(from + 1 - index * 64) : 0;
     std::uint64_t moved = 0;
     const unsigned source = index * 64 + size;
-    if (source <= used) moved = ExtractBits(static_cast<int>(source)) & LowBits(used - source + 1);
+    if (source <= used) moved = ExtractBits(source) & LowBits(used - source + 1);
     StoreWord(index, (view_->Word(index) & keep) | (moved & ~keep));
   }
   std::memmove(area + from, area + slot.end, used - slot.end);
@@ -356,7 +354,7 @@ void IndexPageEditor::Erase(const Slot& slot) {
 bool IndexPageEditor::Replace(const Slot& slot, Bytes entry) {
   if (!SharesPrefix(entry)) return false;
   const unsigned from = view_->RestStart(slot.start);
-  const auto size = static_cast<unsigned>(entry.size()) - view_->prefix_;
+  const unsigned size = entry.size() - view_->prefix_;
   if (size == slot.end - from) {
     std::memcpy(page_ + view_->g_->area + from, entry.data() + view_->prefix_, size);
     return true;

@@ -65,7 +65,7 @@ class TargetBuffer : public Target {
  public:
   TargetBuffer(std::string_view key, RowId row) {
     data = room_.data();
-    key_size = static_cast<unsigned>(key.size());
+    key_size = key.size();
     std::copy(key.begin(), key.end(), room_.begin());
     StoreBe32(room_.data() + key.size(), row.packed);
   }

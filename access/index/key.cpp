@@ -36,7 +36,7 @@ struct SmallBytes {
   bool empty() const { return size == 0; }
 };
 
-void AddByte(std::string* key, unsigned byte) { key->push_back(static_cast<char>(byte)); }
+void AddByte(std::string* key, unsigned byte) { key->push_back(byte); }
 
 void AddInline(const Unit& unit, std::string* key) {
   key->append(reinterpret_cast<const char*>(unit.inline_bytes.data()), unit.inline_size);
@@ -56,7 +56,7 @@ struct Units {
         data[size++] = HighSurrogate(c);
         c = LowSurrogate(c);
       }
-      data[size++] = static_cast<std::uint16_t>(c);
+      data[size++] = c;
     }
     size = std::min(size, kMaxUnits);
     while (size > 0 && data[size - 1] == ' ') --size;
@@ -75,8 +75,8 @@ Unit SurrogateUnit(std::uint16_t c) {
   Unit unit;
   unit.unit_class = UnitClass::kAccented;
   unit.inline_size = 2;
-  unit.inline_bytes[0] = static_cast<std::uint8_t>(v >> 8);
-  unit.inline_bytes[1] = static_cast<std::uint8_t>(v);
+  unit.inline_bytes[0] = v >> 8;
+  unit.inline_bytes[1] = v;
   unit.extra_size = 1;
   unit.extra_bytes[0] = 0x3F;
   return unit;
@@ -121,7 +121,7 @@ class TextKeyBuilder {
         PadAccents(position);
         if (!accent_.empty()) {
           std::uint8_t& last = accent_.data[accent_.size - 1];
-          last = static_cast<std::uint8_t>(last + unit.extra_bytes[0]);
+          last = last + unit.extra_bytes[0];
         } else {
           accent_.Add(unit.extra_bytes[0]);
           lead_ = 1;
@@ -129,12 +129,12 @@ class TextKeyBuilder {
         return;
       case UnitClass::kUnprintable: {
         const std::size_t place = accent_.empty() ? position : accent_.size + (position - covered_) - lead_;
-        const unsigned code = static_cast<unsigned>(0x8000 | (7 + 4 * place));
-        unprintable_.Add(static_cast<std::uint8_t>(code >> 8));
-        unprintable_.Add(static_cast<std::uint8_t>(code));
+        const unsigned code = 0x8000 | (7 + 4 * place);
+        unprintable_.Add(code >> 8);
+        unprintable_.Add(code);
         unprintable_.Add(0x06);
         for (int i = 0; i < unit.inline_size; ++i) {
-          unprintable_.Add(unit.inline_bytes[static_cast<std::size_t>(i)]);
+          unprintable_.Add(unit.inline_bytes[i]);
         }
         return;
       }
@@ -148,7 +148,7 @@ class TextKeyBuilder {
     ++inline_units_;
     if (unit.extra_size > 0) {
       PadAccents(position);
-      for (int i = 0; i < unit.extra_size; ++i) accent_.Add(unit.extra_bytes[static_cast<std::size_t>(i)]);
+      for (int i = 0; i < unit.extra_size; ++i) accent_.Add(unit.extra_bytes[i]);
       ++covered_;
     }
     if (unit.unit_class == UnitClass::kKana) kana_.Add(unit.kana_flag);
@@ -161,8 +161,8 @@ class TextKeyBuilder {
   void FinishKana() {
     while (kana_.size > 0 && kana_.data[kana_.size - 1] == 3) --kana_.size;
     for (std::size_t i = 0; i < kana_.size; i += 3) {
-      unsigned packed = 0x80u | static_cast<unsigned>(kana_.data[i] << 4);
-      if (i + 1 < kana_.size) packed |= static_cast<unsigned>(kana_.data[i + 1] << 2);
+      unsigned packed = 0x80u | (kana_.data[i] << 4);
+      if (i + 1 < kana_.size) packed |= kana_.data[i + 1] << 2;
       if (i + 2 < kana_.size) packed |= kana_.data[i + 2];
       AddByte(key_, packed);
     }
@@ -187,7 +187,7 @@ bool AppendPlainText(const CollationTable& table, std::string_view text, std::st
   while (!text.empty() && text.back() == ' ') text.remove_suffix(1);
   const std::size_t before = key->size();
   for (char c : text) {
-    const auto byte = static_cast<std::uint8_t>(c);
+    const std::uint8_t byte = c;
     const Unit& unit = table[byte];
     if (byte >= 0x80 || unit.unit_class != UnitClass::kNormal) {
       key->resize(before);
@@ -208,7 +208,7 @@ void AppendText97(std::string_view utf8, std::string* key) {
   for (std::size_t i = 0; i < units.size; ++i) {
     const int byte = ToWindows1252(units.data[i]);
     if (byte < 0) continue;
-    const Unit& unit = table[static_cast<std::uint16_t>(byte)];
+    const Unit& unit = table[byte];
     if (byte == 0) {
       AddByte(key, 0x10);  // as the other control characters; Access's own keys hold it
       continue;
@@ -227,12 +227,12 @@ void AppendText97(std::string_view utf8, std::string* key) {
   nibbles.Add(0);
   for (std::size_t i = 0; i < nibbles.size; i += 2) {
     const unsigned low = i + 1 < nibbles.size ? nibbles.data[i + 1] : 0u;
-    AddByte(key, static_cast<unsigned>(nibbles.data[i] << 4) | low);
+    AddByte(key, nibbles.data[i] << 4 | low);
   }
 }
 
 void Complement(std::string* key, std::size_t from) {
-  for (std::size_t i = from; i < key->size(); ++i) (*key)[i] = static_cast<char>(~(*key)[i]);
+  for (std::size_t i = from; i < key->size(); ++i) (*key)[i] = ~(*key)[i];
 }
 
 void AppendSigned(std::int64_t value, int bytes, std::string* key) {
@@ -245,8 +245,8 @@ void AppendFloat(Number value, std::string* key) {
   Bits bits = std::bit_cast<Bits>(value);
   constexpr Bits kSign = Bits{1} << (8 * sizeof(Bits) - 1);
   bits = (bits & kSign) != 0 ? static_cast<Bits>(~bits) : static_cast<Bits>(bits ^ kSign);
-  for (int shift = 8 * (static_cast<int>(sizeof(Bits)) - 1); shift >= 0; shift -= 8) {
-    AddByte(key, static_cast<unsigned>(bits >> shift) & 0xFF);
+  for (int shift = 8 * (sizeof(Bits) - 1); shift >= 0; shift -= 8) {
+    AddByte(key, bits >> shift & 0xFF);
   }
 }
 
@@ -259,7 +259,7 @@ void AppendGroups(std::string_view bytes, bool descending, std::string* key) {
     key->append(8 - take, '\0');
     bytes.remove_prefix(take);
     const bool more = !bytes.empty();
-    if (!more) AddByte(key, static_cast<unsigned>(take));
+    if (!more) AddByte(key, take);
     if (descending) Complement(key, from);
     if (more) AddByte(key, 0x09);  // stays 09 in descending keys too: so Access writes it
   }
@@ -283,7 +283,7 @@ std::string GuidBytes(const std::string& text) {
     if (high < 0) {
       high = digit;
     } else {
-      AddByte(&bytes, static_cast<unsigned>(high << 4 | digit));
+      AddByte(&bytes, high << 4 | digit);
       high = -1;
     }
   }
@@ -299,7 +299,7 @@ void AppendMagnitude(const Decimal& value, std::uint8_t scale, std::string* key)
     std::uint64_t carry = 0;
     for (std::uint32_t& word : words) {
       const std::uint64_t product = std::uint64_t{word} * 10 + carry;
-      word = static_cast<std::uint32_t>(product);
+      word = product;
       carry = product >> 32;
     }
   }
@@ -307,7 +307,7 @@ void AppendMagnitude(const Decimal& value, std::uint8_t scale, std::string* key)
     std::uint64_t rest = 0;
     for (int i = 3; i >= 0; --i) {
       const std::uint64_t part = rest << 32 | words[i];
-      words[i] = static_cast<std::uint32_t>(part / 10);
+      words[i] = part / 10;
       rest = part % 10;
     }
   }
@@ -331,7 +331,7 @@ void AppendDecimal(const KeyColumn& column, const Decimal& value, std::string* k
   if (value.negative != column.descending) Complement(key, from);
   // The sign is set after complementing, so descending Jet 4 decimals do not sort; files hold them like this,
   // and an entry is only found when it is built the same way.
-  (*key)[from] = static_cast<char>(value.negative ? 0x00 : 0xFF);
+  (*key)[from] = value.negative ? 0x00 : 0xFF;
 }
 
 // A currency is a count of ten-thousandths.
@@ -340,7 +340,7 @@ void AppendCurrency(const Decimal& value, std::string* key) {
   AppendMagnitude(value, 4, &magnitude);
   std::uint64_t units = 0;
   for (const char byte : magnitude.substr(8)) units = units << 8 | static_cast<std::uint8_t>(byte);
-  AppendSigned(static_cast<std::int64_t>(value.negative ? 0 - units : units), 8, key);
+  AppendSigned(value.negative ? 0 - units : units, 8, key);
 }
 
 void AppendText(const KeyColumn& column, const std::string& text, std::string* key) {
@@ -412,7 +412,7 @@ void AppendKey(const KeyColumn& column, const Value& value, std::string* key) {
       AddByte(key, value.integer() != 0 ? 0x00 : 0xFF);
       break;
     case ColumnType::kByte:
-      AddByte(key, static_cast<unsigned>(value.integer()) & 0xFF);
+      AddByte(key, value.integer() & 0xFF);
       break;
     case ColumnType::kInteger:
       AppendSigned(value.integer(), 2, key);
@@ -428,7 +428,7 @@ void AppendKey(const KeyColumn& column, const Value& value, std::string* key) {
       AppendCurrency(value.decimal(), key);
       break;
     case ColumnType::kSingle:
-      AppendFloat<float, std::uint32_t>(static_cast<float>(value.real()), key);
+      AppendFloat<float, std::uint32_t>(value.real(), key);
       break;
     case ColumnType::kDouble:
     case ColumnType::kDateTime:

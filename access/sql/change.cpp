@@ -45,7 +45,7 @@ bool MayChangeWhileReading(const Plan& plan, const std::vector<int>& changed_col
   if (declared == nullptr) return false;
   if (declared->last_index < 0) return true;
   if (changed_columns.empty()) return false;  // DELETE takes entries out of the index
-  for (const IndexColumn& c : table->def().indexes[static_cast<std::size_t>(declared->last_index)].columns) {
+  for (const IndexColumn& c : table->def().indexes[declared->last_index].columns) {
     if (std::find(changed_columns.begin(), changed_columns.end(), c.column) != changed_columns.end())
       return false;
   }
@@ -70,9 +70,7 @@ class CandidateSearch {
   DeclaredTable* declared_ = nullptr;
 };
 
-std::uint32_t PackedId(const Running& rows, int column) {
-  return static_cast<std::uint32_t>(rows.GetInteger(column));
-}
+std::uint32_t PackedId(const Running& rows, int column) { return rows.GetInteger(column); }
 
 }  // namespace
 
@@ -90,10 +88,10 @@ std::int64_t Session::Impl::RunUpdate(const std::shared_ptr<Plan>& plan, const s
   std::vector<std::vector<ColumnChange>> changes(targets.size());
   std::vector<std::pair<std::size_t, std::size_t>> places;
   for (const UpdateColumn& c : columns) {
-    auto& list = changes[static_cast<std::size_t>(c.target)];
+    auto& list = changes[c.target];
     ColumnChange change;
     change.column = c.column;
-    places.emplace_back(static_cast<std::size_t>(c.target), list.size());
+    places.emplace_back(c.target, list.size());
     list.push_back(std::move(change));
   }
 
@@ -116,10 +114,7 @@ std::int64_t Session::Impl::RunUpdate(const std::shared_ptr<Plan>& plan, const s
       for (std::size_t i = 0; i < columns.size(); ++i) {
         const UpdateColumn& c = columns[i];
         Value v = rows.Get(c.source_column);
-        Adapt(c.source_type,
-              targets[static_cast<std::size_t>(c.target)].table->def().columns[static_cast<std::size_t>(
-                  c.column)],
-              &v);
+        Adapt(c.source_type, targets[c.target].table->def().columns[c.column], &v);
         if (direct) {
           changes[places[i].first][places[i].second].value = std::move(v);
         } else {
@@ -188,7 +183,7 @@ std::int64_t Session::Impl::RunDelete(const std::shared_ptr<Plan>& plan, const s
     // A row that refers to one deleted before it may have gone with that one.
     if (table.Fetch(RowId::FromPacked(id), &row)) table.Delete(RowId::FromPacked(id));
   }
-  count += static_cast<std::int64_t>(ids.size());
+  count += ids.size();
   if (count > 0) {
     for (const auto& part : plan->alternatives) {
       if (part->candidates) part->candidates->DropDeleted(table);
@@ -253,10 +248,10 @@ void Session::Impl::PlanInsert(Statement& s, std::string_view text, Plan* plan) 
     if (column < 0) {
       throw Error(ErrorKind::kNoColumn, fmt::format("No column '{}' in '{}'.", name, def.name));
     }
-    int& slot = plan->insert_sources[static_cast<std::size_t>(column)];
+    int& slot = plan->insert_sources[column];
     if (slot >= 0)
       throw Error(ErrorKind::kInvalid, fmt::format("The column '{}' is given two values.", name));
-    slot = static_cast<int>(source);
+    slot = source;
   };
   const std::size_t given = plan->columns.size();
   if (!s.columns.empty()) {
@@ -271,7 +266,7 @@ void Session::Impl::PlanInsert(Statement& s, std::string_view text, Plan* plan) 
                   fmt::format("INSERT INTO '{}' gives {} values, but the table has {} columns.", def.name,
                               given, def.columns.size()));
     }
-    for (std::size_t i = 0; i < given; ++i) plan->insert_sources[i] = static_cast<int>(i);
+    for (std::size_t i = 0; i < given; ++i) plan->insert_sources[i] = i;
   } else {
     // Columns are matched by name.
     for (std::size_t i = 0; i < given; ++i) assign(plan->columns[i].name, i);
@@ -323,10 +318,9 @@ std::int64_t Session::Impl::RunInsertValues(const std::shared_ptr<Plan>& plan,
       values[i] = DefaultOf(def, def.columns[i]);
       continue;
     }
-    const V& v = plan->insert_values[static_cast<std::size_t>(source)];
+    const V& v = plan->insert_values[source];
     const auto constant = [&]() -> const Value& {
-      return v.place < plan->parameters ? parameters[static_cast<std::size_t>(v.place)]
-                                        : lifted[static_cast<std::size_t>(v.place - plan->parameters)];
+      return v.place < plan->parameters ? parameters[v.place] : lifted[v.place - plan->parameters];
     };
     switch (v.kind) {
       case V::kNull:
@@ -349,7 +343,7 @@ std::int64_t Session::Impl::RunInsertValues(const std::shared_ptr<Plan>& plan,
         values[i] = row->Get(source);
         break;
     }
-    Adapt(plan->columns[static_cast<std::size_t>(source)].type, def.columns[i], &values[i]);
+    Adapt(plan->columns[source].type, def.columns[i], &values[i]);
   }
   target.Insert(values);
   return 1;
@@ -369,7 +363,7 @@ std::int64_t Session::Impl::InsertRows(Table& target, const std::vector<int>& so
         continue;
       }
       (*values)[i] = rows.Get(sources[i]);
-      Adapt(from[static_cast<std::size_t>(sources[i])].type, def.columns[i], &(*values)[i]);
+      Adapt(from[sources[i]].type, def.columns[i], &(*values)[i]);
     }
   };
   std::vector<Value> values(def.columns.size());
@@ -418,7 +412,7 @@ std::int64_t Session::Impl::RunSelectInto(const std::shared_ptr<Plan>& plan,
     n.name = c.name;
     if (c.table && c.column >= 0) {
       // A column shown unchanged keeps its type and length, nothing else.
-      const ColumnDef& def = c.table->def().columns[static_cast<std::size_t>(c.column)];
+      const ColumnDef& def = c.table->def().columns[c.column];
       n.type = def.type;
       n.characters = def.type == ColumnType::kText ? def.max_characters() : def.length;
       n.fixed_length = def.fixed && (def.type == ColumnType::kText || def.type == ColumnType::kBinary);
@@ -454,7 +448,7 @@ std::int64_t Session::Impl::RunSelectInto(const std::shared_ptr<Plan>& plan,
   database->CreateTable(plan->new_table, columns, {});
   const std::shared_ptr<Table> target = database->FindTable(plan->new_table);
   std::vector<int> sources;
-  for (std::size_t i = 0; i < columns.size(); ++i) sources.push_back(static_cast<int>(i));
+  for (std::size_t i = 0; i < columns.size(); ++i) sources.push_back(i);
   Running rows(plan, parameters, lifted);
   return InsertRows(*target, sources, rows);
 }

@@ -78,8 +78,8 @@ void Connection::Raise() {
 
 sqlite3_stmt* Connection::Prepare(const std::string& sql) {
   sqlite3_stmt* statement = nullptr;
-  if (sqlite3_prepare_v3(host.db, sql.data(), static_cast<int>(sql.size()), SQLITE_PREPARE_PERSISTENT,
-                         &statement, nullptr) != SQLITE_OK) {
+  if (sqlite3_prepare_v3(host.db, sql.data(), sql.size(), SQLITE_PREPARE_PERSISTENT, &statement, nullptr) !=
+      SQLITE_OK) {
     Raise();
   }
   return statement;

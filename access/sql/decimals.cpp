@@ -20,7 +20,7 @@
 namespace jet::sql {
 namespace {
 
-constexpr std::size_t kMaxDigits = 28;
+constexpr int kMaxDigits = 28;
 
 // digits / 10^scale. No zeros in front of the digits nor, behind the point, at their end; zero has no digits.
 struct Number {
@@ -64,7 +64,7 @@ bool Parse(std::string_view text, Number* out) {
     n.scale -= std::atoi(std::string(text.substr(i + 1)).c_str());
   }
   if (n.scale < 0) {
-    n.digits.append(static_cast<std::size_t>(-n.scale), '0');
+    n.digits.append(-n.scale, '0');
     n.scale = 0;
   }
   *out = Normalized(std::move(n));
@@ -94,7 +94,7 @@ Number NumberIn(sqlite3_value* v) {
 
 std::string TextOf(const Number& n) {
   std::string text = n.digits;
-  const auto scale = static_cast<std::size_t>(n.scale);
+  const std::size_t scale = n.scale;
   if (text.size() <= scale) text.insert(0, scale + 1 - text.size(), '0');
   if (scale > 0) text.insert(text.size() - scale, 1, '.');
   return n.negative ? "-" + text : text;
@@ -111,7 +111,7 @@ std::string AddDigits(std::string a, std::string b) {
   for (std::size_t i = 0; i < a.size(); ++i) {
     char& digit = a[a.size() - 1 - i];
     const int sum = digit - '0' + (i < b.size() ? b[b.size() - 1 - i] - '0' : 0) + carry;
-    digit = static_cast<char>('0' + sum % 10);
+    digit = '0' + sum % 10;
     carry = sum / 10;
   }
   if (carry > 0) a.insert(0, 1, '1');
@@ -125,7 +125,7 @@ std::string SubtractDigits(std::string a, const std::string& b) {
     char& digit = a[a.size() - 1 - i];
     int rest = digit - '0' - (i < b.size() ? b[b.size() - 1 - i] - '0' : 0) - borrow;
     borrow = rest < 0 ? 1 : 0;
-    digit = static_cast<char>('0' + rest + 10 * borrow);
+    digit = '0' + rest + 10 * borrow;
   }
   return a;
 }
@@ -133,7 +133,7 @@ std::string SubtractDigits(std::string a, const std::string& b) {
 Number Add(Number a, Number b) {
   const int scale = std::max(a.scale, b.scale);
   for (Number* n : {&a, &b}) {
-    n->digits.append(static_cast<std::size_t>(scale - n->scale), '0');
+    n->digits.append(scale - n->scale, '0');
     n->digits.erase(0, n->digits.find_first_not_of('0'));
   }
   Number sum;
@@ -159,12 +159,12 @@ Number Multiply(const Number& a, const Number& b) {
     for (std::size_t k = b.digits.size(); k-- > 0;) {
       char& place = digits[i + k + 1];
       const int sum = place + (a.digits[i] - '0') * (b.digits[k] - '0') + carry;
-      place = static_cast<char>(sum % 10);
+      place = sum % 10;
       carry = sum / 10;
     }
-    digits[i] = static_cast<char>(digits[i] + carry);
+    digits[i] += carry;
   }
-  for (char& digit : digits) digit = static_cast<char>(digit + '0');
+  for (char& digit : digits) digit += '0';
   product.digits = std::move(digits);
   return Normalized(std::move(product));
 }
@@ -173,7 +173,7 @@ enum class Rounding : std::uint8_t { kHalfEven, kDown, kTowardZero };
 
 Number Rounded(Number n, int places, Rounding rounding = Rounding::kHalfEven) {
   if (n.scale <= places) return n;
-  const auto cut = static_cast<std::size_t>(n.scale - places);
+  const std::size_t cut = n.scale - places;
   if (n.digits.size() <= cut) n.digits.insert(0, cut + 1 - n.digits.size(), '0');
   const std::string rest = n.digits.substr(n.digits.size() - cut);
   n.digits.resize(n.digits.size() - cut);
@@ -191,21 +191,21 @@ Number Divide(const Number& n, unsigned long long divisor) {
   quotient.digits.clear();
   unsigned long long rest = 0;
   const auto bring_down = [&](char digit) {
-    rest = rest * 10 + static_cast<unsigned long long>(digit - '0');
-    quotient.digits.push_back(static_cast<char>('0' + rest / divisor));
+    rest = rest * 10 + (digit - '0');
+    quotient.digits.push_back('0' + rest / divisor);
     rest %= divisor;
   };
   for (const char digit : n.digits) bring_down(digit);
   // Two places more than are kept, so that the rounding sees what follows.
-  for (; rest != 0 && quotient.scale < static_cast<int>(kMaxDigits) + 2; ++quotient.scale) bring_down('0');
+  for (; rest != 0 && quotient.scale < kMaxDigits + 2; ++quotient.scale) bring_down('0');
   return Normalized(std::move(quotient));
 }
 
 Number Fitted(Number n) {
-  const auto whole = static_cast<int>(n.digits.size()) - n.scale;
-  if (whole > static_cast<int>(kMaxDigits))
+  const int whole = n.digits.size() - n.scale;
+  if (whole > kMaxDigits)
     throw Error(ErrorKind::kTooLarge, fmt::format("Overflow: {} has more than 28 digits.", TextOf(n)));
-  return Rounded(std::move(n), static_cast<int>(kMaxDigits) - std::max(whole, 0));
+  return Rounded(std::move(n), kMaxDigits - std::max(whole, 0));
 }
 
 void Result(sqlite3_context* c, const Number& n) { ResultText(c, TextOf(Fitted(n))); }
@@ -218,10 +218,9 @@ std::string KeyOf(const Number& n) {
   if (n.digits.empty()) return "1";
   std::string digits = n.digits;
   digits.erase(digits.find_last_not_of('0') + 1);
-  std::string key =
-      fmt::format("{:04}", static_cast<int>(n.digits.size()) - n.scale + kExponentBias) + digits;
+  std::string key = fmt::format("{:04}", std::ssize(n.digits) - n.scale + kExponentBias) + digits;
   if (!n.negative) return "2" + key;
-  for (char& digit : key) digit = static_cast<char>('9' - (digit - '0'));
+  for (char& digit : key) digit = '9' - (digit - '0');
   return "0" + key + ":";
 }
 
@@ -231,12 +230,12 @@ Number FromKey(std::string key) {
   n.negative = key[0] == '0';
   if (n.negative) {
     key.pop_back();
-    for (std::size_t i = 1; i < key.size(); ++i) key[i] = static_cast<char>('9' - (key[i] - '0'));
+    for (std::size_t i = 1; i < key.size(); ++i) key[i] = '9' - (key[i] - '0');
   }
   n.digits = key.substr(5);
-  n.scale = static_cast<int>(n.digits.size()) - (std::atoi(key.substr(1, 4).c_str()) - kExponentBias);
+  n.scale = n.digits.size() - (std::atoi(key.substr(1, 4).c_str()) - kExponentBias);
   if (n.scale < 0) {
-    n.digits.append(static_cast<std::size_t>(-n.scale), '0');
+    n.digits.append(-n.scale, '0');
     n.scale = 0;
   }
   return n;
@@ -291,7 +290,7 @@ Number ToCurrency(Number n) {
   n = Rounded(std::move(n), 4);
   const std::string limit = n.negative ? "9223372036854775808" : "9223372036854775807";
   std::string scaled = n.digits;
-  scaled.append(static_cast<std::size_t>(4 - n.scale), '0');
+  scaled.append(4 - n.scale, '0');
   if (CompareDigits(scaled, limit) > 0)
     throw Error(ErrorKind::kTooLarge,
                 fmt::format("Overflow: {} is out of the range of Currency.", TextOf(n)));
@@ -304,7 +303,7 @@ void Round(sqlite3_context* c, int n, sqlite3_value** v) {
     const long long places = n > 1 ? WholeNumberOf(v[1]) : 0;
     if (places < 0 || places > 300)
       throw Error(ErrorKind::kFailed, "Round cannot round to that number of decimals.");
-    Result(c, Rounded(NumberIn(v[0]), static_cast<int>(places)));
+    Result(c, Rounded(NumberIn(v[0]), places));
   });
 }
 

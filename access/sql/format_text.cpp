@@ -36,8 +36,8 @@ std::string FixedText(double v, int decimals) {
   if (shortest.find('e') == std::string::npos) {
     const auto point = shortest.find('.');
     if (point != std::string::npos && shortest.size() - point - 1 > static_cast<std::size_t>(decimals) &&
-        shortest[point + 1 + static_cast<std::size_t>(decimals)] >= '5') {
-      std::string kept = shortest.substr(0, point + 1 + static_cast<std::size_t>(decimals));
+        shortest[point + 1 + decimals] >= '5') {
+      std::string kept = shortest.substr(0, point + 1 + decimals);
       for (std::size_t i = kept.size(); i-- > 0;) {
         if (kept[i] == '.') continue;
         if (kept[i] != '9') {
@@ -52,7 +52,7 @@ std::string FixedText(double v, int decimals) {
       return kept;
     }
     if (point != std::string::npos && shortest.size() - point - 1 > static_cast<std::size_t>(decimals)) {
-      std::string kept = shortest.substr(0, point + 1 + static_cast<std::size_t>(decimals));
+      std::string kept = shortest.substr(0, point + 1 + decimals);
       if (kept.back() == '.') kept.pop_back();
       return kept;
     }
@@ -110,10 +110,9 @@ std::string Picture(double v, const std::string& p, bool sign) {
   std::string digits = FixedText(magnitude, most_decimals);
   std::string whole = digits.substr(0, digits.find('.'));
   std::string decimals = digits.find('.') == std::string::npos ? "" : digits.substr(digits.find('.') + 1);
-  while (decimals.size() > static_cast<std::size_t>(least_decimals) && decimals.back() == '0')
-    decimals.pop_back();
+  while (std::ssize(decimals) > least_decimals && decimals.back() == '0') decimals.pop_back();
   if (whole == "0" && least_whole == 0) whole.clear();
-  while (whole.size() < static_cast<std::size_t>(least_whole)) whole.insert(0, 1, '0');
+  while (std::ssize(whole) < least_whole) whole.insert(0, 1, '0');
   if (grouped) {
     for (std::size_t i = whole.size(); i > 3; i -= 3) whole.insert(i - 3, 1, ',');
   }
@@ -204,7 +203,7 @@ bool IsDatePicture(std::string_view picture) {
     if (c == '"') quoted = !quoted;
     if (quoted) continue;
     if (c == '0' || c == '#') return false;
-    const char lower = static_cast<char>(c | 32);
+    const char lower = c | 32;
     if (std::string_view("dmyhnsqwc").find(lower) != std::string_view::npos) return true;
   }
   return false;
@@ -281,7 +280,7 @@ std::string FormatText(std::string_view text, std::string_view picture) {
     } else if (code == '!') {
       from_left = true;
     } else if (code == '<' || code == '>') {
-      letters = static_cast<char>(code);
+      letters = code;
     } else {
       const bool place = code == '@' || code == '&';
       places += place ? 1 : 0;

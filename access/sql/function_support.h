@@ -41,7 +41,7 @@ double NumberOf(sqlite3_value* v);
 long long WholeNumberOf(sqlite3_value* v);
 
 inline void ResultText(sqlite3_context* context, std::string_view text) {
-  sqlite3_result_text(context, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+  sqlite3_result_text(context, text.data(), text.size(), SQLITE_TRANSIENT);
 }
 
 }  // namespace jet::sql

@@ -72,7 +72,7 @@ int SmallArgument(sqlite3_value* v) {
   const long long n = WholeNumberOf(v);
   if (n < -100000 || n > 100000)
     throw Error(ErrorKind::kTooLarge, fmt::format("Overflow: {} is no part of a date.", n));
-  return static_cast<int>(n);
+  return n;
 }
 
 // First day of the week, 1 Sunday to 7 Saturday; 0 stands for the system's, which is Sunday here.
@@ -181,9 +181,9 @@ void DateAdd(sqlite3_context* c, int n, sqlite3_value** v) {
       CalendarTime t = CalendarArgument(v[2]);
       const double moved = t.month - 1 + months * count;
       if (std::fabs(moved) > 120000) throw Error(ErrorKind::kTooLarge, "The date is out of range.");
-      const int last = static_cast<int>(DaysOf(t.year, static_cast<int>(moved) + 2, 1) -
-                                        DaysOf(t.year, static_cast<int>(moved) + 1, 1));
-      t.month = static_cast<int>(moved) + 1;
+      const int month = static_cast<int>(moved) + 1;
+      const int last = static_cast<int>(DaysOf(t.year, month + 1, 1) - DaysOf(t.year, month, 1));
+      t.month = month;
       t.day = std::min(t.day, last);
       sqlite3_result_double(c, RequireDate(JoinDate(t)));
     } else if (const double seconds = Seconds(unit)) {

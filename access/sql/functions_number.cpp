@@ -35,7 +35,7 @@ void Round(sqlite3_context* c, int n, sqlite3_value** v) {
     if (sqlite3_value_type(v[0]) == SQLITE_INTEGER) {
       sqlite3_result_value(c, v[0]);
     } else {
-      sqlite3_result_double(c, RoundDecimal(NumberOf(v[0]), static_cast<int>(digits)));
+      sqlite3_result_double(c, RoundDecimal(NumberOf(v[0]), digits));
     }
   });
 }
@@ -187,16 +187,15 @@ double BasedNumber(std::string_view text) {
   std::size_t i = 0;
   for (; i < text.size(); ++i) {
     const char c = text[i];
-    const char lower = static_cast<char>(c | 32);
+    const char lower = c | 32;
     const int digit = c >= '0' && c <= '9'                  ? c - '0'
                       : hex && lower >= 'a' && lower <= 'f' ? lower - 'a' + 10
                                                             : 99;
     if (digit >= (hex ? 16 : 8) || n >> 32 != 0) break;
-    n = n * (hex ? 16 : 8) + static_cast<std::uint64_t>(digit);
+    n = n * (hex ? 16 : 8) + digit;
   }
   const bool wide = n > 0xFFFF || (i < text.size() && text[i] == '&');
-  return wide ? static_cast<double>(static_cast<std::int32_t>(n))
-              : static_cast<double>(static_cast<std::int16_t>(n));
+  return wide ? static_cast<std::int32_t>(n) : static_cast<std::int16_t>(n);
 }
 
 // The number at the beginning of a text, blanks left out; 0 when there is none.
@@ -228,7 +227,7 @@ void InBase(sqlite3_context* c, int, sqlite3_value** v) {
     const long long n = WholeNumberOf(v[0]);
     if (n < INT32_MIN || n > INT32_MAX)
       throw Error(ErrorKind::kTooLarge, fmt::format("Overflow: {} is out of range.", n));
-    const auto bits = static_cast<std::uint32_t>(n);
+    const std::uint32_t bits = n;
     ResultText(c, kHex ? fmt::format("{:X}", bits) : fmt::format("{:o}", bits));
   });
 }
@@ -278,7 +277,7 @@ void AddMoment(sqlite3_context* c, int, sqlite3_value** v) {
     if (IsNullValue(v[0])) return;
     const double x = NumberOf(v[0]), delta = x - m->mean;
     ++m->count;
-    m->mean += delta / static_cast<double>(m->count);
+    m->mean += delta / m->count;
     m->squares += delta * (x - m->mean);
   });
 }
@@ -287,7 +286,7 @@ template <bool kRoot, int kLess>
 void EndMoments(sqlite3_context* c) {
   const auto* m = static_cast<Moments*>(sqlite3_aggregate_context(c, 0));
   if (m == nullptr || m->count <= kLess) return;
-  const double variance = m->squares / static_cast<double>(m->count - kLess);
+  const double variance = m->squares / (m->count - kLess);
   sqlite3_result_double(c, kRoot ? std::sqrt(variance) : variance);
 }
 

@@ -13,15 +13,11 @@
 namespace jet::sql {
 namespace {
 
-bool IsAscii(std::string_view s) {
-  return std::all_of(s.begin(), s.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
-}
-
 std::size_t CountOf(sqlite3_value* v, const char* function) {
   const long long n = WholeNumberOf(v);
   if (n < 0)
     throw Error(ErrorKind::kFailed, fmt::format("{} was given the negative length {}.", function, n));
-  return static_cast<std::size_t>(n);
+  return n;
 }
 
 void Left(sqlite3_context* c, int, sqlite3_value** v) {
@@ -68,7 +64,7 @@ void Len(sqlite3_context* c, int, sqlite3_value** v) {
   Guard(c, [&] {
     if (IsNullValue(v[0])) return;
     std::string storage;
-    sqlite3_result_int64(c, static_cast<long long>(Utf16Length(TextOf(v[0], &storage))));
+    sqlite3_result_int64(c, Utf16Length(TextOf(v[0], &storage)));
   });
 }
 
@@ -108,7 +104,7 @@ void InStr(sqlite3_context* c, int n, sqlite3_value** v) {
     if (!binary) text = UpperText(text), wanted = UpperText(wanted);
     const std::size_t length = Utf16Length(text);
     if (wanted.empty()) {
-      sqlite3_result_int64(c, start <= length ? static_cast<long long>(start) : 0);
+      sqlite3_result_int64(c, start <= length ? start : 0);
       return;
     }
     if (start > length) {
@@ -118,9 +114,7 @@ void InStr(sqlite3_context* c, int n, sqlite3_value** v) {
     const std::size_t from = Utf16Substring(text, 0, start - 1).size();
     const std::size_t at = text.find(wanted, from);
     sqlite3_result_int64(c,
-                         at == std::string::npos
-                             ? 0
-                             : static_cast<long long>(Utf16Length(std::string_view(text).substr(0, at)) + 1));
+                         at == std::string::npos ? 0 : Utf16Length(std::string_view(text).substr(0, at)) + 1);
   });
 }
 
@@ -131,8 +125,8 @@ void InStrRev(sqlite3_context* c, int n, sqlite3_value** v) {
     std::string s1, s2;
     std::string text(TextOf(v[0], &s1)), wanted(TextOf(v[1], &s2));
     if (n < 4 || WholeNumberOf(v[3]) != 0) text = UpperText(text), wanted = UpperText(wanted);
-    const auto length = static_cast<long long>(Utf16Length(text));
-    const auto of_wanted = static_cast<long long>(Utf16Length(wanted));
+    const long long length = Utf16Length(text);
+    const long long of_wanted = Utf16Length(wanted);
     const long long given = n > 2 ? WholeNumberOf(v[2]) : -1;
     if (given == 0 || given < -1) throw Error(ErrorKind::kFailed, "InStrRev counts characters from 1.");
     const long long start = given == -1 ? length : given;
@@ -144,12 +138,10 @@ void InStrRev(sqlite3_context* c, int n, sqlite3_value** v) {
       sqlite3_result_int64(c, start);
       return;
     }
-    const std::size_t last = Utf16Substring(text, 0, static_cast<std::size_t>(start - of_wanted)).size();
+    const std::size_t last = Utf16Substring(text, 0, start - of_wanted).size();
     const std::size_t at = text.rfind(wanted, last);
     sqlite3_result_int64(c,
-                         at == std::string::npos
-                             ? 0
-                             : static_cast<long long>(Utf16Length(std::string_view(text).substr(0, at)) + 1));
+                         at == std::string::npos ? 0 : Utf16Length(std::string_view(text).substr(0, at)) + 1);
   });
 }
 
@@ -183,7 +175,7 @@ void Chr(sqlite3_context* c, int, sqlite3_value** v) {
     if (code < 0 || code > 0xFFFF)
       throw Error(ErrorKind::kFailed, fmt::format("There is no character {}.", code));
     std::string s;
-    AppendCodePoint(static_cast<char32_t>(code), &s);
+    AppendCodePoint(code, &s);
     ResultText(c, s);
   });
 }
@@ -197,7 +189,7 @@ void Asc(sqlite3_context* c, int, sqlite3_value** v) {
     std::size_t i = 0;
     char32_t code = NextCodePoint(s, &i);
     if (code >= 0x10000) code = 0xD800 + ((code - 0x10000) >> 10);
-    sqlite3_result_int64(c, static_cast<long long>(code));
+    sqlite3_result_int64(c, code);
   });
 }
 
@@ -213,7 +205,7 @@ void Repeat(sqlite3_context* c, int n, sqlite3_value** v) {
       unit.clear();
       const std::string_view s = TextOf(v[1], &storage);
       if (sqlite3_value_type(v[1]) == SQLITE_INTEGER) {
-        AppendCodePoint(static_cast<char32_t>(sqlite3_value_int64(v[1]) & 0xFF), &unit);
+        AppendCodePoint(sqlite3_value_int64(v[1]) & 0xFF, &unit);
       } else if (!s.empty()) {
         std::size_t i = 0;
         AppendCodePoint(NextCodePoint(s, &i), &unit);
@@ -381,8 +373,8 @@ void Format(sqlite3_context* c, int n, sqlite3_value** v) {
     const bool is_date = sqlite3_value_int(v[0]) != 0;
     std::string storage, storage2;
     const std::string_view picture = n > 2 ? TextOf(v[2], &storage2) : std::string_view();
-    const int first_day = n > 3 ? std::clamp(static_cast<int>(WholeNumberOf(v[3])), 1, 7) : 1;
-    const int first_week = n > 4 ? std::clamp(static_cast<int>(WholeNumberOf(v[4])), 1, 3) : 1;
+    const int first_day = n > 3 ? std::clamp<int>(WholeNumberOf(v[3]), 1, 7) : 1;
+    const int first_week = n > 4 ? std::clamp<int>(WholeNumberOf(v[4]), 1, 3) : 1;
     if (IsTextPicture(picture)) {
       const std::string text =
           is_date && !IsNullValue(v[1]) ? DateText(NumberOf(v[1])) : std::string(TextOf(v[1], &storage));

@@ -16,8 +16,7 @@ constexpr int kMaxLifted = 4000;
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 bool IsNameStart(char c) {
-  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
-         static_cast<unsigned char>(c) >= 0x80;
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || !IsAscii(c);
 }
 bool IsNamePart(char c) { return IsNameStart(c) || IsDigit(c) || c == '$'; }
 bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v'; }
@@ -115,7 +114,7 @@ class Lifter {
         keeps_texts_ = IsWord(statement_, t, "UPDATE") || IsWord(statement_, t, "DELETE");
     } else if ((t.kind == TokenKind::kNumber || t.kind == TokenKind::kText || t.kind == TokenKind::kDate) &&
                count_ < kMaxLifted && !(keeps_texts_ && t.kind == TokenKind::kText) && AtPlace()) {
-      t.lifted = static_cast<std::int16_t>(count_++);
+      t.lifted = count_++;
     }
   }
 
@@ -147,7 +146,7 @@ void Lex(std::string_view s, std::vector<Token>* tokens) {
   while (true) {
     while (i < s.size() && IsBlank(s[i])) ++i;
     Token t;
-    t.offset = static_cast<std::uint32_t>(i);
+    t.offset = i;
     if (i == s.size()) {
       tokens->push_back(t);
       return;
@@ -182,7 +181,7 @@ void Lex(std::string_view s, std::vector<Token>* tokens) {
       if (t.op == Op::kNone) ThrowSyntax(s, i, 1);
       end = i + length;
     }
-    t.length = static_cast<std::uint32_t>(end - i);
+    t.length = end - i;
     tokens->push_back(t);
     lifter.Added();
     i = end;
@@ -243,7 +242,7 @@ bool IsWord(std::string_view statement, const Token& token, std::string_view wor
   if (token.kind != TokenKind::kName || token.length != word.size()) return false;
   for (std::size_t i = 0; i < word.size(); ++i) {
     char c = statement[token.offset + i];
-    if (c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
+    if (c >= 'a' && c <= 'z') c = c - 32;
     if (c != word[i]) return false;
   }
   return true;
@@ -258,7 +257,7 @@ std::size_t CharacterNumber(std::string_view statement, std::size_t offset) {
 void ThrowSyntax(std::string_view statement, std::size_t offset, const std::string& sentence) {
   throw Error(ErrorKind::kInvalid,
               fmt::format("{} at character {}.", sentence, CharacterNumber(statement, offset)),
-              Error::kNoPlace, static_cast<std::int64_t>(offset));
+              Error::kNoPlace, offset);
 }
 
 void ThrowSyntax(std::string_view statement, std::size_t offset, std::size_t length) {
@@ -266,7 +265,7 @@ void ThrowSyntax(std::string_view statement, std::size_t offset, std::size_t len
     ThrowSyntax(statement, offset, "Syntax error: the statement ends too early,");
   // Whole characters only.
   std::size_t end = std::min(offset + std::min<std::size_t>(length, 60), statement.size());
-  while (end < statement.size() && (static_cast<unsigned char>(statement[end]) & 0xC0) == 0x80) ++end;
+  while (end < statement.size() && (statement[end] & 0xC0) == 0x80) ++end;
   ThrowSyntax(statement, offset,
               "Syntax error near '" + std::string(statement.substr(offset, end - offset)) + "'");
 }

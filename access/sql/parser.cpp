@@ -24,7 +24,7 @@ std::unique_ptr<Statement> Parse(std::string_view statement, const std::vector<T
 }
 
 const Token& Parser::Peek(int ahead) const {
-  return tokens_[std::min(position_ + static_cast<std::size_t>(ahead), tokens_.size() - 1)];
+  return tokens_[std::min(position_ + ahead, tokens_.size() - 1)];
 }
 
 bool Parser::TakeWord(std::string_view word) {

@@ -159,7 +159,7 @@ int Parser::ParseSize() {
   if (v.kind() != ValueKind::kInteger || v.integer() < 0 || v.integer() > 65535) {
     ThrowSyntax(text_, t.offset, t.length);
   }
-  return static_cast<int>(v.integer());
+  return v.integer();
 }
 
 void Parser::ParseType(NewColumn* c) {
@@ -171,7 +171,7 @@ void Parser::ParseType(NewColumn* c) {
   c->type = found->type;
   c->auto_number = found->auto_number;
   c->fixed_length = found->fixed;
-  c->characters = static_cast<std::uint16_t>(found->default_size);
+  c->characters = found->default_size;
   if (c->type == ColumnType::kDouble) TakeWord("PRECISION");
   const bool sized = c->type == ColumnType::kText || c->type == ColumnType::kBinary;
   if (!IsOp(Op::kOpen)) return;
@@ -186,12 +186,12 @@ void Parser::ParseType(NewColumn* c) {
     } else if (first < 1 || first > 510) {
       ThrowSyntax(text_, offset, "The size must be between 1 and 255,");
     }
-    c->characters = static_cast<std::uint16_t>(first);
+    c->characters = first;
   } else if (c->type == ColumnType::kDecimal) {
     if (first < 1 || first > 28 || second > first)
       ThrowSyntax(text_, offset, "A decimal has 1 to 28 digits,");
-    c->precision = static_cast<std::uint8_t>(first);
-    c->scale = static_cast<std::uint8_t>(std::max(second, 0));
+    c->precision = first;
+    c->scale = std::max(second, 0);
   } else if (c->auto_number && first == 1 && (second < 0 || second == 1)) {
     // COUNTER(1, 1) is what COUNTER is.
   } else if (!(c->type == ColumnType::kMemo && second < 0)) {

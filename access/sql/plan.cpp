@@ -70,13 +70,13 @@ Running::Running(std::shared_ptr<Plan> plan, const std::vector<Value>& parameter
     if (rc == SQLITE_NOMEM) throw std::bad_alloc();
     throw Error(ErrorKind::kTooLarge, "A value of the statement is too long.");
   };
-  for (int i = 0; i < plan_->parameters; ++i) bind(i + 1, parameters[static_cast<std::size_t>(i)]);
-  const auto count = static_cast<int>(lifted.size());
-  for (int i = 0; i < count; ++i) bind(plan_->parameters + i + 1, lifted[static_cast<std::size_t>(i)]);
+  for (int i = 0; i < plan_->parameters; ++i) bind(i + 1, parameters[i]);
+  const int count = lifted.size();
+  for (int i = 0; i < count; ++i) bind(plan_->parameters + i + 1, lifted[i]);
   // Once more as exact numbers, where the plan uses them.
   const int used = sqlite3_bind_parameter_count(statement_) - plan_->parameters - count;
   for (int i = 0; i < std::min(used, count); ++i) {
-    const Value& v = lifted[static_cast<std::size_t>(i)];
+    const Value& v = lifted[i];
     const bool decimal = v.kind() == ValueKind::kDecimal;
     bind(plan_->parameters + count + i + 1, decimal ? Value::Text(v.decimal().ToText()) : v);
   }
@@ -95,11 +95,10 @@ Value Running::Get(int column) const {
     case SQLITE_TEXT: {
       const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
       if (text == nullptr) throw std::bad_alloc();
-      std::string s(text, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column)));
+      std::string s(text, sqlite3_column_bytes(statement_, column));
       // The exact text of a decimal column.
       Decimal d;
-      if (static_cast<std::size_t>(column) < plan_->columns.size() &&
-          plan_->columns[static_cast<std::size_t>(column)].type == Type::kDecimal &&
+      if (column < std::ssize(plan_->columns) && plan_->columns[column].type == Type::kDecimal &&
           Decimal::FromText(s, &d)) {
         return Value::Dec(d);
       }
@@ -107,7 +106,7 @@ Value Running::Get(int column) const {
     }
     case SQLITE_BLOB: {
       const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
-      const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_, column));
+      const std::size_t size = sqlite3_column_bytes(statement_, column);
       if (size != 0 && bytes == nullptr) throw std::bad_alloc();
       return Value::Blob(size == 0 ? std::string() : std::string(bytes, size));
     }

@@ -14,7 +14,7 @@ namespace jet::sql {
 Translator Session::Impl::TranslatorOf(std::string_view text, int parameters) {
   const auto lifted =
       std::count_if(tokens.begin(), tokens.end(), [](const Token& t) { return t.lifted >= 0; });
-  return Translator(*this, text, parameters, static_cast<int>(lifted));
+  return Translator(*this, text, parameters, lifted);
 }
 
 std::shared_ptr<Plan> Session::Impl::PlanOf(std::string_view statement, std::vector<Value>* lifted) {
@@ -190,7 +190,7 @@ void Session::Impl::PlanQuery(const Statement& s, std::string_view text, Plan* p
     ResultColumn r;
     r.name = c.name;
     if (c.table && c.column >= 0) {
-      const ColumnDef& def = c.table->def().columns[static_cast<std::size_t>(c.column)];
+      const ColumnDef& def = c.table->def().columns[c.column];
       r.table = c.table->def().name;
       r.column = def.name;
       r.type = def.type;

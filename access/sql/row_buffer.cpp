@@ -42,7 +42,7 @@ void PutValue(std::string* out, const Value& v) {
       break;
     case ValueKind::kText:
     case ValueKind::kBlob:
-      Put(out, static_cast<std::uint32_t>(v.bytes().size()));
+      Put<std::uint32_t>(out, v.bytes().size());
       out->append(v.bytes());
       break;
   }
@@ -83,7 +83,7 @@ void RowBuffer::Append(const std::vector<std::uint32_t>& ids, const std::vector<
   Put(&memory_, std::uint32_t{0});
   for (const std::uint32_t id : ids) Put(&memory_, id);
   for (const Value& v : values) PutValue(&memory_, v);
-  const auto length = static_cast<std::uint32_t>(memory_.size() - start - 4);
+  const std::uint32_t length = memory_.size() - start - 4;
   std::memcpy(memory_.data() + start, &length, 4);
   if (memory_.size() < limit_) return;
   if (!file_) file_ = PlatformFileSystem().OpenTemporary();
@@ -99,8 +99,7 @@ bool RowBuffer::Fill(std::size_t wanted) {
       chunk_.erase(0, position_);
       position_ = 0;
       const std::size_t have = chunk_.size();
-      const auto n = static_cast<std::size_t>(
-          std::min<std::uint64_t>(file_size_ - file_position_, std::max(kChunk, wanted)));
+      const std::size_t n = std::min<std::uint64_t>(file_size_ - file_position_, std::max(kChunk, wanted));
       chunk_.resize(have + n);
       file_->Read(file_position_, MutableBytes(reinterpret_cast<std::uint8_t*>(chunk_.data()) + have, n));
       file_position_ += n;

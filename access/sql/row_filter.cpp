@@ -17,12 +17,8 @@ int TextColumn(const Expr& e, const Table& table) {
   if (e.kind != ExprKind::kColumn) return -1;
   const int column = table.def().FindColumn(e.name);
   if (column < 0) return -1;
-  const ColumnType type = table.def().columns[static_cast<std::size_t>(column)].type;
+  const ColumnType type = table.def().columns[column].type;
   return type == ColumnType::kText || type == ColumnType::kMemo ? column : -1;
-}
-
-bool IsPlainAscii(const std::string& text) {
-  return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
 }  // namespace
@@ -157,10 +153,9 @@ bool RowFilter::MayHold(const Node& node, const Row& row) const {
       break;
     case Change::kUpper:
     case Change::kLower:
-      if (!IsPlainAscii(text_)) return true;  // left to the function itself
+      if (!IsAscii(text_)) return true;  // left to the function itself
       for (char& c : text_) {
-        if (node.change == Change::kUpper ? c >= 'a' && c <= 'z' : c >= 'A' && c <= 'Z')
-          c = static_cast<char>(c ^ 0x20);
+        if (node.change == Change::kUpper ? c >= 'a' && c <= 'z' : c >= 'A' && c <= 'Z') c = c ^ 0x20;
       }
       break;
   }

@@ -185,7 +185,7 @@ class QueryText {
     a.sql = operand(a) + word + operand(b) + " ON ((" + part.expression + "))";
     a.names.insert(a.names.end(), b.names.begin(), b.names.end());
     a.is_join = true;
-    joined_.erase(joined_.begin() + static_cast<std::ptrdiff_t>(right));
+    joined_.erase(joined_.begin() + right);
   }
 
   std::string_view name_;

@@ -80,7 +80,7 @@ struct Candidate {
 
 Candidate TryIndex(DeclaredTable& declared, int number, const std::vector<Usable>& usable, double total) {
   const TableDef& def = declared.table->def();
-  const IndexDef& index = def.indexes[static_cast<std::size_t>(number)];
+  const IndexDef& index = def.indexes[number];
   Candidate c;
   c.index = number;
   if (!index.supported) return c;
@@ -145,7 +145,7 @@ bool GivesOrder(const TableDef& def, const Candidate& c, const std::vector<Usabl
   if (info.nOrderBy == 0 || c.has_in) return false;
   const auto order = [&](int i) { return info.aOrderBy[i]; };
   if (c.index < 0) return AsksForRowOrder(info);
-  const IndexDef& index = def.indexes[static_cast<std::size_t>(c.index)];
+  const IndexDef& index = def.indexes[c.index];
   std::size_t next = 0;
   while (next < index.columns.size() && next < c.chosen.size()) {
     const PlannedValue& v = usable[c.chosen[next]].value;
@@ -171,9 +171,9 @@ std::string EncodePlan(const std::vector<PlannedValue>& values) {
   std::string out;
   for (const PlannedValue& v : values) {
     out.push_back(v.members ? 'm' : v.index ? 'i' : 'f');
-    out.push_back(static_cast<char>('a' + static_cast<int>(v.op)));
-    out.push_back(static_cast<char>('A' + v.column / 64));
-    out.push_back(static_cast<char>('0' + v.column % 64));
+    out.push_back('a' + static_cast<int>(v.op));
+    out.push_back('A' + v.column / 64);
+    out.push_back('0' + v.column % 64);
   }
   return out;
 }
@@ -197,10 +197,10 @@ int PlanSearch(DeclaredTable& declared, sqlite3_index_info* info) {
     const auto& constraint = info->aConstraint[i];
     const Op op = OperatorOf(constraint.op);
     if (!constraint.usable || op == Op::kNone || constraint.iColumn < 0 ||
-        constraint.iColumn >= static_cast<int>(def.columns.size())) {
+        constraint.iColumn >= std::ssize(def.columns)) {
       continue;
     }
-    const Type type = TypeOf(def.columns[static_cast<std::size_t>(constraint.iColumn)].type);
+    const Type type = TypeOf(def.columns[constraint.iColumn].type);
     if (type == Type::kBlob && op != Op::kIsNull && op != Op::kIsNotNull) continue;
     Usable u;
     u.constraint = i;
@@ -218,7 +218,7 @@ int PlanSearch(DeclaredTable& declared, sqlite3_index_info* info) {
   best.rows = std::max(1.0, total * kept);
   best.cost = 20 + total * (0.3 + kept);
   for (std::size_t i = 0; i < def.indexes.size(); ++i) {
-    Candidate c = TryIndex(declared, static_cast<int>(i), usable, total);
+    Candidate c = TryIndex(declared, i, usable, total);
     if (!c.chosen.empty() && c.cost < best.cost) best = c;
   }
 
@@ -335,8 +335,8 @@ bool MakeBounds(const Table& table, int index, const std::vector<SearchValue>& v
   std::size_t position = 0, i = 0;
   for (; i < values.size() && (values[i].op == Op::kEqual || values[i].op == Op::kIsNull); ++i, ++position) {
     const SearchValue& v = values[i];
-    const ColumnType type = def.columns[static_cast<std::size_t>(v.column)].type;
-    const KeyColumn key = table.key_column(index, static_cast<int>(position));
+    const ColumnType type = def.columns[v.column].type;
+    const KeyColumn key = table.key_column(index, position);
     Value value;
     if (v.op == Op::kEqual) {
       const Fit fit = type == ColumnType::kText ? (value = Value::Text(std::string(v.text)), Fit::kValue)
@@ -363,8 +363,8 @@ bool MakeBounds(const Table& table, int index, const std::vector<SearchValue>& v
 
   // A range on the next column. Null is no part of any range.
   const int column = values[i].column;
-  const ColumnType type = def.columns[static_cast<std::size_t>(column)].type;
-  const KeyColumn key = table.key_column(index, static_cast<int>(position));
+  const ColumnType type = def.columns[column].type;
+  const KeyColumn key = table.key_column(index, position);
   std::string null = prefix;
   AppendKey(key, Value::Null(), &null);
   if (key.descending) {

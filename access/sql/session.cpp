@@ -93,7 +93,7 @@ class SessionQuery : public Query {
  public:
   SessionQuery(const std::shared_ptr<Plan>& plan, const std::vector<Value>& parameters,
                const std::vector<Value>& lifted)
-      : running_(plan, parameters, lifted), row_id_column_(static_cast<int>(plan->columns.size())) {}
+      : running_(plan, parameters, lifted), row_id_column_(plan->columns.size()) {}
 
   const std::vector<ResultColumn>& columns() const override { return running_.plan().result_columns; }
   bool Step() override {
@@ -103,9 +103,7 @@ class SessionQuery : public Query {
   }
   Value Get(int column) override { return running_.Get(column); }
   std::shared_ptr<Table> base_table() const override { return running_.plan().base_table; }
-  RowId row_id() const override {
-    return RowId::FromPacked(static_cast<std::uint32_t>(running_.GetInteger(row_id_column_)));
-  }
+  RowId row_id() const override { return RowId::FromPacked(running_.GetInteger(row_id_column_)); }
 
  private:
   Running running_;
@@ -114,7 +112,7 @@ class SessionQuery : public Query {
 };
 
 void CheckParameters(const Plan& plan, const std::vector<Value>& parameters) {
-  if (static_cast<int>(parameters.size()) < plan.parameters) {
+  if (std::ssize(parameters) < plan.parameters) {
     throw Error(ErrorKind::kInvalid, fmt::format("The statement has {} parameters, but {} values were given.",
                                                  plan.parameters, parameters.size()));
   }

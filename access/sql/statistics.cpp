@@ -18,7 +18,7 @@ double IndexStatistics::RowsPerPrefix(Table& table, int index, std::size_t colum
     sampled_rows_ = rows;
     ChooseRows(table);
   }
-  std::vector<double>& averages = averages_[static_cast<std::size_t>(index)];
+  std::vector<double>& averages = averages_[index];
   if (averages.empty()) Sample(table, index, &averages);
   return averages[columns - 1];
 }
@@ -37,7 +37,7 @@ void IndexStatistics::ChooseRows(Table& table) {
 }
 
 void IndexStatistics::Sample(Table& table, int index, std::vector<double>* averages) {
-  const IndexDef& def = table.def().indexes[static_cast<std::size_t>(index)];
+  const IndexDef& def = table.def().indexes[index];
   averages->assign(def.columns.size(), 0);
   Row row;
   const auto gone = [&](RowId probe) { return !table.Fetch(probe, &row); };
@@ -53,12 +53,11 @@ void IndexStatistics::Sample(Table& table, int index, std::vector<double>* avera
       int count = 0;
       while (count < kMaxEntries && entries.Next(&entry)) ++count;
       (*averages)[k] += count;
-      if (count == kMaxEntries)
-        (*averages)[k] += static_cast<double>(table.row_count()) / 20;  // nobody knows how many more
+      if (count == kMaxEntries) (*averages)[k] += table.row_count() / 20.0;  // nobody knows how many more
     }
   }
   for (double& average : *averages) {
-    average = probes_.empty() ? kRowsOfEmptyTable : average / static_cast<double>(probes_.size());
+    average = probes_.empty() ? kRowsOfEmptyTable : average / probes_.size();
   }
 }
 

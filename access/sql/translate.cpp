@@ -49,12 +49,10 @@ Type TypeOf(ColumnType type) {
 }
 
 std::string Translator::ColumnSql(const Source& s, int column, bool exact) {
-  const bool twin = exact && s.table &&
-                    TypeOf(s.table->def().columns[static_cast<std::size_t>(column)].type) == Type::kDecimal;
+  const bool twin = exact && s.table && TypeOf(s.table->def().columns[column].type) == Type::kDecimal;
   std::string sql = fmt::format("{}.{}{}", s.sql_alias, twin ? 'e' : 'c', column);
   // A query in a FROM list gives decimals exactly.
-  if (!exact && !s.table && s.columns[static_cast<std::size_t>(column)].type == Type::kDecimal)
-    return "x_dreal(" + sql + ")";
+  if (!exact && !s.table && s.columns[column].type == Type::kDecimal) return "x_dreal(" + sql + ")";
   return sql;
 }
 
@@ -110,7 +108,7 @@ UpdateTranslation Translator::Update(const Statement& s) {
                   fmt::format("The column '{}' belongs to a query and cannot be updated.", a.column));
     }
     const auto it = std::find(sources.begin(), sources.end(), found.source);
-    const auto target = static_cast<int>(it - sources.begin());
+    const int target = it - sources.begin();
     if (it == sources.end()) {
       sources.push_back(found.source);
       u.targets.push_back({found.source->table, target});
@@ -123,7 +121,7 @@ UpdateTranslation Translator::Update(const Statement& s) {
   std::string items;
   for (const std::string& sql : ids) items += (items.empty() ? "" : ", ") + sql;
   for (const std::string& sql : values) items += ", " + sql;
-  for (UpdateColumn& c : u.columns) c.source_column += static_cast<int>(ids.size());
+  for (UpdateColumn& c : u.columns) c.source_column += ids.size();
   u.source.sql = RowSource(s, items, from, &scope);
   // Of several rows that match, the last one counts.
   if (scope.row_ids.size() > 1) u.source.sql += " ORDER BY " + Join(scope.row_ids);
@@ -279,11 +277,11 @@ void Translator::StarItems(const Scope& scope, const SelectItem& item, bool exac
         c.name = def.name;
         c.type = TypeOf(def.type);
         c.table = s.table;
-        c.column = static_cast<int>(i);
+        c.column = i;
       } else {
         c = s.columns[i];
       }
-      const std::string sql = ColumnSql(s, static_cast<int>(i), exact);
+      const std::string sql = ColumnSql(s, i, exact);
       items->push_back({sql, c.type == Type::kDecimal ? "x_dkey(" + sql + ")" : sql});
       columns->push_back(std::move(c));
     }
@@ -316,7 +314,7 @@ void Translator::PrintItems(const Select& select, Scope* scope, bool exact, std:
     }
     if (item.expr->kind == ExprKind::kColumn) {
       if (c.name.empty()) {
-        c.name = p.table ? p.table->def().columns[static_cast<std::size_t>(p.column)].name : item.expr->name;
+        c.name = p.table ? p.table->def().columns[p.column].name : item.expr->name;
       }
     } else if (c.name.empty()) {
       // The name Access makes up.
@@ -339,10 +337,10 @@ std::vector<std::string> Translator::PrintOrder(const Select& select, Scope* sco
     std::string sql;
     if (e.kind == ExprKind::kConstant && e.value.kind() == ValueKind::kInteger) {
       const std::int64_t position = e.value.integer();
-      if (position < 1 || position > static_cast<std::int64_t>(items.size())) {
+      if (position < 1 || position > std::ssize(items)) {
         ThrowSyntax(text_, e.offset, "ORDER BY names an output column that does not exist,");
       }
-      sql = items[static_cast<std::size_t>(position - 1)].sorted;
+      sql = items[position - 1].sorted;
     } else if (e.kind == ExprKind::kColumn && e.table.empty()) {
       // A column of the tables comes before an alias of the same name.
       Found found;
@@ -408,7 +406,7 @@ std::string Translator::WithTop(const Select& select, const std::vector<Item>& i
     if (name_columns) outer += fmt::format(" AS c{}", i);
   }
   // What breaks ties stands behind and takes no part in the ranking.
-  const std::vector<std::string> keys(order.begin(), order.begin() + static_cast<std::ptrdiff_t>(key_count));
+  const std::vector<std::string> keys(order.begin(), order.begin() + key_count);
   const std::string place =
       order.empty() ? "row_number() OVER ()" : "row_number() OVER (ORDER BY " + Join(order) + ")";
   const std::string rank = keys.empty() ? place : "rank() OVER (ORDER BY " + Join(keys) + ")";
@@ -521,7 +519,7 @@ std::string Translator::PrintCompound(const Select& select, const Scope* outer,
     std::size_t position = 0;
     const Expr& e = *term.expr;
     if (e.kind == ExprKind::kConstant && e.value.kind() == ValueKind::kInteger) {
-      position = static_cast<std::size_t>(e.value.integer());
+      position = e.value.integer();
     } else if (e.kind == ExprKind::kColumn) {
       for (std::size_t i = 0; i < columns->size() && position == 0; ++i) {
         if (EqualNames((*columns)[i].name, e.name)) position = i + 1;

@@ -77,8 +77,7 @@ std::string Translator::ExactSql(const Printed& p) { return p.exact.empty() ? p.
 // As it is joined to a text.
 std::string Translator::TextSql(const Printed& p) {
   if (p.type == Type::kDate) return "x_datetext(" + p.sql + ")";
-  if (p.table && p.column >= 0 &&
-      p.table->def().columns[static_cast<std::size_t>(p.column)].type == ColumnType::kSingle) {
+  if (p.table && p.column >= 0 && p.table->def().columns[p.column].type == ColumnType::kSingle) {
     return "x_sngtext(" + p.sql + ")";
   }
   return p.type == Type::kDecimal ? "x_dtext(" + ExactSql(p) + ")" : p.sql;
@@ -279,7 +278,7 @@ void Translator::CheckComparable(const Printed& a, const Printed& b) const {
   if (column.table) {
     throw Error(ErrorKind::kType,
                 fmt::format("Data type mismatch: the column '{}' is compared with a value of another type.",
-                            column.table->def().columns[static_cast<std::size_t>(column.column)].name));
+                            column.table->def().columns[column.column].name));
   }
   throw Error(ErrorKind::kType, "Data type mismatch: a text is compared with a number.");
 }

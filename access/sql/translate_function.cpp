@@ -152,9 +152,9 @@ Translator::Printed Translator::PrintFunction(const Expr& e, Scope* scope) {
   const Function* f = FindFunction(name);
   if (f == nullptr || e.star) {
     throw Error(ErrorKind::kInvalid, fmt::format("There is no function '{}'.", e.name), Error::kNoPlace,
-                static_cast<std::int64_t>(e.offset));
+                e.offset);
   }
-  const int n = static_cast<int>(e.args.size());
+  const int n = e.args.size();
   if (n < f->least || n > f->most) {
     ThrowSyntax(text_, e.offset, fmt::format("The function {} takes another number of values,", e.name));
   }
@@ -185,7 +185,7 @@ Translator::Printed Translator::PrintTypeName(const Expr& e, Scope* scope) {
   const Printed value = PrintOperand(*e.args[0], scope);
   std::string name;
   if (value.table && value.column >= 0 && value.type != Type::kUnknown) {
-    switch (value.table->def().columns[static_cast<std::size_t>(value.column)].type) {
+    switch (value.table->def().columns[value.column].type) {
       case ColumnType::kByte:
         name = "Byte";
         break;

@@ -22,7 +22,7 @@ bool Translator::FindColumn(const std::string& table, const std::string& name, c
       column = s.table->def().FindColumn(name);
     } else {
       for (std::size_t i = 0; i < s.columns.size() && column < 0; ++i) {
-        if (EqualNames(s.columns[i].name, name)) column = static_cast<int>(i);
+        if (EqualNames(s.columns[i].name, name)) column = i;
       }
     }
     if (column < 0) continue;
@@ -70,16 +70,16 @@ Translator::Printed Translator::PrintColumn(const Expr& e, Scope* scope, bool ex
     if (found.source->table) {
       p.table = found.source->table;
       p.column = found.column;
-      p.type = TypeOf(p.table->def().columns[static_cast<std::size_t>(found.column)].type);
+      p.type = TypeOf(p.table->def().columns[found.column].type);
     } else {
-      const OutputColumn& c = found.source->columns[static_cast<std::size_t>(found.column)];
+      const OutputColumn& c = found.source->columns[found.column];
       p.type = c.type;
       p.table = c.table;
       p.column = c.column;
     }
     if (p.type == Type::kDecimal) p.exact = ColumnSql(*found.source, found.column, true);
-    p.currency = p.type == Type::kDecimal && p.table &&
-                 p.table->def().columns[static_cast<std::size_t>(p.column)].type == ColumnType::kCurrency;
+    p.currency =
+        p.type == Type::kDecimal && p.table && p.table->def().columns[p.column].type == ColumnType::kCurrency;
     return p;
   }
   // Now, Date and Time may stand without parentheses.
@@ -145,7 +145,7 @@ void Translator::RequireGrouped(const Select& select, const Scope& scope) const 
 void Translator::MarkSources(const Expr& e, const Scope& scope, std::vector<bool>* marks) const {
   Found found;
   if (e.kind == ExprKind::kColumn && FindColumn(e.table, e.name, scope, &found))
-    (*marks)[static_cast<std::size_t>(found.source - scope.sources.data())] = true;
+    (*marks)[found.source - scope.sources.data()] = true;
   for (const ExprPtr& arg : e.args) MarkSources(*arg, scope, marks);
 }
 

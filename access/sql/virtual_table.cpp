@@ -307,7 +307,7 @@ bool TakeValue(const PlannedValue& p, ColumnClass column_class, sqlite3_value* v
     f->kind = ValueKind::kText;
     const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
     if (text == nullptr) throw std::bad_alloc();
-    f->text.assign(text, static_cast<std::size_t>(sqlite3_value_bytes(value)));
+    f->text.assign(text, sqlite3_value_bytes(value));
   } else if (type == SQLITE_INTEGER) {
     f->kind = ValueKind::kInteger;
     f->integer = sqlite3_value_int64(value);
@@ -390,7 +390,7 @@ bool Start(Cursor& c, int index, bool in_row_order, const char* plan_text, sqlit
   c.filter_count = 0;
   for (std::size_t i = 0; i < c.plan.size(); ++i) {
     const PlannedValue& p = c.plan[i];
-    const ColumnType type = c.table->def().columns[static_cast<std::size_t>(p.column)].type;
+    const ColumnType type = c.table->def().columns[p.column].type;
     Filter& f = c.filters[i];
     f.is_text_column = type == ColumnType::kText || type == ColumnType::kMemo;
     if (!(p.members ? TakeMembers(p, ClassOf(type), argv[i], f, &c.members[i])
@@ -461,7 +461,7 @@ int ReadRowId(sqlite3_vtab_cursor* base, sqlite3_int64* id) {
 }
 
 void ResultText(sqlite3_context* context, const std::string& text) {
-  sqlite3_result_text(context, text.data(), static_cast<int>(text.size()), SQLITE_TRANSIENT);
+  sqlite3_result_text(context, text.data(), text.size(), SQLITE_TRANSIENT);
 }
 
 int ReadColumn(sqlite3_vtab_cursor* base, sqlite3_context* context, int column) {
@@ -473,14 +473,15 @@ int ReadColumn(sqlite3_vtab_cursor* base, sqlite3_context* context, int column) 
       c.gone = c.declared->gone || !c.table->Fetch(c.id, &c.row);
     }
     const auto& columns = c.table->def().columns;
-    if (column == 2 * static_cast<int>(columns.size())) {
+    const int count = columns.size();
+    if (column == 2 * count) {
       if (!c.gone) sqlite3_result_int64(context, c.id.packed);
       return SQLITE_OK;
     }
-    const bool exact = column >= static_cast<int>(columns.size());
-    if (exact) column -= static_cast<int>(columns.size());
+    const bool exact = column >= count;
+    if (exact) column -= count;
     if (c.gone || c.row.IsNull(column)) return SQLITE_OK;
-    const ColumnType type = columns[static_cast<std::size_t>(column)].type;
+    const ColumnType type = columns[column].type;
     switch (type) {
       case ColumnType::kBoolean:
       case ColumnType::kByte:

@@ -27,7 +27,7 @@ std::int64_t IntegerOr(const Row& row, int column, std::int64_t when_null) {
 }  // namespace
 
 RowBuilder& RowBuilder::Set(const char* column, Value value) {
-  values_[static_cast<std::size_t>(RequiredColumn(def_, column))] = std::move(value);
+  values_[RequiredColumn(def_, column)] = std::move(value);
   return *this;
 }
 
@@ -47,11 +47,11 @@ void Catalog::Load() {
   RowId row_id;
   while (cursor.Next(&row, &row_id)) {
     CatalogRow r;
-    r.entry.id = static_cast<std::int32_t>(IntegerOr(row, id, 0));
-    r.parent = static_cast<std::int32_t>(IntegerOr(row, parent, 0));
+    r.entry.id = IntegerOr(row, id, 0);
+    r.parent = IntegerOr(row, parent, 0);
     if (!row.IsNull(name)) row.GetText(name, &r.entry.name);
-    r.entry.type = static_cast<std::int16_t>(IntegerOr(row, type, 0));
-    r.entry.flags = static_cast<std::uint32_t>(IntegerOr(row, flags, 0));
+    r.entry.type = IntegerOr(row, type, 0);
+    r.entry.flags = IntegerOr(row, flags, 0);
     r.row = row_id;
     if (r.parent == kTablesContainer) by_name_.emplace(NameKey(r.entry.name), rows_.size());
     rows_.push_back(std::move(r));

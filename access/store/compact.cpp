@@ -20,7 +20,7 @@ class SavedFile final : public PageView {
  public:
   using PageView::PageView;
   void Read(std::uint64_t offset, MutableBytes out) override {
-    pages_.ReadSaved(static_cast<PageNo>(offset / pages_.page_size()), out);
+    pages_.ReadSaved(offset / pages_.page_size(), out);
   }
 };
 
@@ -126,7 +126,7 @@ class Compaction {
         table->CopyRow(row);
       }
     }
-    for (std::size_t i = 0; i < table->def().indexes.size(); ++i) table->BuildIndex(static_cast<int>(i));
+    for (std::size_t i = 0; i < table->def().indexes.size(); ++i) table->BuildIndex(i);
   }
 
   DatabaseImpl& database_;

@@ -285,7 +285,7 @@ void MakeEmptyDatabase(FileSystem& files, const std::string& path, const FormatI
     database.ForgetCatalog();
     if (format.ace) {
       for (const NamedTable& t : ComplexTables()) {
-        const auto id = static_cast<std::int32_t>(database.MakeTable(t.name, t.spec, t.flags, {}));
+        const std::int32_t id = database.MakeTable(t.name, t.spec, t.flags, {});
         InsertAce(*database.core_table(header.aces), id, kAdmin, 0x60000, false);
         InsertAce(*database.core_table(header.aces), id, kUsers, 0x14, false);
       }

@@ -25,8 +25,7 @@ std::uint32_t LowestStart(const FormatInfo& format, const std::uint8_t* page, un
 
 void StoreFree(const FormatInfo& format, std::uint8_t* page, unsigned count) {
   const std::uint32_t used = format.data_slots_offset + 2 * count;
-  StoreLe<std::uint16_t>(page + format.data_free_offset,
-                         static_cast<std::uint16_t>(LowestStart(format, page, count) - used));
+  StoreLe<std::uint16_t>(page + format.data_free_offset, LowestStart(format, page, count) - used);
 }
 
 }  // namespace
@@ -67,8 +66,8 @@ unsigned AppendRow(const FormatInfo& format, std::uint8_t* page, PageNo page_no,
   if (free_bytes < length + 2) ThrowCorrupt("it has less room than its rows leave", page_no);
   const unsigned count = SlotCount(format, page);
   const std::uint32_t start = LowestStart(format, page, count) - length;
-  StoreSlot(format, page, count, static_cast<std::uint16_t>(start | flags));
-  StoreLe<std::uint16_t>(page + format.data_slot_count_offset, static_cast<std::uint16_t>(count + 1));
+  StoreSlot(format, page, count, start | flags);
+  StoreLe<std::uint16_t>(page + format.data_slot_count_offset, count + 1);
   StoreFree(format, page, count + 1);
   return count;
 }
@@ -77,7 +76,7 @@ std::uint32_t ResizeRow(const FormatInfo& format, std::uint8_t* page, PageNo pag
                         std::uint32_t length, std::uint16_t flags) {
   const RowSlot old = ReadSlot(format, page, page_no, slot);
   if (length == old.length()) {
-    StoreSlot(format, page, slot, static_cast<std::uint16_t>(old.start | flags));
+    StoreSlot(format, page, slot, old.start | flags);
     return old.start;
   }
   const std::uint32_t free_bytes = FreeBytes(format, page, page_no);
@@ -87,16 +86,14 @@ std::uint32_t ResizeRow(const FormatInfo& format, std::uint8_t* page, PageNo pag
   if (lowest > old.start) ThrowCorrupt("the bounds of a row make no sense", page_no, old.start);
   const std::uint32_t start = old.end - length;
   // How far the rows below move towards the end of the page; modulo 2^16 when they move the other way.
-  const auto shift = static_cast<std::uint16_t>(start - old.start);
-  std::memmove(page + lowest + (static_cast<std::int32_t>(start) - static_cast<std::int32_t>(old.start)),
-               page + lowest, old.start - lowest);
+  const std::uint16_t shift = start - old.start;
+  std::memmove(page + lowest + std::int64_t{start} - old.start, page + lowest, old.start - lowest);
   for (unsigned i = slot + 1; i < count; ++i) {
     const std::uint16_t word = LoadSlot(format, page, i);
     StoreSlot(format, page, i,
-              static_cast<std::uint16_t>((word & ~kSlotOffsetMask) |
-                                         (((word & kSlotOffsetMask) + shift) & kSlotOffsetMask)));
+              (word & ~kSlotOffsetMask) | (((word & kSlotOffsetMask) + shift) & kSlotOffsetMask));
   }
-  StoreSlot(format, page, slot, static_cast<std::uint16_t>(start | flags));
+  StoreSlot(format, page, slot, start | flags);
   StoreFree(format, page, count);
   return start;
 }
@@ -108,7 +105,7 @@ void ReclaimDeleted(const FormatInfo& format, std::uint8_t* page, PageNo page_no
     if (slot.gone() && slot.length() != 0) DeleteRow(format, page, page_no, i);
   }
   while (count > keep && (LoadSlot(format, page, count - 1) & kSlotGone) == kSlotGone) --count;
-  StoreLe<std::uint16_t>(page + format.data_slot_count_offset, static_cast<std::uint16_t>(count));
+  StoreLe<std::uint16_t>(page + format.data_slot_count_offset, count);
   StoreFree(format, page, count);
 }
 

@@ -47,9 +47,7 @@ struct ColumnDef {
 
   // Longest text in UTF-16 units, for kText. Calculated texts have no limit of their own: the length in their
   // definition counts bytes around them that no one has explained.
-  std::uint16_t max_characters() const {
-    return calculated ? 255 : static_cast<std::uint16_t>(length / character_bytes);
-  }
+  std::uint16_t max_characters() const { return calculated ? 255 : length / character_bytes; }
 };
 
 struct IndexColumn {

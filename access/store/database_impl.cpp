@@ -124,7 +124,7 @@ std::shared_ptr<StoredTable> DatabaseImpl::LoadTable(PageNo tdef_page, const std
 std::shared_ptr<Table> DatabaseImpl::FindTable(std::string_view name) {
   const CatalogRow* row = catalog_->Find(name);
   if (row == nullptr || row->entry.type != object_type::kTable) return nullptr;
-  const auto page = static_cast<PageNo>(row->entry.id);
+  const PageNo page = row->entry.id;
   if (const auto it = tables_.find(page); it != tables_.end()) return it->second;
   return LoadTable(page, row->entry.name, catalog_->Properties(*row), row->entry.system());
 }

@@ -51,7 +51,7 @@ ColumnSpec MakeColumnSpec(const NewColumn& column, const FormatInfo& format) {
     case ColumnType::kText:
       if (column.characters < 1 || column.characters > kMaxTextCharacters)
         fail("must have 1 to 255 characters");
-      spec.length = static_cast<std::uint16_t>(2 * column.characters);
+      spec.length = 2 * column.characters;
       fixed = column.fixed_length;
       break;
     case ColumnType::kBinary:
@@ -158,7 +158,7 @@ std::vector<ColumnSpec> MakeColumnSpecs(const std::string& table, const std::vec
   for (const NewColumn& column : columns) {
     specs.push_back(MakeColumnSpec(column, format));
     ColumnSpec& spec = specs.back();
-    spec.ordinal = static_cast<std::uint16_t>(specs.size() - 1);
+    spec.ordinal = specs.size() - 1;
     if (!names.insert(NameKey(column.name)).second) {
       throw Error(ErrorKind::kExists,
                   fmt::format("Table \"{}\" has two columns \"{}\".", table, column.name));
@@ -219,7 +219,7 @@ bool MayHideFixedColumn(const TableDef& def, const TableLayout& layout) {
     left += c.number > last_fixed;
     variable_left += c.number > last_fixed && !c.fixed;
   }
-  const std::size_t dropped = layout.max_columns - static_cast<std::size_t>(last_fixed + 1) - left;
+  const std::size_t dropped = layout.max_columns - (last_fixed + 1) - left;
   return dropped + variable_before + variable_left != layout.variable_columns;
 }
 
@@ -231,14 +231,14 @@ void PlaceNewColumn(const TableDef& def, const TableLayout& layout, ColumnSpec* 
   for (const ColumnDef& c : def.columns) {
     last_ordinal = std::max(last_ordinal, c.ordinal);
     if (!c.fixed || c.type == ColumnType::kBoolean) continue;
-    fixed_end = std::max<std::uint16_t>(fixed_end, static_cast<std::uint16_t>(c.fixed_offset + FixedSize(c)));
+    fixed_end = std::max<std::uint16_t>(fixed_end, c.fixed_offset + FixedSize(c));
   }
   spec->ordinal = std::max<std::uint16_t>(spec->number, last_ordinal + 1);
   if (!spec->fixed() || spec->type == ColumnType::kBoolean) return;
   // Where rows may hold forgotten fixed bytes the column becomes a variable one, which any type may be; it
   // then cannot come to lie over them.
   if (MayHideFixedColumn(def, layout)) {
-    spec->flags &= static_cast<std::uint8_t>(~column_flag::kFixed);
+    spec->flags &= ~column_flag::kFixed;
   } else {
     spec->fixed_offset = fixed_end;
   }
@@ -299,8 +299,7 @@ bool DatabaseImpl::HasRelationship(const std::string& table_name) {
 void DatabaseImpl::DropTable(const std::string& name) {
   RequireWritable();
   const CatalogRow row = RequireTable(name);
-  const Definition definition =
-      ReadDefinition(*pages_, definition_context(), static_cast<PageNo>(row.entry.id));
+  const Definition definition = ReadDefinition(*pages_, definition_context(), row.entry.id);
   const auto& logical = definition.logical_indexes;
   if (HasRelationship(name) || std::any_of(logical.begin(), logical.end(), IsForeign)) {
     throw Error(
@@ -336,7 +335,7 @@ DatabaseImpl::Change DatabaseImpl::BeginChange(const std::string& table_name) {
   }
   // The counters in the definition are to be the current ones, also for a new object.
   c.table->Flush();
-  const auto page = static_cast<PageNo>(c.row->entry.id);
+  const PageNo page = c.row->entry.id;
   c.raw = SplitTdef(ReadTdefStream(*pages_, *header_.format, page, &c.chain), *header_.format, page);
   c.definition = InterpretTdef(c.raw, definition_context(), page);
   return c;
@@ -397,9 +396,8 @@ void DatabaseImpl::AddColumn(const std::string& table, const NewColumn& column) 
           MakeLongColumnRecord(spec.number, AllocateLongColumn(context_, &map_page)));
     }
     std::uint8_t* block = Data(c.raw.block);
-    StoreLe(block + header_.format->tdef_max_columns_offset,
-            static_cast<std::uint16_t>(layout.max_columns + 1));
-    StoreLe(block + header_.format->tdef_variable_columns_offset, static_cast<std::uint16_t>(variable));
+    StoreLe<std::uint16_t>(block + header_.format->tdef_max_columns_offset, layout.max_columns + 1);
+    StoreLe<std::uint16_t>(block + header_.format->tdef_variable_columns_offset, variable);
     const std::string old_properties = catalog_->Properties(*c.row);
     const std::string properties = AddColumnProperties(old_properties, column);
     if (properties != old_properties) catalog_->SetProperties(*c.row, properties);
@@ -431,16 +429,15 @@ void DatabaseImpl::CreateIndex(const std::string& table, const NewIndex& index) 
     for (const auto& [name, descending] : index.columns) {
       const int at = def.FindColumn(name);
       if (at < 0) NoSuchIndexColumn(index, name);
-      AddIndexColumn(index, def.columns[static_cast<std::size_t>(at)], descending, header_.format->format,
-                     &spec);
+      AddIndexColumn(index, def.columns[at], descending, header_.format->format, &spec);
     }
     PageNo map_page = c.definition.layout.owned_map.page;
     const IndexPlace place = AllocateIndex(context_, def.tdef_page, &map_page);
-    const auto real = static_cast<std::uint32_t>(c.raw.real_indexes.size());
+    const std::uint32_t real = c.raw.real_indexes.size();
     c.raw.counters.emplace_back(header_.format->tdef_counter_bytes, '\0');
     c.raw.real_indexes.push_back(MakeRealIndexBlock(spec, place));
     InsertLogicalIndex(MakeLogicalIndexBlock(spec, number, real), &c.raw);
-    EndChange(&c)->BuildIndex(static_cast<int>(real));
+    EndChange(&c)->BuildIndex(real);
   });
 }
 
@@ -469,7 +466,7 @@ void DatabaseImpl::DropIndex(const std::string& table, const std::string& index)
     c.raw.logical_indexes.erase(c.raw.logical_indexes.begin() + (it - logical.begin()));
     // Another name for the same keys keeps them.
     if (users == 1) {
-      c.table->FreeIndex(static_cast<int>(real));
+      c.table->FreeIndex(real);
       c.raw.counters.erase(c.raw.counters.begin() + real);
       c.raw.real_indexes.erase(c.raw.real_indexes.begin() + real);
       for (RawTdef::Named& l : c.raw.logical_indexes) {

@@ -41,7 +41,7 @@ void ApplyMask(MutableBytes header, std::size_t count) {
 std::uint32_t PasswordMask(double created) {
   // A date out of any sensible range is no date: a damaged header, not a password.
   if (!(std::abs(created) < 3e6)) return 0;
-  return static_cast<std::uint32_t>(static_cast<std::int32_t>(std::floor(created)));
+  return static_cast<std::int32_t>(std::floor(created));
 }
 
 bool HasPassword(Bytes header, const FormatInfo& format, double created) {
@@ -98,7 +98,7 @@ FileHeader ReadFileHeader(File& file, const std::string& path) {
   const std::uint64_t size = file.Size();
   if (size == 0) Refuse(ErrorKind::kNotSupported, path, "is empty, not an Access database");
   std::vector<std::uint8_t> page(4096);
-  const std::size_t have = static_cast<std::size_t>(std::min<std::uint64_t>(size, page.size()));
+  const std::size_t have = std::min<std::uint64_t>(size, page.size());
   file.Read(0, MutableBytes(page.data(), have));
   if (have < kVersionOffset + 1) Refuse(ErrorKind::kNotSupported, path, "is not an Access database");
 

@@ -60,7 +60,7 @@ void WalkPieces(StoreContext& context, const Reference& reference, Use use) {
     const Bytes row = ReadPiece(context, at, &page);
     if (row.size() <= 4) ThrowCorrupt("a piece of a long value is empty", at.page);
     const RowPointer next = LoadPointer(row.data());
-    const auto take = std::min<std::uint32_t>(left, static_cast<std::uint32_t>(row.size()) - 4);
+    const auto take = std::min<std::uint32_t>(left, row.size() - 4);
     use(at, row.subspan(4, take));
     left -= take;
     at = next;
@@ -88,13 +88,13 @@ void AppendInlineReference(Bytes content, std::string* raw) {
   const std::size_t start = raw->size();
   raw->resize(start + kLongReferenceBytes, '\0');
   StoreLe<std::uint32_t>(reinterpret_cast<std::uint8_t*>(raw->data()) + start,
-                         static_cast<std::uint32_t>(content.size()) | kInline << 30);
+                         content.size() | kInline << 30);
   raw->append(reinterpret_cast<const char*>(content.data()), content.size());
 }
 
 void LongValueStore::Write(Bytes content, std::uint8_t* reference) {
   const FormatInfo& format = context_.format;
-  const auto length = static_cast<std::uint32_t>(content.size());
+  const std::uint32_t length = content.size();
   RowPointer first;
   std::uint32_t kind = kSingle;
   if (length <= format.long_single_max) {

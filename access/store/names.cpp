@@ -11,7 +11,7 @@
 namespace jet {
 namespace {
 
-bool IsAscii(std::string_view s) {
+bool IsPlain(std::string_view s) {
   return std::all_of(s.begin(), s.end(), [](char c) { return c >= 0x20 && c < 0x7F; });
 }
 
@@ -40,7 +40,7 @@ std::string NameKey(std::string_view utf8) {
 }
 
 bool SameName(std::string_view a, std::string_view b) {
-  if (IsAscii(a) && IsAscii(b)) {
+  if (IsPlain(a) && IsPlain(b)) {
     const auto end = [](std::string_view name) { return name.find_last_not_of(' ') + 1; };
     return EqualWords(a.substr(0, end(a)), b.substr(0, end(b)));
   }

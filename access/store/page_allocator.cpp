@@ -185,8 +185,8 @@ class GlobalMapAllocator : public PageAllocator {
   }
 
   static void Put(std::uint8_t* bits, std::uint32_t bit, bool on) {
-    const auto mask = static_cast<std::uint8_t>(1 << bit % 8);
-    bits[bit / 8] = static_cast<std::uint8_t>(on ? bits[bit / 8] | mask : bits[bit / 8] & ~mask);
+    const std::uint8_t mask = 1 << bit % 8;
+    bits[bit / 8] = on ? bits[bit / 8] | mask : bits[bit / 8] & ~mask;
   }
 
   PageRef Bitmap(PageNo page) {

@@ -11,8 +11,7 @@ std::string DatabaseImpl::OwnerOf(PageNo page) {
     std::vector<std::uint16_t> owners(pages_->page_count());
     std::vector<std::string> names = {"", "the header and the catalog"};
     const auto claim = [&](PageNo claimed) {
-      if (claimed < owners.size() && owners[claimed] == 0)
-        owners[claimed] = static_cast<std::uint16_t>(names.size() - 1);
+      if (claimed < owners.size() && owners[claimed] == 0) owners[claimed] = names.size() - 1;
     };
     const auto claim_map = [&](RowPointer row) {
       if (row.page == 0) return;
@@ -30,7 +29,7 @@ std::string DatabaseImpl::OwnerOf(PageNo page) {
       }
     }
     for (const CatalogEntry& entry : catalog_->List()) {
-      const auto tdef = static_cast<PageNo>(entry.id);
+      const PageNo tdef = entry.id;
       const bool link = entry.type == object_type::kOdbcLink;
       if (entry.type != object_type::kTable && !link) continue;
       if (entry.id < 2 || tdef >= pages_->page_count() || pages_->Read(tdef).data()[0] != kPageTdef) continue;

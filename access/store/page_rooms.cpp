@@ -26,7 +26,7 @@ PageNo PageRooms::Find(std::uint32_t length) {
     std::uint16_t most = 0;
     for (std::size_t i = 0; i < kChunkPages; ++i) {
       const std::uint16_t room = (*chunks_[chunk])[i];
-      if (room >= length) return static_cast<PageNo>(chunk * kChunkPages + i);
+      if (room >= length) return chunk * kChunkPages + i;
       most = std::max(most, room);
     }
     bounds_[chunk] = most;

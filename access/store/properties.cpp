@@ -20,8 +20,8 @@ std::string AsString(Bytes b) { return {reinterpret_cast<const char*>(b.data()),
 }
 
 void AppendU16(std::size_t v, std::string* out) {
-  out->push_back(static_cast<char>(v & 0xFF));
-  out->push_back(static_cast<char>(v >> 8));
+  out->push_back(v & 0xFF);
+  out->push_back(v >> 8);
 }
 void AppendU32(std::size_t v, std::string* out) {
   AppendU16(v & 0xFFFF, out);
@@ -104,7 +104,7 @@ void ApplyProperties(const std::string& blob, const FormatInfo& format, TableDef
     // Chunks of columns that were renamed or dropped since may linger.
     const int at = def->FindColumn(chunk.owner);
     if (at < 0) continue;
-    ColumnDef& column = def->columns[static_cast<std::size_t>(at)];
+    ColumnDef& column = def->columns[at];
     for (const Property& p : chunk.properties) {
       const bool is_true = !p.bytes.empty() && p.bytes[0] != 0;
       if (SameName(p.name, "Required")) column.required = is_true;

@@ -18,7 +18,7 @@ constexpr std::size_t kCalculatedHead = 20;
 constexpr std::size_t kCalculatedDecimalBytes = 16;
 
 [[noreturn]] void ThrowRow(const RowView& row, const char* what, std::size_t at = 0) {
-  ThrowCorrupt(what, row.page, row.offset + static_cast<std::int64_t>(at));
+  ThrowCorrupt(what, row.page, row.offset + at);
 }
 
 template <typename T>
@@ -60,11 +60,11 @@ Value DecodeDecimal(const ColumnDef& column, Bytes raw, const RowView& place) {
 }
 
 void EncodeDecimal(const Decimal& d, std::string* raw) {
-  raw->push_back(static_cast<char>(d.negative ? 0x80 : 0));
+  raw->push_back(d.negative ? 0x80 : 0);
   const std::uint32_t from_low[4] = {static_cast<std::uint32_t>(d.low),
                                      static_cast<std::uint32_t>(d.low >> 32), d.high, 0};
   for (std::size_t i = 4; i-- > 0;) {
-    for (int b = 0; b < 4; ++b) raw->push_back(static_cast<char>(from_low[i] >> 8 * b));
+    for (int b = 0; b < 4; ++b) raw->push_back(from_low[i] >> 8 * b);
   }
 }
 
@@ -92,10 +92,9 @@ RowFormat MakeRowFormat(const TableDef& def, const TableLayout& layout, bool jet
   for (const ColumnDef& c : def.columns) kinds[c.number] = c.fixed ? 0 : 1;
   const auto first_not_fixed = std::find_if(kinds.begin(), kinds.end(), [](int kind) { return kind != 0; });
   const auto first_variable = std::find(kinds.begin(), kinds.end(), 1);
-  format.fixed_only_columns = static_cast<std::uint16_t>(first_not_fixed - kinds.begin());
+  format.fixed_only_columns = first_not_fixed - kinds.begin();
   // With all variable columns dropped, rows of the full width are those that must have had them.
-  format.open_columns = static_cast<std::uint16_t>(
-      std::min<std::ptrdiff_t>(first_variable - kinds.begin(), layout.max_columns - 1));
+  format.open_columns = std::min<std::ptrdiff_t>(first_variable - kinds.begin(), layout.max_columns - 1);
   return format;
 }
 
@@ -124,7 +123,7 @@ void RowView::ParseOrThrow(const RowFormat& format) {
   column_count = format.jet3 ? bytes[0] : LoadLe<std::uint16_t>(bytes.data());
   const std::size_t mask_bytes = (column_count + 7u) / 8;
   if (count_bytes + mask_bytes > bytes.size()) ThrowRow(*this, "the null mask of a row does not fit");
-  mask_offset = static_cast<std::uint32_t>(bytes.size() - mask_bytes);
+  mask_offset = bytes.size() - mask_bytes;
   if (column_count <= format.fixed_only_columns) return;
   if (column_count <= format.open_columns && !LooksLikeVariablePart(format)) return;
   variable_part = true;
@@ -144,7 +143,7 @@ void RowView::ParseOrThrow(const RowFormat& format) {
 // Offset of variable value `index`; of the end of the last one when index is variable_count.
 std::uint32_t RowView::VariableOffset(unsigned index) const {
   if (!jet3) return LoadLe<std::uint16_t>(bytes.data() + mask_offset - 4 - 2 * index);
-  const std::uint32_t jumps = static_cast<std::uint32_t>((bytes.size() - 1) / 256);
+  const std::uint32_t jumps = (bytes.size() - 1) / 256;
   const std::uint8_t* jump = bytes.data() + mask_offset - 2;  // entries in reversed order
   std::uint32_t high = 0;
   while (high < jumps && *(jump - high) <= index) ++high;
@@ -264,19 +263,19 @@ void EncodeValue(const FormatInfo& format, const TableDef& table, const ColumnDe
   const std::size_t start = raw->size();
   switch (column.type) {
     case ColumnType::kByte:
-      Put(static_cast<std::uint8_t>(value.integer()), raw);
+      Put<std::uint8_t>(value.integer(), raw);
       break;
     case ColumnType::kInteger:
-      Put(static_cast<std::int16_t>(value.integer()), raw);
+      Put<std::int16_t>(value.integer(), raw);
       break;
     case ColumnType::kLong:
-      Put(static_cast<std::int32_t>(value.integer()), raw);
+      Put<std::int32_t>(value.integer(), raw);
       break;
     case ColumnType::kBigInt:
       Put(value.integer(), raw);
       break;
     case ColumnType::kSingle:
-      Put(static_cast<float>(value.real()), raw);
+      Put<float>(value.real(), raw);
       break;
     case ColumnType::kDouble:
     case ColumnType::kDateTime:
@@ -284,7 +283,7 @@ void EncodeValue(const FormatInfo& format, const TableDef& table, const ColumnDe
       break;
     case ColumnType::kCurrency: {
       const Decimal& d = value.decimal();
-      Put(static_cast<std::int64_t>(d.negative ? 0 - d.low : d.low), raw);
+      Put<std::int64_t>(d.negative ? 0 - d.low : d.low, raw);
       break;
     }
     case ColumnType::kDecimal:

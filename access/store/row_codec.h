@@ -83,7 +83,7 @@ struct RowView {
   bool ParseJet4(const RowFormat& format) {
     if (bytes.size() < 3) return false;
     column_count = LoadLe<std::uint16_t>(bytes.data());
-    const std::uint32_t size = static_cast<std::uint32_t>(bytes.size());
+    const std::uint32_t size = bytes.size();
     const std::uint32_t mask_bytes = (column_count + 7u) / 8;
     if (2 + mask_bytes > size) return false;
     mask_offset = size - mask_bytes;

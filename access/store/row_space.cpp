@@ -28,7 +28,7 @@ unsigned FindUsableSlot(const FormatInfo& format, const std::uint8_t* page, unsi
 // How many slots at the beginning of the page have to stay.
 unsigned SlotsToKeep(const HeldSlots::Slots* held) {
   if (held == nullptr) return 0;
-  unsigned keep = static_cast<unsigned>(held->size());
+  unsigned keep = held->size();
   while (keep > 0 && !held->test(keep - 1)) --keep;
   return keep;
 }
@@ -43,7 +43,7 @@ RowSpace::Place RowSpace::Add(std::uint32_t length, std::uint16_t flags, Where w
   NewPage(&place);
   std::uint8_t* data = place.page.mutable_data();
   const PageNo page = place.page.page_no();
-  place.slot = static_cast<std::uint8_t>(AppendRow(context_.format, data, page, length, flags));
+  place.slot = AppendRow(context_.format, data, page, length, flags);
   place.bytes = data + context_.format.page_size - length;
   if (!fresh_page) {
     current_ = page;
@@ -55,7 +55,7 @@ RowSpace::Place RowSpace::Add(std::uint32_t length, std::uint16_t flags, Where w
   if (room < kWorthListing) {
     Unlist(page);
   } else if (rooms_loaded_) {
-    rooms_.Set(page, static_cast<std::uint16_t>(room - 2));
+    rooms_.Set(page, room - 2);
   }
   return place;
 }
@@ -99,13 +99,13 @@ bool RowSpace::TryPage(PageNo page, std::uint32_t length, std::uint16_t flags, P
   deleted_hint_ = FindUsableSlot(format, data, deleted_hint_, held);
   const bool usable_slot = deleted_hint_ < count;
   if (usable_slot && room >= length) {
-    place->slot = static_cast<std::uint8_t>(deleted_hint_);
+    place->slot = deleted_hint_;
     place->bytes = data + ResizeRow(format, data, page, deleted_hint_, length, flags);
     place->page = std::move(ref);
     return true;
   }
   if (room >= length + 2 && count < format.max_slots) {
-    place->slot = static_cast<std::uint8_t>(AppendRow(format, data, page, length, flags));
+    place->slot = AppendRow(format, data, page, length, flags);
     place->bytes = data + ReadSlot(format, data, page, place->slot).start;
     place->page = std::move(ref);
     return true;
@@ -115,7 +115,7 @@ bool RowSpace::TryPage(PageNo page, std::uint32_t length, std::uint16_t flags, P
     Unlist(page);
   } else if (rooms_loaded_) {
     const std::uint32_t longest = usable_slot ? room : room - 2;
-    rooms_.Set(page, no_slot ? std::uint16_t{0} : static_cast<std::uint16_t>(longest));
+    rooms_.Set(page, no_slot ? 0 : longest);
     if (no_slot) waiting_.push_back(page);
   }
   return false;
@@ -144,7 +144,7 @@ void RowSpace::NoteRoom(PageNo page, const std::uint8_t* data) {
     if (!free_.Contains(page)) free_.Add(page);
     last_listed_ = page;
   }
-  if (rooms_loaded_) rooms_.Set(page, static_cast<std::uint16_t>(room));
+  if (rooms_loaded_) rooms_.Set(page, room);
 }
 
 void RowSpace::NoteReleased() noexcept {

@@ -11,33 +11,6 @@ namespace {
 
 const StoredTableImpl& Impl(const Table& table) { return static_cast<const StoredTableImpl&>(table); }
 
-// The kind that value.h names for a column type.
-ValueKind KindOf(ColumnType type) {
-  switch (type) {
-    case ColumnType::kBoolean:
-    case ColumnType::kByte:
-    case ColumnType::kInteger:
-    case ColumnType::kLong:
-    case ColumnType::kComplex:
-    case ColumnType::kBigInt:
-      return ValueKind::kInteger;
-    case ColumnType::kSingle:
-    case ColumnType::kDouble:
-    case ColumnType::kDateTime:
-      return ValueKind::kReal;
-    case ColumnType::kCurrency:
-    case ColumnType::kDecimal:
-      return ValueKind::kDecimal;
-    case ColumnType::kText:
-    case ColumnType::kMemo:
-    case ColumnType::kGuid:
-    case ColumnType::kDateTimeExtended:
-      return ValueKind::kText;
-    default:
-      return ValueKind::kBlob;
-  }
-}
-
 }  // namespace
 
 // ---- Rows ----
@@ -56,7 +29,7 @@ RowView RowAccess::View(const Row& row) {
   RowView view;
   view.bytes = row.bytes_;
   view.page = row.page_.page_no();
-  view.offset = static_cast<std::uint32_t>(row.bytes_.data() - row.page_.data());
+  view.offset = row.bytes_.data() - row.page_.data();
   view.column_count = row.column_count_;
   view.variable_count = row.variable_count_;
   view.mask_offset = row.mask_offset_;
@@ -68,7 +41,7 @@ RowView RowAccess::View(const Row& row) {
 const StoredTableImpl& RowAccess::TableOf(const Row& row) { return Impl(*row.table_); }
 
 bool Row::IsNull(int column) const {
-  const ColumnDef& c = table_->def().columns[static_cast<std::size_t>(column)];
+  const ColumnDef& c = table_->def().columns[column];
   if (InMask(c)) return false;
   Bytes raw;
   const RowView view = RowAccess::View(*this);
@@ -76,7 +49,7 @@ bool Row::IsNull(int column) const {
 }
 
 Value Row::Get(int column) const {
-  const ColumnDef& c = table_->def().columns[static_cast<std::size_t>(column)];
+  const ColumnDef& c = table_->def().columns[column];
   const RowView view = RowAccess::View(*this);
   if (InMask(c)) return Value::Integer(view.MaskBit(c.number) ? -1 : 0);
   Bytes raw;
@@ -85,7 +58,7 @@ Value Row::Get(int column) const {
 }
 
 std::int64_t Row::GetInteger(int column) const {
-  const ColumnDef& c = table_->def().columns[static_cast<std::size_t>(column)];
+  const ColumnDef& c = table_->def().columns[column];
   const RowView view = RowAccess::View(*this);
   if (InMask(c)) return view.MaskBit(c.number) ? -1 : 0;
   Bytes raw;
@@ -108,7 +81,7 @@ std::int64_t Row::GetInteger(int column) const {
 }
 
 double Row::GetReal(int column) const {
-  const ColumnDef& c = table_->def().columns[static_cast<std::size_t>(column)];
+  const ColumnDef& c = table_->def().columns[column];
   const RowView view = RowAccess::View(*this);
   Bytes raw;
   if (!view.Raw(c, &raw)) return 0;
@@ -118,7 +91,7 @@ double Row::GetReal(int column) const {
 }
 
 void Row::GetText(int column, std::string* utf8) const {
-  const ColumnDef& c = table_->def().columns[static_cast<std::size_t>(column)];
+  const ColumnDef& c = table_->def().columns[column];
   const RowView view = RowAccess::View(*this);
   utf8->clear();
   Bytes raw;
@@ -147,7 +120,7 @@ KeyColumn MakeKeyColumn(const ColumnDef& column, bool descending, Format format)
 }
 
 std::string Table::MakeKey(int index, const std::vector<Value>& values) const {
-  const IndexDef& d = def_.indexes[static_cast<std::size_t>(index)];
+  const IndexDef& d = def_.indexes[index];
   std::string key;
   if (values.size() > d.columns.size()) {
     throw Error(
@@ -161,7 +134,7 @@ std::string Table::MakeKey(int index, const std::vector<Value>& values) const {
     if (!value->is_null() && value->kind() != KindOf(column.type)) {
       value = ConvertToColumn(def_, column, *value, &converted);
     }
-    Impl(*this).AppendColumnKey(index, static_cast<int>(i), *value, &key);
+    Impl(*this).AppendColumnKey(index, i, *value, &key);
   }
   return key;
 }
@@ -171,8 +144,7 @@ KeyColumn Table::key_column(int index, int position) const {
 }
 
 void StoredTableImpl::AppendColumnKey(int index, int position, const Value& value, std::string* key) const {
-  const KeyColumn& column =
-      indexes_[static_cast<std::size_t>(index)].columns[static_cast<std::size_t>(position)];
+  const KeyColumn& column = indexes_[index].columns[position];
   if (column.type == ColumnType::kDateTimeExtended && value.kind() == ValueKind::kText) {
     // The key is made of the stored bytes.
     std::string raw;
@@ -217,9 +189,9 @@ StoredTableImpl::StoredTableImpl(StoreContext& context, TableDef def, TableLayou
     if (c.fixed && !InMask(c)) {
       fixed_bytes_ = std::max(fixed_bytes_, c.fixed_offset + FixedSize(c));
     } else if (!c.fixed && c.variable_index < layout_.variable_columns) {
-      variable_order_[c.variable_index] = static_cast<int>(i);
+      variable_order_[c.variable_index] = i;
     }
-    if (c.auto_number && c.type == ColumnType::kLong) auto_column_ = static_cast<int>(i);
+    if (c.auto_number && c.type == ColumnType::kLong) auto_column_ = i;
     if (c.type == ColumnType::kMemo || c.type == ColumnType::kOle) {
       const auto maps = layout_.long_columns.find(c.number);
       long_stores_[i] = std::make_unique<LongValueStore>(
@@ -264,7 +236,7 @@ void StoredTableImpl::Flush() {
     StoreLe<std::uint32_t>(changed.mutable_data() + offset, value);
   };
   store(layout_.row_count_offset, counters_.rows);
-  store(layout_.auto_number_offset, static_cast<std::uint32_t>(counters_.auto_number));
+  store(layout_.auto_number_offset, counters_.auto_number);
   for (std::size_t i = 0; i < layout_.distinct_count_offsets.size(); ++i) {
     store(layout_.distinct_count_offsets[i], counters_.distinct[i]);
   }
@@ -385,7 +357,7 @@ bool StoredTableImpl::Locate(RowId id, Location* at) const {
 
 void StoredTableImpl::FreeData() {
   Touch();
-  for (std::size_t i = 0; i < indexes_.size(); ++i) FreeIndex(static_cast<int>(i));
+  for (std::size_t i = 0; i < indexes_.size(); ++i) FreeIndex(i);
   const auto free_maps = [&](RowPointer owned, RowPointer free) {
     for (const PageNo page : UsageMap(context_, owned).Pages()) context_.allocator.Free(page);
     DeleteUsageMap(context_, owned);
@@ -398,7 +370,7 @@ void StoredTableImpl::FreeData() {
 
 void StoredTableImpl::FreeIndex(int index) {
   Touch();
-  const UsageMap& map = indexes_[static_cast<std::size_t>(index)].pages->map();
+  const UsageMap& map = indexes_[index].pages->map();
   for (const PageNo page : map.Pages()) context_.allocator.Free(page);
   DeleteUsageMap(context_, map.row());
 }

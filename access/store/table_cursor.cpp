@@ -65,7 +65,7 @@ bool TableCursor::Next(Row* row, RowId* id) {
     const unsigned at = s.slot++;
     const RowSlot slot = ReadSlot(format, data, s.page_no, at);
     if ((slot.flags & kSlotDeleted) != 0) continue;
-    *id = RowId(s.page_no, static_cast<std::uint8_t>(at));
+    *id = RowId(s.page_no, at);
     if (!slot.moved()) {
       RowAccess::Set(s.table, s.page,
                      RowView::Parse(s.table.row_format(), Bytes(data + slot.start, slot.length()), s.page_no,
@@ -103,7 +103,7 @@ struct IndexCursor::State {
         done = true;
         return;
       }
-      next.back() = static_cast<char>(static_cast<unsigned char>(next.back()) + 1);
+      next.back() = static_cast<unsigned char>(next.back()) + 1;
       cursor->Seek(next);
     }
   }

@@ -63,12 +63,10 @@ class StoredTableImpl final : public StoredTable {
   StoreContext& context() const { return context_; }
   const RowFormat& row_format() const { return row_format_; }
   const UsageMap& owned() const { return space_.owned(); }
-  BTree& tree(int index) { return *indexes_[static_cast<std::size_t>(index)].tree; }
+  BTree& tree(int index) { return *indexes_[index].tree; }
   // Changes when a statement that changed the table was rolled back, so that cursors look again.
   std::uint64_t rollbacks() const { return rollbacks_; }
-  KeyColumn KeyColumnOf(int index, int position) const {
-    return indexes_[static_cast<std::size_t>(index)].columns[static_cast<std::size_t>(position)];
-  }
+  KeyColumn KeyColumnOf(int index, int position) const { return indexes_[index].columns[position]; }
   // Appends the key bytes of `value`, which has the kind that the column calls for.
   void AppendColumnKey(int index, int position, const Value& value, std::string* key) const;
   // The row whose slot is given, its pointer followed; `*page` is the page of the header slot and becomes
@@ -130,8 +128,8 @@ class StoredTableImpl final : public StoredTable {
   void ReadCounters();
   void ForgetHints();
 
-  void BeginPrepare(std::size_t count);
-  void Prepare(std::size_t k, int column, const Value& value);
+  void BeginPrepare(int count);
+  void Prepare(int k, int column, const Value& value);
   bool CanPatch(const RowView& old) const;
   bool PatchChangesAnything(const RowView& old) const;
   void Patch(const Location& at);
@@ -194,7 +192,7 @@ class StoredTableImpl final : public StoredTable {
 
   // Buffers that are used again for every row.
   std::vector<Prepared> prepared_;
-  std::size_t prepared_count_ = 0;
+  int prepared_count_ = 0;
   std::vector<int> change_of_column_;  // position in prepared_, or -1
   std::string raw_, row_buffer_;
   std::vector<KeyChange> key_changes_;

@@ -72,13 +72,13 @@ void StoredTableImpl::RequireParents(const RowView* old) {
     const auto changes_key = [&](const KeyChange& k) {
       return static_cast<std::uint32_t>(k.index) == end.index && k.has_new;
     };
-    const auto last = key_changes_.begin() + static_cast<std::ptrdiff_t>(key_change_count_);
+    const auto last = key_changes_.begin() + key_change_count_;
     if (std::none_of(key_changes_.begin(), last, changes_key)) continue;
     const auto get = [&](int column) { return NewValue(column, old); };
     if (!RelatedValues(end, get, &values)) continue;
     const Relationship* other = nullptr;
     StoredTableImpl& parent = PartnerOf(end, &other);
-    const auto parent_index = static_cast<int>(other->index);
+    const int parent_index = other->index;
     if (parent.HoldsKey(parent_index, values)) continue;
     std::vector<Value> own_key;
     // A row may refer to itself.
@@ -108,14 +108,14 @@ std::vector<StoredTableImpl::Cascade> StoredTableImpl::RequireNoChildren(RowId i
     const auto changes_key = [&](const KeyChange& k) {
       return static_cast<std::uint32_t>(k.index) == end.index && k.has_old;
     };
-    const auto last = key_changes_.begin() + static_cast<std::ptrdiff_t>(key_change_count_);
+    const auto last = key_changes_.begin() + key_change_count_;
     if (std::none_of(key_changes_.begin(), last, changes_key)) continue;
     if (!RelatedValues(
             end, [&](int column) { return OldValue(column, old); }, &values))
       continue;
     const Relationship* other = nullptr;
     StoredTableImpl& child = PartnerOf(end, &other);
-    const auto child_index = static_cast<int>(other->index);
+    const int child_index = other->index;
     if (!child.HoldsKey(child_index, values)) continue;
     const IndexDef& index = child.def_.indexes[other->index];
 

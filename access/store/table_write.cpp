@@ -58,24 +58,24 @@ StoredTableImpl::Location StoredTableImpl::LocateForChange(RowId id) const {
 
 // ---- Preparing values ----
 
-void StoredTableImpl::BeginPrepare(std::size_t count) {
+void StoredTableImpl::BeginPrepare(int count) {
   // Sized before any value is prepared: prepared values point into each other's storage.
-  if (prepared_.size() < count) prepared_.resize(count);
+  if (std::ssize(prepared_) < count) prepared_.resize(count);
   prepared_count_ = count;
   std::fill(change_of_column_.begin(), change_of_column_.end(), -1);
   raw_.clear();
   key_change_count_ = 0;
 }
 
-void StoredTableImpl::Prepare(std::size_t k, int column, const Value& value) {
-  const ColumnDef& c = def_.columns[static_cast<std::size_t>(column)];
+void StoredTableImpl::Prepare(int k, int column, const Value& value) {
+  const ColumnDef& c = def_.columns[column];
   Prepared& p = prepared_[k];
   p.column = column;
   p.value = ConvertToColumn(def_, c, value, &p.storage);
   p.null = p.value->is_null();
   p.raw_offset = raw_.size();
   p.inline_content = true;
-  change_of_column_[static_cast<std::size_t>(column)] = static_cast<int>(k);
+  change_of_column_[column] = k;
   if (p.null) {
     if (c.required) {
       throw Error(ErrorKind::kConstraint,
@@ -95,7 +95,7 @@ void StoredTableImpl::Prepare(std::size_t k, int column, const Value& value) {
 }
 
 Value StoredTableImpl::OldValue(int column, const RowView& row) const {
-  const ColumnDef& c = def_.columns[static_cast<std::size_t>(column)];
+  const ColumnDef& c = def_.columns[column];
   if (InMask(c)) return Value::Integer(row.MaskBit(c.number) ? -1 : 0);
   Bytes raw;
   if (!row.Raw(c, &raw)) return Value::Null();
@@ -103,8 +103,8 @@ Value StoredTableImpl::OldValue(int column, const RowView& row) const {
 }
 
 Value StoredTableImpl::NewValue(int column, const RowView* old) const {
-  const int k = change_of_column_[static_cast<std::size_t>(column)];
-  if (k >= 0) return *prepared_[static_cast<std::size_t>(k)].value;
+  const int k = change_of_column_[column];
+  if (k >= 0) return *prepared_[k].value;
   return old != nullptr ? OldValue(column, *old) : Value::Null();
 }
 
@@ -112,7 +112,7 @@ Value StoredTableImpl::NewValue(int column, const RowView* old) const {
 
 template <typename Get>
 bool StoredTableImpl::BuildKey(int index, Get get, bool check, std::string* key, bool* all_null) const {
-  const IndexDef& d = def_.indexes[static_cast<std::size_t>(index)];
+  const IndexDef& d = def_.indexes[index];
   key->clear();
   *all_null = true;
   for (std::size_t i = 0; i < d.columns.size(); ++i) {
@@ -123,9 +123,9 @@ bool StoredTableImpl::BuildKey(int index, Get get, bool check, std::string* key,
     } else if (check && (d.primary || d.required)) {
       throw Error(ErrorKind::kConstraint,
                   fmt::format("Index \"{}\" of table \"{}\" does not allow Null in column \"{}\".", d.name,
-                              def_.name, def_.columns[static_cast<std::size_t>(column)].name));
+                              def_.name, def_.columns[column].name));
     }
-    AppendColumnKey(index, static_cast<int>(i), value, key);
+    AppendColumnKey(index, i, value, key);
   }
   if (key->size() > BTree::kMaxKeyBytes) {
     throw Error(ErrorKind::kTooLarge,
@@ -135,7 +135,7 @@ bool StoredTableImpl::BuildKey(int index, Get get, bool check, std::string* key,
 }
 
 bool StoredTableImpl::RequireUnique(int index, const std::string& key, bool all_null, const RowView* old) {
-  const IndexDef& d = def_.indexes[static_cast<std::size_t>(index)];
+  const IndexDef& d = def_.indexes[index];
   if (!d.unique && !d.primary) return false;
   if (all_null && !d.primary && !d.required) return false;
   if (tree(index).Contains(key)) ThrowDuplicate(index, old);
@@ -143,7 +143,7 @@ bool StoredTableImpl::RequireUnique(int index, const std::string& key, bool all_
 }
 
 void StoredTableImpl::ThrowDuplicate(int index, const RowView* old) const {
-  const IndexDef& d = def_.indexes[static_cast<std::size_t>(index)];
+  const IndexDef& d = def_.indexes[index];
   std::string key;
   for (const IndexColumn& c : d.columns) {
     if (!key.empty()) key += ", ";
@@ -168,13 +168,13 @@ void StoredTableImpl::ApplyKeyChanges(RowId id) {
     BTree& index = tree(change.index);
     if (change.has_old && !index.Erase(change.old_key, id)) {
       ThrowCorrupt(fmt::format("index \"{}\" of table \"{}\" lacks a row of the table",
-                               def_.indexes[static_cast<std::size_t>(change.index)].name, def_.name),
+                               def_.indexes[change.index].name, def_.name),
                    id.page());
     }
     if (change.has_new) {
       // Counts keys that were never seen; like Access, it is not lowered when keys go.
       if (change.new_is_unseen || !index.Contains(change.new_key)) {
-        ++counters_.distinct[static_cast<std::size_t>(change.index)];
+        ++counters_.distinct[change.index];
       }
       index.Insert(change.new_key, id);
     }
@@ -189,10 +189,10 @@ void StoredTableImpl::AssembleRow(const RowView* old) {
   const std::size_t variables = variable_order_.size();
   if (variables > 0) size += 2 + 2 * variables + 2;
   const auto variable_size = [&](int column) -> std::size_t {
-    const int k = change_of_column_[static_cast<std::size_t>(column)];
-    const ColumnDef& c = def_.columns[static_cast<std::size_t>(column)];
+    const int k = change_of_column_[column];
+    const ColumnDef& c = def_.columns[column];
     if (k >= 0) {
-      const Prepared& p = prepared_[static_cast<std::size_t>(k)];
+      const Prepared& p = prepared_[k];
       if (p.null) return 0;
       if (!IsLong(c)) return p.raw_size;
       return kLongReferenceBytes + (p.inline_content ? p.raw_size : 0);
@@ -204,10 +204,9 @@ void StoredTableImpl::AssembleRow(const RowView* old) {
     if (column >= 0) size += variable_size(column);
   }
   // Short long values stand in the row while there is room.
-  for (std::size_t k = 0; k < prepared_count_ && size > context_.format.max_row_bytes; ++k) {
+  for (int k = 0; k < prepared_count_ && size > context_.format.max_row_bytes; ++k) {
     Prepared& p = prepared_[k];
-    if (p.null || !p.inline_content || p.raw_size == 0 ||
-        !IsLong(def_.columns[static_cast<std::size_t>(p.column)])) {
+    if (p.null || !p.inline_content || p.raw_size == 0 || !IsLong(def_.columns[p.column])) {
       continue;
     }
     p.inline_content = false;
@@ -227,53 +226,51 @@ void StoredTableImpl::AssembleRow(const RowView* old) {
   std::size_t at = 2 + fixed_bytes_;
   std::uint8_t* table = mask - 4;  // offsets go downwards from here
   const auto put = [&](int column, std::size_t limit, std::uint8_t* to) -> std::size_t {
-    const ColumnDef& c = def_.columns[static_cast<std::size_t>(column)];
-    const int k = change_of_column_[static_cast<std::size_t>(column)];
+    const ColumnDef& c = def_.columns[column];
+    const int k = change_of_column_[column];
     Bytes raw;
     if (k >= 0) {
-      Prepared& p = prepared_[static_cast<std::size_t>(k)];
+      Prepared& p = prepared_[k];
       if (InMask(c) ? p.value->integer() == 0 : p.null) return 0;
       raw = AsBytes(raw_, p.raw_offset, p.raw_size);
       if (IsLong(c)) {
-        StoreLe<std::uint32_t>(to, static_cast<std::uint32_t>(p.raw_size) | 2u << 30);
+        StoreLe<std::uint32_t>(to, p.raw_size | 2u << 30);
         to += kLongReferenceBytes;
-        p.reference_offset = static_cast<std::size_t>(to - out) - kLongReferenceBytes;
+        p.reference_offset = to - out - kLongReferenceBytes;
         if (!p.inline_content) raw = {};
       }
     } else if (old == nullptr || (InMask(c) ? !old->MaskBit(c.number) : !old->Raw(c, &raw))) {
       return 0;
     }
-    mask[c.number / 8] |= static_cast<std::uint8_t>(1 << c.number % 8);
+    mask[c.number / 8] |= 1 << c.number % 8;
     const std::size_t length = std::min(raw.size(), limit);
     std::copy_n(raw.begin(), length, to);
     return length + (k >= 0 && IsLong(c) ? kLongReferenceBytes : 0);
   };
   for (std::size_t i = 0; i < def_.columns.size(); ++i) {
     const ColumnDef& c = def_.columns[i];
-    if (c.fixed || InMask(c)) put(static_cast<int>(i), FixedSize(c), out + 2 + c.fixed_offset);
+    if (c.fixed || InMask(c)) put(i, FixedSize(c), out + 2 + c.fixed_offset);
   }
   if (variables == 0) return;
   for (std::size_t v = 0; v < variables; ++v) {
-    StoreLe<std::uint16_t>(table - 2 * v, static_cast<std::uint16_t>(at));
+    StoreLe<std::uint16_t>(table - 2 * v, at);
     const int column = variable_order_[v];
-    if (column >= 0 && !InMask(def_.columns[static_cast<std::size_t>(column)])) {
+    if (column >= 0 && !InMask(def_.columns[column])) {
       at += put(column, std::numeric_limits<std::size_t>::max(), out + at);
     }
   }
-  StoreLe<std::uint16_t>(table - 2 * variables, static_cast<std::uint16_t>(at));
-  StoreLe<std::uint16_t>(mask - 2, static_cast<std::uint16_t>(variables));
+  StoreLe<std::uint16_t>(table - 2 * variables, at);
+  StoreLe<std::uint16_t>(mask - 2, variables);
 }
 
 void StoredTableImpl::WriteLongValues() {
-  for (std::size_t k = 0; k < prepared_count_; ++k) {
+  for (int k = 0; k < prepared_count_; ++k) {
     const Prepared& p = prepared_[k];
-    if (p.null || p.inline_content ||
-        change_of_column_[static_cast<std::size_t>(p.column)] != static_cast<int>(k)) {
+    if (p.null || p.inline_content || change_of_column_[p.column] != k) {
       continue;
     }
-    long_stores_[static_cast<std::size_t>(p.column)]->Write(
-        AsBytes(raw_, p.raw_offset, p.raw_size),
-        reinterpret_cast<std::uint8_t*>(row_buffer_.data()) + p.reference_offset);
+    long_stores_[p.column]->Write(AsBytes(raw_, p.raw_offset, p.raw_size),
+                                  reinterpret_cast<std::uint8_t*>(row_buffer_.data()) + p.reference_offset);
   }
 }
 
@@ -289,9 +286,9 @@ void StoredTableImpl::FreeLongValues(const RowView& old, bool only_changed) {
 bool StoredTableImpl::CanPatch(const RowView& old) const {
   if (old.bytes.size() < kSmallestRow) return false;
   const std::uint32_t fixed_end = old.FixedEnd();
-  for (std::size_t k = 0; k < prepared_count_; ++k) {
+  for (int k = 0; k < prepared_count_; ++k) {
     const Prepared& p = prepared_[k];
-    const ColumnDef& c = def_.columns[static_cast<std::size_t>(p.column)];
+    const ColumnDef& c = def_.columns[p.column];
     if (c.number >= old.column_count) return false;
     if (InMask(c)) continue;
     if (c.fixed) {
@@ -307,9 +304,9 @@ bool StoredTableImpl::CanPatch(const RowView& old) const {
 }
 
 bool StoredTableImpl::PatchChangesAnything(const RowView& old) const {
-  for (std::size_t k = 0; k < prepared_count_; ++k) {
+  for (int k = 0; k < prepared_count_; ++k) {
     const Prepared& p = prepared_[k];
-    const ColumnDef& c = def_.columns[static_cast<std::size_t>(p.column)];
+    const ColumnDef& c = def_.columns[p.column];
     if (InMask(c)) {
       if (old.MaskBit(c.number) != (p.value->integer() != 0)) return true;
       continue;
@@ -327,12 +324,12 @@ bool StoredTableImpl::PatchChangesAnything(const RowView& old) const {
 void StoredTableImpl::Patch(const Location& at) {
   const MutablePageRef page = context_.pages.Write(at.view.page);
   std::uint8_t* row = page.mutable_data() + at.view.offset;
-  for (std::size_t k = 0; k < prepared_count_; ++k) {
+  for (int k = 0; k < prepared_count_; ++k) {
     const Prepared& p = prepared_[k];
-    if (change_of_column_[static_cast<std::size_t>(p.column)] != static_cast<int>(k)) continue;
-    const ColumnDef& c = def_.columns[static_cast<std::size_t>(p.column)];
+    if (change_of_column_[p.column] != k) continue;
+    const ColumnDef& c = def_.columns[p.column];
     std::uint8_t& mask = row[at.view.mask_offset + c.number / 8];
-    const auto bit = static_cast<std::uint8_t>(1 << c.number % 8);
+    const std::uint8_t bit = 1 << c.number % 8;
     const bool on = InMask(c) ? p.value->integer() != 0 : !p.null;
     const Bytes raw = AsBytes(raw_, p.raw_offset, p.raw_size);
     if (c.fixed && !InMask(c)) {
@@ -347,7 +344,7 @@ void StoredTableImpl::Patch(const Location& at) {
       at.view.Raw(c, &old);
       std::copy(raw.begin(), raw.end(), row + (old.data() - at.view.bytes.data()));
     }
-    mask = static_cast<std::uint8_t>(on ? mask | bit : mask & ~bit);
+    mask = on ? mask | bit : mask & ~bit;
   }
 }
 
@@ -361,7 +358,7 @@ void StoredTableImpl::NoteRoom(PageNo page, const std::uint8_t* data) {
 // pointer row left behind.
 void StoredTableImpl::ReplaceRow(const Location& at) {
   const FormatInfo& format = context_.format;
-  const auto length = static_cast<std::uint32_t>(row_buffer_.size());
+  const std::uint32_t length = row_buffer_.size();
   const auto fill = [&](std::uint8_t* to) { std::copy(row_buffer_.begin(), row_buffer_.end(), to); };
   const auto try_slot = [&](PageNo page_no, unsigned slot, const RowSlot& now, std::uint16_t flags) {
     const PageRef seen = context_.pages.Read(page_no);
@@ -433,7 +430,7 @@ RowId StoredTableImpl::Insert(const std::vector<Value>& values) {
   BeginPrepare(values.size());
   std::int32_t auto_number = counters_.auto_number;
   for (std::size_t i = 0; i < values.size(); ++i) {
-    const int column = static_cast<int>(i);
+    const int column = i;
     const ColumnDef& c = def_.columns[i];
     if (!c.auto_number) {
       Prepare(i, column, values[i]);
@@ -449,7 +446,7 @@ RowId StoredTableImpl::Insert(const std::vector<Value>& values) {
         prepared_[i].value = &prepared_[i].storage;
       } else {
         Prepare(i, column, values[i]);
-        auto_number = std::max(auto_number, static_cast<std::int32_t>(prepared_[i].value->integer()));
+        auto_number = std::max<std::int32_t>(auto_number, prepared_[i].value->integer());
       }
     } else if (c.type == ColumnType::kGuid && values[i].is_null()) {
       const Value guid = Value::Text(RandomGuid());
@@ -460,12 +457,10 @@ RowId StoredTableImpl::Insert(const std::vector<Value>& values) {
       Prepare(i, column, values[i]);
     }
   }
-  for (int index = 0; index < static_cast<int>(indexes_.size()); ++index) {
+  for (int index = 0; index < std::ssize(indexes_); ++index) {
     KeyChange& change = NextKeyChange(index);
     bool all_null = false;
-    const auto get = [&](int column) -> const Value& {
-      return *prepared_[static_cast<std::size_t>(change_of_column_[static_cast<std::size_t>(column)])].value;
-    };
+    const auto get = [&](int column) -> const Value& { return *prepared_[change_of_column_[column]].value; };
     change.has_new = BuildKey(index, get, true, &change.new_key, &all_null);
     if (!change.has_new) continue;
     change.new_is_unseen = RequireUnique(index, change.new_key, all_null, nullptr);
@@ -476,7 +471,7 @@ RowId StoredTableImpl::Insert(const std::vector<Value>& values) {
 
   Touch();
   WriteLongValues();
-  const RowSpace::Place place = space_.Add(static_cast<std::uint32_t>(row_buffer_.size()), 0);
+  const RowSpace::Place place = space_.Add(row_buffer_.size(), 0);
   std::copy(row_buffer_.begin(), row_buffer_.end(), place.bytes);
   const RowId id(place.page.page_no(), place.slot);
   ApplyKeyChanges(id);
@@ -494,13 +489,13 @@ void StoredTableImpl::Update(RowId id, const std::vector<ColumnChange>& changes)
   std::int32_t auto_number = counters_.auto_number;
   for (std::size_t k = 0; k < changes.size(); ++k) {
     const int column = changes[k].column;
-    if (column < 0 || column >= static_cast<int>(def_.columns.size())) {
+    if (column < 0 || column >= std::ssize(def_.columns)) {
       throw Error(ErrorKind::kInvalid, fmt::format("Table \"{}\" has no such column.", def_.name));
     }
     Prepare(k, column, changes[k].value);
-    affected |= indexes_of_column_[static_cast<std::size_t>(column)];
+    affected |= indexes_of_column_[column];
     if (column == auto_column_ && !prepared_[k].null) {
-      auto_number = std::max(auto_number, static_cast<std::int32_t>(prepared_[k].value->integer()));
+      auto_number = std::max<std::int32_t>(auto_number, prepared_[k].value->integer());
     }
   }
   const bool patch = CanPatch(at.view);
@@ -539,7 +534,7 @@ void StoredTableImpl::Delete(RowId id) {
   const FormatInfo& format = context_.format;
   const Location at = LocateForChange(id);
   key_change_count_ = 0;
-  for (int index = 0; index < static_cast<int>(indexes_.size()); ++index) {
+  for (int index = 0; index < std::ssize(indexes_); ++index) {
     KeyChange& change = NextKeyChange(index);
     bool all_null = false;
     change.has_old = BuildKey(
@@ -584,8 +579,7 @@ void StoredTableImpl::CopyRow(const Row& row) {
     long_stores_[i]->Write(value, reference);
     StoreLe(reference + 8, unknown);
   }
-  const RowSpace::Place place =
-      space_.Add(static_cast<std::uint32_t>(row_buffer_.size()), 0, RowSpace::Where::kBehind);
+  const RowSpace::Place place = space_.Add(row_buffer_.size(), 0, RowSpace::Where::kBehind);
   std::copy(row_buffer_.begin(), row_buffer_.end(), place.bytes);
   ++counters_.rows;
 }
@@ -603,9 +597,9 @@ void StoredTableImpl::BuildIndex(int index) {
     RowId row;
     bool all_null;
   };
-  const IndexDef& d = def_.indexes[static_cast<std::size_t>(index)];
+  const IndexDef& d = def_.indexes[index];
   BTree& index_tree = tree(index);
-  std::uint32_t& distinct = counters_.distinct[static_cast<std::size_t>(index)];
+  std::uint32_t& distinct = counters_.distinct[index];
   Touch();
   std::string keys, kept_keys, key;
   std::vector<Entry> entries;
@@ -620,7 +614,7 @@ void StoredTableImpl::BuildIndex(int index) {
   std::optional<Place> end;   // of the portion: what is not less is for the next one
 
   const auto keep_half = [&] {
-    const auto half = entries.begin() + static_cast<std::ptrdiff_t>(entries.size() / 2);
+    const auto half = entries.begin() + (entries.size() / 2);
     std::nth_element(entries.begin(), half, entries.end(), less);
     end.emplace(key_of(*half), half->row);
     entries.erase(half, entries.end());

@@ -48,7 +48,7 @@ class StreamReader {
     const std::size_t length = format.jet3 ? static_cast<std::uint8_t>(Take(1)[0]) : TakeU16();
     return Take(length);
   }
-  std::int64_t Place() const { return static_cast<std::int64_t>(offset_); }
+  std::int64_t Place() const { return offset_; }
   std::size_t left() const { return stream_.size() - offset_; }
 
  private:
@@ -209,7 +209,7 @@ std::string ReadOnlyReason(const TableDef& def, const FormatInfo& format) {
 
 int TableDef::FindColumn(std::string_view column_name) const {
   for (std::size_t i = 0; i < columns.size(); ++i) {
-    if (SameName(columns[i].name, column_name)) return static_cast<int>(i);
+    if (SameName(columns[i].name, column_name)) return i;
   }
   return -1;
 }
@@ -295,8 +295,8 @@ Definition InterpretTdef(const RawTdef& raw, const DefinitionContext& context, P
     const std::string& index = raw.real_indexes[i];
     d.def.indexes.push_back(InterpretIndex(index, d.def.columns, context, page));
     layout.index_maps.push_back(LoadPointer(AsBytes(index).data() + f.real_index_map_offset));
-    layout.distinct_count_offsets.push_back(static_cast<std::uint32_t>(
-        f.tdef_counters_offset + i * f.tdef_counter_bytes + f.tdef_distinct_count_offset));
+    layout.distinct_count_offsets.push_back(f.tdef_counters_offset + i * f.tdef_counter_bytes +
+                                            f.tdef_distinct_count_offset);
   }
   for (const RawTdef::Named& l : raw.logical_indexes) d.logical_indexes.push_back(InterpretLogical(l, f));
   ApplyLogicalIndexes(d.logical_indexes, &d.def.indexes, page);

@@ -22,8 +22,8 @@ std::uint8_t* Data(std::string& s) { return reinterpret_cast<std::uint8_t*>(s.da
 
 void AppendNames(const std::vector<RawTdef::Named>& parts, std::string* stream) {
   for (const RawTdef::Named& part : parts) {
-    stream->push_back(static_cast<char>(part.name.size() & 0xFF));
-    stream->push_back(static_cast<char>(part.name.size() >> 8));
+    stream->push_back(part.name.size() & 0xFF);
+    stream->push_back(part.name.size() >> 8);
     *stream += part.name;
   }
 }
@@ -44,7 +44,7 @@ void AssignPlaces(std::vector<ColumnSpec>* columns) {
       ++variable;
     } else if (c.type != ColumnType::kBoolean) {
       c.fixed_offset = offset;
-      offset = static_cast<std::uint16_t>(offset + c.length);
+      offset = offset + c.length;
     }
   }
 }
@@ -153,10 +153,10 @@ RawTdef MakeTdef(const TableSpec& spec, const TablePlaces& places, const Definit
   StoreLe(p + 12, kBlockMagic);
   StoreLe<std::uint32_t>(p + 24, 1);  // probably the step of autonumbers; 1 in every file
   p[f.tdef_type_offset] = spec.type;
-  StoreLe(p + f.tdef_max_columns_offset, static_cast<std::uint16_t>(spec.columns.size()));
-  StoreLe(p + f.tdef_variable_columns_offset,
-          static_cast<std::uint16_t>(std::count_if(spec.columns.begin(), spec.columns.end(),
-                                                   [](const ColumnSpec& c) { return !c.fixed(); })));
+  StoreLe<std::uint16_t>(p + f.tdef_max_columns_offset, spec.columns.size());
+  StoreLe<std::uint16_t>(p + f.tdef_variable_columns_offset,
+                         std::count_if(spec.columns.begin(), spec.columns.end(),
+                                       [](const ColumnSpec& c) { return !c.fixed(); }));
   StorePointer(p + f.tdef_owned_map_offset, places.owned_map);
   StorePointer(p + f.tdef_free_map_offset, places.free_map);
 
@@ -169,7 +169,7 @@ RawTdef MakeTdef(const TableSpec& spec, const TablePlaces& places, const Definit
   for (std::size_t i = 0; i < spec.indexes.size(); ++i) {
     raw.counters.emplace_back(f.tdef_counter_bytes, '\0');
     raw.real_indexes.push_back(MakeRealIndexBlock(spec.indexes[i], places.indexes[i]));
-    const auto number = static_cast<std::uint32_t>(i);
+    const std::uint32_t number = i;
     InsertLogicalIndex(MakeLogicalIndexBlock(spec.indexes[i], number, number), &raw);
   }
   for (const auto& [number, maps] : places.long_columns) {
@@ -189,9 +189,9 @@ void InsertLogicalIndex(RawTdef::Named block, RawTdef* raw) {
 std::string JoinTdef(RawTdef* raw) {
   const FormatInfo& f = Jet4();
   std::uint8_t* p = Data(raw->block);
-  StoreLe(p + f.tdef_columns_offset, static_cast<std::uint16_t>(raw->columns.size()));
-  StoreLe(p + f.tdef_logical_indexes_offset, static_cast<std::uint32_t>(raw->logical_indexes.size()));
-  StoreLe(p + f.tdef_real_indexes_offset, static_cast<std::uint32_t>(raw->real_indexes.size()));
+  StoreLe<std::uint16_t>(p + f.tdef_columns_offset, raw->columns.size());
+  StoreLe<std::uint32_t>(p + f.tdef_logical_indexes_offset, raw->logical_indexes.size());
+  StoreLe<std::uint32_t>(p + f.tdef_real_indexes_offset, raw->real_indexes.size());
   std::string stream = raw->block;
   for (const std::string& c : raw->counters) stream += c;
   for (const RawTdef::Named& c : raw->columns) stream += c.block;
@@ -201,7 +201,7 @@ std::string JoinTdef(RawTdef* raw) {
   AppendNames(raw->logical_indexes, &stream);
   for (const std::string& r : raw->long_columns) stream += r;
   stream += "\xFF\xFF";
-  StoreLe(Data(stream) + f.tdef_length_offset, static_cast<std::uint32_t>(stream.size()));
+  StoreLe<std::uint32_t>(Data(stream) + f.tdef_length_offset, stream.size());
   return stream;
 }
 
@@ -221,7 +221,7 @@ void WriteTdefStream(StoreContext& context, const std::string& stream, std::vect
     p[0] = kPageTdef;
     p[1] = 1;
     // The field is 8 less than what is free, for a reason only its makers know.
-    StoreLe(p + 2, static_cast<std::uint16_t>(free > 8 ? free - 8 : 0));
+    StoreLe<std::uint16_t>(p + 2, free > 8 ? free - 8 : 0);
     StoreLe<PageNo>(p + 4, i + 1 < pages ? (*chain)[i + 1] : 0);
     std::memcpy(p + kChainHeaderBytes, stream.data() + from, count);
     std::memset(p + kChainHeaderBytes + count, 0, free);

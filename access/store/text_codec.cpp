@@ -56,8 +56,8 @@ bool DecodeCompressed(Bytes raw, std::string* utf8) {
 }
 
 void PutUnit(std::uint32_t unit, std::string* raw) {
-  raw->push_back(static_cast<char>(unit));
-  raw->push_back(static_cast<char>(unit >> 8));
+  raw->push_back(unit);
+  raw->push_back(unit >> 8);
 }
 
 }  // namespace
@@ -78,7 +78,7 @@ bool DecodeText(Bytes raw, bool unicode, std::uint16_t code_page, std::string* u
   for (; i < units; ++i) {
     const auto unit = LoadLe<std::uint16_t>(raw.data() + 2 * i);
     if (unit >= 0x80) break;
-    (*utf8)[start + i] = static_cast<char>(unit);
+    (*utf8)[start + i] = unit;
   }
   utf8->resize(start + i);
   Utf8Writer writer(utf8);

@@ -59,7 +59,7 @@ bool FitInline(const FormatInfo& format, MutableBytes page_bytes, RowPointer whe
   std::string moved(length - kInlineHeader, '\0');
   for (std::uint32_t i = first; any && i <= last; i = NextBit(bits, i + 1, map.bits())) {
     const std::uint32_t bit = map.base + i - base;
-    moved[bit / 8] = static_cast<char>(moved[bit / 8] | 1 << bit % 8);
+    moved[bit / 8] = moved[bit / 8] | 1 << bit % 8;
   }
   std::uint8_t* row =
       page_bytes.data() + ResizeRow(format, page_bytes.data(), where.page, where.row, length, 0);
@@ -92,13 +92,13 @@ std::uint32_t NextBit(const std::uint8_t* bits, std::uint32_t from, std::uint32_
   while (from < count) {
     if (from % 64 == 0 && count - from >= 64) {
       const auto word = LoadLe<std::uint64_t>(bits + from / 8);
-      if (word != 0) return from + static_cast<std::uint32_t>(std::countr_zero(word));
+      if (word != 0) return from + std::countr_zero(word);
       from += 64;
       continue;
     }
     const unsigned rest = bits[from / 8] >> (from % 8);
     if (rest != 0) {
-      const std::uint32_t found = from + static_cast<std::uint32_t>(std::countr_zero(rest));
+      const std::uint32_t found = from + std::countr_zero(rest);
       return found < count ? found : count;
     }
     from = (from / 8 + 1) * 8;
@@ -208,7 +208,7 @@ void UsageMap::Add(PageNo page) {
   }
   if (!map.reference) {
     const std::uint32_t bit = page - map.base;
-    row[kInlineHeader + bit / 8] |= static_cast<std::uint8_t>(1 << bit % 8);
+    row[kInlineHeader + bit / 8] |= 1 << bit % 8;
     return;
   }
   const std::uint32_t entry = page / format.map_page_bits;
@@ -227,7 +227,7 @@ void UsageMap::Add(PageNo page) {
     bits = context_->pages.Write(bitmap);
   }
   const std::uint32_t bit = page % format.map_page_bits;
-  bits.mutable_data()[format.map_page_bits_offset + bit / 8] |= static_cast<std::uint8_t>(1 << bit % 8);
+  bits.mutable_data()[format.map_page_bits_offset + bit / 8] |= 1 << bit % 8;
 }
 
 void UsageMap::Remove(PageNo page) {
@@ -244,7 +244,7 @@ void UsageMap::Remove(PageNo page) {
     bits = bitmap.mutable_data() + format.map_page_bits_offset;
     bit = page % format.map_page_bits;
   }
-  bits[bit / 8] &= static_cast<std::uint8_t>(~(1 << bit % 8));
+  bits[bit / 8] &= ~(1 << bit % 8);
 }
 
 RowPointer CreateUsageMap(StoreContext& context, PageNo near) {

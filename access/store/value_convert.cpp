@@ -50,8 +50,8 @@ bool Rescale(const Decimal& d, std::uint8_t scale, Decimal* out) {
     if (twice > divisor || (twice == divisor && (m & 1) != 0)) ++m;
   }
   if (m >= limit) return false;
-  out->low = static_cast<std::uint64_t>(m);
-  out->high = static_cast<std::uint32_t>(m >> 64);
+  out->low = m;
+  out->high = m >> 64;
   out->scale = scale;
   out->negative = d.negative && m != 0;
   return true;
@@ -62,7 +62,7 @@ bool IntegerOf(const Decimal& d, std::int64_t* out) {
   if (!Rescale(d, 0, &whole) || whole.high != 0) return false;
   const std::uint64_t most = std::uint64_t{1} << 63;
   if (whole.low > most || (whole.low == most && !whole.negative)) return false;
-  *out = static_cast<std::int64_t>(whole.negative ? 0 - whole.low : whole.low);
+  *out = whole.negative ? 0 - whole.low : whole.low;
   return true;
 }
 

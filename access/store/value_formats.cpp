@@ -59,9 +59,8 @@ bool ParseExtendedDate(std::string_view text, std::string* raw) {
     if (text[19] != '.' || digits == 0 || digits > 7 || !Digits(text, 20, digits, &fraction)) return false;
     for (std::size_t i = digits; i < 7; ++i) fraction *= 10;
   }
-  const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(year)),
-                                         std::chrono::month(static_cast<unsigned>(month)),
-                                         std::chrono::day(static_cast<unsigned>(day)));
+  const std::chrono::year_month_day date(std::chrono::year(static_cast<int>(year)), std::chrono::month(month),
+                                         std::chrono::day(day));
   if (year < 1 || !date.ok() || hour > 23 || minute > 59 || second > 59) return false;
   const std::int64_t days = (std::chrono::sys_days(date) - kDayZero).count();
   raw->append(fmt::format("{:019}:{:012}{:07}:7", days, hour * 3600 + minute * 60 + second, fraction));
@@ -76,7 +75,7 @@ bool ParseGuid(std::string_view text, std::string* raw) {
   std::size_t n = 0;
   int high = -1;
   for (std::size_t i = 0; i < text.size(); ++i) {
-    const auto c = static_cast<unsigned char>(text[i]);
+    const unsigned char c = text[i];
     if (i == 8 || i == 13 || i == 18 || i == 23) {
       if (c != '-') return false;
       continue;
@@ -86,13 +85,13 @@ bool ParseGuid(std::string_view text, std::string* raw) {
     if (high < 0) {
       high = digit;
     } else {
-      bytes[n++] = static_cast<std::uint8_t>(high << 4 | digit);
+      bytes[n++] = high << 4 | digit;
       high = -1;
     }
   }
   // The first three groups are numbers, low byte first.
   constexpr int kOrder[16] = {3, 2, 1, 0, 5, 4, 7, 6, 8, 9, 10, 11, 12, 13, 14, 15};
-  for (const int i : kOrder) raw->push_back(static_cast<char>(bytes[i]));
+  for (const int i : kOrder) raw->push_back(bytes[i]);
   return true;
 }
 

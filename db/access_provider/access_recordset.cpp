@@ -24,14 +24,11 @@ class StreamingRecordset final : public ForwardRecordset, private Attachment {
     Start();
   }
 
-  int FieldCount() const override { return static_cast<int>(columns_.size()); }
-  const std::string& FieldName(int index) const override {
-    return columns_[static_cast<std::size_t>(index)].name;
-  }
+  int FieldCount() const override { return columns_.size(); }
+  const std::string& FieldName(int index) const override { return columns_[index].name; }
   Value Get(int index) const override {
     RequireRow();
-    return Translated(
-        [&] { return FromEngine(query_->Get(index), columns_[static_cast<std::size_t>(index)].type); });
+    return Translated([&] { return FromEngine(query_->Get(index), columns_[index].type); });
   }
 
  private:
@@ -67,8 +64,7 @@ class SnapshotRecordset final : public PositionedRecordset {
     for (const auto& column : columns) fields_.push_back({column.name, false});
     values_.resize(columns.size());
     while (query.Step()) {
-      for (std::size_t i = 0; i < columns.size(); ++i)
-        values_[i] = FromEngine(query.Get(static_cast<int>(i)), columns[i].type);
+      for (std::size_t i = 0; i < columns.size(); ++i) values_[i] = FromEngine(query.Get(i), columns[i].type);
       rows_.Append(values_);
     }
     Start();

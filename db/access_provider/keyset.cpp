@@ -55,7 +55,7 @@ class KeysetRecordset final : public PositionedRecordset, private Attachment {
       const bool writable = column != kComputed && !Def(column).calculated;
       fields_.push_back({columns[i].name, writable});
       columns_.push_back(column);
-      if (column == kComputed) computed_fields_.push_back(static_cast<int>(i));
+      if (column == kComputed) computed_fields_.push_back(i);
     }
     values_.resize(columns.size());
   }
@@ -67,22 +67,20 @@ class KeysetRecordset final : public PositionedRecordset, private Attachment {
       if (computed_fields_.empty()) continue;
       for (std::size_t i = 0; i < computed.size(); ++i) {
         const int field = computed_fields_[i];
-        computed[i] = FromEngine(query.Get(field), query.columns()[static_cast<std::size_t>(field)].type);
+        computed[i] = FromEngine(query.Get(field), query.columns()[field].type);
       }
       computed_.Append(computed);
     }
   }
 
-  const jet::ColumnDef& Def(int column) const {
-    return table_->def().columns[static_cast<std::size_t>(column)];
-  }
+  const jet::ColumnDef& Def(int column) const { return table_->def().columns[column]; }
 
-  std::int64_t Size() const override { return static_cast<std::int64_t>(rows_.size()); }
+  std::int64_t Size() const override { return rows_.size(); }
 
   bool Load(std::int64_t position) override {
     return Translated([&] {
       jet::Row row;
-      if (!table_->Fetch(rows_[static_cast<std::size_t>(position)], &row)) return false;
+      if (!table_->Fetch(rows_[position], &row)) return false;
       for (std::size_t i = 0; i < columns_.size(); ++i) {
         if (columns_[i] == kComputed) continue;
         const jet::ColumnType type = Def(columns_[i]).type;
@@ -93,7 +91,7 @@ class KeysetRecordset final : public PositionedRecordset, private Attachment {
         }
       }
       if (!computed_fields_.empty()) LoadComputed(position);
-      current_ = rows_[static_cast<std::size_t>(position)];
+      current_ = rows_[position];
       return true;
     });
   }
@@ -102,13 +100,12 @@ class KeysetRecordset final : public PositionedRecordset, private Attachment {
     std::vector<Value> computed(computed_fields_.size(), Value::Null());
     // Rows that were added here have no computed values.
     if (position < computed_.size()) computed_.Read(position, &computed);
-    for (std::size_t i = 0; i < computed.size(); ++i)
-      values_[static_cast<std::size_t>(computed_fields_[i])] = std::move(computed[i]);
+    for (std::size_t i = 0; i < computed.size(); ++i) values_[computed_fields_[i]] = std::move(computed[i]);
   }
 
   Value LoadLong(int field) const override {
     return Translated([&] {
-      const int column = columns_[static_cast<std::size_t>(field)];
+      const int column = columns_[field];
       jet::Row row;
       if (column == kComputed || !table_->Fetch(current_, &row)) return Value::Null();
       return FromRow(row, column, Def(column).type);
@@ -116,11 +113,11 @@ class KeysetRecordset final : public PositionedRecordset, private Attachment {
   }
 
   void UpdateRow(std::int64_t position, const FieldChanges& changes) override {
-    const jet::RowId id = rows_[static_cast<std::size_t>(position)];
+    const jet::RowId id = rows_[position];
     std::vector<jet::ColumnChange> columns;
     columns.reserve(changes.size());
     for (const auto& [field, value] : changes) {
-      const int column = columns_[static_cast<std::size_t>(field)];
+      const int column = columns_[field];
       columns.push_back({column, ToColumn(*value, Def(column).type)});
     }
     Translated([&] {
@@ -136,7 +133,7 @@ class KeysetRecordset final : public PositionedRecordset, private Attachment {
     std::vector<jet::Value> row(def.columns.size());
     std::vector<bool> given(def.columns.size());
     for (const auto& [field, value] : changes) {
-      const auto column = static_cast<std::size_t>(columns_[static_cast<std::size_t>(field)]);
+      const std::size_t column = columns_[field];
       row[column] = ToColumn(*value, def.columns[column].type);
       given[column] = true;
     }
@@ -152,7 +149,7 @@ class KeysetRecordset final : public PositionedRecordset, private Attachment {
   }
 
   void DeleteRow(std::int64_t position) override {
-    const jet::RowId id = rows_[static_cast<std::size_t>(position)];
+    const jet::RowId id = rows_[position];
     Translated([&] {
       RequireAlive(id);
       jet::StatementScope scope(Attachment::connection().database());

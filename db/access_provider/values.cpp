@@ -18,10 +18,10 @@ Value FromInteger(std::int64_t number, ColumnType type) {
       return Value::Boolean(number != 0);
     case ColumnType::kByte:
     case ColumnType::kInteger:
-      return Value::Int16(static_cast<std::int16_t>(number));
+      return Value::Int16(number);
     case ColumnType::kLong:
     case ColumnType::kComplex:
-      return Value::Int32(static_cast<std::int32_t>(number));
+      return Value::Int32(number);
     default:
       return Value::Int64(number);
   }
@@ -44,7 +44,7 @@ std::int64_t ScaledCurrency(const jet::Value& value) {
       return value.integer() * 10000;
     case ValueKind::kDecimal:
       if (value.decimal().scale == 4 && value.decimal().high == 0) {
-        const auto magnitude = static_cast<std::int64_t>(value.decimal().low);
+        const std::int64_t magnitude = value.decimal().low;
         return value.decimal().negative ? -magnitude : magnitude;
       }
       return std::llrint(value.decimal().ToDouble() * 10000);
@@ -63,7 +63,7 @@ Value ByKind(const jet::Value& value) {
       using Limits = std::numeric_limits<std::int32_t>;
       if (value.integer() < Limits::min() || value.integer() > Limits::max())
         return Value::Int64(value.integer());
-      return Value::Int32(static_cast<std::int32_t>(value.integer()));
+      return Value::Int32(value.integer());
     }
     case ValueKind::kReal:
       return Value::Double(value.real());

@@ -22,13 +22,11 @@ class StreamingRecordset final : public ForwardRecordset {
     Start();
   }
 
-  int FieldCount() const override { return static_cast<int>(statement_->columns().size()); }
-  const std::string& FieldName(int index) const override {
-    return statement_->columns()[static_cast<std::size_t>(index)].name;
-  }
+  int FieldCount() const override { return statement_->columns().size(); }
+  const std::string& FieldName(int index) const override { return statement_->columns()[index].name; }
   Value Get(int index) const override {
     RequireRow();
-    return values_[static_cast<std::size_t>(index)];
+    return values_[index];
   }
 
  private:
@@ -72,7 +70,7 @@ class BufferedRecordset final : public PositionedRecordset {
         origin_(std::move(origin)),
         updatable_(options.updatable && !origin_.table.empty()),
         read_again_(options.read_again && !origin_.key.empty()) {
-    for (std::size_t i = 0; i + static_cast<std::size_t>(options.added_columns) < columns_.size(); ++i)
+    for (std::size_t i = 0; i + options.added_columns < columns_.size(); ++i)
       fields_.push_back({columns_[i].name, updatable_});
     while (statement.Fetch(&values_)) rows_.Append(values_);
     values_.resize(columns_.size());
@@ -95,10 +93,10 @@ class BufferedRecordset final : public PositionedRecordset {
     std::vector<Value> key;
     std::vector<SQLSMALLINT> types;
     for (const int column : origin_.key) {
-      key.push_back(values_[static_cast<std::size_t>(column)]);
+      key.push_back(values_[column]);
       // A row just added, whose key the server made.
       if (key.back().is_null()) return true;
-      types.push_back(columns_[static_cast<std::size_t>(column)].type);
+      types.push_back(columns_[column].type);
     }
     if (!again_) {
       std::string sql = "SELECT " + origin_.list + " FROM " + origin_.table + " WHERE ";
@@ -115,9 +113,7 @@ class BufferedRecordset final : public PositionedRecordset {
     return found;
   }
 
-  std::string ColumnName(int column) const {
-    return session_->Quoted(origin_.columns[static_cast<std::size_t>(column)]);
-  }
+  std::string ColumnName(int column) const { return session_->Quoted(origin_.columns[column]); }
 
   // " WHERE ..." that finds the row as it was fetched, and its parameters.
   std::string Condition(std::int64_t position, std::vector<Value>* parameters,
@@ -128,12 +124,12 @@ class BufferedRecordset final : public PositionedRecordset {
     if (columns.empty()) {
       for (std::size_t i = 0; i < columns_.size(); ++i) {
         // Long binary values cannot be compared everywhere.
-        if (columns_[i].type != SQL_LONGVARBINARY) columns.push_back(static_cast<int>(i));
+        if (columns_[i].type != SQL_LONGVARBINARY) columns.push_back(i);
       }
     }
     std::string text = " WHERE ";
     for (const int column : columns) {
-      const auto i = static_cast<std::size_t>(column);
+      const std::size_t i = column;
       if (column != columns.front()) text += " AND ";
       text += ColumnName(column);
       if (old[i].is_null()) {
@@ -183,7 +179,7 @@ class BufferedRecordset final : public PositionedRecordset {
     std::vector<Value> row(columns_.size());
     rows_.Read(position, &row);
     for (const auto& [field, value] : changes) {
-      const auto i = static_cast<std::size_t>(field);
+      const std::size_t i = field;
       if (!parameters.empty()) sql += ", ";
       sql += ColumnName(field) + " = ?";
       row[i] = ToColumn(*value, columns_[i]);
@@ -201,7 +197,7 @@ class BufferedRecordset final : public PositionedRecordset {
     std::vector<SQLSMALLINT> types;
     std::vector<Value> row(columns_.size(), Value::Null());
     for (const auto& [field, value] : changes) {
-      const auto i = static_cast<std::size_t>(field);
+      const std::size_t i = field;
       if (!parameters.empty()) names += ", ", marks += ", ";
       names += ColumnName(field);
       marks += "?";
@@ -261,7 +257,7 @@ std::vector<std::string> FetchedColumns(const std::vector<std::string>& listed,
 
 int Find(const std::vector<std::string>& names, const std::string& name) {
   const auto found = std::find(names.begin(), names.end(), name);
-  return found == names.end() ? -1 : static_cast<int>(found - names.begin());
+  return found == names.end() ? -1 : found - names.begin();
 }
 
 std::unique_ptr<ProviderRecordset> OpenBuffered(const std::shared_ptr<OdbcSession>& session, std::string sql,
@@ -295,8 +291,7 @@ std::unique_ptr<ProviderRecordset> OpenBuffered(const std::shared_ptr<OdbcSessio
   statement.ExecuteDirect(sql);
   statement.DescribeColumns();
   if (wanted) {
-    origin.columns =
-        FetchedColumns(shape.columns, statement.columns(), static_cast<std::size_t>(options.added_columns));
+    origin.columns = FetchedColumns(shape.columns, statement.columns(), options.added_columns);
     for (const std::string& column : key) {
       const int at = Find(origin.columns, column);
       if (at >= 0) origin.key.push_back(at);

@@ -19,7 +19,7 @@ struct Token {
 
 bool IsNameChar(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '$' ||
-         (static_cast<unsigned char>(c) & 0x80) != 0;
+         !jet::IsAscii(c);
 }
 
 std::vector<Token> Tokenize(std::string_view sql) {

@@ -39,14 +39,14 @@ Diagnosis Diagnose(SQLSMALLINT handle_type, SQLHANDLE handle) {
   std::array<SQLWCHAR, 6> state{};
   std::vector<SQLWCHAR> text(2048);
   SQLSMALLINT length = 0;
-  const SQLRETURN result = SQLGetDiagRecW(handle_type, handle, 1, state.data(), &d.native, text.data(),
-                                          static_cast<SQLSMALLINT>(text.size()), &length);
+  const SQLRETURN result =
+      SQLGetDiagRecW(handle_type, handle, 1, state.data(), &d.native, text.data(), text.size(), &length);
   if (!SQL_SUCCEEDED(result)) {
     d.text = "The driver reported a failure without a reason.";
     return d;
   }
   d.state = ToUtf8(state.data(), 5);
-  d.text = ToUtf8(text.data(), std::min<std::size_t>(static_cast<std::size_t>(length), text.size() - 1));
+  d.text = ToUtf8(text.data(), std::min<std::size_t>(length, text.size() - 1));
   for (char& c : d.text) {
     if (c == '\n' || c == '\r') c = ' ';
   }
@@ -97,8 +97,8 @@ OdbcSession::OdbcSession(const ConnectionSettings& settings) {
   try {
     SQLSetConnectAttrW(connection_, SQL_ATTR_LOGIN_TIMEOUT, AsPointer(kLoginSeconds), 0);
     WideText wide = ToWide(request);
-    Check(SQLDriverConnectW(connection_, nullptr, wide.data(), static_cast<SQLSMALLINT>(wide.size()), nullptr,
-                            0, nullptr, SQL_DRIVER_NOPROMPT),
+    Check(SQLDriverConnectW(connection_, nullptr, wide.data(), wide.size(), nullptr, 0, nullptr,
+                            SQL_DRIVER_NOPROMPT),
           SQL_HANDLE_DBC, connection_);
   } catch (...) {
     SQLFreeHandle(SQL_HANDLE_DBC, connection_);
@@ -145,7 +145,7 @@ std::string OdbcSession::InfoText(SQLUSMALLINT what) const {
   SQLSMALLINT bytes = 0;
   const SQLRETURN result = SQLGetInfoW(connection_, what, text.data(), sizeof text, &bytes);
   if (!SQL_SUCCEEDED(result) || bytes < 0) return {};
-  return ToUtf8(text.data(), std::min<std::size_t>(static_cast<std::size_t>(bytes) / 2, text.size() - 1));
+  return ToUtf8(text.data(), std::min<std::size_t>(bytes / 2, text.size() - 1));
 }
 
 SQLUSMALLINT OdbcSession::InfoNumber(SQLUSMALLINT what) const {
@@ -161,8 +161,8 @@ std::string OdbcSession::CatalogName(std::string_view name) const {
     return std::string(name.substr(1, name.size() - 2));
   std::string folded(name);
   for (char& c : folded) {
-    if (identifier_case_ == SQL_IC_LOWER && c >= 'A' && c <= 'Z') c = static_cast<char>(c + 32);
-    if (identifier_case_ == SQL_IC_UPPER && c >= 'a' && c <= 'z') c = static_cast<char>(c - 32);
+    if (identifier_case_ == SQL_IC_LOWER && c >= 'A' && c <= 'Z') c = c + 32;
+    if (identifier_case_ == SQL_IC_UPPER && c >= 'a' && c <= 'z') c = c - 32;
   }
   return folded;
 }
@@ -174,16 +174,16 @@ const std::vector<std::string>& OdbcSession::PrimaryKey(const std::string& table
   WideText schema = dot == std::string::npos ? WideText() : ToWide(CatalogName(table.substr(0, dot)));
   WideText name = ToWide(CatalogName(dot == std::string::npos ? table : table.substr(dot + 1)));
   OdbcStatement statement(*this);
-  const SQLRETURN result = SQLPrimaryKeysW(
-      statement.handle(), nullptr, 0, schema.empty() ? nullptr : schema.data(),
-      static_cast<SQLSMALLINT>(schema.size()), name.data(), static_cast<SQLSMALLINT>(name.size()));
+  const SQLRETURN result =
+      SQLPrimaryKeysW(statement.handle(), nullptr, 0, schema.empty() ? nullptr : schema.data(), schema.size(),
+                      name.data(), name.size());
   if (SQL_SUCCEEDED(result)) {
     statement.DescribeColumns();
     // COLUMN_NAME is column 4 and KEY_SEQ column 5 of this result, which is ordered by KEY_SEQ.
     std::vector<Value> row;
     while (statement.Fetch(&row)) {
       // A second table of that name in another schema begins again at 1; the first one is meant.
-      if (row[4].ToInt32() != static_cast<std::int32_t>(columns.size()) + 1) break;
+      if (row[4].ToInt32() != std::ssize(columns) + 1) break;
       columns.push_back(row[3].ToText());
     }
   }

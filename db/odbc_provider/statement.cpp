@@ -34,12 +34,12 @@ Value WholeNumber(const Value& value, const OdbcColumn& column, double low, doub
 SQL_TIMESTAMP_STRUCT TimestampOf(double days) {
   const DateParts p = SplitDate(days);
   SQL_TIMESTAMP_STRUCT t{};
-  t.year = static_cast<SQLSMALLINT>(p.year);
-  t.month = static_cast<SQLUSMALLINT>(p.month);
-  t.day = static_cast<SQLUSMALLINT>(p.day);
-  t.hour = static_cast<SQLUSMALLINT>(p.hour);
-  t.minute = static_cast<SQLUSMALLINT>(p.minute);
-  t.second = static_cast<SQLUSMALLINT>(p.second);
+  t.year = p.year;
+  t.month = p.month;
+  t.day = p.day;
+  t.hour = p.hour;
+  t.minute = p.minute;
+  t.second = p.second;
   return t;
 }
 
@@ -87,10 +87,9 @@ Value ToColumn(const Value& value, const OdbcColumn& column) {
   switch (column.type) {
     case SQL_TINYINT:
     case SQL_SMALLINT:
-      return Value::Int16(static_cast<std::int16_t>(WholeNumber(value, column, -32768, 32767).raw_integer()));
+      return Value::Int16(WholeNumber(value, column, -32768, 32767).raw_integer());
     case SQL_INTEGER:
-      return Value::Int32(
-          static_cast<std::int32_t>(WholeNumber(value, column, -2147483648.0, 2147483647.0).raw_integer()));
+      return Value::Int32(WholeNumber(value, column, -2147483648.0, 2147483647.0).raw_integer());
     case SQL_BIGINT:
       return WholeNumber(value, column, -9.2e18, 9.2e18);
     case SQL_REAL:
@@ -136,13 +135,13 @@ OdbcStatement::~OdbcStatement() { SQLFreeHandle(SQL_HANDLE_STMT, handle_); }
 void OdbcStatement::ExecuteDirect(std::string_view sql) {
   session_.RequireUsable();
   WideText wide = ToWide(sql);
-  Check(SQLExecDirectW(handle_, wide.data(), static_cast<SQLINTEGER>(wide.size())));
+  Check(SQLExecDirectW(handle_, wide.data(), wide.size()));
 }
 
 void OdbcStatement::Prepare(std::string_view sql) {
   session_.RequireUsable();
   WideText wide = ToWide(sql);
-  Check(SQLPrepareW(handle_, wide.data(), static_cast<SQLINTEGER>(wide.size())));
+  Check(SQLPrepareW(handle_, wide.data(), wide.size()));
 }
 
 void OdbcStatement::Bind(SQLUSMALLINT number, const Value& value, SQLSMALLINT type, Bound* bound) {
@@ -178,24 +177,24 @@ void OdbcStatement::Bind(SQLUSMALLINT number, const Value& value, SQLSMALLINT ty
       c_type = SQL_C_WCHAR;
       bound->wide = ToWide(value.raw_bytes());
       data = bound->wide.data();
-      bound->length = static_cast<SQLLEN>(bound->wide.size() * sizeof(SQLWCHAR));
+      bound->length = bound->wide.size() * sizeof(SQLWCHAR);
       size = std::max<SQLULEN>(1, bound->wide.size());
       break;
     case ValueType::kBinary:
       c_type = SQL_C_BINARY;
       bound->bytes = value.raw_bytes();
       data = bound->bytes.data();
-      bound->length = static_cast<SQLLEN>(bound->bytes.size());
+      bound->length = bound->bytes.size();
       size = std::max<SQLULEN>(1, bound->bytes.size());
       break;
     default: {
       // Fractions travel as text: drivers print a double with 15 digits, which is not always the same number.
       bound->bytes = value.ToText();
       data = bound->bytes.data();
-      bound->length = static_cast<SQLLEN>(bound->bytes.size());
+      bound->length = bound->bytes.size();
       const std::size_t point = bound->bytes.find('.');
       if (type == SQL_NUMERIC || type == SQL_DECIMAL) {
-        digits = static_cast<SQLSMALLINT>(point == std::string::npos ? 0 : bound->bytes.size() - point - 1);
+        digits = point == std::string::npos ? 0 : bound->bytes.size() - point - 1;
       }
       size = bound->bytes.size();
     }
@@ -209,7 +208,7 @@ void OdbcStatement::Execute(const std::vector<Value>& parameters, const std::vec
   std::vector<Bound> bound(parameters.size());
   for (std::size_t i = 0; i < parameters.size(); ++i) {
     const SQLSMALLINT type = i < types.size() ? types[i] : TypeOf(parameters[i]);
-    Bind(static_cast<SQLUSMALLINT>(i + 1), parameters[i], type, &bound[i]);
+    Bind(i + 1, parameters[i], type, &bound[i]);
   }
   const SQLRETURN result = SQLExecute(handle_);
   try {
@@ -235,17 +234,15 @@ std::int64_t OdbcStatement::RowCount() {
 void OdbcStatement::DescribeColumns() {
   SQLSMALLINT count = 0;
   Check(SQLNumResultCols(handle_, &count));
-  columns_.resize(static_cast<std::size_t>(count));
+  columns_.resize(count);
   for (SQLSMALLINT i = 0; i < count; ++i) {
-    OdbcColumn& column = columns_[static_cast<std::size_t>(i)];
+    OdbcColumn& column = columns_[i];
     std::array<SQLWCHAR, 256> name{};
     SQLSMALLINT length = 0, digits = 0, nullable = 0;
     SQLULEN size = 0;
-    Check(SQLDescribeColW(handle_, static_cast<SQLUSMALLINT>(i + 1), name.data(),
-                          static_cast<SQLSMALLINT>(name.size()), &length, &column.type, &size, &digits,
+    Check(SQLDescribeColW(handle_, i + 1, name.data(), name.size(), &length, &column.type, &size, &digits,
                           &nullable));
-    column.name =
-        ToUtf8(name.data(), std::min<std::size_t>(static_cast<std::size_t>(length), name.size() - 1));
+    column.name = ToUtf8(name.data(), std::min<std::size_t>(length, name.size() - 1));
   }
 }
 
@@ -257,7 +254,7 @@ bool OdbcStatement::Fetch(std::vector<Value>* row) {
   row->resize(columns_.size());
   // In column order: many drivers give each column once, from left to right.
   for (std::size_t i = 0; i < columns_.size(); ++i) {
-    (*row)[i] = GetValue(static_cast<SQLUSMALLINT>(i + 1), columns_[i].type);
+    (*row)[i] = GetValue(i + 1, columns_[i].type);
   }
   return true;
 }
@@ -274,15 +271,14 @@ bool OdbcStatement::GetBytes(SQLUSMALLINT number, SQLSMALLINT c_type, std::size_
   std::array<char, 4096> buffer;
   for (;;) {
     SQLLEN length = 0;
-    const SQLRETURN result =
-        SQLGetData(handle_, number, c_type, buffer.data(), static_cast<SQLLEN>(buffer.size()), &length);
+    const SQLRETURN result = SQLGetData(handle_, number, c_type, buffer.data(), buffer.size(), &length);
     if (result == SQL_NO_DATA) return true;
     Check(result);
     if (length == SQL_NULL_DATA) return false;
     const std::size_t room = buffer.size() - terminator;
     // More is to come when the length, that of the rest, does not fit or is not known.
     const bool more = length == SQL_NO_TOTAL || static_cast<std::size_t>(length) > room;
-    out->append(buffer.data(), more ? room : static_cast<std::size_t>(length));
+    out->append(buffer.data(), more ? room : length);
     if (!more) return true;
   }
 }

@@ -26,37 +26,11 @@
 
 #include "access/base/bytes.h"
 #include "access/file/file.h"
+#include "access/file/page_frame.h"
 
 namespace jet {
 
 class PageStore;
-
-namespace internal {
-
-// A place in the cache. `pins` counts the handles; a frame with none may be given to another page.
-struct Frame {
-  std::uint8_t* data = nullptr;
-  std::uint64_t write_epoch = 0;  // Write() has nothing left to note while this is the store's epoch
-  std::uint32_t size = 0;
-  PageNo page = 0;
-  std::uint32_t pins = 0;
-  std::uint8_t use = 0;   // the clock shifts it right; a frame at 0 is the next to go
-  bool attached = false;  // the page table points here
-  bool unsaved = false;   // differs from what `stored` of its page names
-};
-
-// What the store knows of a page. Where a slot is 0, the content is that of the file.
-struct PageEntry {
-  Frame* frame = nullptr;
-  std::uint32_t stored = 0;     // journal slot of the content, but for an unsaved frame
-  std::uint32_t persisted = 0;  // journal slot of the content at the last Persist()
-  std::uint32_t statement = 0;  // last statement that noted how to undo the page
-  std::uint32_t mark : 30 = 0;  // last mark for which that was noted
-  bool held : 1 = false;        // `stored` is what the running statement goes back to
-  bool marked : 1 = false;      // `stored` is what the page was at the mark
-};
-
-}  // namespace internal
 
 // A pinned page, to be read.
 class PageRef {
@@ -132,7 +106,7 @@ class PageStore {
   std::uint32_t page_size() const { return page_size_; }
   bool writable() const { return writable_; }
   // Number of pages, those included that the file does not hold yet.
-  PageNo page_count() const { return page_count_; }
+  PageNo page_count() const { return counts_.pages; }
 
   // Error(kCorrupt) when the page lies past the end.
   PageRef Read(PageNo page) {
@@ -199,7 +173,7 @@ class PageStore {
   // are changes.
   void CutOff(PageNo pages);
   // Whether Checkpoint() has anything to do.
-  bool has_changes() const { return changed_pages_ != 0 || journal_waits_; }
+  bool has_changes() const { return counts_.changed != 0 || journal_waits_; }
   // What of it is durable, though perhaps in the journal alone.
   Durability durability() const;
 
@@ -215,13 +189,11 @@ class PageStore {
   void Commit(bool applying);
   void Apply();
   bool TryCheckpoint(bool patiently);
-  void Note(PageNo page, internal::Frame* frame, bool changed, bool for_mark, bool for_statement);
   void StartMark();
 
-  std::vector<internal::PageEntry> entries_;  // by page, grown on demand
-  std::uint64_t epoch_ = 1;                   // changes whenever Write() has to look at a page anew
-  PageNo page_count_ = 0;
-  PageNo changed_pages_ = 0;    // pages that differ from what was persisted last
+  internal::PageTable entries_;
+  std::uint64_t epoch_ = 1;  // changes whenever Write() has to look at a page anew
+  internal::PageCounts counts_;
   bool journal_waits_ = false;  // for the file to be brought up to date
   std::uint32_t page_size_;
   bool writable_;

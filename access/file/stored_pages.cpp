@@ -1,0 +1,131 @@
+#include "access/file/stored_pages.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "access/file/run_writer.h"
+
+namespace jet::internal {
+
+StoredPages::StoredPages(FileSystem& files, std::unique_ptr<File> file, std::string journal_path,
+                         std::uint32_t page_size, PageTable& entries, Frames& frames)
+    : file_(std::move(file)),
+      journal_(files, *file_, std::move(journal_path), page_size),
+      page_size_(page_size),
+      entries_(entries),
+      frames_(frames) {}
+
+void StoredPages::Read(PageNo page, const PageEntry& entry, Frame* frame) {
+  if (entry.stored != 0) {
+    journal_.Read(entry.stored, Frames::Record(frame));
+  } else {
+    file_->Read(std::uint64_t{page} * page_size_, {frame->data, page_size_});
+  }
+}
+
+void StoredPages::Save(std::vector<Journal::Unsaved>* pages) {
+  journal_.Write(*pages);
+  for (const Journal::Unsaved& item : *pages) {
+    PageEntry& entry = entries_[item.page];
+    if (entry.stored != entry.persisted && !entry.held && !entry.marked) Release(entry.stored);
+    entry.held = entry.marked = false;
+    entry.stored = item.slot;
+    entry.frame->unsaved = false;
+    entry.frame->write_epoch = 0;
+  }
+}
+
+void StoredPages::SaveAll() {
+  std::vector<Journal::Unsaved> unsaved;
+  for (PageNo page = 0; page < entries_.size(); ++page) {
+    const PageEntry& entry = entries_[page];
+    if (entry.frame != nullptr && entry.frame->unsaved)
+      unsaved.push_back({page, Frames::Record(entry.frame)});
+  }
+  Save(&unsaved);
+}
+
+void StoredPages::Release(Slot slot) {
+  journal_.Release(slot);
+  released_.push_back(slot);
+}
+
+void StoredPages::GiveUpReleased(std::size_t from) {
+  for (std::size_t i = from; i < released_.size(); ++i) journal_.GiveUp(released_[i]);
+}
+
+void StoredPages::Drop(PageEntry& entry, Slot slot) {
+  if (entry.stored != slot) {
+    journal_.GiveUp(entry.stored);
+    journal_.Release(entry.stored);
+  }
+  entry.stored = slot;
+  entry.held = entry.marked = false;
+  if (Frame* frame = entry.frame) {
+    Frames::Detach(frame, entry);
+    // A frame that is still held is found by the clock once it is let go.
+    if (frame->pins == 0) frames_.Free(frame);
+  }
+}
+
+void StoredPages::GoBack(PageNo page, PageEntry& entry, Slot slot) {
+  Frame* const frame = entry.frame;
+  Drop(entry, slot);
+  if (frame == nullptr || frame->pins == 0) return;
+  Frames::Attach(frame, page, entry);
+  Read(page, entry, frame);
+}
+
+std::vector<JournalPage> StoredPages::InJournal() const {
+  std::vector<JournalPage> changed;
+  for (PageNo page = 0; page < entries_.size(); ++page) {
+    if (entries_[page].stored != 0) changed.push_back({page, entries_[page].stored});
+  }
+  return changed;
+}
+
+void StoredPages::Commit(PageNo page_count, Journal::Phase phase) {
+  std::vector<Slot> old_slots;
+  for (const PageEntry& entry : entries_) {
+    if (entry.persisted != 0 && entry.is_changed()) old_slots.push_back(entry.persisted);
+  }
+  journal_.Commit(file_pages_, page_count, InJournal(), phase);
+  for (const Slot slot : old_slots) journal_.Release(slot);
+  for (PageEntry& entry : entries_) entry.persisted = entry.stored;
+}
+
+// Writes what was persisted to the file.
+void StoredPages::WritePersisted(PageNo from, PageNo to) {
+  RunWriter writer(*file_, 0, page_size_);
+  std::vector<std::uint8_t> record(Journal::kPrefixBytes + page_size_);
+  for (PageNo page = from; page < to; ++page) {
+    const PageEntry& entry = entries_[page];
+    if (entry.persisted == 0) continue;
+    if (entry.frame != nullptr && !entry.is_changed()) {
+      std::memcpy(writer.Add(page), entry.frame->data, page_size_);
+    } else {
+      journal_.Read(entry.persisted, record.data());
+      std::memcpy(writer.Add(page), record.data() + Journal::kPrefixBytes, page_size_);
+    }
+  }
+  writer.Flush();
+}
+
+void StoredPages::Apply() {
+  const PageNo known = entries_.size();
+  const PageNo old = std::min(file_pages_, known);
+  // First the new pages: a full disk shows before anything old is overwritten.
+  try {
+    WritePersisted(old, known);
+  } catch (const Error&) {
+    file_->Truncate(std::uint64_t{file_pages_} * page_size_);
+    throw;
+  }
+  WritePersisted(0, old);
+  file_->SyncAll();
+  journal_.Finish();
+  for (PageEntry& entry : entries_) entry.stored = entry.persisted = 0;
+}
+
+}  // namespace jet::internal

@@ -354,29 +354,11 @@ void AppendText(const KeyColumn& column, const std::string& text, std::string* k
 }  // namespace
 
 bool IsKeySupported(const KeyColumn& column) {
-  switch (column.type) {
-    case ColumnType::kText:
-    case ColumnType::kMemo:
-      return column.collation != Collation::kUnsupported;
-    case ColumnType::kBoolean:
-    case ColumnType::kByte:
-    case ColumnType::kInteger:
-    case ColumnType::kLong:
-    case ColumnType::kComplex:
-    case ColumnType::kBigInt:
-    case ColumnType::kCurrency:
-    case ColumnType::kDecimal:
-    case ColumnType::kSingle:
-    case ColumnType::kDouble:
-    case ColumnType::kDateTime:
-    case ColumnType::kDateTimeExtended:
-    case ColumnType::kBinary:
-    case ColumnType::kGuid:
-      return true;
-    case ColumnType::kOle:
-      break;
+  if (column.type == ColumnType::kText || column.type == ColumnType::kMemo) {
+    return column.collation != Collation::kUnsupported;
   }
-  return false;  // and of types that nobody knows
+  // Not OLE values, nor those of types that nobody knows.
+  return KindOf(column.type) != ValueKind::kBlob || column.type == ColumnType::kBinary;
 }
 
 void AppendTextKey(Collation collation, std::string_view utf8, std::string* key) {

@@ -31,7 +31,7 @@ RowBuilder& RowBuilder::Set(const char* column, Value value) {
   return *this;
 }
 
-Catalog::Catalog(std::shared_ptr<StoredTable> objects, std::shared_ptr<StoredTable> aces)
+Catalog::Catalog(std::shared_ptr<Table> objects, std::shared_ptr<Table> aces)
     : objects_(std::move(objects)), aces_(std::move(aces)) {}
 
 int Catalog::Column(const char* name) const { return RequiredColumn(objects_->def(), name); }

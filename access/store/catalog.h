@@ -44,7 +44,7 @@ struct CatalogRow {
 class Catalog {
  public:
   // `aces` may be null (files without it are read only then).
-  Catalog(std::shared_ptr<StoredTable> objects, std::shared_ptr<StoredTable> aces);
+  Catalog(std::shared_ptr<Table> objects, std::shared_ptr<Table> aces);
 
   std::vector<CatalogEntry> List();
   // The child of the container "Tables" with that name: a table, a link or a query.
@@ -69,8 +69,8 @@ class Catalog {
   int Column(const char* name) const;
   void Load();
 
-  std::shared_ptr<StoredTable> objects_;
-  std::shared_ptr<StoredTable> aces_;
+  std::shared_ptr<Table> objects_;
+  std::shared_ptr<Table> aces_;
   bool loaded_ = false;
   std::vector<CatalogRow> rows_;
   std::map<std::string, std::size_t> by_name_;  // key of the name -> position in rows_

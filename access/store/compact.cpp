@@ -58,16 +58,16 @@ class Compaction {
  private:
   struct Moved {
     std::string name;
-    std::shared_ptr<StoredTable> table;
+    std::shared_ptr<Table> table;
     std::vector<PageNo> chain;
     RawTdef raw;
   };
 
   void CollectTable(const std::string& name, std::vector<Moved>* tables) {
-    auto table = std::static_pointer_cast<StoredTable>(database_.FindTable(name));
+    auto table = database_.FindTable(name);
     if (table == nullptr || !table->def().read_only_reason.empty()) return;
     const auto& indexes = table->def().indexes;
-    const TableLayout& layout = table->layout();
+    const TableLayout& layout = table->stored().layout();
     const auto no_map = [](const RowPointer& row) { return row.page == 0; };
     if (std::any_of(indexes.begin(), indexes.end(), [](const IndexDef& d) { return !d.supported; }) ||
         no_map(layout.owned_map) || std::any_of(layout.index_maps.begin(), layout.index_maps.end(), no_map)) {
@@ -83,7 +83,7 @@ class Compaction {
   }
 
   void FreePages(Moved* moved) {
-    moved->table->FreeData();
+    moved->table->stored().FreeData();
     for (; moved->chain.size() > 1; moved->chain.pop_back()) {
       database_.allocator_->Free(moved->chain.back());
     }
@@ -116,17 +116,17 @@ class Compaction {
     StoreLe<std::uint32_t>(block + format.tdef_row_count_offset, 0);
     WriteTdefStream(context, JoinTdef(&moved->raw), &moved->chain);
     database_.Replace(tdef);
-    const auto table = std::static_pointer_cast<StoredTable>(database_.FindTable(moved->name));
+    const auto table = database_.FindTable(moved->name);
     const std::shared_ptr<Table> old = saved_->FindTable(moved->name);
     {
       TableCursor cursor(*old);
       Row row;
       for (RowId id; cursor.Next(&row, &id);) {
         ThrowIfInterrupted();
-        table->CopyRow(row);
+        table->stored().CopyRow(row);
       }
     }
-    for (std::size_t i = 0; i < table->def().indexes.size(); ++i) table->BuildIndex(i);
+    for (std::size_t i = 0; i < table->def().indexes.size(); ++i) table->stored().BuildIndex(i);
   }
 
   DatabaseImpl& database_;
@@ -134,7 +134,7 @@ class Compaction {
 };
 
 PageNo CompactTables(FileSystem& files, Database& database) {
-  return Compaction(files, static_cast<DatabaseImpl&>(database)).Run();
+  return Compaction(files, database.impl()).Run();
 }
 
 }  // namespace jet

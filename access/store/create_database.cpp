@@ -177,7 +177,7 @@ void MakeCoreTables(StoreContext& context, const DefinitionContext& definition) 
   }
 }
 
-void FillObjects(StoredTable& objects, double created) {
+void FillObjects(Table& objects, double created) {
   struct Object {
     std::int32_t id, parent;
     const char* name;
@@ -208,7 +208,7 @@ void FillObjects(StoredTable& objects, double created) {
   }
 }
 
-void InsertAce(StoredTable& aces, std::int32_t object, const std::string& principal, std::int64_t rights,
+void InsertAce(Table& aces, std::int32_t object, const std::string& principal, std::int64_t rights,
                bool inheritable) {
   RowBuilder row(aces.def());
   row.Set("ObjectId", Value::Integer(object))
@@ -218,7 +218,7 @@ void InsertAce(StoredTable& aces, std::int32_t object, const std::string& princi
   aces.Insert(row.values());
 }
 
-void FillAces(StoredTable& aces) {
+void FillAces(Table& aces) {
   struct Ace {
     std::int32_t object;
     const std::string& principal;

@@ -113,7 +113,8 @@ struct NewIndex {
 };
 
 class Database;
-class Table;
+class DatabaseImpl;
+class StoredTable;
 struct RowAccess;
 
 // One row, to be read. Values decode when asked for. Valid until the row or its page changes or the reader
@@ -132,7 +133,7 @@ class Row {
 
  private:
   friend struct RowAccess;
-  const Table* table_ = nullptr;
+  const StoredTable* table_ = nullptr;
   PageRef page_;
   Bytes bytes_;
   // Where the variable part and the null mask stand, found once per row.
@@ -148,41 +149,47 @@ struct ColumnChange {
 
 class Table {
  public:
-  virtual ~Table() = default;
+  explicit Table(std::unique_ptr<StoredTable> stored);
+  ~Table();
+  Table(const Table&) = delete;
+  Table& operator=(const Table&) = delete;
 
   const TableDef& def() const { return def_; }
-  virtual std::uint32_t row_count() const = 0;
+  std::uint32_t row_count() const;
   // Changes whenever rows may have come or got other values (not when rows are deleted).
-  virtual std::uint64_t content_version() const = 0;
+  std::uint64_t content_version() const;
 
   // Reads one row; false when it does not live (any more).
-  virtual bool Fetch(RowId id, Row* row) = 0;
+  bool Fetch(RowId id, Row* row);
 
   // All three check types, lengths, required columns and unique indexes before anything is written, and
   // maintain every index. They must run inside a statement scope. Errors: kConstraint, kTooLarge,
   // kType, kNotSupported, kReadOnly. `values` holds one value per column of def(); an autonumber column given
   // as Null takes the next number.
-  virtual RowId Insert(const std::vector<Value>& values) = 0;
-  virtual void Update(RowId id, const std::vector<ColumnChange>& changes) = 0;
-  virtual void Delete(RowId id) = 0;
+  RowId Insert(const std::vector<Value>& values);
+  void Update(RowId id, const std::vector<ColumnChange>& changes);
+  void Delete(RowId id);
 
   // While a bookmark of rows is held (a keyset), the identifiers of rows that are deleted meanwhile are not
   // given to new rows.
-  virtual void HoldRowIds() = 0;
-  virtual void ReleaseRowIds() = 0;
+  void HoldRowIds();
+  void ReleaseRowIds();
 
   // Whether rows of the same bytes are the same rows in both tables, their long values excepted: equal
   // columns have equal places. Columns are compared by position; names do not matter.
-  virtual bool StoresRowsAs(const Table& other) const = 0;
+  bool StoresRowsAs(const Table& other) const;
 
   // The key bytes that `values` (one per leading column, at most all) have in an index.
   std::string MakeKey(int index, const std::vector<Value>& values) const;
   // Key encoding of one index column.
   KeyColumn key_column(int index, int position) const;
 
- protected:
-  friend class Database;
-  TableDef def_;
+  // What stands behind it, for the store itself and its tests.
+  StoredTable& stored() const { return *stored_; }
+
+ private:
+  std::unique_ptr<StoredTable> stored_;
+  const TableDef& def_;
 };
 
 // Walks all rows of a table in the order in which the table holds them. Rows may be changed or deleted
@@ -190,6 +197,7 @@ class Table {
 class TableCursor {
  public:
   explicit TableCursor(Table& table);
+  explicit TableCursor(StoredTable& table);
   ~TableCursor();
   bool Next(Row* row, RowId* id);
 
@@ -209,6 +217,7 @@ class IndexCursor {
     bool upper_open = false;  // stop before keys that begin with `upper`
   };
   IndexCursor(Table& table, int index, Bounds bounds);
+  IndexCursor(StoredTable& table, int index, Bounds bounds);
   ~IndexCursor();
   bool Next(RowId* id);
   // The key bytes of the entry that Next() gave last; valid until the next call.
@@ -253,70 +262,70 @@ class Database {
   // Makes an empty database, whole or not at all; kExists when the file is there.
   static void Create(FileSystem& files, const std::string& path, Format format);
 
-  virtual ~Database() = default;  // drops what was not made durable
+  explicit Database(std::unique_ptr<DatabaseImpl> impl);
+  ~Database();  // drops what was not made durable
+  Database(const Database&) = delete;
+  Database& operator=(const Database&) = delete;
 
-  virtual const std::string& path() const = 0;
-  virtual Format format() const = 0;
-  virtual bool writable() const = 0;
+  const std::string& path() const;
+  Format format() const;
+  bool writable() const;
   // Why it is not writable, as a sentence for the user.
-  virtual std::string read_only_sentence() const = 0;
+  std::string read_only_sentence() const;
 
   // kCorrupt when the map of free pages cannot be read.
-  virtual FileFacts Facts() = 0;
+  FileFacts Facts();
 
-  virtual std::vector<CatalogEntry> Catalog() = 0;
+  std::vector<CatalogEntry> Catalog();
   // The table of that name in any letter case; null when there is none (a query or link of that name is
   // none). The same object every time, until the table is dropped or a statement that changed its definition
   // is rolled back.
-  virtual std::shared_ptr<Table> FindTable(std::string_view name) = 0;
+  std::shared_ptr<Table> FindTable(std::string_view name);
   // Counts changes of the catalog: a table came, went or changed its definition.
-  virtual std::uint64_t schema_version() const = 0;
+  std::uint64_t schema_version() const;
 
-  virtual void CreateTable(const std::string& name, const std::vector<NewColumn>& columns,
-                           const std::vector<NewIndex>& indexes) = 0;
-  virtual void DropTable(const std::string& name) = 0;
-  virtual void AddColumn(const std::string& table, const NewColumn& column) = 0;
-  virtual void CreateIndex(const std::string& table, const NewIndex& index) = 0;
-  virtual void DropIndex(const std::string& table, const std::string& index) = 0;
+  void CreateTable(const std::string& name, const std::vector<NewColumn>& columns,
+                   const std::vector<NewIndex>& indexes);
+  void DropTable(const std::string& name);
+  void AddColumn(const std::string& table, const NewColumn& column);
+  void CreateIndex(const std::string& table, const NewIndex& index);
+  void DropIndex(const std::string& table, const std::string& index);
 
   // See StatementScope.
-  virtual void BeginStatement() = 0;
-  virtual void CommitStatement() = 0;
-  virtual void RollbackStatement() = 0;
+  void BeginStatement();
+  void CommitStatement();
+  void RollbackStatement();
 
   // See PageStore. Table objects stay what they are over a revert, except of tables whose definition has
   // changed since the mark: those can be read on but not changed through.
-  virtual void Mark() = 0;
-  virtual void RevertToMark() = 0;
-  virtual void Persist() = 0;
-  virtual void Checkpoint() = 0;
-  virtual bool has_changes() const = 0;
-  virtual Durability durability() const = 0;
+  void Mark();
+  void RevertToMark();
+  void Persist();
+  void Checkpoint();
+  bool has_changes() const;
+  Durability durability() const;
 
   // For the checker and tests.
-  virtual PageStore& pages() = 0;
+  PageStore& pages();
+  // What stands behind it, for the store itself and its tests.
+  DatabaseImpl& impl() const { return *impl_; }
 
- protected:
-  // To refuse changes through an object that a newer definition has replaced.
-  static TableDef& MutableDef(Table& table) { return table.def_; }
+ private:
+  std::unique_ptr<DatabaseImpl> impl_;
 };
 
 // Everything between construction and Commit() happens whole or, when Commit() is not reached, not at all.
 class StatementScope {
  public:
-  explicit StatementScope(Database& database) : database_(database) { database_.BeginStatement(); }
-  ~StatementScope() {
-    if (open_) database_.RollbackStatement();
-  }
+  explicit StatementScope(Database& database);
+  explicit StatementScope(DatabaseImpl& database);
+  ~StatementScope();
   StatementScope(const StatementScope&) = delete;
   StatementScope& operator=(const StatementScope&) = delete;
-  void Commit() {
-    database_.CommitStatement();
-    open_ = false;
-  }
+  void Commit();
 
  private:
-  Database& database_;
+  DatabaseImpl& database_;
   bool open_ = true;
 };
 

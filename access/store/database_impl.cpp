@@ -13,70 +13,7 @@ namespace {
 
 constexpr const char* kReplacedReason = "its definition has changed meanwhile";
 
-std::string NamesFile(const std::string& path) { return fmt::format("\"{}\"", path); }
-
-// What would keep changes from being saved, though the file itself can be written.
-void RequireSavable(FileSystem& files, const std::string& path, const std::string& journal) {
-  if (files.LinkCount(path) > 1) {
-    throw Error(ErrorKind::kReadOnly,
-                fmt::format("{} has another name (a hard link) and cannot be changed safely: a program that "
-                            "opens it by that one would not find the journal of what is done here.",
-                            NamesFile(path)));
-  }
-  const std::string why = files.WhyNotCreate(journal);
-  if (why.empty()) return;
-  throw Error(ErrorKind::kReadOnly,
-              fmt::format("{} cannot be saved, because no journal can be made beside it ({}).",
-                          NamesFile(path), why));
-}
-
 }  // namespace
-
-std::string JournalPath(FileSystem& files, const std::string& database_path) {
-  return files.ResolveLinks(database_path) + kJournalSuffix;
-}
-
-std::unique_ptr<Database> Database::Open(FileSystem& files, const std::string& path, OpenMode mode,
-                                         const Options& options) {
-  if (mode == OpenMode::kCreateNew) throw Error(ErrorKind::kInvalid, "A new database is made with Create.");
-  // Journal and lock file stand beside the file itself, by whatever link it is opened.
-  const std::string home = files.ResolveLinks(path);
-  const std::string journal = JournalPath(files, path);
-  std::unique_ptr<File> file = files.Open(path, mode);
-  FileHeader header = ReadFileHeader(*file, path);
-  if (mode == OpenMode::kReadWrite) {
-    if (header.format->jet3 || header.read_only_version) {
-      file.reset();
-      return Open(files, path, OpenMode::kRead, options);
-    }
-    RequireSavable(files, home, journal);
-    const std::string users = files.AccessUsers(home);
-    if (!users.empty()) {
-      throw Error(ErrorKind::kLocked, fmt::format("{} is open in Access, by {}.", NamesFile(path), users));
-    }
-  }
-  if (mode == OpenMode::kReadWrite && header.unfinished_write) {
-    // Page 0 says so; none of the files seen that were closed in order does.
-    throw Error(
-        ErrorKind::kCorrupt,
-        fmt::format("{} was left by Access in the middle of a write and may be damaged. Let Access open "
-                    "and repair it before it is changed here; it can be read.",
-                    NamesFile(path)));
-  }
-  if (!files.Exists(journal) && file->Size() % header.format->page_size != 0) {
-    throw Error(ErrorKind::kCorrupt, fmt::format("{} is cut short: it ends within a page.", NamesFile(path)));
-  }
-  PageStoreOptions page_options = options.pages;
-  page_options.max_file_bytes = std::min(page_options.max_file_bytes, header.format->max_file_bytes);
-  auto pages = std::make_unique<PageStore>(files, std::move(file), journal, mode == OpenMode::kReadWrite,
-                                           header.format->page_size, page_options);
-  return std::make_unique<DatabaseImpl>(path, std::move(pages), header);
-}
-
-void Database::Create(FileSystem& files, const std::string& path, Format format) {
-  if (format == Format::kJet3) throw Error(ErrorKind::kNotSupported, "Access 97 databases cannot be made.");
-  MakeEmptyDatabase(files, path, GetFormatInfo(format));
-}
 
 DatabaseImpl::DatabaseImpl(std::string path, std::unique_ptr<PageStore> pages, const FileHeader& header)
     : path_(std::move(path)),
@@ -107,16 +44,17 @@ FileFacts DatabaseImpl::Facts() {
           .unfinished_write = header_.unfinished_write};
 }
 
-std::shared_ptr<StoredTable> DatabaseImpl::LoadTable(PageNo tdef_page, const std::string& name,
-                                                     const std::string& properties, bool system) {
+std::shared_ptr<Table> DatabaseImpl::LoadTable(PageNo tdef_page, const std::string& name,
+                                               const std::string& properties, bool system) {
   if (const auto it = tables_.find(tdef_page); it != tables_.end()) return it->second;
   Definition d = ReadDefinition(*pages_, definition_context(), tdef_page);
   d.def.name = name;
   d.def.system |= system;
   ApplyProperties(properties, *header_.format, &d.def);
   if (header_.read_only_version) d.def.read_only_reason = "the version of the file is known for reading only";
-  auto table = MakeStoredTable(context_, std::move(d.def), std::move(d.layout));
-  if (pages_->in_statement()) table->OnBeginStatement();
+  auto table =
+      std::make_shared<Table>(std::make_unique<StoredTable>(context_, std::move(d.def), std::move(d.layout)));
+  if (pages_->in_statement()) table->stored().OnBeginStatement();
   tables_[tdef_page] = table;
   return table;
 }
@@ -130,20 +68,20 @@ std::shared_ptr<Table> DatabaseImpl::FindTable(std::string_view name) {
 }
 
 StoredTable* DatabaseImpl::TableAt(PageNo tdef_page) {
-  if (const auto it = tables_.find(tdef_page); it != tables_.end()) return it->second.get();
+  if (const auto it = tables_.find(tdef_page); it != tables_.end()) return &it->second->stored();
   const CatalogRow* row = catalog_->FindTableAt(tdef_page);
   if (row == nullptr) return nullptr;
-  return LoadTable(tdef_page, row->entry.name, catalog_->Properties(*row), row->entry.system()).get();
+  return &LoadTable(tdef_page, row->entry.name, catalog_->Properties(*row), row->entry.system())->stored();
 }
 
 void DatabaseImpl::BeginStatement() {
   pages_->BeginStatement();
-  for (const auto& [page, table] : tables_) table->OnBeginStatement();
+  for (const auto& [page, table] : tables_) table->stored().OnBeginStatement();
 }
 
 void DatabaseImpl::CommitStatement() {
   pages_->CommitStatement();
-  for (const auto& [page, table] : tables_) table->OnCommitStatement();
+  for (const auto& [page, table] : tables_) table->stored().OnCommitStatement();
   for (const auto& [page, old] : replaced_) replaced_since_mark_.insert(page);
   replaced_.clear();
 }
@@ -159,26 +97,26 @@ void DatabaseImpl::RollbackStatement() {
     if (old.table == nullptr) {
       tables_.erase(page);
     } else if (old.node) {
-      MutableDef(*old.table).read_only_reason = std::move(old.read_only_reason);
+      old.table->stored().SwapReadOnlyReason(&old.read_only_reason);
       tables_.erase(page);
       tables_.insert(std::move(old.node));
     }
   }
   replaced_.clear();
-  for (const auto& [page, table] : tables_) table->OnRollbackStatement();
+  for (const auto& [page, table] : tables_) table->stored().OnRollbackStatement();
 }
 
 // What the tables keep in memory goes to their pages.
 void DatabaseImpl::FlushTables() {
   if (pages_->in_statement())
     throw Error(ErrorKind::kInvalid, "A checkpoint was asked for within a statement.");
-  const auto returns = [](const auto& item) { return item.second->has_pages_to_return(); };
+  const auto returns = [](const auto& item) { return item.second->stored().has_pages_to_return(); };
   if (std::any_of(tables_.begin(), tables_.end(), returns)) {
     StatementScope scope(*this);
-    for (const auto& [page, table] : tables_) table->ReturnPages();
+    for (const auto& [page, table] : tables_) table->stored().ReturnPages();
     scope.Commit();
   }
-  for (const auto& [page, table] : tables_) table->Flush();
+  for (const auto& [page, table] : tables_) table->stored().Flush();
 }
 
 void DatabaseImpl::Mark() {
@@ -200,12 +138,13 @@ void DatabaseImpl::RevertToMark() {
   for (const PageNo page : replaced_since_mark_) {
     const auto it = tables_.find(page);
     if (it == tables_.end()) continue;
-    MutableDef(*it->second).read_only_reason = kReplacedReason;
+    std::string reason = kReplacedReason;
+    it->second->stored().SwapReadOnlyReason(&reason);
     tables_.erase(it);
   }
   if (!replaced_since_mark_.empty()) ++schema_version_;
   replaced_since_mark_.clear();
-  for (const auto& [page, table] : tables_) table->OnRevert();
+  for (const auto& [page, table] : tables_) table->stored().OnRevert();
 }
 
 void DatabaseImpl::Persist() {
@@ -235,12 +174,12 @@ void DatabaseImpl::InStatement(const std::function<void()>& change) {
 
 std::string DatabaseImpl::read_only_sentence() const {
   if (header_.format->jet3) {
-    return fmt::format("{} is an Access 97 database, which can be read but not changed.", NamesFile(path_));
+    return fmt::format("{} is an Access 97 database, which can be read but not changed.", Quoted(path_));
   }
   if (header_.read_only_version) {
-    return fmt::format("{} is of a version of Access that is known for reading only.", NamesFile(path_));
+    return fmt::format("{} is of a version of Access that is known for reading only.", Quoted(path_));
   }
-  return fmt::format("The database {} is open for reading only.", NamesFile(path_));
+  return fmt::format("The database {} is open for reading only.", Quoted(path_));
 }
 
 void DatabaseImpl::RequireWritable() const {
@@ -272,7 +211,7 @@ void DatabaseImpl::Replace(PageNo tdef_page) {
   // Only the state before the statement matters, should it change a table twice.
   const auto [place, first] = replaced_.emplace(tdef_page, std::move(old));
   if (it != tables_.end()) {
-    MutableDef(*it->second).read_only_reason.swap(reason);
+    it->second->stored().SwapReadOnlyReason(&reason);
     auto node = tables_.extract(it);
     if (first) place->second.node = std::move(node);
   }

@@ -16,42 +16,48 @@
 #include "access/store/database.h"
 #include "access/store/file_header.h"
 #include "access/store/layout.h"
+#include "access/store/stored_table.h"
 #include "access/store/tdef.h"
 #include "access/store/tdef_write.h"
 
 namespace jet {
 
-class DatabaseImpl final : public Database, private TableSource, private PageOwners {
+// A path as it stands in sentences.
+inline std::string Quoted(const std::string& path) { return '"' + path + '"'; }
+
+class DatabaseImpl final : private TableSource, private PageOwners {
  public:
   DatabaseImpl(std::string path, std::unique_ptr<PageStore> pages, const FileHeader& header);
 
-  const std::string& path() const override { return path_; }
-  Format format() const override { return header_.format->format; }
-  bool writable() const override { return pages_->writable(); }
-  std::string read_only_sentence() const override;
+  // ---- See Database. ----
 
-  FileFacts Facts() override;
-  std::vector<CatalogEntry> Catalog() override { return catalog_->List(); }
-  std::shared_ptr<Table> FindTable(std::string_view name) override;
-  std::uint64_t schema_version() const override { return schema_version_; }
+  const std::string& path() const { return path_; }
+  Format format() const { return header_.format->format; }
+  bool writable() const { return pages_->writable(); }
+  std::string read_only_sentence() const;
 
+  FileFacts Facts();
+  bool has_changes() const { return pages_->has_changes(); }
+  Durability durability() const { return pages_->durability(); }
+  PageStore& pages() { return *pages_; }
+
+  void Mark();
+  void RevertToMark();
+  void Persist();
+  void Checkpoint();
+  void BeginStatement();
+  void CommitStatement();
+  void RollbackStatement();
+
+  std::vector<CatalogEntry> Catalog() { return catalog_->List(); }
+  std::shared_ptr<Table> FindTable(std::string_view name);
+  std::uint64_t schema_version() const { return schema_version_; }
   void CreateTable(const std::string& name, const std::vector<NewColumn>& columns,
-                   const std::vector<NewIndex>& indexes) override;
-  void DropTable(const std::string& name) override;
-  void AddColumn(const std::string& table, const NewColumn& column) override;
-  void CreateIndex(const std::string& table, const NewIndex& index) override;
-  void DropIndex(const std::string& table, const std::string& index) override;
-
-  void BeginStatement() override;
-  void CommitStatement() override;
-  void RollbackStatement() override;
-  void Mark() override;
-  void RevertToMark() override;
-  void Persist() override;
-  void Checkpoint() override;
-  bool has_changes() const override { return pages_->has_changes(); }
-  Durability durability() const override { return pages_->durability(); }
-  PageStore& pages() override { return *pages_; }
+                   const std::vector<NewIndex>& indexes);
+  void AddColumn(const std::string& table, const NewColumn& column);
+  void DropTable(const std::string& name);
+  void CreateIndex(const std::string& table, const NewIndex& index);
+  void DropIndex(const std::string& table, const std::string& index);
 
   // ---- For the checker, and for making new files. ----
 
@@ -61,9 +67,9 @@ class DatabaseImpl final : public Database, private TableSource, private PageOwn
     return {*header_.format, header_.lcid, header_.sort_version};
   }
   // The table whose definition begins on that page.
-  std::shared_ptr<StoredTable> LoadTable(PageNo tdef_page, const std::string& name,
-                                         const std::string& properties, bool system);
-  std::shared_ptr<StoredTable> core_table(PageNo tdef_page) { return tables_.at(tdef_page); }
+  std::shared_ptr<Table> LoadTable(PageNo tdef_page, const std::string& name, const std::string& properties,
+                                   bool system);
+  std::shared_ptr<Table> core_table(PageNo tdef_page) { return tables_.at(tdef_page); }
   // The catalog has been filled from outside.
   void ForgetCatalog() { catalog_->Forget(); }
   // Makes a table of exactly these columns and indexes, places assigned. `flags` as in the catalog.
@@ -75,7 +81,7 @@ class DatabaseImpl final : public Database, private TableSource, private PageOwn
   // A definition that is about to change.
   struct Change {
     const CatalogRow* row = nullptr;
-    std::shared_ptr<StoredTable> table;
+    std::shared_ptr<Table> table;
     std::vector<PageNo> chain;
     RawTdef raw;
     Definition definition;
@@ -91,7 +97,7 @@ class DatabaseImpl final : public Database, private TableSource, private PageOwn
   void FlushTables();
   const CatalogRow& RequireTable(const std::string& name);
   Change BeginChange(const std::string& table_name);
-  std::shared_ptr<StoredTable> EndChange(Change* change);
+  std::shared_ptr<Table> EndChange(Change* change);
   // Puts the table's object aside until the statement ends.
   void Replace(PageNo tdef_page);
   bool HasRelationship(const std::string& table_name);
@@ -101,14 +107,14 @@ class DatabaseImpl final : public Database, private TableSource, private PageOwn
   FileHeader header_;
   std::unique_ptr<PageAllocator> allocator_;
   StoreContext context_;
-  std::map<PageNo, std::shared_ptr<StoredTable>> tables_;
+  std::map<PageNo, std::shared_ptr<Table>> tables_;
   std::unique_ptr<jet::Catalog> catalog_;
   std::uint64_t schema_version_ = 1;
   // What stood in tables_ before the statement changed it; null: nothing.
   struct Replaced {
-    std::shared_ptr<StoredTable> table;
+    std::shared_ptr<Table> table;
     std::string read_only_reason;
-    std::map<PageNo, std::shared_ptr<StoredTable>>::node_type node;  // its place in tables_
+    std::map<PageNo, std::shared_ptr<Table>>::node_type node;  // its place in tables_
   };
   std::map<PageNo, Replaced> replaced_;
   std::set<PageNo> replaced_since_mark_;  // by statements that were committed

@@ -280,7 +280,7 @@ PageNo DatabaseImpl::MakeTable(const std::string& name, const TableSpec& spec, s
 }
 
 bool DatabaseImpl::HasRelationship(const std::string& table_name) {
-  const std::shared_ptr<StoredTable> table = LoadTable(header_.relationships, "MSysRelationships", {}, true);
+  const std::shared_ptr<Table> table = LoadTable(header_.relationships, "MSysRelationships", {}, true);
   const int columns[] = {table->def().FindColumn("szObject"), table->def().FindColumn("szReferencedObject")};
   TableCursor cursor(*table);
   Row row;
@@ -315,11 +315,11 @@ void DatabaseImpl::DropTable(const std::string& name) {
     }
   }
   InStatement([&] {
-    const auto table = std::static_pointer_cast<StoredTable>(FindTable(name));
-    Replace(table->layout().tdef_page);
+    const auto table = FindTable(name);
+    Replace(table->stored().layout().tdef_page);
     catalog_->Remove(row);
-    table->FreeData();
-    for (const PageNo page : table->layout().tdef_pages) allocator_->Free(page);
+    table->stored().FreeData();
+    for (const PageNo page : table->stored().layout().tdef_pages) allocator_->Free(page);
   });
 }
 
@@ -328,24 +328,24 @@ void DatabaseImpl::DropTable(const std::string& name) {
 DatabaseImpl::Change DatabaseImpl::BeginChange(const std::string& table_name) {
   Change c;
   c.row = &RequireTable(table_name);
-  c.table = std::static_pointer_cast<StoredTable>(FindTable(table_name));
+  c.table = FindTable(table_name);
   if (!c.table->def().read_only_reason.empty()) {
     throw Error(ErrorKind::kNotSupported, fmt::format("Table \"{}\" cannot be changed: {}.", table_name,
                                                       c.table->def().read_only_reason));
   }
   // The counters in the definition are to be the current ones, also for a new object.
-  c.table->Flush();
+  c.table->stored().Flush();
   const PageNo page = c.row->entry.id;
   c.raw = SplitTdef(ReadTdefStream(*pages_, *header_.format, page, &c.chain), *header_.format, page);
   c.definition = InterpretTdef(c.raw, definition_context(), page);
   return c;
 }
 
-std::shared_ptr<StoredTable> DatabaseImpl::EndChange(Change* change) {
+std::shared_ptr<Table> DatabaseImpl::EndChange(Change* change) {
   WriteTdefStream(context_, JoinTdef(&change->raw), &change->chain);
   const std::string name = change->row->entry.name;
   Replace(change->chain[0]);
-  return std::static_pointer_cast<StoredTable>(FindTable(name));
+  return FindTable(name);
 }
 
 void DatabaseImpl::AddColumn(const std::string& table, const NewColumn& column) {
@@ -401,8 +401,8 @@ void DatabaseImpl::AddColumn(const std::string& table, const NewColumn& column) 
     const std::string old_properties = catalog_->Properties(*c.row);
     const std::string properties = AddColumnProperties(old_properties, column);
     if (properties != old_properties) catalog_->SetProperties(*c.row, properties);
-    const std::shared_ptr<StoredTable> changed = EndChange(&c);
-    if (layout.variable_columns == 0) changed->RewriteOldRows();
+    const std::shared_ptr<Table> changed = EndChange(&c);
+    if (layout.variable_columns == 0) changed->stored().RewriteOldRows();
   });
 }
 
@@ -412,7 +412,7 @@ void DatabaseImpl::CreateIndex(const std::string& table, const NewIndex& index) 
     Change c = BeginChange(table);
     const TableDef& def = c.definition.def;
     IndexSpec spec = MakeIndexSpec(index);
-    std::uint32_t number = 0;
+    std::int32_t number = 0;
     for (const LogicalIndex& l : c.definition.logical_indexes) {
       if (SameName(l.name, index.name)) {
         throw Error(ErrorKind::kExists,
@@ -437,7 +437,7 @@ void DatabaseImpl::CreateIndex(const std::string& table, const NewIndex& index) 
     c.raw.counters.emplace_back(header_.format->tdef_counter_bytes, '\0');
     c.raw.real_indexes.push_back(MakeRealIndexBlock(spec, place));
     InsertLogicalIndex(MakeLogicalIndexBlock(spec, number, real), &c.raw);
-    EndChange(&c)->BuildIndex(real);
+    EndChange(&c)->stored().BuildIndex(real);
   });
 }
 
@@ -466,7 +466,7 @@ void DatabaseImpl::DropIndex(const std::string& table, const std::string& index)
     c.raw.logical_indexes.erase(c.raw.logical_indexes.begin() + (it - logical.begin()));
     // Another name for the same keys keeps them.
     if (users == 1) {
-      c.table->FreeIndex(real);
+      c.table->stored().FreeIndex(real);
       c.raw.counters.erase(c.raw.counters.begin() + real);
       c.raw.real_indexes.erase(c.raw.real_indexes.begin() + real);
       for (RawTdef::Named& l : c.raw.logical_indexes) {

@@ -38,9 +38,9 @@ struct TableLayout {
   // One end of an enforced relationship. Each end names the index it stands on, and the other end.
   struct Relationship {
     std::string name;
-    std::uint32_t number = 0;  // of the logical index that is this end
-    std::uint32_t index = 0;   // position in TableDef::indexes
-    bool referenced = false;   // this table holds the keys that the other one refers to
+    std::int32_t number = 0;  // of the logical index that is this end
+    std::uint32_t index = 0;  // position in TableDef::indexes
+    bool referenced = false;  // this table holds the keys that the other one refers to
     PageNo partner_table = 0;
     std::int32_t partner_number = -1;
     bool cascades_updates = false, cascades_deletes = false, sets_null = false;
@@ -104,37 +104,6 @@ struct StoreContext {
   TableSource* tables =
       nullptr;  // null: relationships cannot be kept, and changes that touch one are refused
 };
-
-// The Table that the database hands out, with what only the database may call.
-class StoredTable : public Table {
- public:
-  virtual const TableLayout& layout() const = 0;
-  // Writes row count, autonumber and distinct counts into the definition page (before a checkpoint).
-  virtual void Flush() = 0;
-  // Gives the pages back to the file on which no row is left, unless row identifiers are held. Must run
-  // inside a statement scope.
-  virtual bool has_pages_to_return() const = 0;
-  virtual void ReturnPages() = 0;
-  virtual void OnBeginStatement() = 0;
-  virtual void OnCommitStatement() = 0;
-  virtual void OnRollbackStatement() = 0;
-  // Pages were brought back to what they were before several statements: what is kept in memory is read anew.
-  virtual void OnRevert() = 0;
-  // Gives rows that were written without a variable part one, if the table has it now, and rows that are
-  // shorter than Access writes them their length. Access reads such rows as they are; other readers take the
-  // last values of a row for its offsets.
-  virtual void RewriteOldRows() = 0;
-  // Frees every page that belongs to the table's data: rows, long values, index trees, map bitmaps, map rows.
-  virtual void FreeData() = 0;
-  // Builds index `index` of def() from the rows (the root page exists and is empty). kConstraint when it is
-  // unique and they are not.
-  virtual void BuildIndex(int index) = 0;
-  virtual void FreeIndex(int index) = 0;
-  // Adds a row as it stands in another file of the same table, or in an older state of this one, without
-  // entries in the indexes.
-  virtual void CopyRow(const Row& row) = 0;
-};
-std::shared_ptr<StoredTable> MakeStoredTable(StoreContext& context, TableDef def, TableLayout layout);
 
 // The index key encoding of a column of this file.
 KeyColumn MakeKeyColumn(const ColumnDef& column, bool descending, Format format);

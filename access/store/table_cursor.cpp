@@ -2,12 +2,12 @@
 //
 // Nothing is remembered about a page but the slot reached: each step looks at the page anew, so rows may
 // move, change or vanish in between.
-#include "access/store/table_impl.h"
+#include "access/store/stored_table.h"
 
 namespace jet {
 
 struct TableCursor::State {
-  explicit State(StoredTableImpl& t) : table(t), rollbacks(t.rollbacks()) { table.HoldRowIds(); }
+  explicit State(StoredTable& t) : table(t), rollbacks(t.rollbacks()) { table.HoldRowIds(); }
   ~State() { table.ReleaseRowIds(); }
   State(const State&) = delete;
   State& operator=(const State&) = delete;
@@ -26,7 +26,7 @@ struct TableCursor::State {
     return true;
   }
 
-  StoredTableImpl& table;
+  StoredTable& table;
   std::uint64_t rollbacks;
   PageRef page;
   PageNo page_no = 0;
@@ -34,8 +34,8 @@ struct TableCursor::State {
   bool done = false;
 };
 
-TableCursor::TableCursor(Table& table)
-    : state_(std::make_unique<State>(static_cast<StoredTableImpl&>(table))) {}
+TableCursor::TableCursor(StoredTable& table) : state_(std::make_unique<State>(table)) {}
+TableCursor::TableCursor(Table& table) : TableCursor(table.stored()) {}
 TableCursor::~TableCursor() = default;
 
 bool TableCursor::Next(Row* row, RowId* id) {
@@ -81,7 +81,7 @@ bool TableCursor::Next(Row* row, RowId* id) {
 }
 
 struct IndexCursor::State {
-  State(StoredTableImpl& t, int i, Bounds b)
+  State(StoredTable& t, int i, Bounds b)
       : table(t), index(i), bounds(std::move(b)), rollbacks(t.rollbacks()) {
     cursor.emplace(t.tree(i));
     table.HoldRowIds();
@@ -122,7 +122,7 @@ struct IndexCursor::State {
     while (cursor->valid() && cursor->key() == last_key && cursor->row() <= last_row) cursor->Next();
   }
 
-  StoredTableImpl& table;
+  StoredTable& table;
   int index;
   Bounds bounds;
   std::uint64_t rollbacks;
@@ -133,8 +133,10 @@ struct IndexCursor::State {
   bool done = false;
 };
 
+IndexCursor::IndexCursor(StoredTable& table, int index, Bounds bounds)
+    : state_(std::make_unique<State>(table, index, std::move(bounds))) {}
 IndexCursor::IndexCursor(Table& table, int index, Bounds bounds)
-    : state_(std::make_unique<State>(static_cast<StoredTableImpl&>(table), index, std::move(bounds))) {}
+    : IndexCursor(table.stored(), index, std::move(bounds)) {}
 IndexCursor::~IndexCursor() = default;
 
 bool IndexCursor::Next(RowId* id) {

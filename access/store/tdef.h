@@ -41,7 +41,7 @@ struct RawTdef {
 struct LogicalIndex {
   enum Kind : std::uint8_t { kOrdinary = 0, kPrimary = 1, kForeign = 2 };
   std::string name;
-  std::uint32_t number = 0;
+  std::int32_t number = 0;
   std::uint32_t real = 0;  // position in TableDef::indexes
   std::uint8_t kind = kOrdinary;
   // Of a foreign kind: the other table, the number of its logical index, and 1 when this table is the one

@@ -3,13 +3,8 @@
 
 #include "tests/access/store/store_fixture.h"
 
-namespace jet {
+namespace jet::testing {
 namespace {
-
-using testing::Column;
-using testing::Index;
-using testing::KindOfError;
-using testing::TestFile;
 
 class LongValueTest : public ::testing::Test {
  protected:
@@ -122,4 +117,4 @@ TEST_F(LongValueTest, DamagedChainsEndInAnError) {
 }
 
 }  // namespace
-}  // namespace jet
+}  // namespace jet::testing

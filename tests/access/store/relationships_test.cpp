@@ -49,7 +49,7 @@ class Family : public OpenDatabase {
                     {Idx("PrimaryKey", {"id"}, true, true), Idx("toParent", {"parent", "code"})});
     const PageNo parents = db->FindTable("parents")->def().tdef_page;
     const PageNo children = db->FindTable("children")->def().tdef_page;
-    auto& impl = static_cast<DatabaseImpl&>(*db);
+    auto& impl = db->impl();
     InStatement([&] {
       AddEnd(impl, ".rB", parents, children, 0, true, kNumber, kNumber + 1, cascades);
       AddEnd(impl, "family", children, parents, 1, false, kNumber + 1, kNumber, cascades);
@@ -179,7 +179,7 @@ TEST(Relationships, CascadesMeetInOneRow) {
   };
   const PageNo root = table("root", {"id"}), left = table("left", {"id", "root"}),
                right = table("right", {"id", "root"}), leaf = table("leaf", {"id", "left", "right"});
-  auto& impl = static_cast<DatabaseImpl&>(*d.db);
+  auto& impl = d.db->impl();
   std::uint32_t number = 7;
   const auto relate = [&](PageNo parent, PageNo child, std::uint32_t index) {
     const Cascades all{true, true, false};
@@ -228,7 +228,7 @@ TEST(Relationships, OfATableToItself) {
     d->CreateTable("tree", {Col("id", ColumnType::kLong), Col("over", ColumnType::kLong)},
                    {Idx("PrimaryKey", {"id"}, true, true), Idx("over", {"over"})});
     const PageNo tree = d->FindTable("tree")->def().tdef_page;
-    auto& impl = static_cast<DatabaseImpl&>(*d.db);
+    auto& impl = d.db->impl();
     d.InStatement([&] {
       AddEnd(impl, ".rB", tree, tree, 0, true, 7, 8, {cascades, cascades, false});
       AddEnd(impl, "self", tree, tree, 1, false, 8, 7, {cascades, cascades, false});
@@ -270,7 +270,7 @@ TEST(Relationships, OfATableToItself) {
 TEST(Relationships, AnEndThatLeadsNowhereIsDamage) {
   OpenDatabase d;
   d->CreateTable("t", {Col("id", ColumnType::kLong)}, {Idx("i", {"id"})});
-  auto& impl = static_cast<DatabaseImpl&>(*d.db);
+  auto& impl = d.db->impl();
   d.InStatement([&] { AddEnd(impl, "r", d->FindTable("t")->def().tdef_page, 3, 0, false, 8, 7, {}); });
   d.CheckpointAndReopen();
   const auto [kind, text] =
@@ -286,7 +286,7 @@ TEST(DefinitionLimits, MoreIndexesThanCanBeMaintainedMakeATableReadOnly) {
   for (int i = 0; i < 32; ++i) indexes.push_back(Idx("i" + std::to_string(i), {"id"}));
   d->CreateTable("t", {Col("id", ColumnType::kLong)}, indexes);
   d.InStatement([&] { d->FindTable("t")->Insert({Value::Integer(1)}); });
-  auto& impl = static_cast<DatabaseImpl&>(*d.db);
+  auto& impl = d.db->impl();
   const FormatInfo& f = impl.context().format;
   d.InStatement([&] {
     const PageNo page = d->FindTable("t")->def().tdef_page;

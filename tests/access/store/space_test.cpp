@@ -39,10 +39,10 @@ class Space : public ::testing::Test {
     });
   }
   std::vector<PageNo> OwnedPages(const std::string& name) {
-    const auto table = std::static_pointer_cast<StoredTable>(db->FindTable(name));
-    return UsageMap(Impl().context(), table->layout().owned_map).Pages();
+    const auto table = db->FindTable(name);
+    return UsageMap(Impl().context(), table->stored().layout().owned_map).Pages();
   }
-  DatabaseImpl& Impl() { return static_cast<DatabaseImpl&>(*db.db); }
+  DatabaseImpl& Impl() { return db->impl(); }
 
   OpenDatabase db;
 };
@@ -197,8 +197,8 @@ TEST_F(LyingMap, APageThatSomethingOwnsIsNotGivenOut) {
   MakeTable("t", ColumnType::kMemo);
   Insert(*db->FindTable("t"), 0, 50, 900);
   db.CheckpointAndReopen();
-  auto table = std::static_pointer_cast<StoredTable>(db->FindTable("t"));
-  const TableLayout layout = table->layout();
+  auto table = db->FindTable("t");
+  const TableLayout layout = table->stored().layout();
   const PageNo root = table->def().indexes[0].root;
   table.reset();
   const PageNo rows = OwnedPages("t").front();

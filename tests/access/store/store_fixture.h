@@ -14,7 +14,7 @@
 #include "access/store/data_page.h"
 #include "access/store/format.h"
 #include "access/store/layout.h"
-#include "access/store/table_impl.h"
+#include "access/store/stored_table.h"
 #include "access/store/usage_map.h"
 
 namespace jet::testing {
@@ -80,7 +80,7 @@ class TestFile {
     }
     def.columns = std::move(columns);
     def.indexes = std::move(indexes);
-    auto table = MakeStoredTable(*context_, def, layout);
+    auto table = std::make_shared<StoredTable>(*context_, def, layout);
     tables_.push_back(table);
     return table;
   }
@@ -139,7 +139,7 @@ inline IndexDef Index(const std::string& name, std::vector<std::uint16_t> column
 }
 
 // The rows in the order of a scan.
-inline std::vector<std::vector<Value>> Rows(Table& table) {
+inline std::vector<std::vector<Value>> Rows(StoredTable& table) {
   std::vector<std::vector<Value>> rows;
   TableCursor cursor(table);
   Row row;

@@ -68,7 +68,7 @@ void CheckConsistent(TestFile& file, StoredTable& table, const std::map<RowId, R
       }
       if (!(all_null && index.ignore_nulls)) want.emplace(table.MakeKey(static_cast<int>(i), key), id);
     }
-    BTree::Cursor cursor(static_cast<StoredTableImpl&>(table).tree(static_cast<int>(i)));
+    BTree::Cursor cursor(table.tree(static_cast<int>(i)));
     for (cursor.SeekFirst(); cursor.valid(); cursor.Next()) {
       have.emplace(std::string(cursor.key()), cursor.row());
     }
@@ -110,6 +110,78 @@ std::string RandomText(std::mt19937& random, std::size_t most) {
   return s;
 }
 
+Value RandomValue(std::mt19937& random, int column) {
+  if (column > 1 && column != 4 && random() % 4 == 0) return Value::Null();
+  switch (column) {
+    case 0:
+      return Value::Integer(random() % 60);
+    case 1:
+      return Value::Integer(random() % 60);
+    case 2:
+      return Value::Text(RandomText(random, random() % 3 == 0 ? 250 : 12));
+    case 3:
+      return Value::Text(RandomText(random, random() % 3 == 0 ? 6000 : 60));
+    case 4:
+      return Value::Integer(random() % 2 == 0 ? -1 : 0);
+    case 5:
+      return Value::Real(random() % 100 / 4.0);
+    default:
+      return Value::Blob(RandomText(random, random() % 4 == 0 ? 9000 : 80));
+  }
+}
+
+using Model = std::map<RowId, Record>;
+
+// Whether a unique index forbids the record.
+bool Conflicts(const StoredTable& table, const Model& model, const Record& r, RowId self) {
+  for (const auto& [id, other] : model) {
+    if (id == self) continue;
+    if (other[0] == r[0] && other[1] == r[1]) return true;
+    if (r[5].is_null() && r[2].is_null()) continue;
+    if (table.MakeKey(3, {other[5], other[2]}) == table.MakeKey(3, {r[5], r[2]})) return true;
+  }
+  return false;
+}
+
+// Inserts, changes or deletes a row.
+void RandomChange(std::mt19937& random, StoredTable& table, Model& model) {
+  const unsigned kind = random() % 10;
+  if (kind < 5 || model.empty()) {
+    Record r;
+    for (int c = 0; c < 7; ++c) r.push_back(RandomValue(random, c));
+    if (Conflicts(table, model, r, RowId())) {
+      ASSERT_EQ(KindOfError([&] { table.Insert(r); }), ErrorKind::kDuplicate);
+    } else {
+      const RowId id = table.Insert(r);
+      ASSERT_TRUE(model.emplace(id, r).second) << "a live row identifier was given again";
+    }
+    return;
+  }
+  auto at = model.begin();
+  std::advance(at, random() % model.size());
+  if (kind < 8) {
+    std::vector<ColumnChange> changes;
+    Record r = at->second;
+    for (unsigned n = 0; n < 1 + random() % 3; ++n) {
+      const int c = random() % 7;
+      changes.push_back({c, RandomValue(random, c)});
+      r[c] = changes.back().value;
+    }
+    if (Conflicts(table, model, r, at->first)) {
+      ASSERT_EQ(KindOfError([&] { table.Update(at->first, changes); }), ErrorKind::kDuplicate);
+    } else {
+      table.Update(at->first, changes);
+      at->second = r;
+    }
+    return;
+  }
+  const RowId gone = at->first;
+  table.Delete(gone);
+  model.erase(at);
+  Row row;
+  ASSERT_FALSE(table.Fetch(gone, &row));
+}
+
 // Random statements, some taken back, against a plain map of records.
 TEST(TableTest, RandomStatementsAgainstAModel) {
   for (const unsigned seed : {1u, 2u, 3u, 4u}) {
@@ -119,78 +191,13 @@ TEST(TableTest, RandomStatementsAgainstAModel) {
     file.Begin();
     auto table = file.MakeTable(WideColumns(), WideIndexes());
     file.Commit();
-    std::map<RowId, Record> model;
-    const auto random_value = [&](int column) {
-      if (column > 1 && column != 4 && random() % 4 == 0) return Value::Null();
-      switch (column) {
-        case 0:
-          return Value::Integer(random() % 60);
-        case 1:
-          return Value::Integer(random() % 60);
-        case 2:
-          return Value::Text(RandomText(random, random() % 3 == 0 ? 250 : 12));
-        case 3:
-          return Value::Text(RandomText(random, random() % 3 == 0 ? 6000 : 60));
-        case 4:
-          return Value::Integer(random() % 2 == 0 ? -1 : 0);
-        case 5:
-          return Value::Real(random() % 100 / 4.0);
-        default:
-          return Value::Blob(RandomText(random, random() % 4 == 0 ? 9000 : 80));
-      }
-    };
-    // What a unique index forbids.
-    const auto conflicts = [&](const Record& r, RowId self) {
-      for (const auto& [id, other] : model) {
-        if (id == self) continue;
-        if (other[0] == r[0] && other[1] == r[1]) return true;
-        if (r[5].is_null() && r[2].is_null()) continue;
-        if (table->MakeKey(3, {other[5], other[2]}) == table->MakeKey(3, {r[5], r[2]})) return true;
-      }
-      return false;
-    };
+    Model model;
     for (int statement = 0; statement < 250; ++statement) {
       const auto before = model;
       file.Begin();
       const bool held = random() % 5 == 0;
       if (held) table->HoldRowIds();
-      for (unsigned step = 0; step < 1 + random() % 12; ++step) {
-        const unsigned kind = random() % 10;
-        if (kind < 5 || model.empty()) {
-          Record r;
-          for (int c = 0; c < 7; ++c) r.push_back(random_value(c));
-          if (conflicts(r, RowId())) {
-            ASSERT_EQ(KindOfError([&] { table->Insert(r); }), ErrorKind::kDuplicate);
-          } else {
-            const RowId id = table->Insert(r);
-            ASSERT_TRUE(model.emplace(id, r).second) << "a live row identifier was given again";
-          }
-          continue;
-        }
-        auto at = model.begin();
-        std::advance(at, random() % model.size());
-        if (kind < 8) {
-          std::vector<ColumnChange> changes;
-          Record r = at->second;
-          for (unsigned n = 0; n < 1 + random() % 3; ++n) {
-            const int c = static_cast<int>(random() % 7);
-            changes.push_back({c, random_value(c)});
-            r[static_cast<std::size_t>(c)] = changes.back().value;
-          }
-          if (conflicts(r, at->first)) {
-            ASSERT_EQ(KindOfError([&] { table->Update(at->first, changes); }), ErrorKind::kDuplicate);
-          } else {
-            table->Update(at->first, changes);
-            at->second = r;
-          }
-        } else {
-          const RowId gone = at->first;
-          table->Delete(gone);
-          model.erase(at);
-          Row row;
-          ASSERT_FALSE(table->Fetch(gone, &row));
-        }
-      }
+      for (unsigned step = 0; step < 1 + random() % 12; ++step) RandomChange(random, *table, model);
       if (held) table->ReleaseRowIds();
       if (random() % 4 == 0) {
         file.Rollback();
@@ -325,7 +332,7 @@ TEST(TableTest, OldRowsAndDroppedColumns) {
   def.columns.insert(def.columns.end(), {late, flag, text});
   layout.max_columns = 7;
   layout.variable_columns = 3;
-  auto altered = MakeStoredTable(file.context(), def, layout);
+  auto altered = std::make_shared<StoredTable>(file.context(), def, layout);
   altered->OnBeginStatement();
   const Record old = {Value::Integer(1), Value::Text("bee"), Value::Real(2),
                       Value::Null(),     Value::Integer(0),  Value::Null()};
@@ -387,7 +394,7 @@ TEST(TableTest, AutonumbersAndCountersFollowTheStatement) {
   EXPECT_EQ(ids, (std::vector<std::int64_t>{1, 10, 11, 5, 12}));
   // Written down, and found again by another object for the same table.
   table->Flush();
-  const auto again = MakeStoredTable(file.context(), table->def(), table->layout());
+  const auto again = std::make_shared<StoredTable>(file.context(), table->def(), table->layout());
   EXPECT_EQ(again->row_count(), 5u);
   const PageRef page = file.pages().Read(table->layout().tdef_page);
   EXPECT_EQ(LoadLe<std::uint32_t>(page.data() + 20), 12u);
@@ -493,7 +500,7 @@ TEST(TableTest, ReadOnlyReasonsAndLargeRecords) {
   EXPECT_NE(text.find("record is too large"), std::string::npos) << text;
   TableDef def = table->def();
   def.read_only_reason = "it has calculated columns.";
-  auto read_only = MakeStoredTable(file.context(), def, table->layout());
+  auto read_only = std::make_shared<StoredTable>(file.context(), def, table->layout());
   EXPECT_EQ(KindOfError([&] { read_only->Insert(Record(20)); }, &text), ErrorKind::kNotSupported);
   EXPECT_NE(text.find("calculated"), std::string::npos) << text;
   file.Commit();
@@ -511,7 +518,7 @@ TEST(TableTest, BuildingAndFreeingAnIndex) {
   TableLayout layout = table->layout();
   layout.index_maps.clear();
   layout.distinct_count_offsets.clear();
-  auto filler = MakeStoredTable(file.context(), bare, layout);
+  auto filler = std::make_shared<StoredTable>(file.context(), bare, layout);
   filler->OnBeginStatement();
   std::map<RowId, Record> model;
   for (int i = 0; i < 3000; ++i) {
@@ -519,7 +526,7 @@ TEST(TableTest, BuildingAndFreeingAnIndex) {
     model[filler->Insert(r)] = r;
   }
   filler->Flush();
-  table = MakeStoredTable(file.context(), table->def(), table->layout());
+  table = std::make_shared<StoredTable>(file.context(), table->def(), table->layout());
   table->BuildIndex(0);
   table->BuildIndex(1);
   CheckConsistent(file, *table, model);

@@ -1,4 +1,6 @@
-// A file system for tests: files in memory, which fail or lose power when they are told to.
+// A file system in memory. A new database is made in one, and gets to its place as a whole
+// (create_database.cpp), which is why it stands among the engine's own files. For the tests its files fail or
+// lose power when they are told to.
 #pragma once
 
 #include <cstdint>

@@ -8,6 +8,7 @@
 
 #include "access/base/error.h"
 #include "access/base/interruption.h"
+#include "access/sql/column_filter.h"
 
 namespace jet::sql {
 namespace {
@@ -15,37 +16,6 @@ namespace {
 struct VirtualTable : sqlite3_vtab {
   TableHost* host = nullptr;
   std::shared_ptr<DeclaredTable> declared;
-};
-
-enum class ColumnClass : std::uint8_t { kWhole, kReal, kDecimal, kText, kBlob };
-
-ColumnClass ClassOf(ColumnType type) {
-  switch (TypeOf(type)) {
-    case Type::kBoolean:
-    case Type::kInteger:
-      return ColumnClass::kWhole;
-    case Type::kReal:
-    case Type::kDate:
-      return ColumnClass::kReal;
-    case Type::kDecimal:
-      return ColumnClass::kDecimal;
-    case Type::kText:
-      return ColumnClass::kText;
-    default:
-      return ColumnClass::kBlob;
-  }
-}
-
-// A comparison the cursor makes on each row, with SQLite's rules.
-struct Filter {
-  Op op = Op::kEqual;
-  int column = 0;
-  ColumnClass column_class = ColumnClass::kWhole;
-  bool is_text_column = false;  // Text or Memo: may be read without a Value
-  ValueKind kind = ValueKind::kNull;
-  std::int64_t integer = 0;
-  double real = 0;
-  std::string text;
 };
 
 // Rows collected from an index, to be read in the order of the table. As long as it lives, no other row takes
@@ -106,66 +76,9 @@ int Fail(TableHost* host, sqlite3_vtab* vtab) {
   return SQLITE_ERROR;
 }
 
-bool Holds(Op op, int order) {
-  switch (op) {
-    case Op::kEqual:
-      return order == 0;
-    case Op::kNotEqual:
-      return order != 0;
-    case Op::kLess:
-      return order < 0;
-    case Op::kLessEqual:
-      return order <= 0;
-    case Op::kGreater:
-      return order > 0;
-    default:
-      return order >= 0;
-  }
-}
-
-template <typename T>
-int Order(T a, T b) {
-  return a < b ? -1 : a > b ? 1 : 0;
-}
-
-bool Passes(Cursor& c, const Filter& f) {
-  if (f.op == Op::kPassesAll) return true;
-  if (f.op == Op::kIsNull) return c.row.IsNull(f.column);
-  if (c.row.IsNull(f.column)) return false;
-  if (f.op == Op::kIsNotNull) return true;
-  const bool number = f.kind == ValueKind::kInteger || f.kind == ValueKind::kReal;
-  switch (f.column_class) {
-    case ColumnClass::kWhole: {
-      if (!number) return Holds(f.op, -1);  // text and blobs come after numbers
-      const std::int64_t v = c.row.GetInteger(f.column);
-      return Holds(f.op, f.kind == ValueKind::kInteger ? Order(v, f.integer) : CompareIntegerReal(v, f.real));
-    }
-    case ColumnClass::kReal: {
-      if (!number) return Holds(f.op, -1);
-      const double v = c.row.GetReal(f.column);
-      return Holds(f.op, f.kind == ValueKind::kReal ? Order(v, f.real) : -CompareIntegerReal(f.integer, v));
-    }
-    case ColumnClass::kDecimal: {
-      if (!number) return Holds(f.op, -1);
-      const double v = c.row.Get(f.column).decimal().ToDouble();
-      return Holds(f.op, f.kind == ValueKind::kReal ? Order(v, f.real) : -CompareIntegerReal(f.integer, v));
-    }
-    default: {
-      if (f.kind == ValueKind::kBlob) return Holds(f.op, -1);
-      if (f.is_text_column) {
-        c.row.GetText(f.column, &c.buffer);
-      } else {
-        c.buffer = c.row.Get(f.column).bytes();
-      }
-      const int order = c.buffer.compare(f.text);
-      return Holds(f.op, order);
-    }
-  }
-}
-
 bool PassesAll(Cursor& c) {
   for (std::size_t i = 0; i < c.filter_count; ++i) {
-    if (!Passes(c, c.filters[i])) return false;
+    if (!Passes(c.filters[i], c.row, &c.buffer)) return false;
   }
   return true;
 }
@@ -288,34 +201,6 @@ int OpenCursor(sqlite3_vtab* base, sqlite3_vtab_cursor** out) {
 int CloseCursor(sqlite3_vtab_cursor* base) {
   delete static_cast<Cursor*>(base);
   return SQLITE_OK;
-}
-
-// Reads the value of a comparison, converted as SQLite would for a column of that class. False when the
-// comparison cannot be true.
-bool TakeValue(const PlannedValue& p, ColumnClass column_class, sqlite3_value* value, Filter* f) {
-  f->op = p.op;
-  f->column = p.column;
-  f->column_class = column_class;
-  f->kind = ValueKind::kNull;
-  if (p.op == Op::kIsNull || p.op == Op::kIsNotNull) return true;
-  int type = sqlite3_value_type(value);
-  if (type == SQLITE_NULL) return false;
-  if (column_class != ColumnClass::kText && type == SQLITE_TEXT) type = sqlite3_value_numeric_type(value);
-  if (type == SQLITE_BLOB) {
-    f->kind = ValueKind::kBlob;
-  } else if (column_class == ColumnClass::kText || type == SQLITE_TEXT) {
-    f->kind = ValueKind::kText;
-    const auto* text = reinterpret_cast<const char*>(sqlite3_value_text(value));
-    if (text == nullptr) throw std::bad_alloc();
-    f->text.assign(text, sqlite3_value_bytes(value));
-  } else if (type == SQLITE_INTEGER) {
-    f->kind = ValueKind::kInteger;
-    f->integer = sqlite3_value_int64(value);
-  } else {
-    f->kind = ValueKind::kReal;
-    f->real = sqlite3_value_double(value);
-  }
-  return true;
 }
 
 // The bounds of the index search for the values that the filters hold now; false when no row can satisfy

@@ -129,144 +129,17 @@ TEST_P(CheckTest, SoundFileHasNoFindings) {
   EXPECT_EQ(Describe(CheckDatabase(*p.db)), "");
 }
 
-TEST_P(CheckTest, EachDamageHasItsFinding) {
-  struct Case {
-    const char* expected;
-    bool fatal;
-    std::function<void(Patient&)> damage;
-  };
-  const std::vector<Case> cases = {
-      {"calls it free", true, [](Patient& p) { p.allocator->Free(p.Rows()); }},
-      {"is used twice", true,
-       [](Patient& p) {
-         UsageMap(*p.context, p.first.layout.owned_map).Add(p.FirstOf(p.second.layout.owned_map));
-       }},
-      {"does not own", true,
-       [](Patient& p) {
-         UsageMap(*p.context, p.first.layout.free_map).Add(p.FirstOf(p.second.layout.owned_map));
-       }},
-      {"past the end", true,
-       [](Patient& p) {
-         // The far end of an inline map.
-         const MapRow map = FindMapRow(*p.format, p.db->pages().Read(p.first.layout.owned_map.page).bytes(),
-                                       p.first.layout.owned_map);
-         p.Page(p.first.layout.owned_map.page)[map.row_offset + map.row_bytes - 1] = 0x80;
-       }},
-      {"holds something else", true, [](Patient& p) { StoreLe<std::uint32_t>(p.Page(p.Rows()) + 4, 99); }},
-      {"bounds of a row", true, [](Patient& p) { StoreLe<std::uint16_t>(p.Page(p.Rows()) + 16, 13); }},
-      {"free bytes of page", false, [](Patient& p) { p.Page(p.Rows())[2] ^= 1; }},
-      {"where there is no moved row", true,
-       [](Patient& p) {
-         RowSlot slot;
-         std::uint8_t* row = p.Slot(p.Rows(), kSlotPointer, &slot);
-         StorePointer(row, {p.Rows(), 0});
-       }},
-      {"have moved to", true,
-       [](Patient& p) {
-         // The second pointer row becomes a copy of the first.
-         std::uint8_t* data = p.Page(p.Rows());
-         std::uint8_t* before = nullptr;
-         for (unsigned i = 0; i < SlotCount(*p.format, data); ++i) {
-           const RowSlot slot = ReadSlot(*p.format, data, p.Rows(), i);
-           if (!slot.moved()) continue;
-           if (before != nullptr) std::copy_n(before, 4, data + slot.start);
-           before = data + slot.start;
-         }
-       }},
-      {"more columns than its table", true,
-       [](Patient& p) {
-         RowSlot slot;
-         *p.Slot(p.FirstOf(p.second.layout.owned_map), 0, &slot) = 5;
-       }},
-      {"does not have the key of the row", true,
-       [](Patient& p) {
-         RowSlot slot;
-         p.Slot(p.FirstOf(p.second.layout.owned_map), 0, &slot)[3] ^= 0x40;
-       }},
-      {"has no entry in", true,
-       [](Patient& p) {
-         RowId row;
-         const std::string key = p.FirstKey(p.second, 0, &row);
-         p.Tree(p.second, 0).Erase(key, row);
-       }},
-      {"where there is no row", true,
-       [](Patient& p) { p.Tree(p.second, 0).Insert(std::string("\x7F\x70\0\0\0", 5), RowId(3, 200)); }},
-      {"has two entries", true,
-       [](Patient& p) {
-         RowId row;
-         p.FirstKey(p.second, 0, &row);
-         p.Tree(p.second, 0).Insert(std::string("\x7F\x70\0\0\0", 5), row);
-       }},
-      {"same key", true,
-       [](Patient& p) {
-         RowId row;
-         const std::string key = p.FirstKey(p.second, 0, &row);
-         p.Tree(p.second, 0).Insert(key, RowId(row.page(), 1));
-       }},
-      {"not linked in their order", true,
-       [](Patient& p) {
-         const PageNo leaf = LoadLe<std::uint32_t>(p.Page(p.Root(0)) + 20);
-         StoreLe<std::uint32_t>(p.Page(leaf) + 12, 0);
-       }},
-      {"not in ascending order", true,
-       [](Patient& p) {
-         std::uint8_t* leaf = p.Page(p.second.def.indexes[0].root);
-         leaf[480 + 1] = 0xFF;
-       }},
-      {"missing in its page map", true,
-       [](Patient& p) { UsageMap(*p.context, p.first.layout.index_maps[0]).Remove(p.Root(0)); }},
-      {"which has been deleted", true,
-       [](Patient& p) { DeleteRow(*p.format, p.Page(p.LongValues()), p.LongValues(), 0); }},
-      {"which another value uses too", true,
-       [](Patient& p) {
-         // All long values that stand in one row of their own on the first page lead to the first of them.
-         const TableLayout& layout = p.first.layout;
-         std::string first;
-         for (const PageNo page : UsageMap(*p.context, layout.owned_map).Pages()) {
-           std::uint8_t* data = p.Page(page);
-           for (std::size_t i = 14; i + 12 < 4096; ++i) {
-             if (LoadLe<std::uint32_t>(data + i) != (3000u | 1u << 30)) {
-               continue;
-             }
-             if (first.empty()) first.assign(reinterpret_cast<char*>(data) + i + 4, 4);
-             std::copy(first.begin(), first.end(), data + i + 4);
-           }
-         }
-       }},
-      {"bytes more than its parts", true,
-       [](Patient& p) { ++p.Page(p.first.layout.tdef_page)[p.format->tdef_length_offset]; }},
-      {"have the id", true,
-       [](Patient& p) {
-         // A row of the catalog begins with the number of its columns and the id.
-         const Definition objects = p.Read("MSysObjects");
-         for (const PageNo page : UsageMap(*p.context, objects.layout.owned_map).Pages()) {
-           std::uint8_t* data = p.Page(page);
-           for (unsigned i = 0; i < SlotCount(*p.format, data); ++i) {
-             std::uint8_t* id = data + ReadSlot(*p.format, data, page, i).start + 2;
-             if (LoadLe<std::uint32_t>(id) != p.second.layout.tdef_page) continue;
-             StoreLe<std::uint32_t>(id, p.first.layout.tdef_page);
-           }
-         }
-       }},
-      {"where no table is", true, [](Patient& p) { p.Page(p.first.layout.tdef_page)[0] = 9; }},
-      {"holds a table definition that the catalog does not list", false,
-       [](Patient& p) {
-         const MutablePageRef page = p.allocator->Allocate();
-         page.mutable_data()[0] = kPageTdef;
-       }},
-      {"neither used nor free", false, [](Patient& p) { p.allocator->Allocate(); }},
-      {"map of free pages ends", true,
-       [](Patient& p) {
-         const MapRow map = FindMapRow(*p.format, p.db->pages().Read(1).bytes(), {1, 0});
-         // Its last bytes go to the row behind it.
-         std::uint8_t* data = p.Page(1);
-         StoreLe<std::uint16_t>(data + 14, static_cast<std::uint16_t>(map.row_offset + map.row_bytes - 8));
-         std::fill_n(data + map.row_offset + map.row_bytes - 8, 8, std::uint8_t{0});
-       }},
-  };
-  for (const Case& c : cases) {
+struct Damage {
+  const char* expected;
+  bool fatal;
+  std::function<void(Patient&)> damage;
+};
+
+// Each of them has its finding.
+void ExpectFindings(const std::string& content, const std::vector<Damage>& cases) {
+  for (const Damage& c : cases) {
     SCOPED_TRACE(c.expected);
-    Patient p(content_);
+    Patient p(content);
     c.damage(p);
     const std::vector<Finding> findings = CheckDatabase(*p.db);
     bool found = false;
@@ -275,6 +148,157 @@ TEST_P(CheckTest, EachDamageHasItsFinding) {
     }
     EXPECT_TRUE(found) << Describe(findings);
   }
+}
+
+TEST_P(CheckTest, DamageOfRowsHasItsFinding) {
+  ExpectFindings(
+      content_,
+      {
+          {"calls it free", true, [](Patient& p) { p.allocator->Free(p.Rows()); }},
+          {"is used twice", true,
+           [](Patient& p) {
+             UsageMap(*p.context, p.first.layout.owned_map).Add(p.FirstOf(p.second.layout.owned_map));
+           }},
+          {"does not own", true,
+           [](Patient& p) {
+             UsageMap(*p.context, p.first.layout.free_map).Add(p.FirstOf(p.second.layout.owned_map));
+           }},
+          {"past the end", true,
+           [](Patient& p) {
+             // The far end of an inline map.
+             const MapRow map =
+                 FindMapRow(*p.format, p.db->pages().Read(p.first.layout.owned_map.page).bytes(),
+                            p.first.layout.owned_map);
+             p.Page(p.first.layout.owned_map.page)[map.row_offset + map.row_bytes - 1] = 0x80;
+           }},
+          {"holds something else", true,
+           [](Patient& p) { StoreLe<std::uint32_t>(p.Page(p.Rows()) + 4, 99); }},
+          {"bounds of a row", true, [](Patient& p) { StoreLe<std::uint16_t>(p.Page(p.Rows()) + 16, 13); }},
+          {"free bytes of page", false, [](Patient& p) { p.Page(p.Rows())[2] ^= 1; }},
+          {"where there is no moved row", true,
+           [](Patient& p) {
+             RowSlot slot;
+             std::uint8_t* row = p.Slot(p.Rows(), kSlotPointer, &slot);
+             StorePointer(row, {p.Rows(), 0});
+           }},
+          {"have moved to", true,
+           [](Patient& p) {
+             // The second pointer row becomes a copy of the first.
+             std::uint8_t* data = p.Page(p.Rows());
+             std::uint8_t* before = nullptr;
+             for (unsigned i = 0; i < SlotCount(*p.format, data); ++i) {
+               const RowSlot slot = ReadSlot(*p.format, data, p.Rows(), i);
+               if (!slot.moved()) continue;
+               if (before != nullptr) std::copy_n(before, 4, data + slot.start);
+               before = data + slot.start;
+             }
+           }},
+          {"more columns than its table", true,
+           [](Patient& p) {
+             RowSlot slot;
+             *p.Slot(p.FirstOf(p.second.layout.owned_map), 0, &slot) = 5;
+           }},
+          {"does not have the key of the row", true,
+           [](Patient& p) {
+             RowSlot slot;
+             p.Slot(p.FirstOf(p.second.layout.owned_map), 0, &slot)[3] ^= 0x40;
+           }},
+      });
+}
+
+TEST_P(CheckTest, DamageOfIndexesHasItsFinding) {
+  ExpectFindings(
+      content_,
+      {
+          {"has no entry in", true,
+           [](Patient& p) {
+             RowId row;
+             const std::string key = p.FirstKey(p.second, 0, &row);
+             p.Tree(p.second, 0).Erase(key, row);
+           }},
+          {"where there is no row", true,
+           [](Patient& p) { p.Tree(p.second, 0).Insert(std::string("\x7F\x70\0\0\0", 5), RowId(3, 200)); }},
+          {"has two entries", true,
+           [](Patient& p) {
+             RowId row;
+             p.FirstKey(p.second, 0, &row);
+             p.Tree(p.second, 0).Insert(std::string("\x7F\x70\0\0\0", 5), row);
+           }},
+          {"same key", true,
+           [](Patient& p) {
+             RowId row;
+             const std::string key = p.FirstKey(p.second, 0, &row);
+             p.Tree(p.second, 0).Insert(key, RowId(row.page(), 1));
+           }},
+          {"not linked in their order", true,
+           [](Patient& p) {
+             const PageNo leaf = LoadLe<std::uint32_t>(p.Page(p.Root(0)) + 20);
+             StoreLe<std::uint32_t>(p.Page(leaf) + 12, 0);
+           }},
+          {"not in ascending order", true,
+           [](Patient& p) {
+             std::uint8_t* leaf = p.Page(p.second.def.indexes[0].root);
+             leaf[480 + 1] = 0xFF;
+           }},
+          {"missing in its page map", true,
+           [](Patient& p) { UsageMap(*p.context, p.first.layout.index_maps[0]).Remove(p.Root(0)); }},
+      });
+}
+
+TEST_P(CheckTest, DamageOfLongValuesAndDefinitionsHasItsFinding) {
+  ExpectFindings(content_,
+                 {
+                     {"which has been deleted", true,
+                      [](Patient& p) { DeleteRow(*p.format, p.Page(p.LongValues()), p.LongValues(), 0); }},
+                     {"which another value uses too", true,
+                      [](Patient& p) {
+                        // All long values that stand in one row of their own on the first page lead to the
+                        // first of them.
+                        const TableLayout& layout = p.first.layout;
+                        std::string first;
+                        for (const PageNo page : UsageMap(*p.context, layout.owned_map).Pages()) {
+                          std::uint8_t* data = p.Page(page);
+                          for (std::size_t i = 14; i + 12 < 4096; ++i) {
+                            if (LoadLe<std::uint32_t>(data + i) != (3000u | 1u << 30)) {
+                              continue;
+                            }
+                            if (first.empty()) first.assign(reinterpret_cast<char*>(data) + i + 4, 4);
+                            std::copy(first.begin(), first.end(), data + i + 4);
+                          }
+                        }
+                      }},
+                     {"bytes more than its parts", true,
+                      [](Patient& p) { ++p.Page(p.first.layout.tdef_page)[p.format->tdef_length_offset]; }},
+                     {"have the id", true,
+                      [](Patient& p) {
+                        // A row of the catalog begins with the number of its columns and the id.
+                        const Definition objects = p.Read("MSysObjects");
+                        for (const PageNo page : UsageMap(*p.context, objects.layout.owned_map).Pages()) {
+                          std::uint8_t* data = p.Page(page);
+                          for (unsigned i = 0; i < SlotCount(*p.format, data); ++i) {
+                            std::uint8_t* id = data + ReadSlot(*p.format, data, page, i).start + 2;
+                            if (LoadLe<std::uint32_t>(id) != p.second.layout.tdef_page) continue;
+                            StoreLe<std::uint32_t>(id, p.first.layout.tdef_page);
+                          }
+                        }
+                      }},
+                     {"where no table is", true, [](Patient& p) { p.Page(p.first.layout.tdef_page)[0] = 9; }},
+                     {"holds a table definition that the catalog does not list", false,
+                      [](Patient& p) {
+                        const MutablePageRef page = p.allocator->Allocate();
+                        page.mutable_data()[0] = kPageTdef;
+                      }},
+                     {"neither used nor free", false, [](Patient& p) { p.allocator->Allocate(); }},
+                     {"map of free pages ends", true,
+                      [](Patient& p) {
+                        const MapRow map = FindMapRow(*p.format, p.db->pages().Read(1).bytes(), {1, 0});
+                        // Its last bytes go to the row behind it.
+                        std::uint8_t* data = p.Page(1);
+                        StoreLe<std::uint16_t>(
+                            data + 14, static_cast<std::uint16_t>(map.row_offset + map.row_bytes - 8));
+                        std::fill_n(data + map.row_offset + map.row_bytes - 8, 8, std::uint8_t{0});
+                      }},
+                 });
 }
 
 // Counters are written by checkpoints; what a file says after that must be right.

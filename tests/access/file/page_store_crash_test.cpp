@@ -1,79 +1,18 @@
 // Crash safety by enumeration: work that is persisted, goes on, is persisted again and brought to the file
 // fails, or loses power, at every single operation; what the next open finds is exactly one of the states
 // that were persisted.
-#include <fmt/format.h>
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <random>
+#include <algorithm>
 #include <string>
 #include <vector>
 
-#include "access/file/journal.h"
-#include "access/file/page_store.h"
-#include "access/file/test_files.h"
 #include "tests/access/file/fault.h"
+#include "tests/access/file/interrupted_work.h"
 #include "tests/access/file/kind_of.h"
 
 namespace jet {
 namespace {
-
-constexpr std::uint32_t kPage = 2048;
-constexpr PageNo kPages = 400;
-const std::string kPath = "/data/a.mdb";
-const std::string kJournal = "/data/a.mdb-journal";
-
-void Fill(MutableBytes out, std::uint64_t seed) {
-  std::mt19937_64 random(seed);
-  for (std::size_t i = 0; i < out.size(); i += 8) StoreLe<std::uint64_t>(out.data() + i, random());
-}
-
-std::string OldContent() {
-  std::string content(kPages * kPage, '\0');
-  Fill({reinterpret_cast<std::uint8_t*>(content.data()), content.size()}, 7);
-  return content;
-}
-
-// Single pages, a run longer than the write buffer, the first and the last page, and appended pages, in a
-// cache that has to spill.
-void FirstWork(PageStore& store) {
-  std::uint64_t seed = 11;
-  const auto fill = [&](const MutablePageRef& page) { Fill(page.mutable_bytes(), ++seed); };
-  for (const PageNo page : {0u, 5u, 7u, 8u, kPages - 1}) fill(store.Write(page));
-  for (PageNo page = 100; page < 360; ++page) fill(store.Write(page));
-  for (int i = 0; i < 40; ++i) fill(store.Append());
-  store.BeginStatement();
-  fill(store.Write(5));
-  fill(store.Append());
-  store.RollbackStatement();
-}
-
-// Pages that the first work has changed and others. Before that more pages than the cache holds are changed
-// and taken back, so that records are given up; some of their slots are taken again.
-void SecondWork(PageStore& store) {
-  std::uint64_t seed = 5000;
-  const auto fill = [&](const MutablePageRef& page) { Fill(page.mutable_bytes(), ++seed); };
-  store.BeginStatement();
-  for (PageNo page = 20; page < 370; ++page) fill(store.Write(page));
-  for (int i = 0; i < 30; ++i) fill(store.Append());
-  store.RollbackStatement();
-  for (PageNo page = 340; page < 420; ++page) fill(store.Write(page));
-  for (int i = 0; i < 5; ++i) fill(store.Append());
-}
-
-// Every page written again, in a cache that has to spill.
-void WriteAll(PageStore& store, std::uint64_t seed) {
-  for (PageNo page = 0; page < store.page_count(); ++page) {
-    Fill(store.Write(page).mutable_bytes(), seed + page);
-  }
-}
-
-std::unique_ptr<PageStore> OpenStore(FileSystem& files, OpenMode mode = OpenMode::kReadWrite) {
-  PageStoreOptions options;
-  options.cache_bytes = 64 * kPage;
-  return std::make_unique<PageStore>(files, files.Open(kPath, mode), kJournal, mode == OpenMode::kReadWrite,
-                                     kPage, options);
-}
 
 const Fault kFaults[] = {
     {MemoryFileSystem::Failure::kIo, false, false, 0},
@@ -89,60 +28,6 @@ const Fault kFaults[] = {
     {MemoryFileSystem::Failure::kShortWrite, true, true, 4},
     {MemoryFileSystem::Failure::kShortWrite, true, true, 5},
 };
-
-// What the file holds after neither, the first, and both works.
-const std::string& State(int persisted) {
-  static const std::vector<std::string> states = [] {
-    MemoryFileSystem files;
-    files.SetContent(kPath, OldContent());
-    std::vector<std::string> made = {files.Content(kPath)};
-    const auto store = OpenStore(files);
-    FirstWork(*store);
-    store->Checkpoint();
-    made.push_back(files.Content(kPath));
-    SecondWork(*store);
-    store->Checkpoint();
-    made.push_back(files.Content(kPath));
-    return made;
-  }();
-  return states[static_cast<std::size_t>(persisted)];
-}
-
-int StateOf(const std::string& content) {
-  for (int i = 0; i < 3; ++i) {
-    if (content == State(i)) return i;
-  }
-  return -1;
-}
-
-// Reads every page, without a byte being written.
-std::string ContentThroughStore(MemoryFileSystem& files) {
-  const std::uint64_t operations = files.operations();
-  const auto store = OpenStore(files, OpenMode::kRead);
-  std::string content;
-  for (PageNo page = 0; page < store->page_count(); ++page) {
-    const PageRef ref = store->Read(page);
-    content.append(reinterpret_cast<const char*>(ref.data()), kPage);
-  }
-  EXPECT_EQ(files.operations(), operations);
-  return content;
-}
-
-// The first work persisted, the second one brought to the file; returns how many of them came back.
-int DoAll(PageStore& store) {
-  int persisted = 0;
-  try {
-    FirstWork(store);
-    store.Persist();
-    ++persisted;
-    SecondWork(store);
-    store.Checkpoint();
-    ++persisted;
-  } catch (const Error& error) {
-    EXPECT_EQ(error.kind(), ErrorKind::kIo);
-  }
-  return persisted;
-}
 
 class Crash : public testing::TestWithParam<std::size_t> {};
 
@@ -285,36 +170,68 @@ TEST(Persist, KeepsTheJournalShort) {
   EXPECT_TRUE(files.Content(kPath) == expected);
 }
 
-// Three pieces of work, each behind a mark, the first persisted. A failure, at every operation, takes the
-// running piece back and persists those before it: at once, or once there is room again.
-TEST(Revert, AfterAFailureLeavesWholePiecesOfWork) {
-  const auto piece = [](PageStore& store, int number) {
-    const std::uint64_t seed = 1000 * static_cast<std::uint64_t>(number);
-    for (PageNo page = 20; page < 150; page += static_cast<PageNo>(number)) {
-      store.BeginStatement();
-      Fill(store.Write(page).mutable_bytes(), seed + page);
-      Fill(store.Write(page / 7).mutable_bytes(), seed + page);
-      if (page % 3 == 0) Fill(store.Append().mutable_bytes(), seed + page);
-      store.CommitStatement();
-    }
+constexpr int kPieces = 3;
+
+void DoPiece(PageStore& store, int number) {
+  const std::uint64_t seed = 1000 * number;
+  for (PageNo page = 20; page < 150; page += number) {
     store.BeginStatement();
-    for (PageNo page = 200; page < 330; ++page) Fill(store.Write(page).mutable_bytes(), seed + page);
-    if (number == 2) {
-      store.RollbackStatement();
-    } else {
-      store.CommitStatement();
-    }
-  };
-  constexpr int kPieces = 3;
+    Fill(store.Write(page).mutable_bytes(), seed + page);
+    Fill(store.Write(page / 7).mutable_bytes(), seed + page);
+    if (page % 3 == 0) Fill(store.Append().mutable_bytes(), seed + page);
+    store.CommitStatement();
+  }
+  store.BeginStatement();
+  for (PageNo page = 200; page < 330; ++page) Fill(store.Write(page).mutable_bytes(), seed + page);
+  if (number == 2) {
+    store.RollbackStatement();
+  } else {
+    store.CommitStatement();
+  }
+}
+
+// What the file holds after none of the pieces, one, ... all.
+std::vector<std::string> StatesOfPieces() {
   std::vector<std::string> states = {OldContent()};
   for (int count = 1; count <= kPieces; ++count) {
     MemoryFileSystem files;
     files.SetContent(kPath, OldContent());
     const auto store = OpenStore(files);
-    for (int number = 1; number <= count; ++number) piece(*store, number);
+    for (int number = 1; number <= count; ++number) DoPiece(*store, number);
     store->Checkpoint();
     states.push_back(files.Content(kPath));
   }
+  return states;
+}
+
+struct Progress {
+  int done = 0;       // pieces with a mark behind them, or persisted
+  int persisted = 0;  // known to be durable
+};
+
+Progress DoPieces(PageStore& store) {
+  Progress p;
+  try {
+    DoPiece(store, 1);
+    ++p.done;
+    store.Persist();
+    ++p.persisted;
+    for (int number = 2; number <= kPieces; ++number) {
+      DoPiece(store, number);
+      store.Mark();
+      ++p.done;
+    }
+    store.Checkpoint();
+    p.persisted = p.done;
+  } catch (const Error&) {
+  }
+  return p;
+}
+
+// Three pieces of work, each behind a mark, the first persisted. A failure, at every operation, takes the
+// running piece back and persists those before it: at once, or once there is room again.
+TEST(Revert, AfterAFailureLeavesWholePiecesOfWork) {
+  const std::vector<std::string> states = StatesOfPieces();
   const struct {
     MemoryFileSystem::Failure failure;
     bool from_then_on, also_while_reverting;
@@ -333,21 +250,7 @@ TEST(Revert, AfterAFailureLeavesWholePiecesOfWork) {
       files.SetContent(kPath, OldContent());
       auto store = OpenStore(files);
       files.FailAt(n, fault.failure, fault.from_then_on);
-      int done = 0, persisted = 0;
-      try {
-        piece(*store, 1);
-        ++done;
-        store->Persist();
-        ++persisted;
-        for (int number = 2; number <= kPieces; ++number) {
-          piece(*store, number);
-          store->Mark();
-          ++done;
-        }
-        store->Checkpoint();
-        persisted = done;
-      } catch (const Error&) {
-      }
+      const auto [done, persisted] = DoPieces(*store);
       untouched = files.operations() < n;
       // What failed to become durable may be so all the same.
       int expected = persisted, or_else = done;
@@ -357,11 +260,7 @@ TEST(Revert, AfterAFailureLeavesWholePiecesOfWork) {
           store->RevertToMark();
           // The first piece had no mark behind it.
           const int at_mark = done == 1 && persisted == 0 ? 0 : done;
-          std::string content;
-          for (PageNo page = 0; page < store->page_count(); ++page) {
-            content.append(reinterpret_cast<const char*>(store->Read(page).data()), kPage);
-          }
-          ASSERT_TRUE(content == states[static_cast<std::size_t>(at_mark)]);
+          ASSERT_TRUE(Content(*store) == states[at_mark]);
           store->Persist();
           expected = or_else = at_mark;
         } catch (const Error&) {
@@ -372,411 +271,12 @@ TEST(Revert, AfterAFailureLeavesWholePiecesOfWork) {
       OpenStore(files);
       ASSERT_FALSE(files.Exists(kJournal));
       const std::string& content = files.Content(kPath);
-      int found = -1;
-      for (int i = 0; i <= kPieces; ++i) {
-        if (content == states[static_cast<std::size_t>(i)]) found = i;
-      }
+      const int found = std::ranges::find(states, content) - states.begin();
       ASSERT_TRUE(found == expected || found == or_else) << found << " " << expected << " " << or_else;
       ++kept[found];
     }
   }
   for (const int count : kept) EXPECT_GT(count, 3);
-}
-
-// A file system with a journal that waits: of a run that was killed, or one that stopped while the file was
-// being overwritten.
-void Interrupt(MemoryFileSystem& files, bool applying) {
-  files.SetContent(kPath, State(0));
-  auto store = OpenStore(files);
-  FirstWork(*store);
-  store->Persist();
-  if (applying) {
-    // Header, sync; then appended pages and the first old ones.
-    files.FailAt(files.operations() + 5, MemoryFileSystem::Failure::kIo, true);
-    EXPECT_THROW(store->Checkpoint(), Error);
-  }
-  files.LosePower(99);
-  ASSERT_TRUE(files.Exists(kJournal));
-}
-
-ErrorKind OpenFails(FileSystem& files, OpenMode mode) {
-  try {
-    OpenStore(files, mode);
-  } catch (const Error& error) {
-    return error.kind();
-  }
-  ADD_FAILURE() << "the file opened";
-  return ErrorKind::kFailed;
-}
-
-TEST(Journal, IsNotAppliedToAnotherFileNorWhenDamaged) {
-  const auto overwrite = [](std::string text, std::size_t at, const std::string& with) {
-    return text.replace(at, with.size(), with);
-  };
-  const auto in_journal_pages = [&](const MemoryFileSystem& f, std::string copy, const std::string& with) {
-    const std::string journal = f.Content(kJournal);
-    constexpr std::size_t kRecord = internal::Journal::kPrefixBytes + kPage;
-    for (std::size_t at = 8192; at + kRecord <= journal.size(); at += kRecord) {
-      const auto page = LoadLe<PageNo>(reinterpret_cast<const std::uint8_t*>(journal.data()) + at);
-      if (page < kPages) copy = overwrite(copy, page * kPage + 1000, with);
-    }
-    return copy;
-  };
-  const struct {
-    const char* what;
-    bool applying;
-    std::function<void(MemoryFileSystem&)> change;
-  } cases[] = {
-      {"a longer file", true, [&](auto& f) { f.SetContent(kPath, std::string((kPages + 41) * kPage, 'x')); }},
-      {"a file that has grown", false,
-       [&](auto& f) { f.SetContent(kPath, State(0) + std::string(kPage, 'x')); }},
-      {"a shorter file", true, [&](auto& f) { f.SetContent(kPath, State(0).substr(kPage)); }},
-      {"another file of that size", true,
-       [&](auto& f) { f.SetContent(kPath, std::string(State(0).size(), 'x')); }},
-      {"a page changed since", true,
-       [&](auto& f) { f.SetContent(kPath, overwrite(f.Content(kPath), kPage + 17, "changed")); }},
-      {"a byte of a page of the journal changed in a file that was not touched", false,
-       [&](auto& f) { f.SetContent(kPath, overwrite(f.Content(kPath), 8 * kPage + 17, "!")); }},
-      {"an older copy, which differs in the pages of the journal only", true,
-       [&](auto& f) { f.SetContent(kPath, in_journal_pages(f, State(0), "older")); }},
-      {"a record changed", false,
-       [&](auto& f) { f.SetContent(kJournal, overwrite(f.Content(kJournal), 15000, "changed")); }},
-      {"a record changed while the file was being written", true,
-       [&](auto& f) { f.SetContent(kJournal, overwrite(f.Content(kJournal), 15000, "changed")); }},
-      {"a journal cut short", false,
-       [&](auto& f) {
-         f.SetContent(kJournal, f.Content(kJournal).substr(0, f.Content(kJournal).size() - 1));
-       }},
-      {"a journal cut off in its first header, of a file half written", true,
-       [&](auto& f) { f.SetContent(kJournal, f.Content(kJournal).substr(0, 300)); }},
-      {"a journal of another version", false,
-       [&](auto& f) {
-         f.SetContent(kJournal, overwrite(overwrite(f.Content(kJournal), 4096 + 7, "\x03"), 7, "\x03"));
-       }},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    MemoryFileSystem files;
-    Interrupt(files, c.applying);
-    c.change(files);
-    const std::string content = files.Content(kPath);
-    EXPECT_EQ(OpenFails(files, OpenMode::kReadWrite), ErrorKind::kCorrupt);
-    EXPECT_EQ(OpenFails(files, OpenMode::kRead), ErrorKind::kCorrupt);
-    EXPECT_TRUE(files.Content(kPath) == content);
-    EXPECT_TRUE(files.Exists(kJournal));
-  }
-}
-
-// A program was killed while it brought the file up to date; the disk keeps what it was given.
-void KillHalfway(MemoryFileSystem& files) {
-  const std::string before = State(0);
-  for (std::uint64_t more = 1; more < 100; ++more) {
-    files.SetContent(kPath, before);
-    auto store = OpenStore(files);
-    FirstWork(*store);
-    files.FailAt(files.operations() + more, MemoryFileSystem::Failure::kIo, true);
-    EXPECT_THROW(store->Checkpoint(), Error);
-    store.reset();
-    files.FailAt(0, MemoryFileSystem::Failure::kIo);
-    if (files.Content(kPath) != before) return;
-    if (files.Exists(kJournal)) files.Remove(kJournal);
-  }
-  FAIL() << "the file was never touched";
-}
-
-// Without a second header a journal may be that of a commit that was cut short, which is nothing to keep; not
-// where the file was touched since.
-TEST(Journal, IsKeptWithoutItsSecondHeaderWhenTheFileIsHalfWritten) {
-  const std::string zeros(512, '\0');
-  const struct {
-    const char* what;
-    std::function<std::string(std::string)> change;
-  } cases[] = {
-      {"cut off behind the first header", [](const std::string& j) { return j.substr(0, 512); }},
-      {"cut off before the second header", [](const std::string& j) { return j.substr(0, 4096); }},
-      {"without it, and cut short",
-       [&](std::string j) { return j.replace(4096, 512, zeros).substr(0, j.size() - 1); }},
-      {"without it, and with a damaged record",
-       [&](std::string j) { return j.replace(4096, 512, zeros).replace(15000, 3, "bad"); }},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.what);
-    MemoryFileSystem files;
-    KillHalfway(files);
-    const std::string content = files.Content(kPath);
-    const std::string changed = c.change(files.Content(kJournal));
-    files.SetContent(kJournal, changed);
-    EXPECT_EQ(OpenFails(files, OpenMode::kReadWrite), ErrorKind::kCorrupt);
-    EXPECT_EQ(OpenFails(files, OpenMode::kRead), ErrorKind::kCorrupt);
-    EXPECT_TRUE(files.Content(kPath) == content);
-    EXPECT_TRUE(files.Content(kJournal) == changed);
-  }
-  MemoryFileSystem files;
-  KillHalfway(files);
-  files.SetContent(kJournal, files.Content(kJournal).replace(4096, 512, zeros));
-  EXPECT_NO_THROW(OpenStore(files));
-  EXPECT_EQ(StateOf(files.Content(kPath)), 1) << "one header is enough";
-}
-
-// A journal that was never committed has no second header, and the first one, if at all, is torn.
-TEST(Journal, IsRemovedOnlyWhenItWasNeverCommitted) {
-  const struct {
-    std::string journal;
-    bool removed;
-  } cases[] = {
-      {std::string(), true},
-      {std::string(511, 'x'), true},
-      {std::string(5000, '\0'), true},
-      {std::string("pgjrnl\x1A\x04") + std::string(600, 'x'), true},
-      {std::string("pgjrnl\x1A\x03") + std::string(600, 'x'), false},
-      {std::string(20000, 'x'), false},
-      {std::string(4096, '\0') + "x", false},
-  };
-  for (const auto& c : cases) {
-    MemoryFileSystem files;
-    files.SetContent(kPath, OldContent());
-    files.SetContent(kJournal, c.journal);
-    if (c.removed) {
-      EXPECT_NO_THROW(OpenStore(files, OpenMode::kRead));
-      EXPECT_NO_THROW(OpenStore(files));
-    } else {
-      EXPECT_EQ(OpenFails(files, OpenMode::kRead), ErrorKind::kCorrupt);
-      EXPECT_EQ(OpenFails(files, OpenMode::kReadWrite), ErrorKind::kCorrupt);
-    }
-    EXPECT_EQ(files.Exists(kJournal), !c.removed);
-    EXPECT_TRUE(files.Content(kPath) == OldContent());
-  }
-}
-
-// One bit, anywhere in a header or record, and bytes of records here and there: what was committed is found
-// exactly, or everything stays as it is.
-TEST(Journal, ABitFlippedIsRecoveredFromOrRefused) {
-  int recovered = 0, refused = 0;
-  for (const bool applying : {false, true}) {
-    MemoryFileSystem before;
-    Interrupt(before, applying);
-    const std::string journal = before.Content(kJournal);
-    std::vector<std::size_t> places;
-    for (const std::size_t header : {0u, 4096u}) {
-      for (std::size_t i = 0; i < 512; i += applying ? 1 : 7) places.push_back(header + i);
-    }
-    for (std::size_t i = 0; i < internal::Journal::kPrefixBytes; i += 3) places.push_back(8192 + i);
-    for (std::size_t at = 8192; at < journal.size(); at += 9973) places.push_back(at);
-    for (const std::size_t place : places) {
-      SCOPED_TRACE(place);
-      MemoryFileSystem files;
-      files.CopyFrom(before, kPath);
-      std::string flipped = journal;
-      flipped[place] = static_cast<char>(flipped[place] ^ (1 << place % 8));
-      files.SetContent(kJournal, flipped);
-      try {
-        OpenStore(files);
-        ++recovered;
-        ASSERT_EQ(StateOf(files.Content(kPath)), 1);
-        ASSERT_FALSE(files.Exists(kJournal));
-      } catch (const Error& error) {
-        ++refused;
-        ASSERT_EQ(error.kind(), ErrorKind::kCorrupt);
-        ASSERT_TRUE(files.Content(kPath) == before.Content(kPath));
-        ASSERT_TRUE(files.Content(kJournal) == flipped);
-      }
-    }
-  }
-  EXPECT_GT(recovered, 1000) << "one header is enough";
-  EXPECT_GT(refused, 100);
-}
-
-// Sectors all over the file, changed by somebody after the crash: pages in the journal that are old, new or
-// half written, pages that are not in it, and what was appended.
-TEST(Journal, NoForeignSectorIsOverwritten) {
-  for (const bool applying : {false, true}) {
-    MemoryFileSystem before;
-    Interrupt(before, applying);
-    const std::string content = before.Content(kPath);
-    for (std::size_t sector = 0; sector * 512 < content.size(); sector += applying ? 3 : 19) {
-      SCOPED_TRACE(sector);
-      MemoryFileSystem files;
-      files.CopyFrom(before, kPath);
-      files.CopyFrom(before, kJournal);
-      const std::size_t place = sector * 512 + sector * 7 % 512;
-      files.ChangeBehind(kPath, place, std::string(1, static_cast<char>(content[place] ^ 0x10)));
-      const std::string changed = files.Content(kPath);
-      ASSERT_EQ(OpenFails(files, sector % 2 == 0 ? OpenMode::kReadWrite : OpenMode::kRead),
-                ErrorKind::kCorrupt);
-      ASSERT_TRUE(files.Content(kPath) == changed);
-      ASSERT_TRUE(files.Content(kJournal) == before.Content(kJournal));
-    }
-  }
-}
-
-// Numbers that nothing stands behind, in a header whose checksum is right, make nothing large.
-TEST(Journal, ItsNumbersAreBoundedByWhatThereIs) {
-  MemoryFileSystem before;
-  Interrupt(before, true);
-  std::string journal = before.Content(kJournal);
-  for (const std::size_t field : {16u, 20u, 24u, 48u}) {
-    MemoryFileSystem files;
-    files.CopyFrom(before, kPath);
-    std::string planted = journal;
-    for (const std::size_t header : {0u, 4096u}) {
-      auto* bytes = reinterpret_cast<std::uint8_t*>(planted.data()) + header;
-      StoreLe<std::uint32_t>(bytes + field, 0x7FFFFFFF);
-      StoreLe<std::uint64_t>(bytes + 504, internal::Journal::HeaderChecksum(bytes));
-    }
-    files.SetContent(kJournal, planted);
-    EXPECT_EQ(OpenFails(files, OpenMode::kReadWrite), ErrorKind::kCorrupt) << field;
-    EXPECT_EQ(files.Content(kPath).size(), before.Content(kPath).size());
-  }
-}
-
-// Between opening and saving the file is replaced, moved, deleted or changed: the work is lost, and what is
-// there stays as it is, without a journal that waits for it.
-TEST(Replaced, TheFileThatWasOpenedIsTheOneThatIsChanged) {
-  const struct {
-    const char* what;
-    std::function<void(MemoryFileSystem&)> change;
-  } cases[] = {
-      {"replaced", [](auto& f) { f.SetContent(kPath, std::string(5 * kPage, 'r')); }},
-      {"deleted", [](auto& f) { f.Remove(kPath); }},
-      {"moved", [](auto& f) { f.Rename(kPath, "/data/b.mdb"); }},
-      {"copied over", [](auto& f) { f.ChangeBehind(kPath, 0, std::string(kPages * kPage, 'c')); }},
-      {"changed by a byte", [](auto& f) { f.ChangeBehind(kPath, 399 * kPage, "!"); }},
-  };
-  for (const auto& c : cases) {
-    for (const bool persisted : {false, true}) {
-      for (const bool by_persist : {false, true}) {
-        SCOPED_TRACE(fmt::format("{}, {}, {}", c.what, persisted, by_persist));
-        MemoryFileSystem files;
-        files.SetContent(kPath, OldContent());
-        auto store = OpenStore(files);
-        FirstWork(*store);
-        if (persisted) {
-          store->Persist();
-          SecondWork(*store);
-        }
-        c.change(files);
-        const bool there = files.Exists(kPath);
-        const std::string content = there ? files.Content(kPath) : "";
-        try {
-          if (by_persist) {
-            store->Persist();
-          } else {
-            store->Checkpoint();
-          }
-          ADD_FAILURE() << "nothing was said";
-        } catch (const Error& error) {
-          EXPECT_EQ(error.kind(), ErrorKind::kIo);
-          EXPECT_NE(std::string(error.what()).find("by another program"), std::string::npos) << error.what();
-        }
-        EXPECT_EQ(store->durability(), Durability::kLost);
-        EXPECT_THROW(store->Write(3), Error);
-        EXPECT_THROW(store->RevertToMark(), Error);
-        store.reset();
-        EXPECT_EQ(files.Exists(kPath), there);
-        if (there) {
-          EXPECT_TRUE(files.Content(kPath) == content);
-        }
-        EXPECT_FALSE(files.Exists(kJournal));
-      }
-    }
-  }
-}
-
-// A file that is replaced when the n-th piece is written to it.
-class ReplacedFile : public File {
- public:
-  ReplacedFile(MemoryFileSystem& files, int write)
-      : files_(files), file_(files.Open(kPath, OpenMode::kReadWrite)), left_(write) {}
-  const std::string& path() const override { return file_->path(); }
-  void Read(std::uint64_t offset, MutableBytes out) override { file_->Read(offset, out); }
-  void Write(std::uint64_t offset, Bytes data) override {
-    if (--left_ == 0) {
-      files_.Remove(kPath);
-      files_.SetContent(kPath, "another");
-    }
-    file_->Write(offset, data);
-  }
-  void Sync() override { file_->Sync(); }
-  void SyncAll() override { file_->SyncAll(); }
-  std::uint64_t Size() override { return file_->Size(); }
-  void Truncate(std::uint64_t size) override { file_->Truncate(size); }
-  FileStamp Stamp() override { return file_->Stamp(); }
-  bool IsInPlace() override { return file_->IsInPlace(); }
-  bool LockContent(bool patiently) override { return file_->LockContent(patiently); }
-  void ShareContent() override { file_->ShareContent(); }
-  bool HasWriter() override { return file_->HasWriter(); }
-
- private:
-  MemoryFileSystem& files_;
-  std::unique_ptr<File> file_;
-  int left_;
-};
-
-TEST(Replaced, WhileItIsBroughtUpToDate) {
-  for (const int write : {1, 3}) {
-    MemoryFileSystem files;
-    files.SetContent(kPath, OldContent());
-    {
-      PageStore store(files, std::make_unique<ReplacedFile>(files, write), kJournal, true, kPage);
-      FirstWork(store);
-      try {
-        store.Checkpoint();
-        ADD_FAILURE() << "nothing was said";
-      } catch (const Error& error) {
-        EXPECT_EQ(error.kind(), ErrorKind::kIo);
-      }
-      EXPECT_EQ(store.durability(), Durability::kLost);
-    }
-    EXPECT_EQ(files.Content(kPath), "another");
-    EXPECT_FALSE(files.Exists(kJournal));
-  }
-}
-
-// While a run works, readers see the last saved state. They hold off the file's being brought up to date;
-// what was done waits in the journal.
-TEST(Readers, SeeTheLastSavedStateWhileAnotherWrites) {
-  MemoryFileSystem files;
-  files.SetContent(kPath, State(0));
-  auto store = OpenStore(files);
-  FirstWork(*store);
-  EXPECT_EQ(StateOf(ContentThroughStore(files)), 0);
-  store->Persist();
-  auto reader = OpenStore(files, OpenMode::kRead);
-  EXPECT_EQ(StateOf(ContentThroughStore(files)), 0);
-  SecondWork(*store);
-  EXPECT_EQ(OpenFails(files, OpenMode::kReadWrite), ErrorKind::kLocked);
-  try {
-    store->Checkpoint();
-    ADD_FAILURE() << "somebody is reading";
-  } catch (const Error& error) {
-    EXPECT_EQ(error.kind(), ErrorKind::kLocked);
-  }
-  EXPECT_EQ(StateOf(ContentThroughStore(files)), 0);
-  MemoryFileSystem killed;
-  killed.CopyFrom(files, kPath);
-  killed.CopyFrom(files, kJournal);
-  EXPECT_EQ(StateOf(ContentThroughStore(killed)), 2) << "nothing is lost";
-  reader.reset();
-  store->Checkpoint();
-  EXPECT_EQ(StateOf(files.Content(kPath)), 2);
-  EXPECT_EQ(StateOf(ContentThroughStore(files)), 2);
-  EXPECT_FALSE(files.Exists(kJournal));
-}
-
-// Only after it was opened does a journal appear beside the file, such as one of another program that opened
-// another file of that name.
-TEST(Journal, AForeignOneIsNotOverwritten) {
-  MemoryFileSystem other;
-  Interrupt(other, false);
-  MemoryFileSystem files;
-  files.SetContent(kPath, OldContent());
-  auto store = OpenStore(files);
-  store->Write(3).mutable_data()[0] ^= 1;
-  files.SetContent(kJournal, other.Content(kJournal));
-  EXPECT_THROW(store->Checkpoint(), Error);
-  store.reset();
-  EXPECT_TRUE(files.Content(kPath) == OldContent());
-  EXPECT_TRUE(files.Content(kJournal) == other.Content(kJournal));
 }
 
 TEST(Checkpoint, FailureStopsFurtherWriting) {
@@ -798,12 +298,7 @@ TEST(Checkpoint, FailureStopsFurtherWriting) {
     }
     EXPECT_EQ(KindOf([&] { store->Append(); }), ErrorKind::kIo);
     EXPECT_EQ(KindOf([&] { store->Checkpoint(); }), ErrorKind::kIo);
-    std::string content;
-    for (PageNo page = 0; page < store->page_count(); ++page) {
-      const PageRef ref = store->Read(page);
-      content.append(reinterpret_cast<const char*>(ref.data()), kPage);
-    }
-    EXPECT_EQ(StateOf(content), 2) << "it can still be read";
+    EXPECT_EQ(StateOf(Content(*store)), 2) << "it can still be read";
     store.reset();
     const int state = StateOf(ContentThroughStore(files));
     EXPECT_EQ(state, files.Exists(kJournal) ? 2 : 0) << "nothing is left lying beside an old file";

@@ -1,6 +1,5 @@
 // The page store against a plain model: a vector of pages that is copied where the store has scopes.
 #include "access/file/page_store.h"
-#include "tests/access/file/kind_of.h"
 
 #include <gtest/gtest.h>
 
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "access/file/test_files.h"
+#include "tests/access/file/kind_of.h"
 
 namespace jet {
 namespace {
@@ -52,137 +52,140 @@ void ExpectSame(PageStore& store, const Model& model) {
 
 // Random reads, writes, appends, statements, marks, saves and reopenings, with handles that are held for a
 // while, in a cache so small that nearly everything spills.
-class RandomWork : public testing::TestWithParam<std::uint64_t> {};
+class RandomWork : public testing::TestWithParam<std::uint64_t> {
+ protected:
+  PageNo Below(std::uint64_t n) { return random_() % n; }
 
-TEST_P(RandomWork, EqualsModel) {
-  std::mt19937_64 random(GetParam());
-  const auto below = [&](std::uint64_t n) { return static_cast<PageNo>(random() % n); };
-  MemoryFileSystem files;
-  Model model, at_statement, at_mark, saved;
-  std::string content;
-  for (int i = 0; i < 40; ++i) {
-    model.push_back(Filled(i));
-    content += model.back();
+  void Open() { store_ = std::make_unique<Store>(files_, OpenMode::kReadWrite, options_); }
+  void Read(PageNo page) { ASSERT_EQ(Text(store().Read(page).bytes()), model_[page]); }
+  void Write(PageNo page) {
+    model_[page] = Filled(++next_fill_);
+    const MutablePageRef ref = store().Write(page);
+    std::memcpy(ref.mutable_data(), model_[page].data(), kPage);
   }
-  files.SetContent(kPath, content);
-  saved = at_mark = model;
-  PageStoreOptions options;
-  options.cache_bytes = kPage * (8 + below(24));
-  options.undo_bytes = kPage * below(6);
-  auto store = std::make_unique<Store>(files, OpenMode::kReadWrite, options);
-  std::map<PageNo, PageRef> held;
-  std::uint64_t next_fill = 1000;
-
-  const auto check_held = [&] {
-    for (const auto& [page, ref] : held) ASSERT_EQ(Text(ref.bytes()), model[page]) << "held page " << page;
-  };
-  for (int step = 0; step < 4000; ++step) {
-    bool just_saved = false;
-    const PageNo page = below(model.size());
-    switch (below(21)) {
+  void Append() {
+    const MutablePageRef ref = store().Append();
+    ASSERT_EQ(ref.page_no(), model_.size());
+    ASSERT_EQ(Text(ref.bytes()), std::string(kPage, '\0'));
+    model_.push_back(Filled(++next_fill_));
+    std::memcpy(ref.mutable_data(), model_.back().data(), kPage);
+  }
+  void BeginOrCommit() {
+    if (store().in_statement()) {
+      store().CommitStatement();
+    } else {
+      at_statement_ = model_;
+      store().BeginStatement();
+    }
+  }
+  void GoBackTo(const Model& model) {
+    model_ = model;
+    std::erase_if(held_, [&](const auto& item) { return item.first >= model_.size(); });
+  }
+  // Returns whether anything was saved.
+  bool SaveOrMark() {
+    bool saved = false;
+    switch (Below(8)) {
       case 0:
+        // A journal without anything in it that counts may stay.
+        saved = store().has_changes();
+        store().Checkpoint();
+        EXPECT_FALSE(store().has_changes());
+        EXPECT_FALSE(saved && files_.Exists(kJournal));
+        saved_ = at_mark_ = model_;
+        break;
       case 1:
       case 2:
+        store().Persist();
+        saved_ = at_mark_ = model_;
+        saved = true;
+        break;
       case 3:
       case 4:
-        ASSERT_EQ(Text((*store)->Read(page).bytes()), model[page]);
-        break;
-      case 5:
-      case 6:
-      case 7:
-      case 8:
-      case 9: {
-        model[page] = Filled(++next_fill);
-        MutablePageRef ref = (*store)->Write(page);
-        std::memcpy(ref.mutable_data(), model[page].data(), kPage);
-        break;
-      }
-      case 10: {
-        MutablePageRef ref = (*store)->Append();
-        ASSERT_EQ(ref.page_no(), model.size());
-        ASSERT_EQ(Text(ref.bytes()), std::string(kPage, '\0'));
-        model.push_back(Filled(++next_fill));
-        std::memcpy(ref.mutable_data(), model.back().data(), kPage);
-        break;
-      }
-      case 11:
-      case 12:
-        if (held.size() < 12) held[page] = (*store)->Read(page);
-        break;
-      case 13:
-        held.clear();
-        break;
-      case 14:
-      case 15:
-        if ((*store)->in_statement()) {
-          (*store)->CommitStatement();
-        } else {
-          at_statement = model;
-          (*store)->BeginStatement();
-        }
-        break;
-      case 16:
-      case 17:
-        if (!(*store)->in_statement()) break;
-        (*store)->RollbackStatement();
-        model = at_statement;
-        std::erase_if(held, [&](const auto& item) { return item.first >= model.size(); });
-        break;
-      case 18:
-        if ((*store)->in_statement()) break;
-        switch (below(8)) {
-          case 0:
-            // A journal without anything in it that counts may stay.
-            just_saved = (*store)->has_changes();
-            (*store)->Checkpoint();
-            EXPECT_FALSE((*store)->has_changes());
-            EXPECT_FALSE(just_saved && files.Exists(kJournal));
-            saved = at_mark = model;
-            break;
-          case 1:
-          case 2:
-            (*store)->Persist();
-            saved = at_mark = model;
-            just_saved = true;
-            break;
-          case 3:
-          case 4:
-            (*store)->Mark();
-            at_mark = model;
-            break;
-        }
-        break;
-      case 19:
-        if (below(12) != 0) break;
-        held.clear();
-        store = nullptr;  // drops what was not saved
-        store = std::make_unique<Store>(files, OpenMode::kReadWrite, options);
-        model = at_mark = saved;
-        break;
-      case 20:
-        if (below(4) != 0) break;
-        (*store)->RevertToMark();
-        model = at_mark;
-        std::erase_if(held, [&](const auto& item) { return item.first >= model.size(); });
+        store().Mark();
+        at_mark_ = model_;
         break;
     }
-    check_held();
-    // A copy of both files at any moment, as a killed process leaves them.
-    if (step % 97 == 0 || just_saved) {
-      MemoryFileSystem killed;
-      killed.CopyFrom(files, kPath);
-      if (files.Exists(kJournal)) killed.CopyFrom(files, kJournal);
-      ExpectSame(*Store(killed, OpenMode::kRead, options), saved);
-      ExpectSame(*Store(killed, OpenMode::kReadWrite, options), saved);
+    return saved;
+  }
+  void Reopen() {
+    held_.clear();
+    store_ = nullptr;  // drops what was not saved
+    Open();
+    model_ = at_mark_ = saved_;
+  }
+  // One step; returns whether anything was saved.
+  bool Step() {
+    const PageNo page = Below(model_.size());
+    const PageNo kind = Below(21);
+    if (kind < 5) {
+      Read(page);
+    } else if (kind < 10) {
+      Write(page);
+    } else if (kind == 10) {
+      Append();
+    } else if (kind < 13) {
+      if (held_.size() < 12) held_[page] = store().Read(page);
+    } else if (kind == 13) {
+      held_.clear();
+    } else if (kind < 16) {
+      BeginOrCommit();
+    } else if (kind < 18) {
+      if (!store().in_statement()) return false;
+      store().RollbackStatement();
+      GoBackTo(at_statement_);
+    } else if (kind == 18) {
+      return !store().in_statement() && SaveOrMark();
+    } else if (kind == 19) {
+      if (Below(12) == 0) Reopen();
+    } else if (Below(4) == 0) {
+      store().RevertToMark();
+      GoBackTo(at_mark_);
     }
+    return false;
+  }
+  // A copy of both files at any moment, as a killed process leaves them.
+  void ExpectSavedAfterKill() {
+    MemoryFileSystem killed;
+    killed.CopyFrom(files_, kPath);
+    if (files_.Exists(kJournal)) killed.CopyFrom(files_, kJournal);
+    ExpectSame(*Store(killed, OpenMode::kRead, options_), saved_);
+    ExpectSame(*Store(killed, OpenMode::kReadWrite, options_), saved_);
+  }
+  PageStore& store() { return **store_; }
+
+  std::mt19937_64 random_{GetParam()};
+  MemoryFileSystem files_;
+  PageStoreOptions options_;
+  std::unique_ptr<Store> store_;
+  Model model_, at_statement_, at_mark_, saved_;
+  std::map<PageNo, PageRef> held_;
+  std::uint64_t next_fill_ = 1000;
+};
+
+TEST_P(RandomWork, EqualsModel) {
+  std::string content;
+  for (int i = 0; i < 40; ++i) {
+    model_.push_back(Filled(i));
+    content += model_.back();
+  }
+  files_.SetContent(kPath, content);
+  saved_ = at_mark_ = model_;
+  options_.cache_bytes = kPage * (8 + Below(24));
+  options_.undo_bytes = kPage * Below(6);
+  Open();
+  for (int step = 0; step < 4000; ++step) {
+    const bool just_saved = Step();
+    for (const auto& [page, ref] : held_) ASSERT_EQ(Text(ref.bytes()), model_[page]) << "held page " << page;
+    if (step % 97 == 0 || just_saved) ExpectSavedAfterKill();
     if (HasFatalFailure()) return;
     if (step % 500 == 0) {
-      const bool same = model == saved;
-      ASSERT_TRUE((*store)->has_changes() || same);
-      ExpectSame(**store, model);
+      const bool same = model_ == saved_;
+      ASSERT_TRUE(store().has_changes() || same);
+      ExpectSame(store(), model_);
     }
   }
-  ExpectSame(**store, model);
+  ExpectSame(store(), model_);
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, RandomWork, testing::Range<std::uint64_t>(1, 25));

@@ -7,13 +7,8 @@
 #include "access/store/value_convert.h"
 #include "tests/access/store/store_fixture.h"
 
-namespace jet {
+namespace jet::testing {
 namespace {
-
-using testing::Column;
-using testing::Index;
-using testing::KindOfError;
-using testing::TestFile;
 
 Bytes AsBytes(const std::string& s) { return {reinterpret_cast<const std::uint8_t*>(s.data()), s.size()}; }
 
@@ -353,4 +348,4 @@ TEST(ConvertTest, StoredFormsOfTheRarerTypes) {
 }
 
 }  // namespace
-}  // namespace jet
+}  // namespace jet::testing

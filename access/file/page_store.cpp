@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "access/file/file_at_mark.h"
 #include "access/file/frames.h"
 #include "access/file/journal.h"
 #include "access/file/page_undo.h"
@@ -232,6 +233,18 @@ void PageStore::RevertToMark() {
   impl_->journal().Recycle();
   StartMark();
   impl_->state = Impl::State::kSound;
+}
+
+std::vector<PageNo> PageStore::ChangedSinceMark() const {
+  std::vector<PageNo> changed;
+  for (const auto& [page, source] : impl_->undo.ChangedSinceMark()) changed.push_back(page);
+  for (PageNo page = impl_->undo.pages_at_mark(); page < counts_.pages; ++page) changed.push_back(page);
+  std::ranges::sort(changed);
+  return changed;
+}
+
+std::unique_ptr<File> PageStore::FileAtMark() {
+  return std::make_unique<internal::FileAtMark>(impl_->undo, impl_->stored, entries_, page_size_);
 }
 
 namespace {

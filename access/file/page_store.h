@@ -150,6 +150,11 @@ class PageStore {
   void Mark();
   void RevertToMark();
 
+  // The pages that are not what they were at that border, ascending, those that came since among them.
+  std::vector<PageNo> ChangedSinceMark() const;
+  // The file as it was at that border, to be read until a page changes.
+  std::unique_ptr<File> FileAtMark();
+
   // Makes everything so far durable, atomically, in the journal. Error(kInvalid) within a statement scope.
   // After any other error the next open finds what was persisted before, or all of it. When it was that pages
   // did not get to the journal (such as a full disk), nothing is lost but time: work can go on, be reverted

@@ -103,6 +103,14 @@ void PageUndo::StartMark(PageCounts now) {
   }
 }
 
+std::unordered_map<PageNo, PageUndo::Source> PageUndo::ChangedSinceMark() const {
+  std::unordered_map<PageNo, Source> sources;
+  for (const PageNo page : of_mark_.clean) sources[page] = {entries_[page].persisted, nullptr};
+  for (const Undo::Stored& item : of_mark_.stored) sources[item.page] = {item.slot, nullptr};
+  for (const Undo::Image& item : of_mark_.images) sources[item.page] = {item.slot, item.images};
+  return sources;
+}
+
 void PageUndo::TakeBackToMark(PageCounts* now) { TakeBack(of_mark_, 0, now); }
 
 // Slots from that place of those released on hold what is not to be found again.

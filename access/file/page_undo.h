@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <unordered_map>
 #include <vector>
 
 #include "access/file/frames.h"
@@ -30,6 +31,14 @@ class PageUndo {
   void StartMark(PageCounts now);
   // The same for the mark.
   void TakeBackToMark(PageCounts* now);
+
+  PageNo pages_at_mark() const { return of_mark_.before.pages; }
+  // Where a page that was changed since the mark is found as it was then.
+  struct Source {
+    std::uint32_t slot = 0;             // of `images`, else of the journal; 0 there: the file
+    const PageSlots* images = nullptr;
+  };
+  std::unordered_map<PageNo, Source> ChangedSinceMark() const;
 
   // Notes a page that is about to change, where that has to be. `changed`: it is so already, from what was
   // persisted last.

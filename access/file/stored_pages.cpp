@@ -17,10 +17,14 @@ StoredPages::StoredPages(FileSystem& files, std::unique_ptr<File> file, std::str
       frames_(frames) {}
 
 void StoredPages::Read(PageNo page, const PageEntry& entry, Frame* frame) {
-  if (entry.stored != 0) {
-    journal_.Read(entry.stored, Frames::Record(frame));
+  ReadSlot(page, entry.stored, Frames::Record(frame));
+}
+
+void StoredPages::ReadSlot(PageNo page, Slot slot, std::uint8_t* record) {
+  if (slot != 0) {
+    journal_.Read(slot, record);
   } else {
-    file_->Read(std::uint64_t{page} * page_size_, {frame->data, page_size_});
+    file_->Read(std::uint64_t{page} * page_size_, {record + Journal::kPrefixBytes, page_size_});
   }
 }
 

@@ -29,6 +29,8 @@ class StoredPages {
   void set_file_pages(PageNo pages) { file_pages_ = pages; }
 
   void Read(PageNo page, const PageEntry& entry, Frame* frame);
+  // What stands in a slot, or for slot 0 in the file. `record` has room for what the journal puts before it.
+  void ReadSlot(PageNo page, Slot slot, std::uint8_t* record);
 
   // Writes pages to the journal, and lets go of the slots that they had.
   void Save(std::vector<Journal::Unsaved>* pages);

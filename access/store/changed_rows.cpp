@@ -1,0 +1,300 @@
+// Only the pages that were changed are looked at, as they were at the mark and as they are. Of their rows
+// those drop out that stand on the same page byte for byte; of the others key and values are summed up as
+// hashes, which makes nothing of a row that has only moved.
+#include "access/store/changed_rows.h"
+
+#include <algorithm>
+#include <bit>
+#include <map>
+#include <memory>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "access/base/hash.h"
+#include "access/file/test_files.h"
+#include "access/store/data_page.h"
+#include "access/store/database_impl.h"
+#include "access/store/stored_table.h"
+
+namespace jet {
+namespace {
+
+constexpr std::int16_t kLocalTable = 1;
+// Of the file as it was; its pages are read once or twice.
+constexpr std::size_t kCacheBytes = 4u << 20;
+// Pages whose rows are summed up at a time: about 20 MB of hashes.
+constexpr std::size_t kPagesAtATime = 16384;
+
+std::uint64_t HashBytes(std::uint64_t seed, const void* data, std::size_t size) {
+  const auto* bytes = static_cast<const std::uint8_t*>(data);
+  const std::size_t whole = size & ~std::size_t{7};
+  std::uint64_t hash = Hash(seed, bytes, whole);
+  std::uint64_t rest = size;
+  for (std::size_t i = whole; i < size; ++i) rest = rest << 8 | bytes[i];
+  return internal::MixHash(hash, rest);
+}
+std::uint64_t HashBytes(std::uint64_t seed, std::string_view text) {
+  return HashBytes(seed, text.data(), text.size());
+}
+
+std::uint64_t HashValue(std::uint64_t seed, const Value& value) {
+  const std::uint64_t hash = internal::MixHash(seed, static_cast<std::uint64_t>(value.kind()) + 1);
+  switch (value.kind()) {
+    case ValueKind::kNull:
+      return hash;
+    case ValueKind::kInteger:
+      return internal::MixHash(hash, static_cast<std::uint64_t>(value.integer()));
+    case ValueKind::kReal:
+      return internal::MixHash(hash, std::bit_cast<std::uint64_t>(value.real()));
+    case ValueKind::kDecimal:
+      return HashBytes(hash, value.decimal().ToText());
+    case ValueKind::kText:
+    case ValueKind::kBlob:
+      break;
+  }
+  return HashBytes(hash, value.bytes());
+}
+
+// Adds rows up by key: what comes and goes with the same values leaves nothing.
+class Balance {
+ public:
+  // Only keys whose hash leaves that rest are taken.
+  Balance(std::uint64_t parts, std::uint64_t part) : parts_(parts), part_(part) {}
+
+  // `sign`: 1 for a row that is there, -1 for one that was.
+  void Add(const StoredTable& table, int primary, const Row& row, std::uint64_t sign) {
+    const std::vector<ColumnDef>& columns = table.def().columns;
+    values_.clear();
+    std::uint64_t content = 0;
+    for (std::size_t i = 0; i < columns.size(); ++i) {
+      values_.push_back(row.Get(static_cast<int>(i)));
+      content = HashValue(content, values_.back());
+    }
+    if (primary < 0) return Take(content, sign);
+    key_.clear();
+    for (const IndexColumn& column : table.def().indexes[static_cast<std::size_t>(primary)].columns) {
+      key_.push_back(values_[column.column]);
+    }
+    Take(HashBytes(0, table.MakeKey(primary, key_)), sign * (content | 1));
+  }
+
+  // How many rows are not as they were.
+  std::int64_t Count(bool by_key) {
+    std::ranges::sort(sums_);
+    std::int64_t count = 0;
+    for (std::size_t i = 0; i < sums_.size();) {
+      std::uint64_t sum = 0;
+      const std::uint64_t key = sums_[i].first;
+      for (; i < sums_.size() && sums_[i].first == key; ++i) sum += sums_[i].second;
+      if (sum == 0) continue;
+      const auto rows = static_cast<std::int64_t>(sum);
+      count += by_key ? 1 : std::abs(rows);
+    }
+    return count;
+  }
+
+ private:
+  void Take(std::uint64_t key, std::uint64_t amount) {
+    if (key % parts_ == part_) sums_.emplace_back(key, amount);
+  }
+
+  std::uint64_t parts_, part_;
+  std::vector<std::pair<std::uint64_t, std::uint64_t>> sums_;
+  std::vector<Value> values_, key_;
+};
+
+// A row as it stands on a page; the body of a moved row counts where the body is.
+struct StandingRow {
+  std::uint64_t hash = 0;
+  std::uint32_t start = 0;
+  std::uint32_t length = 0;
+  bool operator<(const StandingRow& other) const { return hash < other.hash; }
+};
+
+std::vector<StandingRow> RowsOn(const StoredTable& table, const PageRef& page) {
+  std::vector<StandingRow> rows;
+  const FormatInfo& format = table.context().format;
+  if (!page || !IsDataPageOf(page.data(), table.layout().tdef_page)) return rows;
+  for (unsigned i = 0; i < SlotCount(format, page.data()); ++i) {
+    const RowSlot slot = ReadSlot(format, page.data(), page.page_no(), i);
+    if ((slot.flags & kSlotPointer) != 0) continue;
+    rows.push_back({HashBytes(0, page.data() + slot.start, slot.length()), slot.start, slot.length()});
+  }
+  std::ranges::sort(rows, {}, &StandingRow::hash);
+  return rows;
+}
+
+// One table as it was and as it is; either may be missing.
+class TableChange {
+ public:
+  TableChange(StoredTable* then, StoredTable* now) : then_(then), now_(now) {
+    const StoredTable& one = now != nullptr ? *now : *then;
+    has_key_ = PrimaryOf(one) >= 0 && (then == nullptr || now == nullptr || HasSameKey());
+    // The same bytes may lead to another content.
+    has_long_values_ = std::ranges::any_of(one.def().columns, [](const ColumnDef& column) {
+      return column.type == ColumnType::kMemo || column.type == ColumnType::kOle;
+    });
+  }
+
+  // Where the rows that were not touched can be left out.
+  bool IsOneTable() const {
+    return then_ != nullptr && now_ != nullptr && then_->layout().tdef_page == now_->layout().tdef_page &&
+           then_->StoresRowsAs(*now_) && HasSameKey();
+  }
+
+  std::int64_t CountOn(const std::vector<PageNo>& pages) {
+    return InParts(pages.size(), [&](Balance& balance) {
+      for (const PageNo page : pages) AddPage(page, &balance);
+    });
+  }
+
+  std::int64_t CountAll() {
+    std::size_t pages = 0;
+    for (const StoredTable* table : {then_, now_}) {
+      if (table != nullptr) pages += table->row_count() / 32;
+    }
+    return InParts(pages, [&](Balance& balance) {
+      for (StoredTable* table : {then_, now_}) {
+        if (table == nullptr) continue;
+        Row row;
+        RowId id;
+        for (TableCursor cursor(*table); cursor.Next(&row, &id);) Add(*table, row, &balance);
+      }
+    });
+  }
+
+ private:
+  static int PrimaryOf(const StoredTable& table) {
+    const auto& indexes = table.def().indexes;
+    const auto primary = std::ranges::find_if(indexes, &IndexDef::primary);
+    return primary == indexes.end() ? -1 : static_cast<int>(primary - indexes.begin());
+  }
+
+  bool HasSameKey() const {
+    const auto key = [](const StoredTable& table) {
+      std::vector<std::pair<unsigned, bool>> columns;
+      for (const IndexDef& index : table.def().indexes) {
+        if (!index.primary) continue;
+        for (const IndexColumn& column : index.columns) columns.emplace_back(column.column, column.descending);
+      }
+      return columns;
+    };
+    return key(*then_) == key(*now_);
+  }
+
+  template <typename Fill>
+  std::int64_t InParts(std::size_t pages, Fill fill) {
+    const std::uint64_t parts = 1 + pages / kPagesAtATime;
+    std::int64_t count = 0;
+    for (std::uint64_t part = 0; part < parts; ++part) {
+      Balance balance(parts, part);
+      fill(balance);
+      count += balance.Count(has_key_);
+    }
+    return count;
+  }
+
+  void Add(const StoredTable& table, const Row& row, Balance* balance) const {
+    balance->Add(table, has_key_ ? PrimaryOf(table) : -1, row, &table == now_ ? 1 : ~std::uint64_t{0});
+  }
+
+  static PageRef Read(const StoredTable& table, PageNo page) {
+    PageStore& pages = table.context().pages;
+    return page < pages.page_count() ? pages.Read(page) : PageRef();
+  }
+
+  void AddPage(PageNo number, Balance* balance) {
+    const PageRef old_page = Read(*then_, number), new_page = Read(*now_, number);
+    std::vector<StandingRow> old_rows = RowsOn(*then_, old_page), new_rows = RowsOn(*now_, new_page);
+    if (!has_long_values_) DropEqual(&old_rows, &new_rows);
+    AddRows(*then_, old_page, old_rows, balance);
+    AddRows(*now_, new_page, new_rows, balance);
+  }
+
+  static void DropEqual(std::vector<StandingRow>* a, std::vector<StandingRow>* b) {
+    std::vector<StandingRow> only_a, only_b;
+    std::ranges::set_difference(*a, *b, std::back_inserter(only_a));
+    std::ranges::set_difference(*b, *a, std::back_inserter(only_b));
+    a->swap(only_a);
+    b->swap(only_b);
+  }
+
+  void AddRows(const StoredTable& table, const PageRef& page, const std::vector<StandingRow>& rows,
+               Balance* balance) const {
+    Row row;
+    for (const StandingRow& at : rows) {
+      const Bytes bytes(page.data() + at.start, at.length);
+      RowAccess::Set(table, page, RowView::Parse(table.row_format(), bytes, page.page_no(), at.start), &row);
+      Add(table, row, balance);
+    }
+  }
+
+  StoredTable* then_;
+  StoredTable* now_;
+  bool has_key_ = false;
+  bool has_long_values_ = false;
+};
+
+// The pages of rows, by the definition of their table.
+using PagesByOwner = std::map<std::uint32_t, std::vector<PageNo>>;
+
+void AddOwner(PageStore& pages, PageNo page, PagesByOwner* owners) {
+  if (page >= pages.page_count()) return;
+  const PageRef ref = pages.Read(page);
+  if (ref.data()[0] != kPageData) return;
+  std::vector<PageNo>& list = (*owners)[PageOwner(ref.data())];
+  if (list.empty() || list.back() != page) list.push_back(page);
+}
+
+// The tables that users see, by the page of their definition and their name.
+std::map<std::string, PageNo> UserTables(DatabaseImpl& database) {
+  std::map<std::string, PageNo> tables;
+  for (const CatalogEntry& entry : database.Catalog()) {
+    if (entry.type == kLocalTable && !entry.system() && !entry.hidden()) {
+      tables[entry.name] = static_cast<PageNo>(entry.id);
+    }
+  }
+  return tables;
+}
+
+}  // namespace
+
+std::int64_t CountChangedRows(Database& database) {
+  DatabaseImpl& now = database.impl();
+  const std::vector<PageNo> changed = now.pages().ChangedSinceMark();
+  if (changed.empty()) return 0;
+
+  MemoryFileSystem no_files;  // there is no journal beside what the file was
+  PageStoreOptions options;
+  options.cache_bytes = kCacheBytes;
+  DatabaseImpl then(now.path(),
+                    std::make_unique<PageStore>(no_files, now.pages().FileAtMark(), "", /*writable=*/false,
+                                                now.pages().page_size(), options),
+                    now.header());
+  PagesByOwner owners;
+  for (const PageNo page : changed) {
+    AddOwner(then.pages(), page, &owners);
+    AddOwner(now.pages(), page, &owners);
+  }
+
+  const std::map<std::string, PageNo> old_tables = UserTables(then), new_tables = UserTables(now);
+  std::map<std::string, std::pair<PageNo, PageNo>> tables;
+  for (const auto& [name, page] : old_tables) tables[name].first = page;
+  for (const auto& [name, page] : new_tables) tables[name].second = page;
+  std::int64_t count = 0;
+  for (const auto& [name, pages] : tables) {
+    const auto touched = owners.find(pages.first);
+    if (pages.first == pages.second && touched == owners.end()) continue;
+    const auto find = [&name = name](DatabaseImpl& in, PageNo page) {
+      return page == 0 ? nullptr : in.FindTable(name);
+    };
+    const std::shared_ptr<Table> old_table = find(then, pages.first), new_table = find(now, pages.second);
+    if (old_table == nullptr && new_table == nullptr) continue;
+    TableChange change(old_table ? &old_table->stored() : nullptr, new_table ? &new_table->stored() : nullptr);
+    count += change.IsOneTable() ? change.CountOn(touched->second) : change.CountAll();
+  }
+  return count;
+}
+
+}  // namespace jet

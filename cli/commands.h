@@ -46,7 +46,8 @@ struct UndoOptions {
 };
 int Undo(const UndoOptions& options, Streams& streams);
 
-int New(const std::string& file, jet::Format format, Streams& streams);
+// Without a format, that of the file's extension.
+int New(const std::string& file, std::optional<jet::Format> format, Streams& streams);
 int Tables(const std::string& file, bool all, Streams& streams);
 int Schema(const std::string& file, const std::string& table, Streams& streams);
 
@@ -80,6 +81,8 @@ struct SqlOptions {
   std::string file;
   std::vector<std::string> statements;  // empty: from standard input
   bool csv = false;
+  bool read_only = false;
+  bool transaction = false;  // all statements or none
 };
 int Sql(const SqlOptions& options, Streams& streams);
 

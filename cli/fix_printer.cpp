@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "cli/output.h"
 #include "program/program_state.h"
 
 namespace vnt::cli {
@@ -17,15 +18,9 @@ std::string BoxText(const db::DbError& error) {
   return std::to_string(error.number()) + " " + error.description();
 }
 
-// Without the number where the user asked for the end.
-std::string LineText(const db::DbError& error) {
-  if (error.number() == db::kErrInterrupted) return error.description();
-  return fmt::format("{} ({})", error.description(), error.number());
-}
-
 }  // namespace
 
-void Speaker::Say(const db::DbError& error) { Say(LineText(error)); }
+void Speaker::Say(const db::DbError& error) { Say(ErrorText(error)); }
 
 void Speaker::Show(std::string_view text, platform::MessageStyle) {
   if (where_.empty()) {
@@ -80,7 +75,7 @@ void FixPrinter::SayErrors(const FixResult& result) {
   const std::string notice = by_notice_ ? fmt::format("notice {}: ", State().ntc_id) : "";
   const std::string fix = result.fix == nullptr ? "history: " : fmt::format("fix {}: ", result.fix->index);
   for (const Group& group : groups) {
-    speaker_.Say(notice + fix + LineText(*group.first));
+    speaker_.Say(notice + fix + ErrorText(*group.first));
     if (group.count > 1) speaker_.Say(fmt::format("{}{}and {} like it", notice, fix, group.count - 1));
   }
 }

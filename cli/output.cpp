@@ -184,9 +184,13 @@ std::string Display(const db::Value& value) {
   return out;
 }
 
-void TellError(const db::DbError& error, std::ostream& out) {
-  if (error.number() != db::kErrInterrupted) out << error.number() << ' ';
-  out << error.description() << '\n';
+std::string ErrorText(const db::DbError& error) {
+  if (error.number() == db::kErrInterrupted) return error.description();
+  return fmt::format("{} ({})", error.description(), error.number());
+}
+
+void TellError(const db::DbError& error, std::string_view place, std::ostream& out) {
+  out << fmt::format("vntfix: {}{}{}\n", place, place.empty() ? "" : ": ", ErrorText(error));
 }
 
 void PrintTable(const std::vector<std::string>& header, const std::vector<std::vector<std::string>>& rows,

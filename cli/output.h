@@ -34,8 +34,10 @@ void AppendCsv(const db::Value& value, std::string* out);
 // For a person: Null as nothing, text as it is, doubles with 15 significant digits and singles with 7.
 std::string Display(const db::Value& value);
 
-// A line with number and sentence; without the number where the user asked for the end.
-void TellError(const db::DbError& error, std::ostream& out);
+// Sentence and, behind it, the number; without the number where the user asked for the end.
+std::string ErrorText(const db::DbError& error);
+// That as a line, after the names of the program and of `place` (a file, or what of it; may be empty).
+void TellError(const db::DbError& error, std::string_view place, std::ostream& out);
 
 // A table with aligned columns: numbers to the right. `numeric` per column.
 void PrintTable(const std::vector<std::string>& header, const std::vector<std::vector<std::string>>& rows,

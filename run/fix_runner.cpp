@@ -43,14 +43,15 @@ bool OpenReferenceDatabase() {
   }
 }
 
-// The conditions of a run, in order; each refusal has its message. On success the reference database is open.
+// The conditions of a run, in order; each refusal has its message. On success the reference database is open,
+// unless none is needed.
 bool PreconditionsHold() {
   if (State().current_database.empty()) {
     ShowMessage("No Database open.  Please open a database to fix.", MessageStyle::kInformation);
     return false;
   }
   State().reference_database = platform::GetSettingString("GLOBAL", "VeltRefdb");
-  if (State().reference_database.empty()) {
+  if (State().needs_reference && State().reference_database.empty()) {
     ShowMessage("Cannot find veltrefdb in the kv_soft ini file", MessageStyle::kPlain);
     return false;
   }
@@ -58,7 +59,7 @@ bool PreconditionsHold() {
     ShowMessage("VNTFixdb cannot fix a readonly database. ", MessageStyle::kCritical);
     return false;
   }
-  if (!OpenReferenceDatabase()) {
+  if (State().needs_reference && !OpenReferenceDatabase()) {
     ShowMessage("Problem opening the velt reference database.  Please make sure it has been installed. ",
                 MessageStyle::kCritical);
     return false;

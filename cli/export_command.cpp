@@ -162,7 +162,7 @@ std::string SafeFileName(const std::string& table) {
     }
   }
   if (name.ends_with(' ') || name.ends_with('.')) {
-    const int last = name.back();
+    const auto last = static_cast<unsigned char>(name.back());
     name.pop_back();
     name += fmt::format("%{:02X}", last);
   }

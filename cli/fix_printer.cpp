@@ -38,8 +38,9 @@ void Speaker::Show(std::string_view text, platform::MessageStyle) {
 void Speaker::Begin(std::string where) { where_ = std::move(where); }
 
 void Speaker::Flush(const std::vector<db::DbError>& errors) {
-  for (const auto& [text, times] : waiting_) {
-    if (std::ranges::any_of(errors, [&](const db::DbError& error) { return BoxText(error) == text; }))
+  for (const auto& waiting : waiting_) {
+    const auto& [text, times] = waiting;
+    if (std::ranges::any_of(errors, [&](const auto& error) { return BoxText(error) == waiting.first; }))
       continue;
     Say(where_ + text + (times > 1 ? fmt::format(" ({} times)", times) : ""));
   }

@@ -83,7 +83,7 @@ RecordedState StateFor(const std::string& backup, bool force) {
 }  // namespace
 
 std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::string& folder) {
-  const std::string path = NewBackupPath(files, files.ResolveLinks(file.path()), folder);
+  std::string path = NewBackupPath(files, files.ResolveLinks(file.path()), folder);
   jet::CopyFile(files, file, path);
   return path;
 }

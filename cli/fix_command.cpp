@@ -11,7 +11,6 @@
 #include "access/base/error.h"
 #include "access/file/overlay.h"
 #include "cli/commands.h"
-#include "cli/diff_writers.h"
 #include "cli/fix_choice.h"
 #include "cli/fix_printer.h"
 #include "cli/interruptible.h"

@@ -8,11 +8,16 @@
 
 #include "access/base/types.h"
 #include "cli/cli.h"
-#include "cli/diff_writers.h"
+#include "compare/diff_writers.h"
 #include "platform/settings.h"
 #include "run/run_record.h"
 
 namespace vnt::cli {
+
+using compare::DiffFormat;
+using compare::MakeDiffWriter;
+using compare::OpenToCompare;
+using compare::OutputFailed;
 
 struct FixOptions {
   std::vector<std::string> files;

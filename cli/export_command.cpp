@@ -10,13 +10,16 @@
 #include "access/base/error.h"
 #include "cli/commands.h"
 #include "cli/interruptible.h"
-#include "cli/json_output.h"
 #include "cli/output.h"
 #include "cli/sqlite_export.h"
 #include "cli/tables.h"
+#include "compare/json_output.h"
 
 namespace vnt::cli {
 namespace {
+
+using compare::AppendJson;
+using compare::AppendJsonText;
 
 namespace fs = std::filesystem;
 

@@ -12,7 +12,6 @@
 #include "access/file/overlay.h"
 #include "access/store/database.h"
 #include "cli/commands.h"
-#include "cli/diff_writers.h"
 #include "cli/fix_choice.h"
 #include "cli/fix_printer.h"
 #include "cli/interruptible.h"
@@ -140,7 +139,7 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
     }
     if (!notices.empty()) TellReach(selection, speaker);
     if (options.dry_run) speaker.Say("a dry run: nothing is written.");
-    FixPrinter printer(streams, speaker, options, notices.size() > 1);
+    FixPrinter printer(streams, speaker, options, selection, notices.size() > 1);
     Recording recording;
     recording.dry_run = options.dry_run;
     recording.fingerprints = !options.report.empty();

@@ -50,9 +50,7 @@ void Speaker::Flush(const std::vector<db::DbError>& errors) {
 
 void FixPrinter::FixStarts(const FixEntry& fix, int number, int count) {
   speaker_.Begin(fmt::format("fix {}: ", fix.index));
-  if (streams_.progress && !options_.quiet) {
-    streams_.err << fmt::format("\r{}/{} {:<50}\r", number, count, fix.caption) << std::flush;
-  }
+  progress_.Fix(fix, number, count);
 }
 
 // Errors of one number are told once, with the first text; the report has them all.
@@ -82,6 +80,7 @@ void FixPrinter::SayErrors(const FixResult& result) {
 }
 
 void FixPrinter::FixEnds(const FixResult& result) {
+  progress_.FixDone();
   speaker_.Flush(result.errors);
   SayErrors(result);
   rows_of_notice_ += result.rows;

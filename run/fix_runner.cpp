@@ -79,11 +79,12 @@ void StampHistory() {
 // fixes report them.
 class Counter {
  public:
-  Counter() : former_on_error_(State().on_error) {
+  explicit Counter(RunObserver& watcher) : watcher_(watcher), former_on_error_(State().on_error) {
     State().on_error = [this](const db::DbError& error) { Count(error); };
     platform::InForce<db::Services>().observer = [this](const db::StatementEvent& event) {
       if (!event.text.empty()) ++result_->statements;
       result_->rows += event.rows;
+      watcher_.FixAdvances(++steps_, result_->rows);
     };
   }
   ~Counter() {
@@ -96,6 +97,7 @@ class Counter {
   // Counts in `result` from now on.
   void Start(FixResult& result) {
     result_ = &result;
+    steps_ = 0;
     start_ = std::chrono::steady_clock::now();
   }
   void End() { result_->time = std::chrono::steady_clock::now() - start_; }
@@ -105,7 +107,9 @@ class Counter {
   }
 
  private:
+  RunObserver& watcher_;
   std::function<void(const db::DbError&)> former_on_error_;
+  std::int64_t steps_ = 0;
   FixResult nothing_;
   FixResult* result_ = &nothing_;
   std::chrono::steady_clock::time_point start_;
@@ -113,7 +117,7 @@ class Counter {
 
 class Run {
  public:
-  Run(const FixSelection& selection, RunObserver& observer) : observer_(observer) {
+  Run(const FixSelection& selection, RunObserver& observer) : observer_(observer), counter_(observer) {
     for (const FixEntry& fix : FixCatalogue()) {
       if (selection.test(static_cast<std::size_t>(fix.index))) Add(&fix);
     }

@@ -8,11 +8,16 @@
 
 #include "access/base/types.h"
 #include "cli/cli.h"
-#include "cli/diff_writers.h"
+#include "compare/diff_writers.h"
 #include "platform/settings.h"
 #include "run/run_record.h"
 
 namespace vnt::cli {
+
+using compare::DiffFormat;
+using compare::MakeDiffWriter;
+using compare::OpenToCompare;
+using compare::OutputFailed;
 
 struct FixOptions {
   std::vector<std::string> files;
@@ -46,7 +51,8 @@ struct UndoOptions {
 };
 int Undo(const UndoOptions& options, Streams& streams);
 
-int New(const std::string& file, jet::Format format, Streams& streams);
+// Without a format, that of the file's extension.
+int New(const std::string& file, std::optional<jet::Format> format, Streams& streams);
 int Tables(const std::string& file, bool all, Streams& streams);
 int Schema(const std::string& file, const std::string& table, Streams& streams);
 
@@ -80,6 +86,8 @@ struct SqlOptions {
   std::string file;
   std::vector<std::string> statements;  // empty: from standard input
   bool csv = false;
+  bool read_only = false;
+  bool transaction = false;  // all statements or none
 };
 int Sql(const SqlOptions& options, Streams& streams);
 

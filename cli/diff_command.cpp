@@ -8,14 +8,6 @@
 
 namespace vnt::cli {
 
-std::unique_ptr<jet::Database> OpenToCompare(jet::FileSystem& files, const std::string& file) {
-  // Two caches of this size, and what sorting takes, stay below 64 MB together.
-  constexpr std::size_t kCacheBytes = 8u << 20;
-  jet::Database::Options options;
-  options.pages.cache_bytes = kCacheBytes;
-  return jet::Database::Open(files, file, jet::OpenMode::kRead, options);
-}
-
 int Diff(const DiffOptions& options, Streams& streams) {
   const Interruptible interruptible;
   const auto old_database = OpenToCompare(jet::PlatformFileSystem(), options.old_file);

@@ -10,13 +10,16 @@
 #include "access/base/error.h"
 #include "cli/commands.h"
 #include "cli/interruptible.h"
-#include "cli/json_output.h"
 #include "cli/output.h"
 #include "cli/sqlite_export.h"
 #include "cli/tables.h"
+#include "compare/json_output.h"
 
 namespace vnt::cli {
 namespace {
+
+using compare::AppendJson;
+using compare::AppendJsonText;
 
 namespace fs = std::filesystem;
 
@@ -162,7 +165,7 @@ std::string SafeFileName(const std::string& table) {
     }
   }
   if (name.ends_with(' ') || name.ends_with('.')) {
-    const int last = name.back();
+    const auto last = static_cast<unsigned char>(name.back());
     name.pop_back();
     name += fmt::format("%{:02X}", last);
   }

@@ -4,6 +4,7 @@
 
 #include <fmt/format.h>
 
+#include "access/base/text.h"
 #include "access/check/check.h"
 #include "access/store/database.h"
 #include "cli/commands.h"
@@ -48,6 +49,13 @@ std::string_view ObjectKind(std::int16_t type) {
   }
 }
 
+constexpr std::string_view kJetExtension = ".mdb", kAceExtension = ".accdb";
+
+// In any letter case.
+bool EndsInWords(std::string_view text, std::string_view end) {
+  return text.size() >= end.size() && jet::EqualWords(text.substr(text.size() - end.size()), end);
+}
+
 std::string Name(const std::string& name) { return "[" + name + "]"; }
 
 void PrintSchema(const jet::TableDef& def, std::ostream& out) {
@@ -83,8 +91,17 @@ void PrintSchema(const jet::TableDef& def, std::ostream& out) {
 
 }  // namespace
 
-int New(const std::string& file, jet::Format format, Streams&) {
-  jet::Database::Create(jet::PlatformFileSystem(), file, format);
+int New(const std::string& file, std::optional<jet::Format> format, Streams& streams) {
+  const bool is_ace = EndsInWords(file, kAceExtension);
+  const jet::Format wanted = format.value_or(is_ace ? jet::Format::kAce14 : jet::Format::kJet4);
+  const bool is_jet_name = EndsInWords(file, kJetExtension);
+  if (is_ace ? wanted == jet::Format::kJet4 : is_jet_name && wanted != jet::Format::kJet4) {
+    streams.err << fmt::format(
+        "vntfix new: {}: a file of that format is named {}, or Access will not open it.\n", file,
+        is_ace ? kJetExtension : kAceExtension);
+    return kUsage;
+  }
+  jet::Database::Create(jet::PlatformFileSystem(), file, wanted);
   return kOk;
 }
 

@@ -10,8 +10,8 @@
 
 #include "access/base/error.h"
 #include "access/file/overlay.h"
+#include "access/store/database.h"
 #include "cli/commands.h"
-#include "cli/diff_writers.h"
 #include "cli/fix_choice.h"
 #include "cli/fix_printer.h"
 #include "cli/interruptible.h"
@@ -69,6 +69,17 @@ std::vector<std::int32_t> FindNotices(const std::vector<NoticeRange>& ranges) {
   return notices;
 }
 
+// What says which schema a notice database has; without it the file would pass for one that cannot be
+// changed.
+bool IsNoticeDatabase(const std::string& file) {
+  return jet::Database::Open(db::Files(), file, jet::OpenMode::kRead)->FindTable("vnt_ooak") != nullptr;
+}
+
+std::string ReferenceNamedBy(const FixOptions& options) {
+  if (options.reference) return "--reference";
+  return fmt::format("--reference, else VeltRefdb in section [GLOBAL] of {}", platform::SettingsFile());
+}
+
 void TellReach(const FixSelection& selection, Speaker& speaker) {
   for (const FixEntry& fix : FixCatalogue()) {
     if (fix.reach.empty() || !selection.test(static_cast<std::size_t>(fix.index))) continue;
@@ -112,18 +123,23 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
   state.dry_run = options.dry_run;
   std::vector<std::int32_t> notices;
   try {
+    if (!IsNoticeDatabase(file)) {
+      speaker.Say("this is no notice database: it has no table vnt_ooak.");
+      return {};
+    }
     OpenAccessDatabase();
     // The message about it has been shown; it does not say why.
     if (State().read_only) speaker.Say(State().read_only_reason);
     notices = FindNotices(ranges);
     if (!notices.empty()) State().ntc_id = notices.front();
-    if (const std::string fault = ReferenceFault(selection); !fault.empty()) {
+    State().needs_reference = NeedsReference(selection);
+    if (const std::string fault = ReferenceFault(selection, ReferenceNamedBy(options)); !fault.empty()) {
       speaker.Say(fault);
       return {};
     }
     if (!notices.empty()) TellReach(selection, speaker);
     if (options.dry_run) speaker.Say("a dry run: nothing is written.");
-    FixPrinter printer(streams, speaker, options, notices.size() > 1);
+    FixPrinter printer(streams, speaker, options, selection, notices.size() > 1);
     Recording recording;
     recording.dry_run = options.dry_run;
     recording.fingerprints = !options.report.empty();

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "cli/output.h"
 #include "program/program_state.h"
 
 namespace vnt::cli {
@@ -17,15 +18,9 @@ std::string BoxText(const db::DbError& error) {
   return std::to_string(error.number()) + " " + error.description();
 }
 
-// Without the number where the user asked for the end.
-std::string LineText(const db::DbError& error) {
-  if (error.number() == db::kErrInterrupted) return error.description();
-  return fmt::format("{} ({})", error.description(), error.number());
-}
-
 }  // namespace
 
-void Speaker::Say(const db::DbError& error) { Say(LineText(error)); }
+void Speaker::Say(const db::DbError& error) { Say(ErrorText(error)); }
 
 void Speaker::Show(std::string_view text, platform::MessageStyle) {
   if (where_.empty()) {
@@ -43,8 +38,9 @@ void Speaker::Show(std::string_view text, platform::MessageStyle) {
 void Speaker::Begin(std::string where) { where_ = std::move(where); }
 
 void Speaker::Flush(const std::vector<db::DbError>& errors) {
-  for (const auto& [text, times] : waiting_) {
-    if (std::ranges::any_of(errors, [&](const db::DbError& error) { return BoxText(error) == text; }))
+  for (const auto& waiting : waiting_) {
+    const auto& [text, times] = waiting;
+    if (std::ranges::any_of(errors, [&](const auto& error) { return BoxText(error) == waiting.first; }))
       continue;
     Say(where_ + text + (times > 1 ? fmt::format(" ({} times)", times) : ""));
   }
@@ -54,9 +50,7 @@ void Speaker::Flush(const std::vector<db::DbError>& errors) {
 
 void FixPrinter::FixStarts(const FixEntry& fix, int number, int count) {
   speaker_.Begin(fmt::format("fix {}: ", fix.index));
-  if (streams_.progress && !options_.quiet) {
-    streams_.err << fmt::format("\r{}/{} {:<50}\r", number, count, fix.caption) << std::flush;
-  }
+  progress_.Fix(fix, number, count);
 }
 
 // Errors of one number are told once, with the first text; the report has them all.
@@ -80,12 +74,13 @@ void FixPrinter::SayErrors(const FixResult& result) {
   const std::string notice = by_notice_ ? fmt::format("notice {}: ", State().ntc_id) : "";
   const std::string fix = result.fix == nullptr ? "history: " : fmt::format("fix {}: ", result.fix->index);
   for (const Group& group : groups) {
-    speaker_.Say(notice + fix + LineText(*group.first));
+    speaker_.Say(notice + fix + ErrorText(*group.first));
     if (group.count > 1) speaker_.Say(fmt::format("{}{}and {} like it", notice, fix, group.count - 1));
   }
 }
 
 void FixPrinter::FixEnds(const FixResult& result) {
+  progress_.FixDone();
   speaker_.Flush(result.errors);
   SayErrors(result);
   rows_of_notice_ += result.rows;

@@ -8,6 +8,7 @@
 
 #include "cli/cli.h"
 #include "cli/commands.h"
+#include "cli/progress_line.h"
 #include "platform/messages.h"
 #include "run/run_record.h"
 #include "run/run_report.h"
@@ -39,10 +40,19 @@ class Speaker : public platform::Messages {
 class FixPrinter : public RunObserver {
  public:
   // `by_notice`: a line per notice in place of one per fix.
-  FixPrinter(Streams& streams, Speaker& speaker, const FixOptions& options, bool by_notice)
-      : streams_(streams), speaker_(speaker), options_(options), by_notice_(by_notice), lines_(streams.out) {}
+  FixPrinter(Streams& streams, Speaker& speaker, const FixOptions& options, const FixSelection& selection,
+             bool by_notice)
+      : streams_(streams),
+        speaker_(speaker),
+        options_(options),
+        selection_(selection),
+        by_notice_(by_notice),
+        lines_(streams.out),
+        progress_(streams.err, streams.progress && !options.quiet) {}
 
+  void RunStarts() override { progress_.Start(selection_); }
   void FixStarts(const FixEntry& fix, int number, int count) override;
+  void FixAdvances(std::int64_t, std::int64_t rows) override { progress_.Advance(rows); }
   void FixEnds(const FixResult& result) override;
   void RunEnds() override;
   // The last line: what was done in all, and where the backup is.
@@ -54,8 +64,10 @@ class FixPrinter : public RunObserver {
   Streams& streams_;
   Speaker& speaker_;
   const FixOptions& options_;
+  const FixSelection selection_;
   bool by_notice_;
   RunReport lines_;
+  ProgressLine progress_;
   std::int64_t rows_of_notice_ = 0;
   std::size_t errors_of_notice_ = 0;
 };

@@ -1,6 +1,5 @@
 // info: what a file is, what is in it, and who has it open. Nothing of it is needed to be a notice database.
 #include <algorithm>
-#include <ctime>
 #include <optional>
 #include <ostream>
 
@@ -10,6 +9,7 @@
 #include "cli/interruptible.h"
 #include "cli/output.h"
 #include "cli/tables.h"
+#include "cli/waiting_journal.h"
 
 namespace vnt::cli {
 namespace {
@@ -23,15 +23,6 @@ void Print(std::string_view name, const std::string& text, std::ostream& out) {
 std::string DateTime(double days) {
   std::string text;
   AppendDate(days, &text);
-  return text;
-}
-
-// Of a file's stamp, in local time.
-std::string FileTime(std::int64_t nanoseconds) {
-  const auto seconds = static_cast<std::time_t>(nanoseconds / 1'000'000'000);
-  const std::tm* local = std::localtime(&seconds);
-  char text[32];
-  if (local == nullptr || std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", local) == 0) return "?";
   return text;
 }
 
@@ -125,21 +116,16 @@ void PrintState(jet::FileSystem& files, const std::string& path, jet::File& file
   if (!users.empty()) lock += "; open in Access, by " + users;
   Print("lock", lock, out);
 
-  const std::string journal = jet::JournalPath(files, path);
-  if (!files.Exists(journal)) {
+  const auto journal = FindJournal(files, path, file);
+  if (!journal) {
     Print("journal", "none", out);
     return;
   }
-  // Its own writer may have it; what it holds can be said all the same.
-  std::string text = journal;
-  try {
-    const auto open = files.OpenCompanion(journal, jet::OpenMode::kRead, file);
-    const jet::FileStamp stamp = open->Stamp();
-    text += fmt::format(", {} bytes, of {}", stamp.size, FileTime(stamp.modified));
-  } catch (const jet::Error& error) {
-    text += fmt::format(" ({})", error.what());
-  }
-  Print("journal", text + (file.HasWriter() ? ", in use" : ", waiting to be brought into the file"), out);
+  const std::string what = journal->fault.empty()
+                               ? fmt::format(", {} bytes, of {}", journal->size, journal->changed)
+                               : fmt::format(" ({})", journal->fault);
+  Print("journal",
+        journal->path + what + (journal->in_use ? ", in use" : ", waiting to be brought into the file"), out);
 }
 
 }  // namespace

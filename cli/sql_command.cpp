@@ -1,4 +1,5 @@
 // vntfix sql: statements from the command line or standard input; results as an aligned table or CSV.
+#include <algorithm>
 #include <ios>
 #include <istream>
 #include <iterator>
@@ -96,6 +97,13 @@ void PrintCsv(db::Recordset& rows, std::ostream& out) {
   }
 }
 
+// Line breaks and tabs as blanks, so that a row stays one.
+std::string OnOneLine(std::string text) {
+  std::ranges::replace_if(
+      text, [](char c) { return static_cast<unsigned char>(c) < 0x20; }, ' ');
+  return text;
+}
+
 void PrintAligned(db::Recordset& rows, std::ostream& out) {
   const int fields = rows.FieldCount();
   std::vector<std::string> header;
@@ -107,64 +115,90 @@ void PrintAligned(db::Recordset& rows, std::ostream& out) {
     for (int i = 0; i < fields; ++i) {
       const db::Value value = rows.Get(i);
       if (!value.is_empty_or_null() && !IsNumeric(value)) numeric[static_cast<std::size_t>(i)] = false;
-      row.push_back(Display(value));
+      row.push_back(OnOneLine(Display(value)));
     }
   }
   PrintTable(header, cells, numeric, out);
   out << fmt::format("({} row{})\n", cells.size(), cells.size() == 1 ? "" : "s");
 }
 
-// The file cannot serve, and is as it was.
-int Refused(const db::DbError& error, Streams& streams) {
-  TellError(error, streams.err);
-  return kRefused;
+// In which statement it was, unless that is plain.
+class Place {
+ public:
+  Place(const std::string& file, std::size_t statements) : file_(file), several_(statements > 1) {}
+  void Next() { ++number_; }
+  std::string Text() const {
+    return several_ && number_ > 0 ? fmt::format("{}: statement {}", file_, number_) : file_;
+  }
+
+ private:
+  const std::string& file_;
+  bool several_;
+  int number_ = 0;
+};
+
+std::vector<std::string> StatementsOf(const SqlOptions& options, std::istream& in) {
+  if (options.statements.empty()) return SplitScript(ReadAll(in));
+  std::vector<std::string> statements;
+  for (const std::string& text : options.statements) {
+    for (std::string& statement : SplitScript(text)) statements.push_back(std::move(statement));
+  }
+  return statements;
+}
+
+int StatusOf(const db::DbError& error, bool changed_something) {
+  if (error.number() == db::kErrInterrupted) return InterruptedStatus();
+  // The file cannot serve, and is as it was.
+  const bool is_of_file = error.is_environment() || error.number() == db::kErrReadOnly;
+  return is_of_file && !changed_something ? kRefused : kFailed;
+}
+
+// Takes everything back, or keeps what the statements before the failed one did.
+void EndFailed(db::Connection& connection, const SqlOptions& options, Streams& streams) {
+  if (options.transaction) {
+    connection.RevertToMark();
+    streams.err << fmt::format("vntfix: {}: nothing was changed.\n", options.file);
+  }
+  connection.Close();
 }
 
 }  // namespace
 
 int Sql(const SqlOptions& options, Streams& streams) {
-  std::vector<std::string> statements;
-  if (options.statements.empty()) {
-    statements = SplitScript(ReadAll(streams.in));
-  } else {
-    for (const std::string& text : options.statements) {
-      for (std::string& statement : SplitScript(text)) statements.push_back(std::move(statement));
-    }
-  }
-  bool only_queries = true;
-  for (const std::string& statement : statements)
-    only_queries = only_queries && jet::sql::Session::IsQuery(statement);
-
+  const std::vector<std::string> statements = StatementsOf(options, streams.in);
+  const bool only_queries = std::ranges::all_of(statements, jet::sql::Session::IsQuery);
   // From here on: who is asked for statements can still be ended as ever.
   const Interruptible interruptible;
   db::Connection connection;
   // Looking at a database that somebody else reads, or that cannot be written, is fine as long as nothing
   // changes.
-  connection.Mode = only_queries ? db::AccessMode::kRead : db::AccessMode::kReadWrite;
+  connection.Mode = only_queries || options.read_only ? db::AccessMode::kRead : db::AccessMode::kReadWrite;
+  Place place(options.file, statements.size());
   try {
     connection.Open("Provider=Microsoft.ACE.OLEDB.12.0;" + db::DataSource(options.file) + ";");
+    if (options.transaction) connection.Mark();
   } catch (const db::DbError& error) {
-    return Refused(error, streams);
+    TellError(error, place.Text(), streams.err);
+    return error.number() == db::kErrInterrupted ? InterruptedStatus() : kRefused;
   }
   bool changed_something = false;
   try {
     for (const std::string& statement : statements) {
+      place.Next();
       if (jet::sql::Session::IsQuery(statement)) {
         db::Recordset rows;
         rows.Open(statement, connection);
         options.csv ? PrintCsv(rows, streams.out) : PrintAligned(rows, streams.out);
       } else {
         const std::int64_t changed = connection.Execute(statement);
-        changed_something = true;
+        changed_something = !options.transaction;
         streams.err << fmt::format("{} row{} changed\n", changed, changed == 1 ? "" : "s");
       }
     }
   } catch (const db::DbError& error) {
-    connection.Close();  // keeps what the statements before the failed one did
-    const bool interrupted = error.number() == db::kErrInterrupted;
-    const bool is_of_file = (error.is_environment() && !interrupted) || error.number() == db::kErrReadOnly;
-    if (is_of_file && !changed_something) return Refused(error, streams);
-    throw;
+    TellError(error, place.Text(), streams.err);
+    EndFailed(connection, options, streams);
+    return StatusOf(error, changed_something);
   }
   connection.Close();
   return kOk;

@@ -404,6 +404,14 @@ jet::Value RowDifference::New(int column) const {
   return new_row == nullptr || position < 0 ? jet::Value::Null() : new_row->Get(position);
 }
 
+std::unique_ptr<jet::Database> OpenToCompare(jet::FileSystem& files, const std::string& file) {
+  // Two caches of this size, and what sorting takes, stay below 64 MB together.
+  constexpr std::size_t kCacheBytes = 8u << 20;
+  jet::Database::Options options;
+  options.pages.cache_bytes = kCacheBytes;
+  return jet::Database::Open(files, file, jet::OpenMode::kRead, options);
+}
+
 Summary Compare(jet::Database& old_database, jet::Database& new_database, const Options& options,
                 Sink& sink) {
   const auto tables = TablesOf({&old_database, &new_database}, options);

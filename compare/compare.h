@@ -17,6 +17,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -94,6 +95,9 @@ struct Summary {
   Counts rows;
   bool equal() const { return differing_tables == 0; }
 };
+
+// For reading, with little memory.
+std::unique_ptr<jet::Database> OpenToCompare(jet::FileSystem& files, const std::string& file);
 
 // Compares two open databases, which may be of different versions, or one file and an overlay over it.
 // jet::Error: kNoTable when neither has a table of Options::tables; kInvalid for one that a notice has no

@@ -117,6 +117,8 @@ void Connection::Mark() { provider().Mark(); }
 
 bool Connection::RevertToMark() { return provider().RevertToMark(); }
 
+std::optional<std::int64_t> Connection::ChangedRows() { return provider().ChangedRows(); }
+
 Durability Connection::GetDurability() { return provider().GetDurability(); }
 
 void Connection::Release() { provider().Release(); }

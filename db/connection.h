@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -81,6 +82,8 @@ class Connection {
   // written, and the database is what it was at the last Persist(), Checkpoint() or opening.
   void Mark();
   bool RevertToMark();
+  // How many rows are not what they were at that border, as jet::CountChangedRows() counts; none for ODBC.
+  std::optional<std::int64_t> ChangedRows();
   // What of everything that was executed is durable, also after an error of Persist() or Checkpoint().
   Durability GetDurability();
   // Makes everything durable and lets go of the file until the connection is used again, which looks the file

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -48,6 +49,7 @@ class ProviderConnection {
   // See Connection. False: the source cannot go back.
   virtual void Mark() {}
   virtual bool RevertToMark() { return false; }
+  virtual std::optional<std::int64_t> ChangedRows() { return {}; }
   virtual Durability GetDurability() { return Durability::kAll; }
   virtual void Release() {}
   virtual void Resume() {}

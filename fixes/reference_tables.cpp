@@ -39,6 +39,12 @@ constexpr Statement kBandwidths[] = {
 
 std::string Quoted(std::string_view path) { return "'" + std::string(path) + "'"; }
 
+// As the statements name it.
+std::string TemplateSetting() {
+  std::string path = platform::GetSettingString("GLOBAL", "EmptyDBV6");
+  return path.empty() ? std::string(kDefaultTemplate) : path;
+}
+
 void AddLimit(const std::string& ntc_id, int seq_no, const std::string& pfd, std::string_view ra_stn_type) {
   MainCn().Execute(
       "INSERT INTO c_pfd (ntc_id, seq_no, freq_min, freq_max, pfd, bdwdth, ra_stn_type) Values ( " + ntc_id +
@@ -60,9 +66,10 @@ void UpdateAntennaTypeReference() {
   make(" SELECT * Into ant_type From ant_type_new ");
 }
 
+std::string TemplateDatabase() { return platform::ResolvePath(TemplateSetting()); }
+
 void RefreshPfdAndVersionTables() {
-  std::string path = platform::GetSettingString("GLOBAL", "EmptyDBV6");
-  if (path.empty()) path = kDefaultTemplate;
+  const std::string path = TemplateSetting();
   db::Connection& cn = MainCn();
   cn.Execute(" SELECT * Into c_pfd_new From c_pfd in " + Quoted(path));
   cn.Execute(

@@ -11,8 +11,12 @@ namespace vnt::platform {
 // the file is missing or nothing can open it.
 bool OpenDocument(const std::string& path);
 
-// Per-user settings store of the application: one number under section and key.
+// Per-user settings store of the application: a number or a text of one line under section and key. What
+// cannot be saved is lost silently: it is convenience only.
 void SaveUserSetting(std::string_view section, std::string_view key, int value);
+void SaveUserSetting(std::string_view section, std::string_view key, std::string_view value);
+// Empty when there is none.
+std::string ReadUserSetting(std::string_view section, std::string_view key);
 
 // Registers a data source with the ODBC installer (SQLConfigDataSource, request "add"). `attributes` is the
 // list of items, each followed by one NUL, with a second NUL at the end. False when the installer refuses.

@@ -70,9 +70,10 @@ std::vector<std::string> ReadLines(const fs::path& file) {
 }
 
 // Sets one line of the settings file, which this program alone writes.
-void SetLine(std::vector<std::string>& lines, std::string_view section, std::string_view key, int value) {
+void SetLine(std::vector<std::string>& lines, std::string_view section, std::string_view key,
+             std::string_view value) {
   const std::string header = "[" + std::string(section) + "]";
-  const std::string entry = std::string(key) + "=" + std::to_string(value);
+  const std::string entry = std::string(key) + "=" + std::string(value);
   auto line = std::find_if(lines.begin(), lines.end(),
                            [&](const std::string& text) { return jet::EqualNames(text, header); });
   if (line == lines.end()) {
@@ -105,6 +106,11 @@ bool OpenDocument(const std::string& path) {
 }
 
 void SaveUserSetting(std::string_view section, std::string_view key, int value) {
+  SaveUserSetting(section, key, std::to_string(value));
+}
+
+void SaveUserSetting(std::string_view section, std::string_view key, std::string_view value) {
+  if (value.find_first_of("\r\n") != std::string_view::npos) return;  // would be lines of their own
   std::error_code ignored;  // placement is a convenience; a full disk must not disturb the end of the program
   const fs::path folder = UserConfigFolder();
   fs::create_directories(folder, ignored);
@@ -122,6 +128,22 @@ void SaveUserSetting(std::string_view section, std::string_view key, int value) 
     }
   }
   fs::rename(temporary, file, ignored);
+}
+
+std::string ReadUserSetting(std::string_view section, std::string_view key) {
+  const std::string header = "[" + std::string(section) + "]";
+  bool within = false;
+  for (const std::string& line : ReadLines(fs::path(UserConfigFolder()) / "VNTFixdb.ini")) {
+    if (line.starts_with('[')) {
+      within = jet::EqualNames(line, header);
+      continue;
+    }
+    const std::size_t end = line.find('=');
+    if (within && end != std::string::npos && jet::EqualNames(line.substr(0, end), key)) {
+      return line.substr(end + 1);
+    }
+  }
+  return {};
 }
 
 bool AddDataSource(std::string_view driver, std::string_view attributes) {

@@ -18,11 +18,37 @@ bool OpenDocument(const std::string& path) {
   return reinterpret_cast<INT_PTR>(result) > 32;
 }
 
+namespace {
+
+std::wstring PlaceOf(std::string_view section) {
+  return L"Software\\VB and VBA Program Settings\\VNTFixdb\\" + Wide(section);
+}
+
+}  // namespace
+
 void SaveUserSetting(std::string_view section, std::string_view key, int value) {
-  const std::wstring place = L"Software\\VB and VBA Program Settings\\VNTFixdb\\" + Wide(section);
-  const std::wstring text = std::to_wstring(value);
+  SaveUserSetting(section, key, std::to_string(value));
+}
+
+void SaveUserSetting(std::string_view section, std::string_view key, std::string_view value) {
+  const std::wstring place = PlaceOf(section);
+  const std::wstring text = Wide(value);
   RegSetKeyValueW(HKEY_CURRENT_USER, place.c_str(), Wide(key).c_str(), REG_SZ, text.c_str(),
                   static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t)));
+}
+
+std::string ReadUserSetting(std::string_view section, std::string_view key) {
+  const std::wstring place = PlaceOf(section);
+  const std::wstring name = Wide(key);
+  const auto read = [&](void* buffer, DWORD* bytes) {
+    return RegGetValueW(HKEY_CURRENT_USER, place.c_str(), name.c_str(), RRF_RT_REG_SZ, nullptr, buffer,
+                        bytes) == ERROR_SUCCESS;
+  };
+  DWORD bytes = 0;
+  if (!read(nullptr, &bytes)) return {};
+  std::wstring text(bytes / sizeof(wchar_t), L'\0');
+  if (!read(text.data(), &bytes)) return {};
+  return Narrow(text.c_str());
 }
 
 bool AddDataSource(std::string_view driver, std::string_view attributes) {

@@ -12,6 +12,12 @@ class Messages {
  public:
   virtual ~Messages() = default;
   virtual void Show(std::string_view text, MessageStyle style) = 0;
+  // With a check mark of that caption beneath the text; gives whether it was set. Who has none to offer shows
+  // the text.
+  virtual bool ShowWithCheck(std::string_view text, MessageStyle style, std::string_view /*caption*/) {
+    Show(text, style);
+    return false;
+  }
 };
 
 // Shows a message in the way now in force (services.h).

@@ -9,6 +9,7 @@
 
 #include "access/base/text.h"
 #include "platform/in_force.h"
+#include "platform/paths.h"
 #include "platform/profile.h"
 #include "platform/profile_file.h"
 #include "platform/services.h"
@@ -68,6 +69,8 @@ const std::string* SettingOverrides::Find(std::string_view section, std::string_
   const auto found = values_.find(Place(section, key));
   return found == values_.end() ? nullptr : &found->second;
 }
+
+std::string SettingsFile() { return Utf8Of(ProfileFile(kSettingsFile)); }
 
 std::string GetSettingString(std::string_view section, std::string_view key) {
   if (const std::string* value = FindOverride(section, key)) return *value;

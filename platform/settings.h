@@ -31,6 +31,8 @@ std::string ReadProfileString(std::string_view file, std::string_view section, s
 std::int32_t ReadProfileInt(std::string_view file, std::string_view section, std::string_view key,
                             std::int32_t fallback);
 
+// The path of KV_SOFT.ini, whether it is there or not. UTF-8.
+std::string SettingsFile();
 // The settings of KV_SOFT.ini. An empty section means "VeltGrab". 200-character buffer, empty default.
 std::string GetSettingString(std::string_view section, std::string_view key);
 std::int32_t GetSettingInt(std::string_view section, std::string_view key);

@@ -24,6 +24,7 @@ struct ProgramState {
       second_connection;  // by design: opened and closed with the first, no fix asks it
   std::unique_ptr<db::cadodb> reference_connection;
   std::string reference_database;  // setting VeltRefdb, read by each run
+  bool needs_reference = true;     // a run is refused without it
   bool read_only = false;
   std::string read_only_reason;  // why the database open now cannot be changed; empty: it can
   bool dry_run = false;          // files beside the database, such as logs, are not written either

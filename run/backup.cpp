@@ -72,18 +72,19 @@ RecordedState StateFor(const std::string& backup, bool force) {
     return ReadRecord(backup + kRecordExtension);
   } catch (const jet::Error& error) {
     if (force && error.kind() == jet::ErrorKind::kNotFound) return {};
-    throw jet::Error(jet::ErrorKind::kCorrupt,
-                     fmt::format("Nothing tells what the run left for which the backup {} was made: {} "
-                                 "Nothing was changed. With --force it is put back all the same, and what is "
-                                 "there now becomes a backup.",
-                                 backup, error.what()));
+    throw jet::Error(
+        jet::ErrorKind::kCorrupt,
+        fmt::format("Nothing tells what the run left for which the backup {} was made: {} "
+                    "Nothing was changed. With vntfix undo --force it is put back all the same, and what is "
+                    "there now becomes a backup.",
+                    backup, error.what()));
   }
 }
 
 }  // namespace
 
 std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::string& folder) {
-  const std::string path = NewBackupPath(files, files.ResolveLinks(file.path()), folder);
+  std::string path = NewBackupPath(files, files.ResolveLinks(file.path()), folder);
   jet::CopyFile(files, file, path);
   return path;
 }
@@ -135,7 +136,7 @@ Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::s
     throw jet::Error(
         jet::ErrorKind::kIo,
         fmt::format("{} is not what the run of {} left: it was changed since, or that run did not "
-                    "end as it should. Nothing was changed. With --force the backup {} is put "
+                    "end as it should. Nothing was changed. With vntfix undo --force the backup {} is put "
                     "back all the same, and what is there now becomes a backup.",
                     file, backups.front().made, newest));
   }

@@ -35,14 +35,16 @@ bool Close(std::unique_ptr<db::cadodb>& slot) {
 
 }  // namespace
 
-void OpenIngresDatabase() {
+std::string OpenIngresDatabase() {
   const std::string user_name = platform::GetOperatorName();
   try {
     OpenIngres(State().main_connection, user_name);
     OpenIngres(State().second_connection, user_name);
-  } catch (const db::DbError&) {
-    // Quiet on purpose: the operator learns of it from the first fix, as from any lost connection.
+  } catch (const db::DbError& error) {
+    // No message on purpose: the operator learns of it from the first fix, as from any lost connection.
+    return error.description();
   }
+  return {};
 }
 
 namespace {

@@ -11,8 +11,9 @@ namespace vnt {
 inline constexpr char kNoDatabaseText[] = "no database open";
 
 // Opens the main and the second connection on the data source named by the current database, for the
-// logged-on user. An error ends it quietly: the fixes then report what fails.
-void OpenIngresDatabase();
+// logged-on user. An error ends it quietly, since the fixes then report what fails; gives what the driver
+// says, or nothing.
+std::string OpenIngresDatabase();
 
 // Closes the connections, which makes what was executed durable. False when an error was reported.
 bool CloseDatabases();

@@ -43,14 +43,15 @@ bool OpenReferenceDatabase() {
   }
 }
 
-// The conditions of a run, in order; each refusal has its message. On success the reference database is open.
+// The conditions of a run, in order; each refusal has its message. On success the reference database is open,
+// unless none is needed.
 bool PreconditionsHold() {
   if (State().current_database.empty()) {
     ShowMessage("No Database open.  Please open a database to fix.", MessageStyle::kInformation);
     return false;
   }
   State().reference_database = platform::GetSettingString("GLOBAL", "VeltRefdb");
-  if (State().reference_database.empty()) {
+  if (State().needs_reference && State().reference_database.empty()) {
     ShowMessage("Cannot find veltrefdb in the kv_soft ini file", MessageStyle::kPlain);
     return false;
   }
@@ -58,7 +59,7 @@ bool PreconditionsHold() {
     ShowMessage("VNTFixdb cannot fix a readonly database. ", MessageStyle::kCritical);
     return false;
   }
-  if (!OpenReferenceDatabase()) {
+  if (State().needs_reference && !OpenReferenceDatabase()) {
     ShowMessage("Problem opening the velt reference database.  Please make sure it has been installed. ",
                 MessageStyle::kCritical);
     return false;
@@ -78,11 +79,12 @@ void StampHistory() {
 // fixes report them.
 class Counter {
  public:
-  Counter() : former_on_error_(State().on_error) {
+  explicit Counter(RunObserver& watcher) : watcher_(watcher), former_on_error_(State().on_error) {
     State().on_error = [this](const db::DbError& error) { Count(error); };
     platform::InForce<db::Services>().observer = [this](const db::StatementEvent& event) {
       if (!event.text.empty()) ++result_->statements;
       result_->rows += event.rows;
+      watcher_.FixAdvances(++steps_, result_->rows);
     };
   }
   ~Counter() {
@@ -95,6 +97,7 @@ class Counter {
   // Counts in `result` from now on.
   void Start(FixResult& result) {
     result_ = &result;
+    steps_ = 0;
     start_ = std::chrono::steady_clock::now();
   }
   void End() { result_->time = std::chrono::steady_clock::now() - start_; }
@@ -104,7 +107,9 @@ class Counter {
   }
 
  private:
+  RunObserver& watcher_;
   std::function<void(const db::DbError&)> former_on_error_;
+  std::int64_t steps_ = 0;
   FixResult nothing_;
   FixResult* result_ = &nothing_;
   std::chrono::steady_clock::time_point start_;
@@ -112,7 +117,7 @@ class Counter {
 
 class Run {
  public:
-  Run(const FixSelection& selection, RunObserver& observer) : observer_(observer) {
+  Run(const FixSelection& selection, RunObserver& observer) : observer_(observer), counter_(observer) {
     for (const FixEntry& fix : FixCatalogue()) {
       if (selection.test(static_cast<std::size_t>(fix.index))) Add(&fix);
     }

@@ -40,6 +40,9 @@ class RunObserver {
   virtual ~RunObserver() = default;
   virtual void RunStarts() {}  // preconditions hold (hourglass on)
   virtual void FixStarts(const FixEntry&, int /*number*/, int /*count*/) {}
+  // The running fix has taken that many steps (statements sent, rows written one by one) and written that
+  // many rows. Called between them; what it does must not touch the database.
+  virtual void FixAdvances(std::int64_t /*steps*/, std::int64_t /*rows*/) {}
   // Also told, at the end of a run that ended early, of every fix that is not what it was told to be, or that
   // was told of never.
   virtual void FixEnds(const FixResult&) {}

@@ -5,6 +5,8 @@
 #include <string>
 #include <utility>
 
+#include "access/file/file.h"
+#include "db/services.h"
 #include "fixes/reference_tables.h"
 #include "platform/messages.h"
 #include "program/program_state.h"
@@ -76,6 +78,23 @@ void DropConnections() {
   }
 }
 
+// A refresh that finds no template says which setting names it.
+db::DbError WithTemplate(const db::DbError& error) {
+  const std::string path = TemplateDatabase();
+  bool exists = true;
+  try {
+    exists = db::Files().Exists(path);
+  } catch (const std::exception&) {
+    // the error itself says what cannot be read
+  }
+  if (exists) return error;
+  return {
+      error.number(), error.source(),
+      error.description() + " The reference tables of this version 5.0 database are taken from the empty " +
+          "template database, which the setting EmptyDBV6 in section GLOBAL of KV_SOFT.ini names: " + path,
+      error.is_environment()};
+}
+
 // Errors of statements leave what was done before them; a failure of the surroundings, which could strike
 // between the dropping of a table and its making anew, leaves nothing.
 void RefreshWhole() {
@@ -91,7 +110,7 @@ void RefreshWhole() {
     RefreshReferenceForVersion5();
   } catch (const db::DbError& error) {
     if (error.is_environment()) take_back();
-    throw;
+    throw WithTemplate(error);
   } catch (const std::bad_alloc&) {
     take_back();
     throw;

@@ -41,6 +41,7 @@ class Recorder : public RunObserver {
   void FixStarts(const FixEntry& fix, int number, int count) override {
     inner_.FixStarts(fix, number, count);
   }
+  void FixAdvances(std::int64_t steps, std::int64_t rows) override { inner_.FixAdvances(steps, rows); }
   void FixEnds(const FixResult& result) override { inner_.FixEnds(result); }
   void RunEnds() override { inner_.RunEnds(); }
 

@@ -32,41 +32,6 @@ std::string LocalTime(Clock::time_point time) {
 
 double Seconds(std::chrono::duration<double> time) { return time.count(); }
 
-std::string_view StatusWord(FixStatus status) {
-  switch (status) {
-    case FixStatus::kNotRun:
-      return "not run";
-    case FixStatus::kDone:
-      return "done";
-    case FixStatus::kFailed:
-      return "errors";
-    case FixStatus::kUndone:
-      return "undone";
-    case FixStatus::kInDoubt:
-      return "in doubt";
-    case FixStatus::kStopped:
-      break;
-  }
-  return "stopped";
-}
-
-struct CountedError {
-  const db::DbError* error;
-  std::int64_t count;
-};
-
-// Equal ones together, in the order in which they came first.
-std::vector<CountedError> Counted(const std::vector<db::DbError>& errors) {
-  std::vector<CountedError> counted;
-  std::map<std::pair<std::int32_t, std::string>, std::size_t> places;
-  for (const db::DbError& error : errors) {
-    const auto [place, is_new] = places.try_emplace({error.number(), error.description()}, counted.size());
-    if (is_new) counted.push_back({&error, 0});
-    ++counted[place->second].count;
-  }
-  return counted;
-}
-
 Json FixAsJson(const FixResult& fix) {
   Json json;
   if (fix.fix != nullptr) {
@@ -138,6 +103,35 @@ std::string AsText(const RunRecord& record) {
 }
 
 }  // namespace
+
+std::string_view StatusWord(FixStatus status) {
+  switch (status) {
+    case FixStatus::kNotRun:
+      return "not run";
+    case FixStatus::kDone:
+      return "done";
+    case FixStatus::kFailed:
+      return "errors";
+    case FixStatus::kUndone:
+      return "undone";
+    case FixStatus::kInDoubt:
+      return "in doubt";
+    case FixStatus::kStopped:
+      break;
+  }
+  return "stopped";
+}
+
+std::vector<CountedError> Counted(const std::vector<db::DbError>& errors) {
+  std::vector<CountedError> counted;
+  std::map<std::pair<std::int32_t, std::string>, std::size_t> places;
+  for (const db::DbError& error : errors) {
+    const auto [place, is_new] = places.try_emplace({error.number(), error.description()}, counted.size());
+    if (is_new) counted.push_back({&error, 0});
+    ++counted[place->second].count;
+  }
+  return counted;
+}
 
 std::string OutcomeOf(const RunResult& result) {
   if (result.refused) return "refused";

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "run/fix_runner.h"
@@ -27,6 +28,16 @@ struct RunRecord {
   // run did stands.
   std::string fault;
 };
+
+// A word or two for what became of a fix.
+std::string_view StatusWord(FixStatus status);
+
+// Equal errors together, in the order in which they came first.
+struct CountedError {
+  const db::DbError* error;
+  std::int64_t count;
+};
+std::vector<CountedError> Counted(const std::vector<db::DbError>& errors);
 
 // One word for what became of it: "done", "errors", "ended early", "refused".
 std::string OutcomeOf(const RunResult& result);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "platform/desktop.h"
 #include "platform/messages.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
@@ -17,6 +18,18 @@ namespace {
 constexpr std::string_view kActive = "Active";
 constexpr std::string_view kOwnSection = "VNTFIXV7";
 constexpr std::string_view kSharedSection = "GLOBAL";
+
+constexpr char kUsage[] =
+    R"(VNTFixdb          opens the window
+VNTFixdb Active   opens it with the database CurDatabase and the notice Ntc_id of KV_SOFT.ini
+VNTFixdb TEXT     any other text: runs the default fixes on that database and ends, with status 0, or 1 when
+                  the run was refused, ended early or a fix reported an error
+VNTFixdb --help, -h, --version
+
+Settings in section [VNTFIXV7] of KV_SOFT.ini for a run without a window: CurDatabase, Ntc_id (0: all notices),
+Backup=1 (copies the database first), Quiet=1 (messages go to standard error and the report, never into boxes).
+VNTFIX_RUN_REPORT names a file for the report; JSON where it ends in .json. vntfix --help tells of the command
+line tool.)";
 
 constexpr int kEnded = 0;
 constexpr int kRefused = 1;
@@ -46,7 +59,12 @@ bool OpenPreparedDatabase(StartUpHost& host) {
     if (State().ntc_id < 1) {
       return Refuse("VNTFixdb cannot be run on the Ingres database without specifying a ntc_id");
     }
-    host.OpenIngresDatabase();
+    const std::string words = host.OpenIngresDatabase();
+    if (!words.empty()) {
+      const std::string line = State().current_database + " cannot be reached: " + words;
+      host.Tell(line);
+      ReportMessage(line);
+    }
     return true;
   }
   if (State().current_database.empty()) return Refuse("No database specified.");
@@ -66,6 +84,8 @@ std::string DatabasePanelText() {
 }
 
 int RunUnattended(StartUpHost& host) {
+  const std::string scope = State().ntc_id > 0 ? "notice " + std::to_string(State().ntc_id) : "all notices";
+  host.Tell("fixing " + State().current_database + ", " + scope + ".");
   const bool succeeded = host.LoadUnshownWindow()->Automatic_Fix();
   return CloseDatabases() && succeeded ? kEnded : kRefused;
 }
@@ -88,9 +108,20 @@ RunMode RunModeOf(std::string_view command_line) {
   return RunMode::kUnattended;
 }
 
+std::optional<std::string> ConventionalAnswer(std::string_view command_line) {
+  if (command_line == "--version") {
+    return "VNTFixdb " + std::to_string(VNT_VERSION_MAJOR) + "." + std::to_string(VNT_VERSION_MINOR) + "." +
+           std::to_string(VNT_VERSION_REVISION);
+  }
+  if (command_line == "--help" || command_line == "-h") return kUsage;
+  return std::nullopt;
+}
+
+bool BoxesMayShow() { return platform::HasDisplay() && platform::GetSettingInt(kOwnSection, "Quiet") <= 0; }
+
 void StartUpHost::OpenAccessDatabase() { vnt::OpenAccessDatabase(); }
 
-void StartUpHost::OpenIngresDatabase() { vnt::OpenIngresDatabase(); }
+std::string StartUpHost::OpenIngresDatabase() { return vnt::OpenIngresDatabase(); }
 
 std::unique_ptr<MainWindow> StartUpHost::LoadUnshownWindow() { return std::make_unique<UnshownWindow>(); }
 

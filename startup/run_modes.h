@@ -21,6 +21,14 @@ enum class RunMode { kInteractive, kPreparedInteractive, kUnattended };
 // "Active" is searched for as it is written, anywhere in the line: "active" starts an unattended run.
 RunMode RunModeOf(std::string_view command_line);
 
+// What the program prints, to end then, when the command line is --help, -h or --version and nothing else;
+// nothing for every other line.
+std::optional<std::string> ConventionalAnswer(std::string_view command_line);
+
+// Whether the messages of an unattended run may be boxes: somebody may see them, and the setting Quiet does
+// not keep them away.
+bool BoxesMayShow();
+
 // What start-up asks of the main window.
 class MainWindow {
  public:
@@ -43,7 +51,11 @@ class StartUpHost {
   // Open the current database of the program's state; DbError when it cannot be opened, EndProgram when the
   // program must not go on.
   virtual void OpenAccessDatabase();
-  virtual void OpenIngresDatabase();
+  // Gives the driver's words when the source cannot be reached; then the fixes meet that too.
+  virtual std::string OpenIngresDatabase();
+
+  // A line for whoever started an unattended run.
+  virtual void Tell(const std::string& /*line*/) {}
 
   // Loads the window for an unattended run, which lives for that run.
   virtual std::unique_ptr<MainWindow> LoadUnshownWindow();

@@ -155,7 +155,8 @@ std::string LowerText(std::string_view text) {
 bool EqualNames(std::string_view a, std::string_view b) {
   std::size_t i = 0, k = 0;
   while (i < a.size() && k < b.size()) {
-    if (a[i] == b[k] && IsAscii(a[i])) {
+    if (IsAscii(a[i]) && IsAscii(b[k])) {  // Nearly every name: no code points are needed.
+      if (a[i] != b[k] && FoldAscii(a[i]) != FoldAscii(b[k])) return false;
       ++i;
       ++k;
       continue;

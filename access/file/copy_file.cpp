@@ -26,7 +26,7 @@ void ForEachPiece(File& file, Use use) {
 
 // A complete copy beside `to`, under a name of its own, with the rights of `owner`.
 std::string CopyBeside(FileSystem& files, File& from, const std::string& to, File& owner) {
-  const std::string unfinished = to + ".part";
+  std::string unfinished = to + ".part";
   if (files.Exists(unfinished)) files.Remove(unfinished);  // of a copy that was killed
   const std::uint64_t size = from.Size();
   try {

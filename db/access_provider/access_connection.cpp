@@ -105,6 +105,11 @@ bool AccessConnection::RevertToMark() {
   return true;
 }
 
+std::optional<std::int64_t> AccessConnection::ChangedRows() {
+  if (mode_ == AccessMode::kRead || engine_ == nullptr) return 0;
+  return Translated([&] { return jet::CountChangedRows(database()); });
+}
+
 Durability AccessConnection::GetDurability() {
   if (mode_ == AccessMode::kRead || engine_ == nullptr) return Durability::kAll;
   switch (database().durability()) {

@@ -51,6 +51,7 @@ class AccessConnection : public ProviderConnection {
   void Persist() override;
   void Mark() override;
   bool RevertToMark() override;
+  std::optional<std::int64_t> ChangedRows() override;
   Durability GetDurability() override;
   void Release() override;
   void Resume() override;

@@ -127,7 +127,7 @@ TEST_F(CliTest, FailingStatementKeepsWhatWentBeforeAndNamesThePlace) {
   const Outcome failed =
       RunCli({"sql", file}, "create table t (a long); insert into t values (1); insert int t values (2)");
   EXPECT_EQ(failed.code, kFailed);
-  EXPECT_THAT(failed.err, HasSubstr("-2147217900 "));
+  EXPECT_THAT(failed.err, HasSubstr(": statement 3: "));
   EXPECT_THAT(failed.err, HasSubstr("'int'"));
   EXPECT_EQ(RunCli({"sql", file, "--csv", "select a from t"}).out, "\"a\"\n1\n");
   EXPECT_EQ(RunCli({"check", file}).code, kOk);
@@ -190,8 +190,12 @@ TEST_F(CliTest, FixPrintsALinePerFixAndTellsOfMissingReferences) {
   const std::string file = At("notices.mdb");
   const Outcome none = RunCli({"fix", file});
   EXPECT_EQ(none.code, kRefused);
-  EXPECT_THAT(none.err, HasSubstr("Cannot find veltrefdb in the kv_soft ini file"));
-  EXPECT_EQ(RunCli({"fix", file, "--reference", At("nowhere.mdb")}).code, kRefused);
+  EXPECT_THAT(none.err,
+              HasSubstr("fix 35 \"Fix Antenna Pattern id\" needs the reference database, and nothing "
+                        "names it: --reference, else VeltRefdb in section [GLOBAL] of " +
+                        At("KV_SOFT.ini") + ".\n"));
+  // Fixes that do not read it do without.
+  EXPECT_EQ(RunCli({"fix", file, "--only", "7"}).code, kOk);
 
   const Outcome fixed = RunCli({"fix", file, "--reference", At("reference.mdb"), "--only", "7,15"});
   EXPECT_EQ(fixed.code, kOk) << fixed.err;
@@ -254,15 +258,101 @@ TEST_F(CliTest, FailingFixExitsWithOneAndTheRunGoesOn) {
 }
 
 TEST_F(CliTest, MessagesSayWhatIsWrong) {
-  EXPECT_THAT(RunCli({"frobnicate"}).err, HasSubstr("There is no command 'frobnicate'."));
-  EXPECT_THAT(RunCli({"fix", "a.mdb", "--notice", "0"}).err, HasSubstr("numbers from 1 to 2147483647"));
-  MakeSample();
-  // A reference database without its tables: the runner's own message does not name them.
-  const std::string no_reference = NewDatabase();
-  const Outcome failed = RunCli({"fix", At("notices.mdb"), "--reference", no_reference, "--only", "35"});
-  const std::string where = "vntfix: " + At("notices.mdb") + ": fix 35: ";
-  EXPECT_EQ(failed.err, where + "No Database is open!\n" + where +
-                            "The table 'rf_ant_type' does not exist. (-2147217865)\n");
+  const std::string none = At("none.mdb"), other = NewDatabase();
+  struct Case {
+    std::vector<std::string> arguments;
+    int code;
+    std::string says;
+  };
+  const Case cases[] = {
+      {{}, kUsage, "vntfix: name a command.\nvntfix --help tells more.\n"},
+      {{"frobnicate"}, kUsage, "vntfix: there is no command 'frobnicate'.\nvntfix --help tells more.\n"},
+      {{"chekc", none}, kUsage, "there is no command 'chekc'; did you mean 'check'?\n"},
+      {{"fix", none, "--dryrun"},
+       kUsage,
+       "vntfix fix: there is no option '--dryrun'; did you mean '--dry-run'?\n"},
+      {{"fix", none, "--notices=7"}, kUsage, "there is no option '--notices'; did you mean '--notice'?\n"},
+      {{"fix", none, "--xyzzy"}, kUsage, "there is no option '--xyzzy'.\n"},
+      {{"fix", none, "--notice", "0"}, kUsage, "numbers from 1 to 2147483647"},
+      {{"fix", none, "--only", "7", "--all"}, kUsage, "vntfix fix: --only excludes --all\n"},
+      {{"export", none, "t", "--format", "xml"}, kUsage, "\"xml\" is none of csv|json|sqlite\n"},
+      {{"new", At("x.MDB"), "--format", "ace12"}, kUsage, "a file of that format is named .accdb"},
+      {{"new", At("x.accdb"), "--format", "jet4"}, kUsage, "a file of that format is named .mdb"},
+      {{"tables", none}, kRefused, "vntfix: " + none + ": The file " + none + " cannot be opened: "},
+      {{"fix", other},
+       kRefused,
+       "vntfix: " + other + ": this is no notice database: it has no table vnt_ooak.\n"},
+      {{"sql", other, "select 1 as a", "selct"}, kFailed, "vntfix: " + other + ": statement 2: The table"},
+      {{"sql", other, "selct"}, kFailed, "vntfix: " + other + ": The table"},
+      {{"sql", other, "--read-only", "create table t (a long)"}, kRefused, "vntfix: " + other + ": "}};
+  for (const Case& c : cases) {
+    const Outcome outcome = RunCli(c.arguments);
+    EXPECT_EQ(outcome.code, c.code) << testing::PrintToString(c.arguments);
+    EXPECT_THAT(outcome.err, HasSubstr(c.says));
+    EXPECT_FALSE(fs::exists(none));
+  }
+}
+
+TEST_F(CliTest, HelpOfEachCommandHasItsOptionsAndNoJargon) {
+  const std::string commands = RunCli({"--help"}).out;
+  for (const char* command : {"fix", "undo", "list", "info", "tables", "schema", "export", "sql", "diff",
+                              "check", "compact", "new", "sample"}) {
+    EXPECT_THAT(commands, HasSubstr(std::string("\n  ") + command + " "));
+    const Outcome help = RunCli({command, "--help"});
+    EXPECT_EQ(help.code, kOk);
+    EXPECT_THAT(help.out, testing::StartsWith(std::string("Usage: vntfix ") + command + " "));
+    EXPECT_THAT(help.out, HasSubstr("Exit status:\n"));
+    EXPECT_THAT(help.out, HasSubstr("VNTFIX_WINDIR"));
+    for (const char* jargon : {"TEXT ", "INT", "ENUM", "Excludes", "REQUIRED", "->"}) {
+      EXPECT_THAT(help.out, testing::Not(HasSubstr(jargon))) << command;
+    }
+    std::istringstream lines(help.out);
+    for (std::string line; std::getline(lines, line);) {
+      if (line.find("vntfix ") != std::string::npos) continue;
+      EXPECT_LE(line.size(), 80U) << line;
+    }
+  }
+}
+
+TEST_F(CliTest, NewTakesTheFormatFromTheName) {
+  for (const auto& [name, format] :
+       std::vector<std::pair<const char*, const char*>>{{"a.accdb", "Access 2010"},
+                                                        {"b.ACCDB", "Access 2010"},
+                                                        {"c.mdb", "Access 2000"},
+                                                        {"d.db", "Access 2000"}}) {
+    ASSERT_EQ(RunCli({"new", At(name)}).code, kOk);
+    EXPECT_THAT(RunCli({"info", At(name)}).out, HasSubstr(format)) << name;
+  }
+  EXPECT_EQ(RunCli({"new", At("e.accdb"), "--format", "ace12"}).code, kOk);
+}
+
+TEST_F(CliTest, ATransactionIsAllStatementsOrNone) {
+  const std::string file = Make("t.mdb", "create table t (a long not null, constraint pk primary key (a))");
+  const std::string script = "insert into t values (1); insert into t values (2); insert into t values (1)";
+  const std::string before = RunCli({"export", file, "t"}).out;
+  const Outcome failed = RunCli({"sql", file, "--transaction"}, script);
+  EXPECT_EQ(failed.code, kFailed);
+  EXPECT_THAT(failed.err, HasSubstr(": statement 3: "));
+  EXPECT_THAT(failed.err, HasSubstr(": nothing was changed.\n"));
+  EXPECT_EQ(RunCli({"export", file, "t"}).out, before);
+  EXPECT_EQ(RunCli({"sql", file, "--transaction"},
+                   "insert into t values (1); drop table t; insert into t values (2)")
+                .code,
+            kFailed);
+  EXPECT_EQ(RunCli({"export", file, "t"}).out, before);
+  EXPECT_EQ(RunCli({"sql", file, "--transaction"}, "insert into t values (1); insert into t values (2)").code,
+            kOk);
+  EXPECT_EQ(RunCli({"export", file, "t"}).out, before + "1\n2\n");
+  // Without it what went before is kept.
+  EXPECT_EQ(RunCli({"sql", file}, "insert into t values (3); insert into t values (1)").code, kFailed);
+  EXPECT_EQ(RunCli({"export", file, "t"}).out, before + "1\n2\n3\n");
+  EXPECT_EQ(RunCli({"check", file}).code, kOk);
+}
+
+TEST_F(CliTest, ATextOfSeveralLinesStaysInItsRow) {
+  const std::string file =
+      Make("t.mdb", "create table t (a text(20)); insert into t values ('one\r\ntwo\tthree')");
+  EXPECT_THAT(RunCli({"sql", file, "select a from t"}).out, HasSubstr("\none  two three\n(1 row)\n"));
 }
 
 // Nothing is dropped for a reference database that has nothing to put into its place.
@@ -270,23 +360,33 @@ TEST_F(CliTest, ReferenceThatCannotServeIsRefused) {
   MakeSample();
   const std::string file = At("notices.mdb");
   fs::create_directory(folder_ / "o'b");
-  const std::string quoted = (folder_ / "o'b" / "ref.mdb").string();
-  fs::copy_file(At("reference.mdb"), quoted);
-  const std::string empty = NewDatabase();
+  const std::string quoted = At("o'b/ref.mdb"), missing = At("missing.mdb"), no_table = NewDatabase();
+  fs::copy_file(At("reference.mdb"), test::PathOf(quoted));
+  const std::string half = Make("half.mdb", "create table rf_ant_type (pattern_id short, emi_rcp text(1))");
   const std::string before = Slurp(file);
-  for (const auto& [reference, reason] : std::vector<std::pair<std::string, std::string>>{
-           {quoted, "its name holds a single quote."}, {empty, "The table 'rf_ant_type' does not exist."}}) {
-    const Outcome refused = RunCli({"fix", file, "--reference", reference, "--only", "5"});
+  struct Case {
+    std::string reference, fixes, reason;
+  };
+  const Case cases[] = {{quoted, "5", "its name holds a single quote."},
+                        {no_table, "5", "The table 'rf_ant_type' does not exist."},
+                        {no_table, "35", "The table 'rf_ant_type' does not exist."},
+                        {half, "35", "The table 'rf_ant_type_convert_rtoe' does not exist."},
+                        {missing, "35", "The file \"" + missing + "\" does not exist."},
+                        {file, "5", "it is the database that is to be fixed."}};
+  for (const Case& c : cases) {
+    const Outcome refused = RunCli({"fix", file, "--reference", c.reference, "--only", c.fixes});
     EXPECT_EQ(refused.code, kRefused);
-    EXPECT_EQ(refused.err,
-              "vntfix: " + file +
-                  ": \"Update Antenna type reference data\" cannot use the reference database \"" +
-                  reference + "\": " + reason + "\n");
-    EXPECT_EQ(RunCli({"fix", file, "--reference", reference}).code, kRefused);
+    EXPECT_THAT(refused.err, testing::StartsWith("vntfix: " + file + ": fix " + c.fixes + " \""));
+    EXPECT_THAT(refused.err, testing::EndsWith("cannot use the reference database \"" + c.reference +
+                                               "\" (--reference): " + c.reason + "\n"));
+    EXPECT_EQ(RunCli({"fix", file, "--reference", c.reference}).code, kRefused);
     EXPECT_EQ(Slurp(file), before);
   }
+  std::ofstream(folder_ / "KV_SOFT.ini") << "[GLOBAL]\nVeltRefdb=" << missing << "\n";
+  EXPECT_THAT(RunCli({"fix", file, "--only", "5"}).err,
+              HasSubstr(missing + "\" (--reference, else VeltRefdb in section [GLOBAL] of "));
   EXPECT_EQ(RunCli({"fix", file, "--reference", quoted, "--only", "15"}).code, kOk);
-  EXPECT_EQ(RunCli({"fix", file, "--reference", At("reference.mdb"), "--only", "5"}).code, kOk);
+  EXPECT_EQ(RunCli({"fix", file, "--reference", half, "--only", "5"}).code, kOk);
 }
 
 TEST_F(CliTest, EveryFileNameWorks) {

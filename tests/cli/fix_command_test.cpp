@@ -121,6 +121,23 @@ TEST_F(FixCommand, ADryRunNeedsNoRightToWrite) {
   fs::permissions(file_, fs::perms::owner_write, fs::perm_options::add);
 }
 
+TEST_F(FixCommand, ATerminalShowsHowFarTheRunIs) {
+  ASSERT_EQ(RunCli({"sample", At("many"), "--notices", "200"}).code, kOk);
+  std::istringstream in;
+  std::ostringstream out, err;
+  ASSERT_EQ(
+      cli::Run({"fix", At("many/notices.mdb"), "--reference", At("reference.mdb")}, {in, out, err, true}),
+      kOk)
+      << err.str();
+  EXPECT_THAT(err.str(), testing::ContainsRegex("\r[0-9]+/36 [A-Z][^\r]*: [0-9]+ rows"));
+  EXPECT_THAT(err.str(), testing::ContainsRegex(", about [0-9]+ s left"));
+  // The last thing that it does is to be gone.
+  EXPECT_THAT(err.str(), testing::EndsWith(" \r"));
+  EXPECT_THAT(out.str(), testing::Not(HasSubstr("\r")));
+  const Outcome no_terminal = Fix({file_, "--only", "13"});
+  EXPECT_EQ(no_terminal.err, "");
+}
+
 TEST_F(FixCommand, UndoPutsBackEveryByteAndCanBeUndone) {
   const std::string before = Slurp(file_);
   const Outcome fixed = Fix({file_, "--backup"});

@@ -291,6 +291,28 @@ TEST_F(ReadingCommandsTest, InfoTellsWhoHasTheFileOpenAndWhatWaits) {
             HasSubstr("waiting to be brought into the file\n"), HasSubstr("tables:         1, 1 rows\n")));
 }
 
+TEST_F(ReadingCommandsTest, AWaitingJournalIsToldByEveryCommandThatOpensTheFile) {
+  LeaveJournal(Make("a.mdb", "create table t (a long)"), At("b.mdb"), "t", {jet::Value::Integer(2)});
+  const std::string file = At("b.mdb");
+  const std::string told =
+      "vntfix: " + file + ": a run that did not end saved its last work in " + file + "-vntjournal at 20";
+  for (const std::vector<std::string>& command :
+       std::vector<std::vector<std::string>>{{"tables", file},
+                                             {"schema", file},
+                                             {"export", file, "t"},
+                                             {"check", file},
+                                             {"sql", file, "select * from t"},
+                                             {"diff", file, At("a.mdb")},
+                                             {"undo", file, "--list"},
+                                             {"fix", file, "--dry-run"},
+                                             {"compact", file}}) {
+    EXPECT_THAT(RunCli(command).err, HasSubstr(told)) << command[0];
+  }
+  // The last of them has brought it into the file.
+  EXPECT_EQ(RunCli({"tables", file}).err, "");
+  EXPECT_EQ(RunCli({"export", file, "t"}).out, "\"a\"\n2\n");
+}
+
 TEST_F(ReadingCommandsTest, InfoOfOtherFilesSaysWhatCanBeSaid) {
   std::ofstream(At("text.mdb")) << std::string(8192, 'x');
   const Outcome outcome = RunCli({"info", At("text.mdb")});

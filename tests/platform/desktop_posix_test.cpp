@@ -40,6 +40,18 @@ TEST_F(DesktopTest, UserSettingsAreKeptSideBySide) {
   EXPECT_EQ(ReadProfileInt(file, "Settings", "MainLeft", 0), 300);
 }
 
+TEST_F(DesktopTest, UserSettingsAreReadBack) {
+  EXPECT_EQ(ReadUserSetting("Settings", "Recent1"), "") << "no store yet";
+  SaveUserSetting("Other", "Recent1", "elsewhere");
+  SaveUserSetting("Settings", "Recent1", "/data/a=b [1].mdb");
+  SaveUserSetting("Settings", "Recent2", "two\nlines");
+  SaveUserSetting("Settings", "MainLeft", -150);
+  EXPECT_EQ(ReadUserSetting("settings", "recent1"), "/data/a=b [1].mdb");
+  EXPECT_EQ(ReadUserSetting("Other", "Recent1"), "elsewhere");
+  EXPECT_EQ(ReadUserSetting("Settings", "Recent2"), "") << "a line end would make a line of its own";
+  EXPECT_EQ(ReadUserSetting("Settings", "MainLeft"), "-150");
+}
+
 TEST_F(DesktopTest, DataSourceOfAnUnknownDriverIsRefused) {
   SetEnvironment("ODBCSYSINI", folder_.string());
   SetEnvironment("ODBCINI", (folder_ / "odbc.ini").string());

@@ -24,6 +24,10 @@ TEST_F(WindowsDesktopTest, UserSettingsAreTextsInTheRegistry) {
   SaveUserSetting("Test settings", "MainLeft", -150);
   SaveUserSetting("Test settings", "MainTop", 20);
   SaveUserSetting("test settings", "mainleft", 300);
+  SaveUserSetting("Test settings", "Recent", "C:\\\xC3\xA4.mdb");
+  EXPECT_EQ(ReadUserSetting("Test settings", "Recent"), "C:\\\xC3\xA4.mdb");
+  EXPECT_EQ(ReadUserSetting("Test settings", "MainLeft"), "300");
+  EXPECT_EQ(ReadUserSetting("Test settings", "Missing"), "");
   EXPECT_EQ(Stored(L"Test settings", L"MainLeft"), L"300");
   EXPECT_EQ(Stored(L"Test settings", L"MainTop"), L"20");
   RegDeleteTreeW(HKEY_CURRENT_USER, L"Software\\VB and VBA Program Settings\\VNTFixdb\\Test settings");

@@ -75,11 +75,11 @@ TEST_F(DatabasesTest, DialectFollowsTheDataSourceName) {
   }
 }
 
-TEST_F(DatabasesTest, IngresErrorsAreQuiet) {
+TEST_F(DatabasesTest, IngresErrorsShowNoMessageAndAreGivenBack) {
   SetEnvironment("ODBCSYSINI", folder_.string());
   SetEnvironment("ODBCINI", (folder_ / "odbc.ini").string());
   state_.current_database = "TLKP-ING";
-  OpenIngresDatabase();
+  EXPECT_THAT(OpenIngresDatabase(), ::testing::HasSubstr("Data source name not found"));
   EXPECT_THAT(messages_.shown, IsEmpty());
   EXPECT_TRUE(IsIngres());
   EXPECT_THROW(MainCn().Execute("select 1"), db::DbError);

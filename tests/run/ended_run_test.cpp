@@ -294,9 +294,9 @@ TEST(EndedRunReplaced, NothingIsInTheDatabase) {
 TEST(EndedRunInterruption, BeforeTheRunIsNoFaultOfTheReference) {
   SampleDatabases databases;
   jet::interruption = 15;
-  EXPECT_THROW(ReferenceFault(FixSelection().set()), db::DbError);
+  EXPECT_THROW(ReferenceFault(FixSelection().set(), ""), db::DbError);
   jet::interruption = 0;
-  EXPECT_EQ(ReferenceFault(FixSelection().set()), "");
+  EXPECT_EQ(ReferenceFault(FixSelection().set(), ""), "");
 }
 
 TEST(EndedRunInterruption, UndoesTheRunningFixAndKeepsTheOthers) {

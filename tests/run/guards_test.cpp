@@ -143,7 +143,15 @@ TEST(Guards, AFailedRefreshLeavesTheDatabaseBefore) {
   database.Run("insert into vnt_ooak (version_no, version_no_sub) values (5, 0)");
   database.settings.Set("GLOBAL", "EmptyDBV6", "missing.mdb");
   const db::cadodb* main = database.state.main_connection.get();
-  EXPECT_THROW(OpenAccessDatabase(), db::DbError);
+  try {
+    OpenAccessDatabase();
+    ADD_FAILURE() << "opened without its template";
+  } catch (const db::DbError& error) {
+    EXPECT_NE(error.description().find("the setting EmptyDBV6 in section GLOBAL of KV_SOFT.ini names: "
+                                       "missing.mdb"),
+              std::string::npos)
+        << error.description();
+  }
   EXPECT_EQ(database.state.main_connection.get(), main);
   EXPECT_EQ(database.state.version_no, 0);
 }

@@ -92,6 +92,28 @@ TEST(Runner, RunsInItsOwnOrderAndTellsTheObserver) {
   EXPECT_EQ(result.fixes[2].statements, 4);
 }
 
+// A window lives on being told between statements and rows.
+TEST(Runner, TellsTheObserverHowAFixAdvances) {
+  NoticeDatabase database;
+  database.Run("insert into notice (ntc_id, st_cur) values (1, '50')");
+  struct Steps : RunObserver {
+    void FixStarts(const FixEntry&, int, int) override { steps.push_back(0); }
+    void FixAdvances(std::int64_t step, std::int64_t) override {
+      if (steps.empty()) return;  // opening of the reference database
+      EXPECT_EQ(step, steps.back() + 1) << "from 1 for each fix";
+      steps.back() = step;
+    }
+    void FixEnds(const FixResult& result) override {
+      if (result.fix == nullptr) return;
+      EXPECT_EQ(steps.back(), result.statements) << result.fix->caption;
+      steps.push_back(0);
+    }
+    std::vector<std::int64_t> steps;
+  } observer;
+  RunFixes(Select({0, 11, 15}), observer);
+  EXPECT_GT(observer.steps.back(), 1) << "the history's query and its row";
+}
+
 TEST(Runner, CountsRowsAndReportedErrors) {
   NoticeDatabase database;
   database.Run(R"(insert into assgn (grp_id, seq_no, freq_sym, freq_assgn) values (1, 1, 'M', 12000);

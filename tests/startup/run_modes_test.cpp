@@ -38,7 +38,11 @@ class RunModesTest : public testing::ProgramSurroundings, public StartUpHost {
     calls_.push_back("open Access " + State().current_database);
     if (open) open();
   }
-  void OpenIngresDatabase() override { calls_.push_back("open Ingres " + State().current_database); }
+  std::string OpenIngresDatabase() override {
+    calls_.push_back("open Ingres " + State().current_database);
+    return driver_words;
+  }
+  void Tell(const std::string& line) override { told.push_back(line); }
   std::unique_ptr<MainWindow> LoadUnshownWindow() override {
     calls_.emplace_back("load unshown");
     return std::make_unique<StubWindow>(calls_, run_succeeds);
@@ -50,6 +54,8 @@ class RunModesTest : public testing::ProgramSurroundings, public StartUpHost {
 
   std::function<void()> open;
   bool run_succeeds = true;
+  std::string driver_words;
+  std::vector<std::string> told;
   std::vector<std::string> calls_;
   StubWindow window_{calls_};
 };
@@ -99,6 +105,7 @@ TEST_F(RunModesTest, Unattended) {
   WriteSettings("[VNTFIXV7]\nCurDatabase=/data/x.mdb\n[GLOBAL]\nDataLevel=2\n");
   EXPECT_EQ(StartUp("x", *this), 0);
   EXPECT_THAT(calls_, ElementsAre("open Access /data/x.mdb", "load unshown", "Automatic_Fix"));
+  EXPECT_THAT(told, ElementsAre("fixing /data/x.mdb, all notices."));
   EXPECT_EQ(state_.data_level, 0) << "the data level is read in the modes that show the window";
 
   calls_.clear();
@@ -129,6 +136,44 @@ TEST_F(RunModesTest, UnattendedRunFailsWhenClosingFails) {
   EXPECT_THAT(calls_, ElementsAre("open Access /data/x.mdb", "load unshown", "Automatic_Fix"));
   EXPECT_THAT(messages_.shown,
               ElementsAre(ShownMessage("-2147467259 The disk is full.", MessageStyle::kPlain)));
+}
+
+TEST_F(RunModesTest, ConventionalWordsAlone) {
+  EXPECT_EQ(ConventionalAnswer("--version"), "VNTFixdb 7.0.0");
+  ASSERT_TRUE(ConventionalAnswer("--help"));
+  EXPECT_EQ(ConventionalAnswer("--help"), ConventionalAnswer("-h"));
+  for (const char* word : {"CurDatabase", "Ntc_id", "Backup=1", "Quiet=1", "VNTFIX_RUN_REPORT"}) {
+    EXPECT_THAT(*ConventionalAnswer("-h"), ::testing::HasSubstr(word));
+  }
+  for (const char* line : {"", "x", "--help x", " --help", "-H", "help", "--versions", "Active --help"}) {
+    EXPECT_FALSE(ConventionalAnswer(line)) << line;
+  }
+}
+
+TEST_F(RunModesTest, QuietKeepsBoxesAway) {
+#ifndef _WIN32
+  SetEnvironment("DISPLAY", ":9");
+  SetEnvironment("WAYLAND_DISPLAY", "");
+  const std::pair<const char*, bool> cases[] = {{"", true}, {"Quiet=0\n", true}, {"Quiet=1\n", false}};
+  for (const auto& [line, may] : cases) {
+    WriteSettings("[VNTFIXV7]\n" + std::string(line));
+    EXPECT_EQ(BoxesMayShow(), may) << line;
+  }
+  WriteSettings("");
+  SetEnvironment("DISPLAY", "");
+  EXPECT_FALSE(BoxesMayShow());
+#endif
+}
+
+TEST_F(RunModesTest, DriverWordsAreToldOnceAndReported) {
+  WriteSettings("[VNTFIXV7]\nCurDatabase=TLKD-ING\nNtc_id=7\n");
+  SetEnvironment("VNTFIX_RUN_REPORT", (folder_ / "report").string());
+  driver_words = "Connection refused";
+  EXPECT_EQ(StartUp("x", *this), 0);
+  EXPECT_THAT(told,
+              ElementsAre("TLKD-ING cannot be reached: Connection refused", "fixing TLKD-ING, notice 7."));
+  EXPECT_EQ(ReadFile("report"), "TLKD-ING cannot be reached: Connection refused\n");
+  EXPECT_THAT(messages_.shown, IsEmpty());
 }
 
 TEST_F(RunModesTest, UnattendedIngresKeepsTheDefaultTicks) {

@@ -5,10 +5,11 @@
 #include <memory>
 #include <ostream>
 #include <string>
+#include <string_view>
 
 #include "compare/compare.h"
 
-namespace vnt::cli {
+namespace vnt::compare {
 
 enum class DiffFormat { kText, kCsv, kJson };
 
@@ -22,7 +23,7 @@ struct DiffNames {
 // Nobody reads any more what is written: the rest of the comparison is for nothing.
 struct OutputFailed {};
 
-class DiffWriter : public compare::Sink {
+class DiffWriter : public Sink {
  public:
   explicit DiffWriter(std::ostream& out) : out_(out) {}
   // Raises OutputFailed.
@@ -30,14 +31,11 @@ class DiffWriter : public compare::Sink {
     if (!out_) throw OutputFailed();
   }
   // After the comparison: totals, and what closes the document.
-  virtual void Finish(const compare::Summary& summary) = 0;
+  virtual void Finish(const Summary& summary) = 0;
 
  protected:
   std::ostream& out_;
 };
-
-// For reading, with little memory.
-std::unique_ptr<jet::Database> OpenToCompare(jet::FileSystem& files, const std::string& file);
 
 // Text: a line for each changed cell, each added and each removed row, and for each table, then the totals.
 // CSV: a line for each changed cell, row, table or column that one side lacks, or the counts of each table
@@ -45,10 +43,17 @@ std::unique_ptr<jet::Database> OpenToCompare(jet::FileSystem& files, const std::
 // docs/diff.schema.json.
 std::unique_ptr<DiffWriter> MakeDiffWriter(DiffFormat format, const DiffNames& names, std::ostream& out);
 
-// The values of a changed cell as SQL would write them. Values that differ in less than their usual text
-// shows
-// (-0, parts of a second, the last bits of a single in a double) get all their digits.
+// A value on one line: texts in double quotes, and in them \, carriage return and line feed as "\\", "\r",
+// "\n".
+std::string Described(const jet::Value& value, jet::ColumnType type);
+// The key of a row that differs, such as "ntc_id=12 seq_no=1"; empty where its table has no key.
+std::string KeyText(const RowDifference& row);
+// "removed", "added" or "changed".
+std::string_view NameOf(Difference kind);
+
+// The values of a changed cell, described. Values that differ in less than their usual text shows (-0, parts
+// of a second, the last bits of a single in a double) get all their digits.
 void DescribeChange(const jet::Value& old_value, jet::ColumnType old_type, const jet::Value& new_value,
                     jet::ColumnType new_type, std::string* old_text, std::string* new_text);
 
-}  // namespace vnt::cli
+}  // namespace vnt::compare

@@ -7,7 +7,7 @@
 #include "access/base/types.h"
 #include "access/base/value.h"
 
-namespace vnt::cli {
+namespace vnt::compare {
 
 // A JSON string. What is no valid Unicode (a lone surrogate) becomes U+FFFD.
 void AppendJsonText(std::string_view text, std::string* out);
@@ -17,4 +17,4 @@ void AppendJsonText(std::string_view text, std::string* out);
 // as text.
 void AppendJson(const jet::Value& value, jet::ColumnType type, std::string* out);
 
-}  // namespace vnt::cli
+}  // namespace vnt::compare

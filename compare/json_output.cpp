@@ -1,13 +1,13 @@
-#include "cli/json_output.h"
+#include "compare/json_output.h"
 
 #include <algorithm>
 #include <cmath>
 
 #include <nlohmann/json.hpp>
 
-#include "cli/output.h"
+#include "compare/value_text.h"
 
-namespace vnt::cli {
+namespace vnt::compare {
 
 void AppendJsonText(std::string_view text, std::string* out) {
   const auto is_plain = [](char c) {
@@ -55,4 +55,4 @@ void AppendJson(const jet::Value& value, jet::ColumnType type, std::string* out)
   }
 }
 
-}  // namespace vnt::cli
+}  // namespace vnt::compare

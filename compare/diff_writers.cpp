@@ -1,4 +1,4 @@
-#include "cli/diff_writers.h"
+#include "compare/diff_writers.h"
 
 #include <algorithm>
 #include <cmath>
@@ -7,43 +7,11 @@
 
 #include <fmt/format.h>
 
-#include "cli/json_output.h"
-#include "cli/output.h"
+#include "compare/json_output.h"
+#include "compare/value_text.h"
 
-namespace vnt::cli {
+namespace vnt::compare {
 namespace {
-
-using compare::ComparedColumn;
-using compare::ComparedTable;
-using compare::Counts;
-using compare::Difference;
-using compare::RowDifference;
-
-// A value on one line: texts in double quotes, and in them \, carriage return and line feed as "\\", "\r",
-// "\n".
-std::string Described(const jet::Value& value, jet::ColumnType type) {
-  std::string text;
-  if (value.is_null()) return "Null";
-  if (value.kind() == jet::ValueKind::kBlob) text = "0x";
-  if (value.kind() == jet::ValueKind::kBlob) {
-    AppendHex(value.bytes(), &text);
-    return text;
-  }
-  if (value.kind() != jet::ValueKind::kText) {
-    AppendCsv(value, type, &text);
-    return text;
-  }
-  AppendQuoted(value.bytes(), &text);
-  std::string line;
-  for (const char c : text) {
-    if (c == '\\' || c == '\r' || c == '\n') {
-      line += c == '\\' ? "\\\\" : c == '\r' ? "\\r" : "\\n";
-    } else {
-      line += c;
-    }
-  }
-  return line;
-}
 
 // With every digit, and the sign of zero.
 std::string Exact(const jet::Value& value, jet::ColumnType type) {
@@ -63,23 +31,8 @@ jet::Value ValueOf(const RowDifference& row, int column) {
   return row.kind == Difference::kAdded ? row.New(column) : row.Old(column);
 }
 
-std::string_view NameOf(Difference kind) {
-  return kind == Difference::kRemoved ? "removed" : kind == Difference::kAdded ? "added" : "changed";
-}
-
 bool IsKey(const ComparedTable& table, int column) {
   return std::find(table.key.begin(), table.key.end(), column) != table.key.end();
-}
-
-// "ntc_id=12 seq_no=1"; nothing where the table has no key.
-std::string KeyText(const RowDifference& row) {
-  std::string text;
-  for (const int column : row.table->key) {
-    const ComparedColumn& c = row.table->columns[static_cast<std::size_t>(column)];
-    const jet::Value value = ValueOf(row, column);
-    text += (text.empty() ? "" : " ") + c.name + "=" + Described(value, DefinitionFor(c, row.kind).type);
-  }
-  return text;
 }
 
 // The columns of an added or removed row that are neither key nor Null, in the same way.
@@ -150,7 +103,7 @@ class TextWriter : public DiffWriter {
     if (counts.differ() || table.differs()) out_ << table.name << ": " << CountsText(counts) << '\n';
   }
 
-  void Finish(const compare::Summary& summary) override {
+  void Finish(const Summary& summary) override {
     if (summary.equal()) {
       out_ << fmt::format("no differences in {} tables, {} rows\n", summary.tables, summary.rows.equal);
     } else {
@@ -212,7 +165,7 @@ class CsvWriter : public DiffWriter {
     out_ << fmt::format("{},{},{},{},{}\n", name, counts.changed, counts.added, counts.removed, counts.equal);
   }
 
-  void Finish(const compare::Summary&) override {}
+  void Finish(const Summary&) override {}
 
  private:
   template <typename... Fields>
@@ -275,7 +228,7 @@ class JsonWriter : public DiffWriter {
     Flush();
   }
 
-  void Finish(const compare::Summary& summary) override {
+  void Finish(const Summary& summary) override {
     text_ = tables_ > 0 ? "\n], " : "], ";
     text_ += fmt::format(R"("compared_tables": {}, "differing_tables": {}, )", summary.tables,
                          summary.differing_tables);
@@ -369,6 +322,44 @@ class JsonWriter : public DiffWriter {
 
 }  // namespace
 
+std::string Described(const jet::Value& value, jet::ColumnType type) {
+  std::string text;
+  if (value.is_null()) return "Null";
+  if (value.kind() == jet::ValueKind::kBlob) text = "0x";
+  if (value.kind() == jet::ValueKind::kBlob) {
+    AppendHex(value.bytes(), &text);
+    return text;
+  }
+  if (value.kind() != jet::ValueKind::kText) {
+    AppendCsv(value, type, &text);
+    return text;
+  }
+  AppendQuoted(value.bytes(), &text);
+  std::string line;
+  for (const char c : text) {
+    if (c == '\\' || c == '\r' || c == '\n') {
+      line += c == '\\' ? "\\\\" : c == '\r' ? "\\r" : "\\n";
+    } else {
+      line += c;
+    }
+  }
+  return line;
+}
+
+std::string_view NameOf(Difference kind) {
+  return kind == Difference::kRemoved ? "removed" : kind == Difference::kAdded ? "added" : "changed";
+}
+
+std::string KeyText(const RowDifference& row) {
+  std::string text;
+  for (const int column : row.table->key) {
+    const ComparedColumn& c = row.table->columns[static_cast<std::size_t>(column)];
+    const jet::Value value = ValueOf(row, column);
+    text += (text.empty() ? "" : " ") + c.name + "=" + Described(value, DefinitionFor(c, row.kind).type);
+  }
+  return text;
+}
+
 void DescribeChange(const jet::Value& old_value, jet::ColumnType old_type, const jet::Value& new_value,
                     jet::ColumnType new_type, std::string* old_text, std::string* new_text) {
   *old_text = Described(old_value, old_type);
@@ -390,4 +381,4 @@ std::unique_ptr<DiffWriter> MakeDiffWriter(DiffFormat format, const DiffNames& n
   return std::make_unique<TextWriter>(names, out);
 }
 
-}  // namespace vnt::cli
+}  // namespace vnt::compare

@@ -160,12 +160,20 @@ class Run {
       }
     }
     EndCounting(result);
+    if (State().counts_changes) CountChanges(result);
     saving_ = true;
     ++done_;
     Save(/*last=*/result.fix == nullptr);
     EndCounting(result);
     observer_.FixEnds(result);
     told_ = done_;
+  }
+
+  // A look that fails costs the run nothing but the number.
+  static void CountChanges(FixResult& result) {
+    Attempt([&] {
+      if (db::Connection* const cn = OpenMain()) result.changed = cn->ChangedRows();
+    });
   }
 
   void EndCounting(FixResult& result) {

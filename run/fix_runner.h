@@ -4,6 +4,7 @@
 #include <bitset>
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,7 +30,9 @@ struct FixResult {
   const FixEntry* fix = nullptr;  // null for the history stamp
   FixStatus status = FixStatus::kNotRun;
   std::int64_t statements = 0;
-  std::int64_t rows = 0;  // rows changed
+  std::int64_t rows = 0;  // written, whether or not they differ afterwards
+  // Rows that are not what they were before the fix; none where that was not counted.
+  std::optional<std::int64_t> changed;
   std::vector<db::DbError> errors;
   std::chrono::steady_clock::duration time{};
 };

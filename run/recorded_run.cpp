@@ -70,6 +70,11 @@ void Add(RunResult&& one, RunResult& all) {
     FixResult& fix = one.fixes[i];
     sum.statements += fix.statements;
     sum.rows += fix.rows;
+    if (sum.changed && fix.changed) {
+      *sum.changed += *fix.changed;
+    } else {
+      sum.changed.reset();
+    }
     sum.time += fix.time;
     std::ranges::move(fix.errors, std::back_inserter(sum.errors));
     if (sum.status == FixStatus::kDone) sum.status = fix.status;
@@ -87,6 +92,7 @@ RunRecord RunRecorded(const FixSelection& selection, const std::vector<std::int3
   if (notices.empty() && State().ntc_id > 0) record.notices.push_back(State().ntc_id);
   record.started = std::chrono::system_clock::now();
   Recorder recorder(recording, record, observer);
+  State().counts_changes = recording.dry_run || recording.fingerprints || recording.backup;
   if (record.notices.empty()) record.result = RunFixes(selection, recorder);
   for (const std::int32_t notice : record.notices) {
     State().ntc_id = notice;

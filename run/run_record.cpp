@@ -41,6 +41,7 @@ Json FixAsJson(const FixResult& fix) {
   json["status"] = StatusWord(fix.status);
   json["statements"] = fix.statements;
   json["rows_written"] = fix.rows;
+  json["rows_changed"] = fix.changed ? Json(*fix.changed) : Json(nullptr);
   json["seconds"] = Seconds(fix.time);
   json["errors"] = Json::array();
   for (const CountedError& error : Counted(fix.errors)) {

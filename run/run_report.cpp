@@ -64,6 +64,7 @@ std::string ReportLine(const FixResult& result) {
       break;
   }
   std::string outcome = fmt::format("{:>9} rows {:>9.3f} s", result.rows, seconds);
+  if (result.changed) outcome += fmt::format("  {} changed", *result.changed);
   if (!result.errors.empty()) {
     outcome += fmt::format("  {} error{}", result.errors.size(), result.errors.size() == 1 ? "" : "s");
   }

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdlib>
+#include <iterator>
 #include <map>
 #include <memory>
 #include <string_view>
@@ -109,6 +111,7 @@ struct StandingRow {
   std::uint64_t hash = 0;
   std::uint32_t start = 0;
   std::uint32_t length = 0;
+  // Equal bytes.
   bool operator<(const StandingRow& other) const { return hash < other.hash; }
 };
 
@@ -214,8 +217,8 @@ class TableChange {
 
   static void DropEqual(std::vector<StandingRow>* a, std::vector<StandingRow>* b) {
     std::vector<StandingRow> only_a, only_b;
-    std::ranges::set_difference(*a, *b, std::back_inserter(only_a));
-    std::ranges::set_difference(*b, *a, std::back_inserter(only_b));
+    std::set_difference(a->begin(), a->end(), b->begin(), b->end(), std::back_inserter(only_a));
+    std::set_difference(b->begin(), b->end(), a->begin(), a->end(), std::back_inserter(only_b));
     a->swap(only_a);
     b->swap(only_b);
   }

@@ -1,5 +1,6 @@
 #include "db/access_provider/access_connection.h"
 
+#include "access/store/changed_rows.h"
 #include "db/access_provider/access_provider.h"
 #include "db/access_provider/access_recordset.h"
 #include "db/access_provider/errors.h"

@@ -1,10 +1,5 @@
 // The file system of POSIX platforms.
 //
-// Locks are open-file-description locks on single bytes far behind every content: they belong to the File, so
-// two Files of one process exclude each other, and closing one of them does not drop the lock of another.
-// Such a lock does not tell whose it is, so a writer also holds a lock of its process on a third byte; it
-// serves that purpose only. Other programs that lock a whole file exclude us and are excluded.
-//
 // No file ever gets one of the descriptors 0, 1 and 2: what somebody prints, when those are closed, would get
 // into it.
 #include <dirent.h>
@@ -15,44 +10,29 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
-#include <sys/vfs.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
-#include <fstream>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "access/file/file.h"
 #include "access/file/lock_file.h"
+#include "access/file/locks_posix.h"
 
 namespace jet {
-namespace {
 
-[[noreturn]] void ThrowErrno(const std::string& what, int code) {
-  ErrorKind kind = ErrorKind::kIo;
-  switch (code) {
-    case ENOSPC:
-    case EDQUOT:
-    case EFBIG:
-      kind = ErrorKind::kIo;
-      break;
-    case ENOENT:
-    case ENOTDIR:
-      kind = ErrorKind::kNotFound;
-      break;
-    case EEXIST:
-      kind = ErrorKind::kExists;
-      break;
-    default:
-      break;
-  }
-  throw Error(kind, fmt::format("{}: {}.", what, std::generic_category().message(code)));
-}
+using internal::AreLocked;
+using internal::IsOnNetwork;
+using internal::kContentByte;
+using internal::Lock;
+using internal::LockPatiently;
+using internal::NameOfWriter;
+using internal::ThrowErrno;
+using internal::TryLock;
+
+namespace {
 
 // An open descriptor.
 class Descriptor {
@@ -72,52 +52,6 @@ class Descriptor {
  private:
   int fd_;
 };
-
-constexpr off_t kLockBase = off_t{1} << 62;
-enum LockByte : off_t { kWriterByte, kContentByte, kProcessByte };
-
-struct flock LockOf(LockByte byte, short type) {
-  struct flock lock = {};
-  lock.l_type = type;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = kLockBase + byte;
-  lock.l_len = 1;
-  return lock;
-}
-
-bool TryLock(int fd, LockByte byte, short type, const std::string& path) {
-  struct flock lock = LockOf(byte, type);
-  if (fcntl(fd, F_OFD_SETLK, &lock) == 0) return true;
-  if (errno == EAGAIN || errno == EACCES) return false;
-  ThrowErrno(fmt::format("The file {} cannot be locked", path), errno);
-}
-
-// Others hold the content for themselves only as long as it takes to bring a file up to date.
-bool LockPatiently(int fd, short type, const std::string& path) {
-  constexpr auto kStep = std::chrono::milliseconds(20);
-  constexpr int kSteps = 250;
-  for (int step = 0; step < kSteps; ++step) {
-    if (TryLock(fd, kContentByte, type, path)) return true;
-    std::this_thread::sleep_for(kStep);
-  }
-  return false;
-}
-
-// The program that has the file open for writing, such as "vntfix, process 4711"; empty when the system
-// does not tell.
-std::string NameOfWriter(int fd) {
-  struct flock lock = LockOf(kProcessByte, F_WRLCK);
-  if (fcntl(fd, F_GETLK, &lock) != 0 || lock.l_type == F_UNLCK || lock.l_pid <= 0) return {};
-  std::string name;
-  std::getline(std::ifstream(fmt::format("/proc/{}/comm", lock.l_pid)), name);
-  return fmt::format("{}process {}", name.empty() ? "" : name + ", ", lock.l_pid);
-}
-
-// The same as the end of a sentence.
-std::string WriterInBrackets(int fd) {
-  const std::string name = NameOfWriter(fd);
-  return name.empty() ? "" : " (" + name + ")";
-}
 
 FileStamp StampOf(const struct stat& st) {
   return {fmt::format("{}:{}", static_cast<std::uint64_t>(st.st_dev), static_cast<std::uint64_t>(st.st_ino)),
@@ -190,10 +124,7 @@ class PosixFile : public File {
                      : TryLock(fd_.get(), kContentByte, F_WRLCK, path_);
   }
   void ShareContent() override { TryLock(fd_.get(), kContentByte, F_RDLCK, path_); }
-  bool HasWriter() override {
-    struct flock lock = LockOf(kWriterByte, F_WRLCK);
-    return fcntl(fd_.get(), F_OFD_GETLK, &lock) != 0 || lock.l_type != F_UNLCK;
-  }
+  bool HasWriter() override { return internal::HasWriter(fd_.get()); }
   std::string WriterName() override { return NameOfWriter(fd_.get()); }
 
   // Rights and owner of `file`, as far as they can be given.
@@ -256,20 +187,6 @@ int OpenFile(const std::string& path, int flags, mode_t mode = 0666) {
   return AboveStandard(fd);
 }
 
-void Lock(int fd, bool write, const std::string& path) {
-  if (write && !TryLock(fd, kWriterByte, F_WRLCK, path)) {
-    throw Error(ErrorKind::kLocked,
-                fmt::format("The file {} is in use by another program{}.", path, WriterInBrackets(fd)));
-  }
-  if (!LockPatiently(fd, F_RDLCK, path)) {
-    throw Error(ErrorKind::kLocked, fmt::format("The file {} is being written by another program{}.", path,
-                                                WriterInBrackets(fd)));
-  }
-  if (!write) return;
-  struct flock lock = LockOf(kProcessByte, F_WRLCK);
-  fcntl(fd, F_SETLK, &lock);
-}
-
 std::string FolderOf(const std::string& path) {
   const std::size_t slash = path.rfind('/');
   if (slash == std::string::npos) return ".";
@@ -277,35 +194,6 @@ std::string FolderOf(const std::string& path) {
 }
 
 std::string NameOf(const std::string& path) { return path.substr(path.rfind('/') + 1); }
-
-// Whether another machine may hold locks in this file system that a look from here does not show.
-bool IsOnNetwork(int fd) {
-  struct statfs fs;
-  if (fstatfs(fd, &fs) != 0) return true;
-  switch (static_cast<std::uint32_t>(fs.f_type)) {
-    case 0x6969:      // NFS
-    case 0x517B:      // SMB 1
-    case 0xFF534D42:  // CIFS
-    case 0xFE534D42:  // SMB 2 and 3
-    case 0x65735546:  // FUSE: may be anything, such as a mount made by a file manager
-    case 0x01021997:  // 9P: folders shared with a virtual machine
-    case 0x5346414F:  // AFS
-    case 0x786F4256:  // folders shared with a virtual machine
-      return true;
-    default:
-      return false;
-  }
-}
-
-// Whether somebody locks one of `count` entries of a lock file.
-bool AreLocked(int fd, std::size_t first_entry, std::size_t count) {
-  struct flock lock = {};
-  lock.l_type = F_WRLCK;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = internal::kUserLockBase + first_entry;
-  lock.l_len = count;
-  return fcntl(fd, F_OFD_GETLK, &lock) == 0 && lock.l_type != F_UNLCK;
-}
 
 // The lock file of a database; names are compared without regard to ASCII letter case, as the program that
 // made it lives on file systems that do so. Empty when there is none.

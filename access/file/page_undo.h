@@ -35,7 +35,7 @@ class PageUndo {
   PageNo pages_at_mark() const { return of_mark_.before.pages; }
   // Where a page that was changed since the mark is found as it was then.
   struct Source {
-    std::uint32_t slot = 0;             // of `images`, else of the journal; 0 there: the file
+    std::uint32_t slot = 0;  // of `images`, else of the journal; 0 there: the file
     const PageSlots* images = nullptr;
   };
   std::unordered_map<PageNo, Source> ChangedSinceMark() const;

@@ -179,7 +179,8 @@ class TableChange {
       std::vector<std::pair<unsigned, bool>> columns;
       for (const IndexDef& index : table.def().indexes) {
         if (!index.primary) continue;
-        for (const IndexColumn& column : index.columns) columns.emplace_back(column.column, column.descending);
+        for (const IndexColumn& column : index.columns)
+          columns.emplace_back(column.column, column.descending);
       }
       return columns;
     };
@@ -294,7 +295,8 @@ std::int64_t CountChangedRows(Database& database) {
     };
     const std::shared_ptr<Table> old_table = find(then, pages.first), new_table = find(now, pages.second);
     if (old_table == nullptr && new_table == nullptr) continue;
-    TableChange change(old_table ? &old_table->stored() : nullptr, new_table ? &new_table->stored() : nullptr);
+    TableChange change(old_table ? &old_table->stored() : nullptr,
+                       new_table ? &new_table->stored() : nullptr);
     count += change.IsOneTable() ? change.CountOn(touched->second) : change.CountAll();
   }
   return count;

@@ -121,6 +121,31 @@ TEST_F(FixCommand, ADryRunNeedsNoRightToWrite) {
   fs::permissions(file_, fs::perms::owner_write, fs::perm_options::add);
 }
 
+// What each fix reports as changed is what a comparison of before and after finds.
+TEST_F(FixCommand, TheReportCountsTheRowsThatDiffer) {
+  const std::string before = Slurp(file_);
+  std::int64_t all = 0;
+  for (int fix = 0; fix < kFixCount; ++fix) {
+    std::ofstream(folder_ / "notices.mdb", std::ios::binary) << before;
+    ASSERT_EQ(Fix({file_, "--only", std::to_string(fix), "--backup", "--report", At("one.json")}).code, kOk);
+    const nlohmann::json report = Report("one.json");
+    const auto changed = report["fixes"][0]["rows_changed"].get<std::int64_t>();
+    EXPECT_EQ(report["history"]["rows_changed"], 10);
+    const std::string backup = report["backup"];
+    const nlohmann::json diff =
+        nlohmann::json::parse(RunCli({"diff", backup, file_, "--format", "json", "--only-counts"}).out);
+    std::int64_t differ = 0;
+    for (const auto& table : diff["tables"]) {
+      for (const char* kind : {"added", "removed", "changed"}) differ += table["counts"][kind].get<std::int64_t>();
+    }
+    EXPECT_EQ(changed + 10, differ) << fix;
+    all += changed;
+    fs::remove(test::PathOf(backup));
+    fs::remove(test::PathOf(backup + ".json"));
+  }
+  EXPECT_GT(all, 1000);
+}
+
 TEST_F(FixCommand, ATerminalShowsHowFarTheRunIs) {
   ASSERT_EQ(RunCli({"sample", At("many"), "--notices", "200"}).code, kOk);
   std::istringstream in;

@@ -8,7 +8,7 @@
 
 namespace vnt::test {
 
-// The library's own regular expressions know neither brackets nor repetitions on Windows.
+// The library's own regular expressions know neither brackets nor braces on Windows.
 MATCHER_P(ContainsMatch, pattern, std::string("contains a match of ") + pattern) {
   return std::regex_search(std::string(arg), std::regex(pattern));
 }

@@ -467,6 +467,16 @@ class WinFileSystem : public FileSystem {
     }
   }
 
+  std::uint64_t FreeBytes(const std::string& path) override {
+    const std::size_t name = path.find_last_of("/\\:") + 1;  // 0 when there is no folder
+    const std::string folder = name == 0 ? "." : path.substr(0, name);
+    ULARGE_INTEGER free;
+    if (GetDiskFreeSpaceExW(Wide(folder).c_str(), &free, nullptr, nullptr) == 0) {
+      return FileSystem::FreeBytes(path);
+    }
+    return free.QuadPart;
+  }
+
   // The file system's own log keeps names in order; there is nothing to ask for.
   void SyncFolder(const std::string&) override {}
 

@@ -11,6 +11,7 @@
 #include "access/store/database.h"
 #include "cli/fix_choice.h"
 #include "tests/cli/folder_test.h"
+#include "tests/matchers.h"
 
 namespace vnt::cli {
 namespace {
@@ -171,7 +172,7 @@ TEST_F(FixCommand, UndoPutsBackEveryByteAndCanBeUndone) {
   const std::string after = Slurp(file_);
   EXPECT_NE(after, before);
   const Outcome list = RunCli({"undo", file_, "--list"});
-  EXPECT_THAT(list.out, testing::ContainsRegex(R"(notices\.mdb\.[0-9]{8}-[0-9]{6}\.bak +done)"));
+  EXPECT_THAT(list.out, test::ContainsMatch(R"(notices\.mdb\.[0-9]{8}-[0-9]{6}\.bak +done)"));
   for (const std::string* expected : {&before, &after, &before}) {
     const Outcome undone = RunCli({"undo", file_});
     EXPECT_EQ(undone.code, kOk) << undone.err;
@@ -322,7 +323,8 @@ TEST_F(FixCommand, OnlyTheFixesThatSaySoReachBeyondTheNotice) {
   const std::string work = At("work.mdb");
   std::vector<int> reaching;
   for (int index = 0; index < kFixCount; ++index) {
-    fs::copy_file(file_, work, fs::copy_options::overwrite_existing);
+    fs::remove(work);  // the C++ library of some systems does not overwrite
+    fs::copy_file(file_, work);
     ASSERT_EQ(Fix({work, "--notice", notice, "--only", std::to_string(index)}).code, kOk) << index;
     const bool reaches = others(work) != before;
     if (reaches) reaching.push_back(index);

@@ -2,12 +2,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <nlohmann/json.hpp>
 
 #include "access/file/file.h"
 #include "access/store/database.h"
 #include "cli/commands.h"
 #include "tests/cli/folder_test.h"
+#include "tests/matchers.h"
 
 namespace vnt::cli {
 namespace {
@@ -23,7 +25,10 @@ class ReadingCommandsTest : public FolderTest {
   // A copy of a database whose journal holds a row more, as a killed run leaves it.
   void LeaveJournal(const std::string& file, const std::string& copy, const char* table,
                     const std::vector<jet::Value>& row) {
-    fs::copy_file(test::PathOf(file), folder_ / "work.mdb");
+    const fs::path work = folder_ / "work.mdb";
+    fs::copy_file(test::PathOf(file), work);
+    // Some systems' libraries set times by the second only, and the journal knows that of its file.
+    fs::last_write_time(work, std::chrono::floor<std::chrono::seconds>(fs::last_write_time(work)));
     const auto writer =
         jet::Database::Open(jet::PlatformFileSystem(), At("work.mdb"), jet::OpenMode::kReadWrite);
     {
@@ -32,8 +37,8 @@ class ReadingCommandsTest : public FolderTest {
       scope.Commit();
     }
     writer->Persist();
-    fs::copy_file(folder_ / "work.mdb", test::PathOf(copy));
-    fs::last_write_time(test::PathOf(copy), fs::last_write_time(folder_ / "work.mdb"));
+    fs::copy_file(work, test::PathOf(copy));
+    fs::last_write_time(test::PathOf(copy), fs::last_write_time(work));
     fs::copy_file(folder_ / "work.mdb-vntjournal", test::PathOf(copy + "-vntjournal"));
   }
 };
@@ -274,8 +279,7 @@ TEST_F(ReadingCommandsTest, InfoTellsFreeSpace) {
   std::string script;
   for (int i = 0; i < 20; ++i) script += "insert into t values (1, '" + std::string(9000, 'x') + "');";
   ASSERT_EQ(RunCli({"sql", file}, script + "drop table t").code, kOk);
-  EXPECT_THAT(RunCli({"info", file}).out,
-              testing::ContainsRegex("free inside:    [1-9][0-9][0-9][0-9][0-9][0-9]* bytes"));
+  EXPECT_THAT(RunCli({"info", file}).out, test::ContainsMatch("free inside:    [1-9][0-9]{4,} bytes"));
 }
 
 TEST_F(ReadingCommandsTest, InfoTellsWhoHasTheFileOpenAndWhatWaits) {

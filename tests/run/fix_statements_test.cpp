@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "run/catalogue.h"
+#include "tests/matchers.h"
 
 namespace vnt {
 namespace {
@@ -32,7 +33,7 @@ TEST(FixStatements, EveryRoutineOfTheCatalogueHasThem) {
       // No number of the example rows is left.
       for (const StatementSection& section : sections) {
         for (const std::string& line : section.lines)
-          EXPECT_THAT(line, Not(testing::ContainsRegex("(ntc_id|grp_id) = [0-9]"))) << fix.caption;
+          EXPECT_THAT(line, Not(test::ContainsMatch("(ntc_id|grp_id) = [0-9]"))) << fix.caption;
       }
     }
   }

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <limits>
 #include <random>
 
 #include "access/file/overlay.h"
@@ -144,8 +145,19 @@ TEST_F(PlatformFiles, TellsWhyNoFileCanBeMade) {
   EXPECT_EQ(files_.WhyNotCreate(Path("new")), "");
   EXPECT_NE(files_.WhyNotCreate(Path("no/new")), "");
   EXPECT_NE(files_.WhyNotCreate(Path(std::string(256, 'x').c_str())), "");
+}
+
+TEST_F(PlatformFiles, NoFileIsMadeThroughALinkToNothing) {
   std::filesystem::create_symlink("nothing", Path("link"));
   EXPECT_NE(files_.WhyNotCreate(Path("link")), "");
+}
+
+TEST_F(PlatformFiles, RoomIsThatOfTheFolder) {
+  const std::uint64_t room = files_.FreeBytes(Path("new"));
+  const std::uint64_t known = std::filesystem::space(folder_).available;
+  EXPECT_NEAR(static_cast<double>(room), static_cast<double>(known), 1e9) << "others write there, too";
+  EXPECT_NE(files_.FreeBytes("new"), std::numeric_limits<std::uint64_t>::max());
+  EXPECT_EQ(files_.FreeBytes(Path("no/new")), std::numeric_limits<std::uint64_t>::max());
 }
 
 // Holds for the superuser too, whom the system would let write.

@@ -174,17 +174,13 @@ TEST(OpenTest, TheJournalOfALinkIsThatOfTheFile) {
   const fs::path folder = fs::temp_directory_path() / ("jet-link-" + std::to_string(std::random_device()()));
   fs::create_directories(folder / "links");
   const std::string file = (folder / "a.mdb").string(), link = (folder / "links" / "b.mdb").string();
-  std::error_code failed;
-  fs::create_symlink(file, link, failed);
-  if (!failed) {
-    FileSystem& files = PlatformFileSystem();
-    Database::Create(files, file, Format::kJet4);
-    std::ofstream(file + "-vntjournal", std::ios::binary) << std::string(5000, '\0');
-    EXPECT_EQ(Database::Open(files, link, OpenMode::kReadWrite)->path(), link);
-    EXPECT_FALSE(fs::exists(file + "-vntjournal")) << "a void journal is removed";
-  }
+  fs::create_symlink(file, link);
+  FileSystem& files = PlatformFileSystem();
+  Database::Create(files, file, Format::kJet4);
+  std::ofstream(file + "-vntjournal", std::ios::binary) << std::string(5000, '\0');
+  EXPECT_EQ(Database::Open(files, link, OpenMode::kReadWrite)->path(), link);
+  EXPECT_FALSE(fs::exists(file + "-vntjournal")) << "a void journal is removed";
   fs::remove_all(folder);
-  if (failed) GTEST_SKIP() << "no links here";
 }
 
 TEST(OpenTest, OpeningAndReadingWriteNothing) {

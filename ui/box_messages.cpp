@@ -25,7 +25,7 @@ long IconOf(platform::MessageStyle style) {
 #ifdef __WXMSW__
 using Box = wxMessageDialog;
 #else
-// The desktop's own box shows no icon.
+// The desktop's own box shows no icon; where there is to be none, it serves.
 using Box = wxRichMessageDialog;
 #endif
 
@@ -69,14 +69,21 @@ class HourglassSuspended {
 void BoxMessages::Show(std::string_view text, platform::MessageStyle style) {
   // The box waits for its reader, so the hourglass of a run has no place over it.
   const HourglassSuspended suspended;
-  Box box(Owner(), ToWx(text), kProgramTitle, wxOK | wxCENTRE | IconOf(style));
-  ShowWide(box);
+  const long flags = wxOK | wxCENTRE | IconOf(style);
+  if (style == platform::MessageStyle::kPlain) {
+    wxMessageDialog(Owner(), ToWx(text), kProgramTitle, flags).ShowModal();
+  } else {
+    Box box(Owner(), ToWx(text), kProgramTitle, flags);
+    ShowWide(box);
+  }
 }
 
 bool BoxMessages::ShowWithCheck(std::string_view text, platform::MessageStyle style,
                                 std::string_view caption) {
   const HourglassSuspended suspended;
-  wxRichMessageDialog box(Owner(), ToWx(text), kProgramTitle, wxOK | wxCENTRE | IconOf(style));
+  // The toolkit's own box takes no word for "no icon": it has none when none is named.
+  const long icon = style == platform::MessageStyle::kPlain ? 0 : IconOf(style);
+  wxRichMessageDialog box(Owner(), ToWx(text), kProgramTitle, wxOK | wxCENTRE | icon);
   box.ShowCheckBox(ToWx(caption));
   ShowWide(box);
   return box.IsCheckBoxChecked();

@@ -113,7 +113,8 @@ TEST_F(BoxesTest, CheckMark) {
       EXPECT_EQ(FromWx(check->GetLabelText()), "No more");
       check->SetValue(set);
     });
-    EXPECT_EQ(messages.ShowWithCheck("An error.", MessageStyle::kPlain, "No more"), set);
+    const MessageStyle style = set ? MessageStyle::kPlain : MessageStyle::kCritical;
+    EXPECT_EQ(messages.ShowWithCheck("An error.", style, "No more"), set);
   }
 }
 

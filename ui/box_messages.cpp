@@ -2,6 +2,7 @@
 
 #include <wx/app.h>
 #include <wx/msgdlg.h>
+#include <wx/richmsgdlg.h>
 #include <wx/utils.h>
 
 #include "ui/text_wx.h"
@@ -19,6 +20,26 @@ long IconOf(platform::MessageStyle style) {
       break;
   }
   return wxICON_NONE;
+}
+
+#ifdef __WXMSW__
+using Box = wxMessageDialog;
+#else
+// The desktop's own box shows no icon; where there is to be none, it serves.
+using Box = wxRichMessageDialog;
+#endif
+
+// The toolkit's own boxes are as narrow as their text; the title has to fit too, beside what the window
+// manager puts there.
+void ShowWide(wxDialog& box) {
+  constexpr int kRoomInTitle = 200;
+  box.Bind(wxEVT_INIT_DIALOG, [&box](wxInitDialogEvent& event) {
+    event.Skip();
+    const int width = box.GetTextExtent(kProgramTitle).GetWidth() + box.FromDIP(kRoomInTitle);
+    if (box.GetSize().GetWidth() < width) box.SetSize(width, box.GetSize().GetHeight());
+    box.CentreOnParent();
+  });
+  box.ShowModal();
 }
 
 wxWindow* Owner() {
@@ -48,8 +69,24 @@ class HourglassSuspended {
 void BoxMessages::Show(std::string_view text, platform::MessageStyle style) {
   // The box waits for its reader, so the hourglass of a run has no place over it.
   const HourglassSuspended suspended;
-  wxMessageDialog box(Owner(), ToWx(text), kProgramTitle, wxOK | wxCENTRE | IconOf(style));
-  box.ShowModal();
+  const long flags = wxOK | wxCENTRE | IconOf(style);
+  if (style == platform::MessageStyle::kPlain) {
+    wxMessageDialog(Owner(), ToWx(text), kProgramTitle, flags).ShowModal();
+  } else {
+    Box box(Owner(), ToWx(text), kProgramTitle, flags);
+    ShowWide(box);
+  }
+}
+
+bool BoxMessages::ShowWithCheck(std::string_view text, platform::MessageStyle style,
+                                std::string_view caption) {
+  const HourglassSuspended suspended;
+  // The toolkit's own box takes no word for "no icon": it has none when none is named.
+  const long icon = style == platform::MessageStyle::kPlain ? 0 : IconOf(style);
+  wxRichMessageDialog box(Owner(), ToWx(text), kProgramTitle, wxOK | wxCENTRE | icon);
+  box.ShowCheckBox(ToWx(caption));
+  ShowWide(box);
+  return box.IsCheckBoxChecked();
 }
 
 }  // namespace vnt::ui

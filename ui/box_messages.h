@@ -10,6 +10,7 @@ inline constexpr const char* kProgramTitle = "VNTFixdb";
 class BoxMessages : public platform::Messages {
  public:
   void Show(std::string_view text, platform::MessageStyle style) override;
+  bool ShowWithCheck(std::string_view text, platform::MessageStyle style, std::string_view caption) override;
 };
 
 }  // namespace vnt::ui

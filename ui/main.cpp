@@ -83,24 +83,36 @@ class UnattendedMessages : public platform::Messages {
   explicit UnattendedMessages(char* program_name) : program_name_(program_name) {}
 
   void Show(std::string_view text, platform::MessageStyle style) override {
-    if (!toolkit_ && platform::HasDisplay()) toolkit_.emplace(program_name_);
-    if (toolkit_ && toolkit_->started()) {
+    if (CanShowBox()) {
       boxes_.Show(text, style);
     } else {
       std::cerr << text << std::endl;
       ReportMessage(text);
     }
   }
+  bool ShowWithCheck(std::string_view text, platform::MessageStyle style, std::string_view caption) override {
+    if (CanShowBox()) return boxes_.ShowWithCheck(text, style, caption);
+    Show(text, style);
+    return false;
+  }
 
  private:
+  bool CanShowBox() {
+    if (!toolkit_ && BoxesMayShow()) toolkit_.emplace(program_name_);
+    return toolkit_ && toolkit_->started();
+  }
+
   char* program_name_;
   std::optional<Toolkit> toolkit_;
   BoxMessages boxes_;
 };
 
+void TellStarter(const std::string& line) { std::cerr << "VNTFixdb: " << line << std::endl; }
+
 class WindowHost : public StartUpHost, public WindowServices {
  public:
   void OpenAccessDatabase() override { StartUpHost::OpenAccessDatabase(); }
+  void Tell(const std::string& line) override { TellStarter(line); }
 
   MainWindow& LoadWindow() override {
     auto* window = new frmMain(*this);
@@ -121,6 +133,7 @@ class WindowHost : public StartUpHost, public WindowServices {
 
 class UnattendedHost : public StartUpHost {
  public:
+  void Tell(const std::string& line) override { TellStarter(line); }
   MainWindow& LoadWindow() override { throw std::logic_error("An unattended run shows no window."); }
 };
 
@@ -159,6 +172,10 @@ int RunInWindow(const std::string& command_line, char* program_name) {
 int Run(int argc, char** argv) {
   std::string command_line;
   for (int i = 1; i < argc; ++i) command_line.append(i > 1 ? " " : "").append(argv[i]);
+  if (const auto answer = ConventionalAnswer(command_line)) {
+    std::cout << *answer << std::endl;
+    return std::cout ? 0 : kFailed;
+  }
   try {
     return RunModeOf(command_line) == RunMode::kUnattended ? RunUnattended(command_line, argv[0])
                                                            : RunInWindow(command_line, argv[0]);

@@ -4,6 +4,8 @@
 #include <wx/button.h>
 #include <wx/checkbox.h>
 #include <wx/datetime.h>
+#include <wx/dnd.h>
+#include <wx/gauge.h>
 #include <wx/menu.h>
 #include <wx/panel.h>
 #include <wx/scrolwin.h>
@@ -11,53 +13,89 @@
 #include <wx/statusbr.h>
 #include <wx/utils.h>
 
+#include <algorithm>
+#include <csignal>
+#include <utility>
+
+#include "access/base/interruption.h"
+#include "db/services.h"
 #include "platform/desktop.h"
 #include "platform/messages.h"
 #include "program/program_state.h"
+#include "run/backup.h"
 #include "run/databases.h"
+#include "startup/run_messages.h"
 #include "ui/app_icon.h"
+#include "ui/compare_frame.h"
+#include "ui/report_frame.h"
 #include "ui/text_wx.h"
+#include "ui/typed_ahead.h"
 
 namespace vnt::ui {
 namespace {
 
 constexpr const char* kCaption = "Fix Electronic Notification Database V7";
-constexpr const char* kOpenFilter = "Access mdb|*.mdb|Access 7.0 files accdb|*.accdb";
 
-enum Panel : int { kDatabasePanel = 0, kDatePanel = 1, kTimePanel = 2 };
+enum Panel : int { kDatabasePanel = 0, kScopePanel = 1, kDatePanel = 2, kTimePanel = 3 };
 
 void Inform(std::string_view text) { platform::ShowMessage(text, platform::MessageStyle::kInformation); }
+void Alarm(std::string_view text) { platform::ShowMessage(text, platform::MessageStyle::kCritical); }
+
+std::string StopQuestion() {
+  std::string question = "Stop this run?";
+  question += IsIngresSource(State().current_database)
+                  ? " What the fix that is running has executed stays in the data source."
+                  : " The fix that is running is undone, the finished ones stay.";
+  return question + " No history is written.";
+}
 
 }  // namespace
 
-// Shows the course of a run: the hourglass, and in the database panel which fix is running. The panel is
-// painted at once, and nothing else: input waits until the run is over.
-class frmMain::Progress : public RunObserver {
+// The window does one thing at a time. What is typed and clicked meanwhile is thrown away, menus are greyed.
+class frmMain::Working {
  public:
-  explicit Progress(frmMain& window)
-      : window_(window), former_text_(window.sbStatusBar->GetStatusText(kDatabasePanel)) {}
-  ~Progress() override { RunEnds(); }
-
-  void RunStarts() override { hourglass_ = std::make_unique<wxBusyCursor>(); }
-
-  void FixStarts(const FixEntry& fix, int number, int count) override {
-    Paint(wxString::Format("Fix %d of %d: %s", number, count, ToWx(fix.caption)));
+  explicit Working(frmMain& window) : window_(window) {
+    window_.running_ = true;
+    const wxMenuBar& bar = *window_.GetMenuBar();
+    for (std::size_t i = 0; i < bar.GetMenuCount(); ++i) enabled_.push_back(bar.IsEnabledTop(i));
+    for (std::size_t i = 0; i < enabled_.size(); ++i) window_.GetMenuBar()->EnableTop(i, false);
   }
+  ~Working() {
+    ServePaintingOnly();
+    for (std::size_t i = 0; i < enabled_.size(); ++i) window_.GetMenuBar()->EnableTop(i, enabled_[i]);
+    window_.running_ = false;
+  }
+  Working(const Working&) = delete;
+  Working& operator=(const Working&) = delete;
 
-  void RunEnds() override {
-    hourglass_.reset();
-    window_.sbStatusBar->SetStatusText(former_text_, kDatabasePanel);
+ private:
+  frmMain& window_;
+  std::vector<bool> enabled_;
+};
+
+// The gauge and the hourglass while databases are compared.
+class frmMain::Comparing {
+ public:
+  explicit Comparing(frmMain& window) : progress_(window.ProgressParts("", [] {})) { progress_.RunStarts(); }
+
+ private:
+  RunProgress progress_;
+};
+
+// A database that is dropped on the window is opened.
+class frmMain::FileDrop : public wxFileDropTarget {
+ public:
+  explicit FileDrop(frmMain& window) : window_(window) {}
+  bool OnDropFiles(wxCoord, wxCoord, const wxArrayString& files) override {
+    if (window_.running_ || files.size() != 1) return false;
+    const std::string path = FromWx(files[0]);
+    // After the drop: the program that it came from waits for its end.
+    window_.CallAfter([this, path] { window_.OpenFile(path); });
+    return true;
   }
 
  private:
-  void Paint(const wxString& text) {
-    window_.sbStatusBar->SetStatusText(text, kDatabasePanel);
-    window_.sbStatusBar->Update();
-  }
-
   frmMain& window_;
-  wxString former_text_;
-  std::unique_ptr<wxBusyCursor> hourglass_;
 };
 
 frmMain::frmMain(WindowServices& services)
@@ -73,6 +111,8 @@ frmMain::frmMain(WindowServices& services)
   PlaceControls(panel);
   ChooseSize(panel);
   BindEvents();
+  SetDropTarget(new FileDrop(*this));
+  ShowRecentFiles();
   ShowClock();
   constexpr int kSecond = 1000;
   clock_.Start(kSecond);
@@ -92,12 +132,29 @@ void frmMain::BindEvents() {
       wxEVT_MENU, [this](wxCommandEvent&) { Close(); }, mnuFileExit);
   Bind(
       wxEVT_MENU, [this](wxCommandEvent&) { services_.ShowHelpFile("Tidyworks.chm"); }, mnuHelp);
+  const auto choose = [this](int item, void (frmMain::*action)()) {
+    Bind(
+        wxEVT_MENU, [this, action](wxCommandEvent&) { (this->*action)(); }, item);
+  };
+  cmdPreview->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { cmdPreview_Click(); });
+  choose(mnuFileClose, &frmMain::mnuFileClose_Click);
+  choose(mnuFileUndo, &frmMain::mnuFileUndo_Click);
+  choose(mnuViewLastRun, &frmMain::ShowLastRun);
+  choose(mnutools_compare, &frmMain::mnutools_compare_Click);
   Bind(
-      wxEVT_MENU, [](wxCommandEvent&) { Inform("The compare tool is not part of this program."); },
-      mnutools_compare);
+      wxEVT_MENU, [](wxCommandEvent& event) { SaveBackUpBeforeFixing(event.IsChecked()); }, mnuFileBackUp);
   Bind(
-      wxEVT_MENU, [](wxCommandEvent&) { Inform("The page number tool is not part of this program."); },
-      mnutools_page);
+      wxEVT_MENU,
+      [this](wxCommandEvent& event) {
+        const std::vector<std::string> files = RecentFiles();
+        const auto number = static_cast<std::size_t>(event.GetId() - mnuFileRecentFirst);
+        if (number < files.size()) OpenFile(files[number]);
+      },
+      mnuFileRecentFirst, mnuFileRecentLast);
+  sbStatusBar->Bind(wxEVT_SIZE, [this](wxSizeEvent& event) {
+    gauge_->Hide();  // its place is told anew when the next run starts
+    event.Skip();
+  });
   Bind(wxEVT_CLOSE_WINDOW, &frmMain::OnClose, this);
   clock_.Bind(wxEVT_TIMER, [this](wxTimerEvent&) { ShowClock(); });
 }
@@ -115,6 +172,13 @@ void frmMain::ClearDefaultselection() { cmdclear_Click(); }
 
 void frmMain::SetDatabasePanel(const std::string& text) {
   sbStatusBar->SetStatusText(ToWx(text), kDatabasePanel);
+  ShowScope();
+}
+
+void frmMain::ShowScope() {
+  const std::int32_t notice = State().ntc_id;
+  const std::string scope = notice > 0 ? "notice " + std::to_string(notice) : "all notices";
+  sbStatusBar->SetStatusText(ToWx(scope), kScopePanel);
 }
 
 void frmMain::ShowWindow() {
@@ -122,25 +186,129 @@ void frmMain::ShowWindow() {
   Raise();
 }
 
+RunProgress::Parts frmMain::ProgressParts(const char* verb, std::function<void()> run_ends) {
+  return {sbStatusBar,
+          kDatabasePanel,
+          gauge_,
+          verb,
+          [this] { return services_.Confirm(this, StopQuestion()); },
+          std::move(run_ends)};
+}
+
 bool frmMain::Command2_Click() {
   // A message box in the middle of a run handles input of its own.
   if (running_) return false;
   if (!ResumeDatabases()) return false;
-  running_ = true;
-  RunResult result;
-  try {
-    Progress progress(*this);
-    result = services_.RunFixes(Selection(), progress);
-  } catch (...) {
-    running_ = false;
-    throw;
+  Recording recording;
+  if (BackUpBeforeFixing()) recording.backup = "";
+  RunRecord record;
+  bool released = false;
+  {
+    const Working working(*this);
+    std::optional<RunMessages> messages;
+    RunProgress progress(ProgressParts("Fix", [&] { messages->RunEnds(); }));
+    messages.emplace([&] { progress.Discard(); });
+    try {
+      record = services_.RunFixes(Selection(), recording, progress);
+    } catch (const db::DbError& error) {
+      if (!recording.backup) throw;
+      Alarm("No fix was run, because the backup before it cannot be made: " + error.description() +
+            "\nWithout one it runs when \"Back up before fixing\" in the File menu is switched off.");
+      record.result.refused = true;
+    }
+    released = ReleaseDatabases();
   }
-  running_ = false;
-  const bool released = ReleaseDatabases();
+  const RunResult& result = record.result;
   if (result.ended_early && State().current_database.empty()) SetDatabasePanel(kNoDatabaseText);
-  if (!released) return false;
-  if (!result.refused && !result.ended_early && IsShown()) Inform("Fix complete.");
-  return !result.refused && !result.failed();
+  if (!record.fault.empty())
+    Alarm("The run is done, but Undo Last Run will not find what it left: " + record.fault);
+  const bool succeeded = released && !result.refused && !result.failed();
+  const bool complete = released && !result.refused && !result.ended_early;
+  if (!result.refused) {
+    GetMenuBar()->Enable(mnuViewLastRun, true);
+    last_run_ = std::move(record);
+    if (last_run_window_) last_run_window_->Close();
+  }
+  if (complete && IsShown()) {
+    Inform("Fix complete.");
+    if (!succeeded) ShowLastRun();
+  }
+  return succeeded;
+}
+
+void frmMain::ShowLastRun() {
+  if (!last_run_) return;
+  if (!last_run_window_) last_run_window_ = new ReportFrame(this, services_, *last_run_, nullptr);
+  last_run_window_->Show();
+  last_run_window_->Raise();
+}
+
+void frmMain::cmdPreview_Click() {
+  if (running_) return;
+  if (IsIngresSource(State().current_database)) {
+    Inform("A preview needs an Access database: a data source cannot take back what it has executed.");
+    return;
+  }
+  RunRecord record;
+  std::unique_ptr<compare::DifferenceStore> differences;
+  try {
+    const Working working(*this);
+    std::optional<RunMessages> messages;
+    RunProgress progress(ProgressParts("Preview", [&] { messages->RunEnds(); }));
+    messages.emplace([&] { progress.Discard(); });
+    Preview preview(Selection(), progress);
+    record = preview.record();
+    if (record.result.refused || record.result.ended_early) return;
+    const Comparing comparing(*this);
+    differences = FindDifferences(preview.before(), preview.after(), 0, WatchComparison());
+  } catch (const db::DbError& error) {
+    ShowFailure(error);
+    return;
+  }
+  (new ReportFrame(this, services_, std::move(record), std::move(differences)))->Show();
+}
+
+ComparisonProgress frmMain::WatchComparison() {
+  return [this](std::uint64_t done, std::uint64_t all) {
+    gauge_->SetRange(1000);
+    gauge_->SetValue(static_cast<int>(done * 1000 / std::max<std::uint64_t>(all, 1)));
+    // The comparison meets it with the next row.
+    if (ServePaintingOnly()) jet::interruption = SIGINT;
+  };
+}
+
+// What the user has ended needs no box.
+void frmMain::ShowFailure(const db::DbError& error) {
+  if (error.number() != db::kErrInterrupted) ShowError(error);
+}
+
+void frmMain::mnutools_compare_Click() {
+  const std::string& open = State().current_database;
+  const auto comparison = services_.ChooseComparison(this, IsIngresSource(open) ? std::string() : open);
+  if (!comparison) return;
+  std::unique_ptr<compare::DifferenceStore> differences;
+  try {
+    const Working working(*this);
+    const Comparing comparing(*this);
+    differences = FindDifferences(*comparison, WatchComparison());
+  } catch (const db::DbError& error) {
+    ShowFailure(error);
+    return;
+  }
+  (new CompareFrame(this, services_, *comparison, std::move(differences),
+                    [this, comparison](const std::string& path) { SaveComparison(*comparison, path); }))
+      ->Show();
+}
+
+void frmMain::SaveComparison(const Comparison& comparison, const std::string& path) {
+  if (running_) return;
+  try {
+    const Working working(*this);
+    const Comparing comparing(*this);
+    SaveDifferences(comparison, path, WatchComparison());
+  } catch (const db::DbError& error) {
+    ShowFailure(error);
+  }
 }
 
 void frmMain::Command3_Click() {
@@ -155,7 +323,11 @@ void frmMain::Command1_Click() { services_.EndProgram(0); }
 
 void frmMain::mnuFileOpen_Click() {
   const std::string path = services_.ChooseFile(this, kOpenFilter);
-  if (path.empty()) return;
+  if (!path.empty()) OpenFile(path);
+}
+
+void frmMain::OpenFile(const std::string& path) {
+  if (running_) return;
   try {
     const wxBusyCursor hourglass;
     OpenChosenDatabase(
@@ -164,6 +336,55 @@ void frmMain::mnuFileOpen_Click() {
     ReleaseDatabases();
   } catch (const EndProgram& end) {
     services_.EndProgram(end.exit_code);
+    return;
+  }
+  if (State().current_database == path) {
+    AddRecentFile(path);
+  } else {
+    RemoveRecentFile(path);
+  }
+  ShowRecentFiles();
+}
+
+void frmMain::ShowRecentFiles() {
+  while (recent_->GetMenuItemCount() > 0) recent_->Destroy(recent_->FindItemByPosition(0));
+  int number = 0;
+  for (const std::string& file : RecentFiles()) {
+    recent_->Append(mnuFileRecentFirst + number,
+                    wxString::Format("&%d %s", number + 1, wxControl::EscapeMnemonics(ToWx(file))));
+    ++number;
+  }
+  GetMenuBar()->Enable(mnuFileRecent, number > 0);
+}
+
+void frmMain::mnuFileClose_Click() {
+  if (!CloseDatabases()) return;
+  State().current_database.clear();
+  State().read_only = false;
+  SetDatabasePanel(kNoDatabaseText);
+}
+
+void frmMain::mnuFileUndo_Click() {
+  const std::string file = State().current_database;
+  if (file.empty()) {
+    Inform("No Database open.  Please open a database to undo its last run.");
+    return;
+  }
+  if (IsIngresSource(file)) {
+    Inform("A data source has no backup that its last run could be undone with.");
+    return;
+  }
+  if (!services_.Confirm(this, "Put back " + file +
+                                   " as it was before its last run? What it is now becomes a backup, so that "
+                                   "this can be undone too.")) {
+    return;
+  }
+  try {
+    const wxBusyCursor hourglass;
+    const Undone undone = UndoLastRun(db::Files(), file, "", /*force=*/false);
+    Inform(file + " is what it was before its last run.\nWhat it was until now: " + undone.kept);
+  } catch (const jet::Error& error) {
+    Alarm(error.what());
   }
 }
 

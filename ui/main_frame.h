@@ -1,10 +1,10 @@
 // The main window. Its controls keep the names that the program's documents use for them.
 //
-//   +-- File  Tools  Help ------------------------------------+
-//   | Frame1: Chkfix(0..39) in three columns (scrolls when     |
-//   |         the screen is too small)                         |
-//   | Command3 "Select All"  cmdclear     Command2   Command1  |
-//   +-- sbStatusBar: database and notice | date | time --------+
+//   +-- File  View  Tools  Help ------------------------------------+
+//   | Frame1: Chkfix(0..39) in three columns (scrolls when the       |
+//   |         screen is too small)                                   |
+//   | Command3 "Select All"  cmdclear  cmdPreview Command2 Command1  |
+//   +-- sbStatusBar: database, or the run | scope | date | time -----+
 //
 // The window holds no rules of its own: what it opens and runs is done by WindowServices, the version rules
 // of File, Open are OpenChosenDatabase's, the catalogue tells the boxes' texts, places and default ticks.
@@ -12,18 +12,25 @@
 
 #include <wx/frame.h>
 #include <wx/timer.h>
+#include <wx/weakref.h>
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "run/fix_runner.h"
 #include "startup/run_modes.h"
+#include "ui/run_progress.h"
+#include "ui/user_choices.h"
 #include "ui/window_services.h"
 
 class wxBusyCursor;
 class wxButton;
 class wxCheckBox;
+class wxGauge;
+class wxMenu;
 class wxPanel;
 class wxScrolledWindow;
 class wxSizer;
@@ -57,10 +64,19 @@ class frmMain : public wxFrame, public MainWindow {
     mnuHelp = wxID_HELP,
     mnutools_compare = wxID_HIGHEST + 1,
     mnutools_page,
+    mnuFileRecent,
+    mnuFileBackUp,
+    mnuFileUndo,
+    mnuViewLastRun,
+    mnuFileRecentFirst,
+    mnuFileRecentLast = mnuFileRecentFirst + kRecentFiles - 1,
+    mnuFileClose = wxID_CLOSE,
   };
 
  private:
-  class Progress;
+  class Working;
+  class Comparing;
+  class FileDrop;
 
   void CreateMenus();
   void CreateBoxes(wxPanel* panel);
@@ -76,7 +92,20 @@ class frmMain : public wxFrame, public MainWindow {
   void Command3_Click();
   void cmdclear_Click();
   void Command1_Click();
+  void cmdPreview_Click();
   void mnuFileOpen_Click();
+  void mnuFileClose_Click();
+  void mnuFileUndo_Click();
+  void mnutools_compare_Click();
+  void OpenFile(const std::string& path);
+  void ShowRecentFiles();
+  void ShowScope();
+  void ShowLastRun();
+  void SaveComparison(const Comparison& comparison, const std::string& path);
+  RunProgress::Parts ProgressParts(const char* verb, std::function<void()> run_ends);
+  // Paints and moves the gauge while databases are compared; Escape ends that.
+  ComparisonProgress WatchComparison();
+  void ShowFailure(const db::DbError& error);
   void OnClose(wxCloseEvent& event);
   void SavePlacement() const;
   void ShowClock();
@@ -90,10 +119,15 @@ class frmMain : public wxFrame, public MainWindow {
   wxButton* Command2 = nullptr;
   wxButton* Command3 = nullptr;
   wxButton* cmdclear = nullptr;
+  wxButton* cmdPreview = nullptr;
+  wxMenu* recent_ = nullptr;
   wxStatusBar* sbStatusBar = nullptr;
-  wxTimer Timer1;  // by design on the window; nothing is attached to it
+  wxGauge* gauge_ = nullptr;  // on the status bar, while a run goes on
+  wxTimer Timer1;             // by design on the window; nothing is attached to it
   wxTimer clock_;
   bool running_ = false;
+  std::optional<RunRecord> last_run_;
+  wxWeakRef<wxFrame> last_run_window_;
 };
 
 }  // namespace vnt::ui

@@ -5,6 +5,7 @@
 #include <wx/checkbox.h>
 #include <wx/datetime.h>
 #include <wx/display.h>
+#include <wx/gauge.h>
 #include <wx/menu.h>
 #include <wx/panel.h>
 #include <wx/scrolwin.h>
@@ -42,21 +43,33 @@ wxButton* NewButton(wxPanel* panel, const wxString& name, std::string_view capti
 void frmMain::CreateMenus() {
   auto* file = new wxMenu;
   file->Append(mnuFileOpen, "&Open Database");
+  recent_ = new wxMenu;
+  file->Append(mnuFileRecent, "Open &Recent", recent_);
+  file->Append(mnuFileClose, "&Close Database");
+  file->AppendSeparator();
+  file->AppendCheckItem(mnuFileBackUp, "&Back up before fixing");
+  file->Check(mnuFileBackUp, BackUpBeforeFixing());
+  file->Append(mnuFileUndo, "&Undo Last Run");
   file->AppendSeparator();
   file->Append(mnuFileExit, "E&xit");
+  auto* view = new wxMenu;
+  view->Append(mnuViewLastRun, "&Last Run\tCtrl+L");
+  view->Enable(mnuViewLastRun, false);
   auto* tools = new wxMenu;
   tools->Append(mnutools_compare, "&Compare");
   tools->AppendSeparator();
-  tools->Append(mnutools_page, "&Add Page No to Groups");
+  tools->Append(mnutools_page, "&Add Page No to Groups", "This tool is not part of this program.");
+  tools->Enable(mnutools_page, false);
   auto* help = new wxMenu;
   help->Append(mnuHelp, "&Help\tF1");
 
   auto* bar = new wxMenuBar;
   bar->Append(file, "&File");
+  bar->Append(view, "&View");
   bar->Append(tools, "&Tools");
   bar->Append(help, "&Help");
   SetMenuBar(bar);
-  constexpr std::size_t kToolsMenu = 1;
+  constexpr std::size_t kToolsMenu = 2;
   if (State().data_level == 0) bar->EnableTop(kToolsMenu, false);
 }
 
@@ -78,6 +91,9 @@ void frmMain::CreateBoxes(wxPanel* panel) {
 void frmMain::CreateButtons(wxPanel* panel) {
   Command3 = NewButton(panel, "Command3", "Select All");
   cmdclear = NewButton(panel, "cmdclear", "Clear Selection");
+  cmdPreview = NewButton(panel, "cmdPreview", "Preview");
+  cmdPreview->SetLabel("&Preview");
+  cmdPreview->SetToolTip("Shows what Fix would change; nothing is written");
   Command2 = NewButton(panel, "Command2", "Fix");
   Command1 = NewButton(panel, "Command1", "Exit");
 }
@@ -103,6 +119,7 @@ wxSizer* frmMain::PlaceButtons() {
   row->Add(Command3);
   row->Add(cmdclear, 0, wxLEFT, FromDIP(kButtonGap));
   row->AddStretchSpacer();
+  row->Add(cmdPreview, 0, wxLEFT, FromDIP(kButtonGap));
   row->Add(Command2, 0, wxLEFT, FromDIP(kButtonGap));
   row->Add(Command1, 0, wxLEFT, FromDIP(kButtonGap));
   return row;
@@ -141,7 +158,7 @@ void frmMain::ChooseSize(wxPanel* panel) {
 }
 
 void frmMain::CreateStatusBarPanels() {
-  constexpr int kPanels = 3;
+  constexpr int kPanels = 4;
   sbStatusBar = CreateStatusBar(kPanels, wxSTB_SIZEGRIP | wxSTB_SHOW_TIPS | wxSTB_ELLIPSIZE_MIDDLE, wxID_ANY,
                                 "sbStatusBar");
   // Menu items would else write their help texts over the database's name.
@@ -152,11 +169,16 @@ void frmMain::CreateStatusBarPanels() {
   constexpr int kRoom = 20;
   constexpr int kRoomWithGrip = 48;
   const wxDateTime widest(28, wxDateTime::Dec, 2028, 22, 58);
-  const std::array<int, kPanels> widths = {-1, width(widest.FormatDate(), kRoom),
+  const std::array<int, kPanels> widths = {-1, width("notice 2147483647", kRoom),
+                                           width(widest.FormatDate(), kRoom),
                                            width(widest.Format("%H:%M"), kRoomWithGrip)};
   sbStatusBar->SetStatusWidths(kPanels, widths.data());
-  const std::array<int, kPanels> styles = {wxSB_SUNKEN, wxSB_SUNKEN, wxSB_SUNKEN};
+  const std::array<int, kPanels> styles = {wxSB_SUNKEN, wxSB_SUNKEN, wxSB_SUNKEN, wxSB_SUNKEN};
   sbStatusBar->SetStatusStyles(kPanels, styles.data());
+  gauge_ = new wxGauge(sbStatusBar, wxID_ANY, 1, wxDefaultPosition, wxDefaultSize,
+                       wxGA_HORIZONTAL | wxGA_SMOOTH, wxDefaultValidator, "Progress");
+  gauge_->Hide();
+  ShowScope();
 }
 
 }  // namespace vnt::ui

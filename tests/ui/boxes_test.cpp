@@ -5,11 +5,42 @@
 #include <wx/filedlg.h>
 #include <wx/modalhook.h>
 #include <wx/msgdlg.h>
+#include <wx/statbmp.h>
+#include <wx/timer.h>
 
 #include "tests/ui/window_fixture.h"
+#include "ui/user_choices.h"
 
 namespace vnt::ui {
 namespace {
+
+// The box as it stands on the screen, closed after that.
+class ShownBox : public wxTimer {
+ public:
+  explicit ShownBox(std::function<void(wxDialog&)> look) : look_(std::move(look)) { Start(200); }
+  void Notify() override {
+    for (wxWindow* window : wxTopLevelWindows) {
+      auto* box = dynamic_cast<wxDialog*>(window);
+      if (box == nullptr || !box->IsShown()) continue;
+      Stop();
+      look_(*box);
+      box->EndModal(wxID_OK);
+      return;
+    }
+  }
+
+ private:
+  std::function<void(wxDialog&)> look_;
+};
+
+template <class Control>
+Control* Find(wxWindow& parent) {
+  for (wxWindow* child : parent.GetChildren()) {
+    if (auto* control = dynamic_cast<Control*>(child)) return control;
+    if (auto* control = Find<Control>(*child)) return control;
+  }
+  return nullptr;
+}
 
 struct SeenBox {
   std::string title, text;
@@ -23,11 +54,11 @@ class DialogHook : public wxModalDialogHook {
   ~DialogHook() override { Unregister(); }
 
   std::vector<SeenBox> boxes;
-  std::string wildcard;
+  std::string wildcard, folder;
 
  protected:
   int Enter(wxDialog* dialog) override {
-    if (auto* box = wxDynamicCast(dialog, wxMessageDialog)) {
+    if (auto* box = dynamic_cast<wxMessageDialogBase*>(dialog)) {
       EXPECT_EQ(box->GetMessageDialogStyle() & (wxYES | wxNO | wxCANCEL), 0);
       boxes.push_back(
           {FromWx(box->GetCaption()), FromWx(box->GetMessage()), box->GetMessageDialogStyle() & wxICON_MASK});
@@ -35,6 +66,7 @@ class DialogHook : public wxModalDialogHook {
     }
     if (auto* file = wxDynamicCast(dialog, wxFileDialog)) {
       wildcard = FromWx(file->GetWildcard());
+      folder = FromWx(file->GetDirectory());
       return wxID_CANCEL;
     }
     return wxID_NONE;
@@ -57,11 +89,45 @@ TEST_F(BoxesTest, TitleTextAndStyle) {
                                                  SeenBox{"VNTFixdb", "94 A & B\nété ", wxICON_NONE}));
 }
 
+TEST_F(BoxesTest, IconAndWidthOnTheScreen) {
+  BoxMessages messages;
+  Window();
+  for (const MessageStyle style : {MessageStyle::kInformation, MessageStyle::kCritical}) {
+    const ShownBox look([](wxDialog& box) {
+      auto* icon = Find<wxStaticBitmap>(box);
+      ASSERT_NE(icon, nullptr);
+      EXPECT_GT(icon->GetSize().GetWidth(), 10);
+      EXPECT_GT(box.GetSize().GetWidth(), box.GetTextExtent(box.GetTitle()).GetWidth() + 100);
+    });
+    messages.Show("!", style);
+  }
+}
+
+TEST_F(BoxesTest, CheckMark) {
+  BoxMessages messages;
+  Window();
+  for (const bool set : {false, true}) {
+    const ShownBox look([&](wxDialog& box) {
+      auto* check = Find<wxCheckBox>(box);
+      ASSERT_NE(check, nullptr);
+      EXPECT_EQ(FromWx(check->GetLabelText()), "No more");
+      check->SetValue(set);
+    });
+    const MessageStyle style = set ? MessageStyle::kPlain : MessageStyle::kCritical;
+    EXPECT_EQ(messages.ShowWithCheck("An error.", style, "No more"), set);
+  }
+}
+
 TEST_F(BoxesTest, FileDialog) {
   DialogHook hook;
   StubServices services;
-  EXPECT_EQ(services.WindowServices::ChooseFile(&Window(), "a|*.a|b|*.b"), "");
-  EXPECT_EQ(hook.wildcard, "a|*.a|b|*.b");
+  EXPECT_EQ(services.WindowServices::ChooseFile(&Window(), kOpenFilter), "");
+  EXPECT_EQ(hook.folder, "");
+  SaveLastFolder(folder_.string());
+  services.WindowServices::ChooseFile(&Window(), kOpenFilter);
+  EXPECT_EQ(hook.folder, folder_.string()) << "where the last one ended";
+  EXPECT_EQ(hook.wildcard,
+            "Access mdb|*.[mM][dD][bB]|Access 7.0 files accdb|*.[aA][cC][cC][dD][bB]|All files|*");
 }
 
 }  // namespace

@@ -28,7 +28,7 @@ TEST_F(KeyboardTest, TabFollowsTheIndex) {
     EXPECT_EQ(Focused(), "Chkfix(" + std::to_string(index) + ")");
     Press(WXK_TAB);
   }
-  for (const char* button : {"Command3", "cmdclear", "Command2", "Command1"}) {
+  for (const char* button : {"Command3", "cmdclear", "cmdPreview", "Command2", "Command1"}) {
     EXPECT_EQ(Focused(), button);
     Press(WXK_TAB);
   }

@@ -28,7 +28,7 @@ class LayoutTest : public WindowTest {
   std::vector<wxWindow*> Controls() {
     std::vector<wxWindow*> controls;
     for (int index = 0; index < kFixCount; ++index) controls.push_back(&Box(index));
-    for (const char* button : {"Command1", "Command2", "Command3", "cmdclear"}) {
+    for (const char* button : {"Command1", "Command2", "Command3", "cmdclear", "cmdPreview"}) {
       controls.push_back(&Named<wxButton>(button));
     }
     return controls;
@@ -74,7 +74,7 @@ TEST_F(LayoutTest, NothingIsCutOff) {
     }
   }
   const auto& status_bar = Named<wxStatusBar>("sbStatusBar");
-  for (const int panel : {1, 2}) {
+  for (const int panel : {1, 2, 3}) {
     wxRect field;
     status_bar.GetFieldRect(panel, field);
     EXPECT_GT(field.GetWidth(), status_bar.GetTextExtent(status_bar.GetStatusText(panel)).GetWidth());

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # An unattended run where no box can be shown: its messages are on standard error and in its report, and nothing
-# waits. Usage: unseen_run.sh PATH_OF_VNTFixdb
+# waits. Usage: unseen_run.sh PATH_OF_VNTFixdb PATH_OF_vntfix
 set -euo pipefail
 program=$1
+vntfix=$2
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 unset DISPLAY WAYLAND_DISPLAY
@@ -19,3 +20,21 @@ refused() { # refused TEXT
 refused "No database specified."
 printf '[VNTFIXV7]\nCurDatabase=%s/nowhere.mdb\n' "$folder" >"$folder/KV_SOFT.ini"
 refused "nowhere.mdb"
+
+# The conventional words, alone, print and end; whatever else is a run.
+for word in --help -h; do "$program" $word | grep -q '^VNTFixdb TEXT'; done
+"$program" --version | grep -Eq '^VNTFixdb [0-9]+\.[0-9]+\.[0-9]+$'
+refused "nowhere.mdb"
+
+# With Quiet, messages stay away from a display too: it is never asked for.
+export DISPLAY=:4711
+printf '[VNTFIXV7]\nCurDatabase=%s/nowhere.mdb\nQuiet=1\n' "$folder" >"$folder/KV_SOFT.ini"
+refused "nowhere.mdb"
+unset DISPLAY
+
+# What is fixed is said before it starts.
+"$vntfix" sample "$folder/s" --notices 10 >"$folder/made"
+printf '[VNTFIXV7]\nCurDatabase=%s/s/notices.mdb\n[GLOBAL]\nVeltRefdb=%s/s/reference.mdb\nEmptyDBV6=%s/s/template.mdb\n' \
+  "$folder" "$folder" "$folder" >"$folder/KV_SOFT.ini"
+"$program" x 2>"$folder/messages"
+grep -qx "VNTFixdb: fixing $folder/s/notices.mdb, all notices." "$folder/messages"

@@ -33,13 +33,30 @@ class StubServices : public WindowServices {
     return chosen_file;
   }
   void OpenAccessDatabase() override { open ? open() : WindowServices::OpenAccessDatabase(); }
-  RunResult RunFixes(const FixSelection& selection, RunObserver& observer) override {
-    return run ? run(selection, observer) : WindowServices::RunFixes(selection, observer);
+  bool Confirm(wxWindow*, const std::string& question) override {
+    questions.push_back(question);
+    return confirms;
+  }
+  std::string ChooseNewFile(wxWindow*, const std::string&, const std::string&) override { return new_file; }
+  std::optional<Comparison> ChooseComparison(wxWindow*, const std::string& first) override {
+    if (comparison && comparison->first.empty()) comparison->first = first;
+    return comparison;
+  }
+  RunRecord RunFixes(const FixSelection& selection, const Recording& recording,
+                     RunObserver& observer) override {
+    if (!run) return WindowServices::RunFixes(selection, recording, observer);
+    RunRecord record;
+    record.file = State().current_database;
+    record.result = run(selection, observer);
+    return record;
   }
   void ShowHelpFile(std::string_view file_name) override { help_files.emplace_back(file_name); }
   void EndProgram(int exit_code) override { ended.push_back(exit_code); }
 
-  std::string chosen_file;
+  std::string chosen_file, new_file;
+  bool confirms = true;
+  std::vector<std::string> questions;
+  std::optional<Comparison> comparison;
   std::function<void()> open;  // the program's own when empty
   std::function<RunResult(const FixSelection&, RunObserver&)> run;
   std::vector<std::string> filters;

@@ -28,6 +28,7 @@ TEST_F(MainWindowTest, LoadsWithTheDefaultTicks) {
   }
   EXPECT_EQ(Window().Selection(), DefaultSelection());
   EXPECT_EQ(PanelText(), "");
+  EXPECT_EQ(PanelText(1), "all notices");
 }
 
 TEST_F(MainWindowTest, CaptionsAndTooltipsAsTheyStand) {
@@ -63,9 +64,12 @@ TEST_F(MainWindowTest, SelectAllAndClearSelection) {
 
 TEST_F(MainWindowTest, Menus) {
   const wxMenuBar& bar = *Window().GetMenuBar();
-  ASSERT_EQ(bar.GetMenuCount(), 3U);
+  ASSERT_EQ(bar.GetMenuCount(), 4U);
   const std::pair<const char*, std::vector<const char*>> menus[] = {
-      {"&File", {"&Open Database", "", "E&xit"}},
+      {"&File",
+       {"&Open Database", "Open &Recent", "&Close Database", "", "&Back up before fixing", "&Undo Last Run",
+        "", "E&xit"}},
+      {"&View", {"&Last Run\tCtrl+L"}},
       {"&Tools", {"&Compare", "", "&Add Page No to Groups"}},
       {"&Help", {"&Help\tF1"}}};
   for (std::size_t i = 0; i < std::size(menus); ++i) {
@@ -77,19 +81,16 @@ TEST_F(MainWindowTest, Menus) {
       EXPECT_EQ(menu.FindItemByPosition(item)->IsSeparator(), *menus[i].second[item] == '\0');
     }
   }
-  EXPECT_FALSE(bar.IsEnabledTop(1)) << "data level 0";
+  EXPECT_FALSE(bar.IsEnabledTop(2)) << "data level 0";
 }
 
 TEST_F(MainWindowTest, ToolsWithAnotherDataLevel) {
   state_.data_level = -1;
-  EXPECT_TRUE(Window().GetMenuBar()->IsEnabledTop(1));
-  Choose(frmMain::mnutools_compare);
-  Choose(frmMain::mnutools_page);
-  EXPECT_THAT(
-      messages_.shown,
-      ElementsAre(
-          ShownMessage("The compare tool is not part of this program.", MessageStyle::kInformation),
-          ShownMessage("The page number tool is not part of this program.", MessageStyle::kInformation)));
+  const wxMenuBar& bar = *Window().GetMenuBar();
+  EXPECT_TRUE(bar.IsEnabledTop(2));
+  EXPECT_TRUE(bar.IsEnabled(frmMain::mnutools_compare));
+  EXPECT_FALSE(bar.IsEnabled(frmMain::mnutools_page));
+  EXPECT_EQ(bar.GetHelpString(frmMain::mnutools_page), "This tool is not part of this program.");
 }
 
 TEST_F(MainWindowTest, Help) {
@@ -98,11 +99,11 @@ TEST_F(MainWindowTest, Help) {
 }
 
 TEST_F(MainWindowTest, DateAndTimePanelsKeepTime) {
-  EXPECT_EQ(PanelText(1), FromWx(wxDateTime::Now().FormatDate()));
-  Named<wxStatusBar>("sbStatusBar").SetStatusText("old", 2);
+  EXPECT_EQ(PanelText(2), FromWx(wxDateTime::Now().FormatDate()));
+  Named<wxStatusBar>("sbStatusBar").SetStatusText("old", 3);
   const wxDateTime before = wxDateTime::Now();
-  for (int i = 0; i < 40 && PanelText(2) == "old"; ++i) Settle();
-  EXPECT_THAT(PanelText(2),
+  for (int i = 0; i < 40 && PanelText(3) == "old"; ++i) Settle();
+  EXPECT_THAT(PanelText(3),
               ::testing::AnyOf(FromWx(before.Format("%H:%M")), FromWx(wxDateTime::Now().Format("%H:%M"))));
 }
 
@@ -154,7 +155,7 @@ TEST_F(MainWindowTest, PreparedIngresStart) {
   class Host : public StartUpHost {
    public:
     explicit Host(std::function<MainWindow&()> load) : load_(std::move(load)) {}
-    void OpenIngresDatabase() override {}
+    std::string OpenIngresDatabase() override { return {}; }
     MainWindow& LoadWindow() override { return load_(); }
 
    private:
@@ -165,7 +166,8 @@ TEST_F(MainWindowTest, PreparedIngresStart) {
   EXPECT_EQ(StartUp("Active", host), std::nullopt);
   EXPECT_TRUE(Window().Selection().none());
   EXPECT_EQ(PanelText(), "TLKP-ING - Ntc_id: 1234");
-  EXPECT_TRUE(Window().GetMenuBar()->IsEnabledTop(1));
+  EXPECT_EQ(PanelText(1), "notice 1234");
+  EXPECT_TRUE(Window().GetMenuBar()->IsEnabledTop(2));
   EXPECT_TRUE(Window().IsShown());
 }
 

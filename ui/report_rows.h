@@ -1,0 +1,41 @@
+// What a run did, as rows of a list.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "run/run_record.h"
+
+namespace vnt::ui {
+
+struct ReportRow {
+  int step = 0;  // in the order of the run, from 1
+  std::string fix;
+  std::string status;
+  std::int64_t rows = 0;
+  double seconds = 0;
+  std::int64_t errors = 0;
+};
+enum class ReportColumn { kStep, kFix, kStatus, kRows, kSeconds, kErrors };
+inline constexpr int kReportColumns = 6;
+
+std::vector<ReportRow> ReportRows(const RunRecord& record);
+std::string TextOf(const ReportRow& row, ReportColumn column);
+// Negative, 0 or positive; rows that are alike in the column come in the order of the run.
+int Order(const ReportRow& a, const ReportRow& b, ReportColumn column);
+
+struct ErrorRow {
+  std::string fix;
+  std::int32_t number = 0;
+  std::string text;
+  std::int64_t count = 0;
+};
+std::vector<ErrorRow> ErrorRows(const RunRecord& record);
+// Lines of fields with tabs between them, under a head, as a spreadsheet takes them.
+std::string ErrorsText(const std::vector<ErrorRow>& errors);
+
+// What the list cannot say: the file, the scope, when, the outcome, the backup. A few lines.
+std::string Summary(const RunRecord& record);
+
+}  // namespace vnt::ui

@@ -64,7 +64,7 @@ void RunProgress::FixStarts(const FixEntry& fix, int number, int count) {
 
 // How many rows a fix will walk is not known. The gauge comes nearer to the end of its share with every step
 // and never reaches it; the number of statements sets the pace.
-void RunProgress::FixAdvances(std::int64_t steps) {
+void RunProgress::FixAdvances(std::int64_t steps, std::int64_t) {
   if (std::chrono::steady_clock::now() - served_ < kBetweenServings) return;
   parts_.gauge->SetValue(finished_ * kGaugeOfFix +
                          static_cast<int>(kGaugeOfFix * steps / (steps + expected_)));

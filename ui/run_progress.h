@@ -32,7 +32,7 @@ class RunProgress : public RunObserver {
 
   void RunStarts() override;
   void FixStarts(const FixEntry& fix, int number, int count) override;
-  void FixAdvances(std::int64_t steps) override;
+  void FixAdvances(std::int64_t steps, std::int64_t rows) override;
   void RunEnds() override;
 
   // Throws away what was typed, before a message is shown.

@@ -54,7 +54,7 @@ TEST_F(WorkingTest, WhatIsTypedAndClickedDuringARunGoesNowhere) {
     Type('X');
     keys_.MouseClick();
     Wait();
-    observer.FixAdvances(1);
+    observer.FixAdvances(1, 0);
     Type(WXK_SPACE);
     keys_.MouseClick();
     observer.RunEnds();
@@ -116,7 +116,7 @@ TEST_F(WorkingTest, TheGaugeMovesBetweenAndWithinFixes) {
       values.push_back(gauge.GetValue());
       for (const int steps : {5, 5000}) {
         Wait();
-        observer.FixAdvances(steps);
+        observer.FixAdvances(steps, 0);
         values.push_back(gauge.GetValue());
       }
     }
@@ -153,10 +153,10 @@ TEST_F(WorkingTest, EscapeAsksAndNoGoesOn) {
     observer.FixStarts(FixByIndex(22), 1, 1);
     Type(WXK_ESCAPE);
     Wait();
-    observer.FixAdvances(1);
+    observer.FixAdvances(1, 0);
     EXPECT_EQ(jet::interruption, 0);
     Wait();
-    observer.FixAdvances(2);
+    observer.FixAdvances(2, 0);
     observer.RunEnds();
     return RunResult();
   };
@@ -174,12 +174,12 @@ class EscapeAt : public RunObserver {
     running_ = fix.index;
     inner_.FixStarts(fix, number, count);
   }
-  void FixAdvances(std::int64_t steps) override {
+  void FixAdvances(std::int64_t steps, std::int64_t rows) override {
     if (running_ == fix_ && steps == step_) {
       wxUIActionSimulator().Char(WXK_ESCAPE);
       Wait();
     }
-    inner_.FixAdvances(steps);
+    inner_.FixAdvances(steps, rows);
   }
   void FixEnds(const FixResult& result) override { inner_.FixEnds(result); }
   void RunEnds() override { inner_.RunEnds(); }

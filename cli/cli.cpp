@@ -42,6 +42,7 @@ void Tell(const Request& request, const db::DbError& error, Streams& streams) {
 
 void TellWaitingJournals(const Request& request, Streams& streams) {
   if (request.command == "info") return;  // has a line of its own
+  if (request.command == "fix" && request.fix.discard_journal) return;
   const bool writes = request.command == "fix" ? !request.fix.dry_run : request.command == "compact";
   for (const std::string& file : request.Files()) {
     const std::string text = WaitingJournal(jet::PlatformFileSystem(), file, writes);

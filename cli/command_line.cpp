@@ -97,6 +97,9 @@ void AddFix(CLI::App& app, Request& r) {
       ->excludes(dry_run);
   Named(fix->add_option("--backup-folder", r.backup_folder, "The same, into this folder"), "FOLDER")
       ->excludes(dry_run);
+  fix->add_flag("--discard-journal", options.discard_journal,
+                "First drop what a run that did not end has saved beside the file, and lose it")
+      ->excludes(dry_run);
   Named(fix->add_option("--report", options.report, "Write what was done to this file"), "FILE");
   AddChoice(*fix, "--format", options.report_format, kReportFormats,
             "Of the report (default: json where its name ends in .json, else text)");

@@ -27,6 +27,7 @@ struct FixOptions {
   bool strict_notice = false;
   std::string only, except;  // as ChooseFixes() reads them
   bool all = false;
+  bool discard_journal = false;  // of a run that did not end, before anything else
   bool dry_run = false;
   bool diff = false;                  // of a dry run: what would change, row by row
   std::optional<std::string> backup;  // the folder; empty: that of the file

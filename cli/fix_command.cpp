@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include "access/base/error.h"
+#include "access/file/drop_journal.h"
 #include "access/file/overlay.h"
 #include "access/store/database.h"
 #include "cli/commands.h"
@@ -123,6 +124,10 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
   state.dry_run = options.dry_run;
   std::vector<std::int32_t> notices;
   try {
+    if (options.discard_journal && jet::DropJournal(jet::PlatformFileSystem(), file,
+                                                    jet::JournalPath(jet::PlatformFileSystem(), file))) {
+      speaker.Say("the journal of a run that did not end was dropped; what that run had saved is lost.");
+    }
     if (!IsNoticeDatabase(file)) {
       speaker.Say("this is no notice database: it has no table vnt_ooak.");
       return {};

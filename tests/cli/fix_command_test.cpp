@@ -115,6 +115,35 @@ TEST_F(FixCommand, ADryRunShowsWhatTheRunWillChange) {
   EXPECT_EQ(Fix({file_, "--diff"}).code, kUsage);
 }
 
+TEST_F(FixCommand, AJournalIsDroppedOnPurposeOnly) {
+  const std::string before = Slurp(file_);
+  {
+    // A run that is killed after it has saved something.
+    const auto killed = jet::Database::Open(jet::PlatformFileSystem(), file_, jet::OpenMode::kReadWrite);
+    jet::StatementScope scope(*killed);
+    const auto notice = killed->FindTable("notice");
+    jet::Row row;
+    jet::RowId id;
+    ASSERT_TRUE(jet::TableCursor(*notice).Next(&row, &id));
+    notice->Update(id, {{notice->def().FindColumn("adm"), jet::Value::Text("ZZZ")}});
+    scope.Commit();
+    killed->Persist();
+    fs::copy_file(test::PathOf(file_ + "-vntjournal"), folder_ / "kept");
+    fs::copy_file(test::PathOf(file_), folder_ / "copy.mdb");
+    fs::last_write_time(folder_ / "copy.mdb", fs::last_write_time(test::PathOf(file_)));
+  }
+  const std::string copy = At("copy.mdb");
+  fs::copy_file(folder_ / "kept", test::PathOf(copy + "-vntjournal"));
+  EXPECT_THAT(RunCli({"export", copy, "notice"}).out, HasSubstr("\"ZZZ\""));
+  EXPECT_EQ(Fix({copy, "--only", "3", "--discard-journal", "--dry-run"}).code, kUsage);
+  const Outcome dropped = Fix({copy, "--only", "3", "--discard-journal"});
+  EXPECT_EQ(dropped.code, kOk) << dropped.err;
+  EXPECT_THAT(dropped.err, HasSubstr("the journal of a run that did not end was dropped"));
+  EXPECT_THAT(RunCli({"export", copy, "notice"}).out, testing::Not(HasSubstr("\"ZZZ\"")));
+  EXPECT_EQ(Fix({copy, "--only", "3", "--discard-journal"}).err, "");
+  EXPECT_EQ(RunCli({"check", copy}).code, kOk);
+}
+
 TEST_F(FixCommand, ADryRunNeedsNoRightToWrite) {
   fs::permissions(file_, fs::perms::owner_read);
   const Outcome dry = Fix({file_, "--dry-run"});
@@ -137,7 +166,8 @@ TEST_F(FixCommand, TheReportCountsTheRowsThatDiffer) {
         nlohmann::json::parse(RunCli({"diff", backup, file_, "--format", "json", "--only-counts"}).out);
     std::int64_t differ = 0;
     for (const auto& table : diff["tables"]) {
-      for (const char* kind : {"added", "removed", "changed"}) differ += table["counts"][kind].get<std::int64_t>();
+      for (const char* kind : {"added", "removed", "changed"})
+        differ += table["counts"][kind].get<std::int64_t>();
     }
     EXPECT_EQ(changed + 10, differ) << fix;
     all += changed;

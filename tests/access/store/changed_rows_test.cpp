@@ -123,7 +123,7 @@ TEST_F(ChangedRows, CountsWhatDiffersAndNothingElse) {
     SCOPED_TRACE(c.what);
     db->Mark();
     db.InStatement(c.work);
-    EXPECT_EQ(CountChangedRows(*db), c.rows);
+    EXPECT_EQ(CountChangedRows(*db.db), c.rows);
   }
   EXPECT_EQ(WalkIndex(Keyed(), 0).size(), kRows + 3u - 5u);
 }
@@ -135,24 +135,24 @@ TEST_F(ChangedRows, CountsSinceWhateverBorderCameLast) {
     });
   };
   change(0, 50, "1");
-  EXPECT_EQ(CountChangedRows(*db), 50);
+  EXPECT_EQ(CountChangedRows(*db.db), 50);
   db->Persist();
-  EXPECT_EQ(CountChangedRows(*db), 0);
+  EXPECT_EQ(CountChangedRows(*db.db), 0);
   change(40, 90, "2");
-  EXPECT_EQ(CountChangedRows(*db), 50);
+  EXPECT_EQ(CountChangedRows(*db.db), 50);
   db->Mark();
   change(0, 10, "3");
-  EXPECT_EQ(CountChangedRows(*db), 10);
+  EXPECT_EQ(CountChangedRows(*db.db), 10);
   db->RevertToMark();
-  EXPECT_EQ(CountChangedRows(*db), 0);
+  EXPECT_EQ(CountChangedRows(*db.db), 0);
   change(0, 10, "1");  // as they were
-  EXPECT_EQ(CountChangedRows(*db), 0);
+  EXPECT_EQ(CountChangedRows(*db.db), 0);
   db->Checkpoint();
   {
-    StatementScope undone(*db);
+    StatementScope undone(*db.db);
     Set(0, 1, Value::Text("4"));
   }
-  EXPECT_EQ(CountChangedRows(*db), 0);
+  EXPECT_EQ(CountChangedRows(*db.db), 0);
 }
 
 }  // namespace

@@ -55,14 +55,14 @@ TEST(DropJournal, LeavesTheFileAsItWasOrRefuses) {
         EXPECT_EQ(DropJournal(files, kPath, journal), waits);
         EXPECT_FALSE(files.Exists(journal));
         // Where nothing was left of the journal the file may have been complete.
-        if (waits) EXPECT_TRUE(files.Content(kPath) == before);
+        EXPECT_TRUE(!waits || files.Content(kPath) == before);
         dropped += waits;
       } catch (const Error& error) {
         ++refused;
         EXPECT_TRUE(error.kind() == ErrorKind::kInvalid || error.kind() == ErrorKind::kCorrupt)
             << error.what();
         EXPECT_TRUE(files.Exists(journal));
-        if (error.kind() == ErrorKind::kInvalid) EXPECT_EQ(ContentOf(files), wanted);
+        EXPECT_TRUE(error.kind() == ErrorKind::kCorrupt || ContentOf(files) == wanted);
       }
     }
   }

@@ -59,7 +59,9 @@ TEST_F(LayoutTest, ColumnsFromTopToBottom) {
 TEST_F(LayoutTest, NothingIsCutOff) {
   Window();
   const wxRect screen = wxDisplay(0U).GetClientArea();
-  EXPECT_TRUE(screen.Contains(OnScreen(Window())));
+  EXPECT_TRUE(screen.Contains(OnScreen(Window())))
+      << OnScreen(Window()).x << "," << OnScreen(Window()).y << " " << OnScreen(Window()).width << " x "
+      << OnScreen(Window()).height << " on " << screen.width << " x " << screen.height;
   const auto& list = Named<wxScrolledWindow>("FixList");
   const wxSize room = list.GetVirtualSize();
   for (wxWindow* control : Controls()) {

@@ -134,7 +134,7 @@ class Photographer {
     Press("Command2");
     TakeNewest("screenshot-report.png", "", "");
     Choose(frmMain::mnutools_compare);
-    TakeNewest("screenshot-compare.png", "DifferingTables", "provn");
+    TakeNewest("screenshot-compare.png", "DifferingTables", "freq");
     CloseDatabases();
     fs::remove_all(home);
     return good_;

@@ -5,6 +5,7 @@
 #include <wx/init.h>
 #include <wx/log.h>
 #include <wx/toplevel.h>
+#include <wx/utils.h>
 
 #include <clocale>
 #include <iostream>
@@ -54,6 +55,9 @@ class Toolkit {
  public:
   explicit Toolkit(char* program_name) : arguments_{program_name, nullptr} {
     wxApp::SetInstance(new Application);
+    // Scroll bars that show only under the pointer hide that there is more.
+    wxString set;
+    if (!wxGetEnv("GTK_OVERLAY_SCROLLING", &set)) wxSetEnv("GTK_OVERLAY_SCROLLING", "0");
     const wxLogNull quiet;  // a display that does not answer is told by whoever needs it
     started_ = wxEntryStart(argument_count_, arguments_) && wxTheApp->CallOnInit();
     // The toolkit takes the user's locale into force; numbers in files and SQL are written with a point

@@ -228,6 +228,7 @@ bool frmMain::Command2_Click() {
     GetMenuBar()->Enable(mnuViewLastRun, true);
     last_run_ = std::move(record);
     if (last_run_window_) last_run_window_->Close();
+    last_run_window_ = nullptr;
   }
   if (complete && IsShown()) {
     Inform("Fix complete.");

@@ -143,11 +143,19 @@ void frmMain::ChooseSize(wxPanel* panel) {
   scroller_->SetMinSize(scroller_->GetSizer()->GetMinSize());
   const wxSize whole = panel->GetSizer()->GetMinSize();
   scroller_->SetMinSize(FromDIP(wxSize(240, 120)));
-  const wxSize least = panel->GetSizer()->GetMinSize();
+  wxSize least = panel->GetSizer()->GetMinSize();
 
   const wxSize bars = FromDIP(wxSize(16, 110));  // title, menu and status bar
   const int screen_number = std::max(wxDisplay::GetFromWindow(this), 0);
   const wxSize screen = wxDisplay(static_cast<unsigned>(screen_number)).GetClientArea().GetSize();
+  if (least.GetWidth() > screen.GetWidth() - bars.GetWidth()) {
+    // Buttons as narrow as their texts, where the usual ones leave the screen.
+    for (wxButton* button : {Command3, cmdclear, cmdPreview, Command2, Command1}) {
+      button->SetWindowStyleFlag(button->GetWindowStyleFlag() | wxBU_EXACTFIT);
+      button->InvalidateBestSize();
+    }
+    least = panel->GetSizer()->GetMinSize();
+  }
   wxSize chosen = whole;
   chosen.DecTo(screen - bars);
   chosen.IncTo(least);

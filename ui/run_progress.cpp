@@ -44,7 +44,8 @@ void RunProgress::RunStarts() {
   parts_.bar->GetFieldRect(parts_.panel, place);
   // The right third of the panel, beside the text.
   const int width = place.width / 3;
-  parts_.gauge->SetSize(place.GetRight() - width, place.y + 1, width, place.height - 2);
+  const int height = std::min(parts_.gauge->GetBestSize().GetHeight(), place.height);
+  parts_.gauge->SetSize(place.GetRight() - width, place.y + (place.height - height) / 2, width, height);
   parts_.gauge->SetValue(0);
   parts_.gauge->Show();
   Serve();

@@ -14,7 +14,9 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "access/file/file.h"
 #include "tests/ui/window_fixture.h"
+#include "ui/report_frame.h"
 
 namespace vnt::ui {
 namespace {
@@ -58,7 +60,9 @@ TEST_F(LayoutTest, ColumnsFromTopToBottom) {
 TEST_F(LayoutTest, NothingIsCutOff) {
   Window();
   const wxRect screen = wxDisplay(0U).GetClientArea();
-  EXPECT_TRUE(screen.Contains(OnScreen(Window())));
+  EXPECT_TRUE(screen.Contains(OnScreen(Window())))
+      << OnScreen(Window()).x << "," << OnScreen(Window()).y << " " << OnScreen(Window()).width << " x "
+      << OnScreen(Window()).height << " on " << screen.width << " x " << screen.height;
   const auto& list = Named<wxScrolledWindow>("FixList");
   const wxSize room = list.GetVirtualSize();
   for (wxWindow* control : Controls()) {
@@ -109,6 +113,26 @@ TEST_F(LayoutTest, SmallestWindowKeepsButtonsInSightAndScrollsToTheFocus) {
     EXPECT_TRUE(seen.Contains(OnScreen(Box(index)).GetTopLeft())) << index;
     EXPECT_TRUE(seen.Contains(OnScreen(Box(index)).GetBottomLeft())) << index;
   }
+}
+
+TEST_F(LayoutTest, TheWindowsBesideItFitOnTheScreen) {
+  Window();
+  const wxRect screen = wxDisplay(0U).GetClientArea();
+  RunRecord record;
+  record.file = "/data/" + std::string(300, 'x') + ".mdb";
+  record.result.fixes.emplace_back().errors.emplace_back(94, "", "Invalid use of Null");
+  auto* report = new ReportFrame(&Window(), services_, record,
+                                 std::make_unique<compare::DifferenceStore>(jet::PlatformFileSystem()));
+  report->Show();
+  Settle();
+  EXPECT_TRUE(screen.Contains(OnScreen(*report)));
+  for (const char* name : {"CopyErrors", "SaveErrors", "SaveReport", "CloseReport"}) {
+    const auto* button = wxWindow::FindWindowByName(name, report);
+    ASSERT_NE(button, nullptr);
+    EXPECT_TRUE(ClientOnScreen(*report).Contains(OnScreen(*button))) << name;
+    EXPECT_NE(button->GetLabel(), "");
+  }
+  report->Destroy();
 }
 
 // What is drawn, not what was asked for: in every part of the window some points stand out from the ground,

@@ -152,6 +152,22 @@ TEST_F(ReportTest, ARunWithErrorsOpensTheReportAfterFixComplete) {
   EXPECT_EQ(FromWx(text.GetText()), ErrorsText(ErrorRows(SomeRecord())));
 }
 
+TEST_F(ReportTest, TheNextRunReplacesTheReport) {
+  RunResult result = SomeRecord().result;
+  services_.run = [&](const FixSelection&, RunObserver&) { return result; };
+  Window();
+  Click("Command2");
+  result.fixes[1].errors.resize(1, db::DbError(94, "test", "Invalid use of Null"));
+  Click("Command2");
+  Settle();
+  wxWindow* frame = Frame("ReportFrame");
+  ASSERT_NE(frame, nullptr);
+  EXPECT_EQ(In<TextList>(*frame, "Fixes").Shown(1, 5), "1");
+  frame->Close(true);
+  Settle();
+  EXPECT_EQ(Frame("ReportFrame"), nullptr) << "there is one";
+}
+
 TEST_F(ReportTest, ARunWithoutErrorsIsShownWhenItIsAskedFor) {
   services_.run = [](const FixSelection&, RunObserver&) {
     RunResult result = SomeRecord().result;

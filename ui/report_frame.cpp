@@ -24,9 +24,9 @@ namespace {
 
 constexpr int kGap = 8;
 // By ReportColumn.
-const std::vector<TextList::Column> kFixColumns = {{"Step", 55, true},    {"Fix", 300},
-                                                   {"Status", 90},        {"Rows", 90, true},
-                                                   {"Seconds", 90, true}, {"Errors", 70, true}};
+const std::vector<TextList::Column> kFixColumns = {
+    {"Step", 55, true},    {"Fix", 300},          {"Status", 90},      {"Rows", 90, true},
+    {"Changed", 90, true}, {"Seconds", 90, true}, {"Errors", 70, true}};
 const std::vector<TextList::Column> kErrorColumns = {
     {"Fix", 220}, {"Number", 110, true}, {"Error", 360}, {"Times", 70, true}};
 

@@ -29,6 +29,7 @@ std::vector<ReportRow> ReportRows(const RunRecord& record) {
     row.fix = NameOf(fix);
     row.status = StatusWord(fix.status);
     row.rows = fix.rows;
+    row.changed = fix.changed.value_or(-1);
     row.seconds = std::chrono::duration<double>(fix.time).count();
     row.errors = static_cast<std::int64_t>(fix.errors.size());
   }
@@ -45,6 +46,8 @@ std::string TextOf(const ReportRow& row, ReportColumn column) {
       return row.status;
     case ReportColumn::kRows:
       return std::to_string(row.rows);
+    case ReportColumn::kChanged:
+      return row.changed < 0 ? "" : std::to_string(row.changed);
     case ReportColumn::kSeconds:
       return fmt::format("{:.3f}", row.seconds);
     case ReportColumn::kErrors:
@@ -66,6 +69,9 @@ int Order(const ReportRow& a, const ReportRow& b, ReportColumn column) {
       break;
     case ReportColumn::kRows:
       order = Sign(a.rows, b.rows);
+      break;
+    case ReportColumn::kChanged:
+      order = Sign(a.changed, b.changed);
       break;
     case ReportColumn::kSeconds:
       order = Sign(a.seconds, b.seconds);

@@ -13,12 +13,13 @@ struct ReportRow {
   int step = 0;  // in the order of the run, from 1
   std::string fix;
   std::string status;
-  std::int64_t rows = 0;
+  std::int64_t rows = 0;     // written
+  std::int64_t changed = 0;  // really; -1 where that is not known
   double seconds = 0;
   std::int64_t errors = 0;
 };
-enum class ReportColumn { kStep, kFix, kStatus, kRows, kSeconds, kErrors };
-inline constexpr int kReportColumns = 6;
+enum class ReportColumn { kStep, kFix, kStatus, kRows, kChanged, kSeconds, kErrors };
+inline constexpr int kReportColumns = 7;
 
 std::vector<ReportRow> ReportRows(const RunRecord& record);
 std::string TextOf(const ReportRow& row, ReportColumn column);

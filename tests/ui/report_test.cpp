@@ -34,6 +34,7 @@ RunRecord SomeRecord() {
     fix.fix = index < 0 ? nullptr : &FixByIndex(index);
     fix.status = FixStatus::kDone;
     fix.rows = rows;
+    if (index >= 0) fix.changed = 109 - rows;
     fix.time = std::chrono::milliseconds(milliseconds);
     return fix;
   };
@@ -52,9 +53,10 @@ TEST(ReportRows, SortByWhatTheyMean) {
     ReportColumn column;
     std::vector<int> steps;
   } cases[] = {
-      {ReportColumn::kStep, {1, 2, 3}},   {ReportColumn::kFix, {1, 2, 3}},
-      {ReportColumn::kRows, {2, 3, 1}},   {ReportColumn::kSeconds, {1, 3, 2}},
-      {ReportColumn::kErrors, {1, 3, 2}}, {ReportColumn::kStatus, {1, 3, 2}},
+      {ReportColumn::kStep, {1, 2, 3}},    {ReportColumn::kFix, {1, 2, 3}},
+      {ReportColumn::kRows, {2, 3, 1}},    {ReportColumn::kSeconds, {1, 3, 2}},
+      {ReportColumn::kErrors, {1, 3, 2}},  {ReportColumn::kStatus, {1, 3, 2}},
+      {ReportColumn::kChanged, {3, 1, 2}},
   };
   for (const auto& [column, steps] : cases) {
     std::vector<ReportRow> sorted = rows;

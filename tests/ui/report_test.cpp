@@ -119,7 +119,7 @@ TEST_F(ReportTest, ARunWithErrorsOpensTheReportAfterFixComplete) {
 
   const auto& fixes = In<TextList>(*frame, "Fixes");
   EXPECT_EQ(fixes.Shown(1, 1), "Delete Empty Emission/ Frequency rows");
-  EXPECT_EQ(fixes.Shown(1, 5), "4");
+  EXPECT_EQ(fixes.Shown(1, static_cast<int>(ReportColumn::kErrors)), "4");
   auto& choice = In<wxChoice>(*frame, "SortBy");
   const auto sort_by = [&](int column) {
     choice.SetSelection(column);
@@ -164,7 +164,7 @@ TEST_F(ReportTest, TheNextRunReplacesTheReport) {
   Settle();
   wxWindow* frame = Frame("ReportFrame");
   ASSERT_NE(frame, nullptr);
-  EXPECT_EQ(In<TextList>(*frame, "Fixes").Shown(1, 5), "1");
+  EXPECT_EQ(In<TextList>(*frame, "Fixes").Shown(1, static_cast<int>(ReportColumn::kErrors)), "1");
   frame->Close(true);
   Settle();
   EXPECT_EQ(Frame("ReportFrame"), nullptr) << "there is one";

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "access/base/hash.h"
+#include "access/base/text.h"
 #include "access/file/test_files.h"
 #include "access/store/data_page.h"
 #include "access/store/database_impl.h"
@@ -40,21 +41,49 @@ std::uint64_t HashBytes(std::uint64_t seed, std::string_view text) {
   return HashBytes(seed, text.data(), text.size());
 }
 
-std::uint64_t HashValue(std::uint64_t seed, const Value& value) {
-  const std::uint64_t hash = internal::MixHash(seed, static_cast<std::uint64_t>(value.kind()) + 1);
-  switch (value.kind()) {
-    case ValueKind::kNull:
-      return hash;
-    case ValueKind::kInteger:
-      return internal::MixHash(hash, static_cast<std::uint64_t>(value.integer()));
-    case ValueKind::kReal:
-      return internal::MixHash(hash, std::bit_cast<std::uint64_t>(value.real()));
-    case ValueKind::kDecimal:
-      return HashBytes(hash, value.decimal().ToText());
-    case ValueKind::kText:
-    case ValueKind::kBlob:
-      break;
+std::uint64_t HashBytes(std::uint64_t seed, Bytes bytes) {
+  return HashBytes(seed, bytes.data(), bytes.size());
+}
+
+// The same for equal texts, compressed or not, and without decoding what is nearly every text.
+std::uint64_t HashText(std::uint64_t seed, StoreContext& context, const ColumnDef& column, Bytes raw,
+                       const RowView& place, std::string* buffer) {
+  const bool compressed = raw.size() >= 2 && raw[0] == 0xFF && raw[1] == 0xFE;
+  if (compressed && std::find(raw.begin() + 2, raw.end(), 0) == raw.end()) {
+    return HashBytes(seed, raw.subspan(2));
   }
+  std::string text;
+  DecodeTextColumn(context, column, raw, place, &text);
+  // As it would stand there compressed, if it can.
+  buffer->clear();
+  for (std::size_t i = 0; i < text.size();) {
+    const char32_t c = NextCodePoint(text, &i);
+    if (c == 0 || c > 0xFF) return HashBytes(~seed, text);
+    buffer->push_back(static_cast<char>(c));
+  }
+  return HashBytes(seed, *buffer);
+}
+
+// Equal for equal values.
+std::uint64_t HashColumn(std::uint64_t seed, StoreContext& context, const ColumnDef& column,
+                         const RowView& row, std::string* buffer) {
+  constexpr std::uint64_t kNull = 1, kValue = 2;
+  if (InMask(column)) return internal::MixHash(seed, row.MaskBit(column.number) ? kValue + 1 : kValue);
+  Bytes raw;
+  if (!row.Raw(column, &raw) || IsNullValue(context, column, raw, row)) return internal::MixHash(seed, kNull);
+  const std::uint64_t hash = internal::MixHash(seed, kValue);
+  if (column.type == ColumnType::kText && !column.calculated) {
+    return HashText(hash, context, column, raw, row, buffer);
+  }
+  const bool is_plain = !column.calculated && column.type != ColumnType::kMemo &&
+                        column.type != ColumnType::kOle && column.type != ColumnType::kDecimal;
+  if (is_plain) return HashBytes(hash, raw);
+  const Value value = DecodeValue(context, column, raw, row);
+  if (value.kind() == ValueKind::kDecimal) return HashBytes(hash, value.decimal().ToText());
+  if (value.kind() == ValueKind::kReal)
+    return internal::MixHash(hash, std::bit_cast<std::uint64_t>(value.real()));
+  if (value.kind() == ValueKind::kInteger)
+    return internal::MixHash(hash, static_cast<std::uint64_t>(value.integer()));
   return HashBytes(hash, value.bytes());
 }
 
@@ -64,21 +93,14 @@ class Balance {
   // Only keys whose hash leaves that rest are taken.
   Balance(std::uint64_t parts, std::uint64_t part) : parts_(parts), part_(part) {}
 
-  // `sign`: 1 for a row that is there, -1 for one that was.
-  void Add(const StoredTable& table, int primary, const Row& row, std::uint64_t sign) {
-    const std::vector<ColumnDef>& columns = table.def().columns;
-    values_.clear();
+  // `sign`: 1 for a row that is there, -1 for one that was. `primary`: the index of the key, or -1.
+  void Add(const StoredTable& table, int primary, const RowView& row, std::uint64_t sign) {
     std::uint64_t content = 0;
-    for (std::size_t i = 0; i < columns.size(); ++i) {
-      values_.push_back(row.Get(static_cast<int>(i)));
-      content = HashValue(content, values_.back());
+    for (const ColumnDef& column : table.def().columns) {
+      content = HashColumn(content, table.context(), column, row, &buffer_);
     }
     if (primary < 0) return Take(content, sign);
-    key_.clear();
-    for (const IndexColumn& column : table.def().indexes[static_cast<std::size_t>(primary)].columns) {
-      key_.push_back(values_[column.column]);
-    }
-    Take(HashBytes(0, table.MakeKey(primary, key_)), sign * (content | 1));
+    Take(HashKey(table, primary, row), sign * (content | 1));
   }
 
   // How many rows are not as they were.
@@ -97,13 +119,39 @@ class Balance {
   }
 
  private:
+  // Keys are equal as the index takes them to be.
+  std::uint64_t HashKey(const StoredTable& table, int primary, const RowView& row) {
+    key_.clear();
+    std::uint64_t hash = 0;
+    bool is_text = false;
+    for (const IndexColumn& part : table.def().indexes[primary].columns) {
+      const ColumnDef& column = table.def().columns[part.column];
+      is_text |= column.type == ColumnType::kText;
+      hash = HashColumn(hash, table.context(), column, row, &buffer_);
+    }
+    if (!is_text) return hash;
+    for (const IndexColumn& part : table.def().indexes[primary].columns) {
+      const ColumnDef& column = table.def().columns[part.column];
+      Bytes raw;
+      if (InMask(column)) {
+        key_.push_back(Value::Integer(row.MaskBit(column.number) ? -1 : 0));
+      } else if (row.Raw(column, &raw) && !IsNullValue(table.context(), column, raw, row)) {
+        key_.push_back(DecodeValue(table.context(), column, raw, row));
+      } else {
+        key_.emplace_back();
+      }
+    }
+    return HashBytes(0, table.MakeKey(primary, key_));
+  }
+
   void Take(std::uint64_t key, std::uint64_t amount) {
     if (key % parts_ == part_) sums_.emplace_back(key, amount);
   }
 
   std::uint64_t parts_, part_;
   std::vector<std::pair<std::uint64_t, std::uint64_t>> sums_;
-  std::vector<Value> values_, key_;
+  std::vector<Value> key_;
+  std::string buffer_;
 };
 
 // A row as it stands on a page; the body of a moved row counts where the body is.
@@ -162,7 +210,9 @@ class TableChange {
         if (table == nullptr) continue;
         Row row;
         RowId id;
-        for (TableCursor cursor(*table); cursor.Next(&row, &id);) Add(*table, row, &balance);
+        for (TableCursor cursor(*table); cursor.Next(&row, &id);) {
+          Add(*table, RowAccess::View(row), &balance);
+        }
       }
     });
   }
@@ -199,7 +249,7 @@ class TableChange {
     return count;
   }
 
-  void Add(const StoredTable& table, const Row& row, Balance* balance) const {
+  void Add(const StoredTable& table, const RowView& row, Balance* balance) const {
     balance->Add(table, has_key_ ? PrimaryOf(table) : -1, row, &table == now_ ? 1 : ~std::uint64_t{0});
   }
 
@@ -226,11 +276,9 @@ class TableChange {
 
   void AddRows(const StoredTable& table, const PageRef& page, const std::vector<StandingRow>& rows,
                Balance* balance) const {
-    Row row;
     for (const StandingRow& at : rows) {
       const Bytes bytes(page.data() + at.start, at.length);
-      RowAccess::Set(table, page, RowView::Parse(table.row_format(), bytes, page.page_no(), at.start), &row);
-      Add(table, row, balance);
+      Add(table, RowView::Parse(table.row_format(), bytes, page.page_no(), at.start), balance);
     }
   }
 

@@ -7,6 +7,7 @@
 #include "run/catalogue.h"
 
 #include <cstddef>
+#include <iterator>
 
 #include "fixes/antenna_patterns.h"
 #include "fixes/emissions.h"
@@ -203,6 +204,31 @@ constexpr std::array<std::size_t, kFixCount> PlacesByIndex() {
   return places;
 }
 constexpr auto kPlaces = PlacesByIndex();
+
+constexpr bool EachIndexStandsOnce() {
+  std::array<int, kFixCount> times{};
+  for (const FixEntry& fix : kCatalogue) {
+    if (fix.index < 0 || fix.index >= kFixCount || times[static_cast<std::size_t>(fix.index)]++ > 0)
+      return false;
+  }
+  return true;
+}
+constexpr bool StepsAscend() {
+  for (std::size_t i = 0; i < kCatalogue.size(); ++i) {
+    if (kCatalogue[i].step != static_cast<int>(i) + 1) return false;
+  }
+  return true;
+}
+constexpr bool EachBoxHasAPlace() {
+  for (const FixEntry& fix : kCatalogue) {
+    if (fix.row < 0) return false;
+  }
+  return std::size(kLeftColumn) + std::size(kMiddleColumn) + std::size(kRightColumn) == kFixCount;
+}
+static_assert(EachIndexStandsOnce(), "Every index from 0 to kFixCount - 1 must stand once in the catalogue.");
+static_assert(StepsAscend(), "The steps of the catalogue must be 1, 2, 3 and so on.");
+static_assert(EachBoxHasAPlace(),
+              "Every index must stand once in kLeftColumn, kMiddleColumn or kRightColumn.");
 
 }  // namespace
 

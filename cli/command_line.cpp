@@ -50,7 +50,12 @@ CLI::Option* AddChoice(CLI::App& app, const std::string& name, Target& target, c
   return app.add_option_function<std::string>(name, take, help)->type_name(words);
 }
 
-CLI::Option* Named(CLI::Option* option, const char* value) { return option->type_name(value); }
+// An option with a value. An empty one, such as that of a variable which a script has not set, must not pass
+// for none.
+CLI::Option* Named(CLI::Option* option, const char* value) {
+  return option->type_name(value)->check(CLI::Validator(
+      [](const std::string& text) { return text.empty() ? "its value is empty" : std::string(); }, ""));
+}
 
 void AddFile(CLI::App& app, std::string& file, const char* help = "Access database") {
   app.add_option("FILE", file, help)->required();

@@ -12,6 +12,7 @@
 #include "access/file/drop_journal.h"
 #include "access/file/overlay.h"
 #include "access/store/database.h"
+#include "access/store/file_kind.h"
 #include "cli/commands.h"
 #include "cli/fix_choice.h"
 #include "cli/fix_printer.h"
@@ -107,6 +108,15 @@ struct Fixed {
   int status = kRefused;
   std::optional<RunRecord> record;  // none: nothing was run
 };
+
+RunRecord RefusedRecord(const std::string& file, const FixOptions& options) {
+  RunRecord record;
+  record.kind = options.dry_run ? RecordKind::kDryRun : RecordKind::kRun;
+  record.file = file;
+  record.started = record.ended = std::chrono::system_clock::now();
+  record.result.refused = true;
+  return record;
+}
 
 // One file, on a state of its own.
 Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelection& selection,
@@ -214,13 +224,18 @@ int Fix(const FixOptions& options, Streams& streams) {
     streams.err << "vntfix: " << error.what() << '\n';
     return kUsage;
   }
+  if (!options.report.empty() && jet::IsDatabaseOrJournal(platform::PathOf(options.report))) {
+    streams.err << fmt::format("vntfix: the report {} would overwrite a database. Nothing was done.\n",
+                               options.report);
+    return kUsage;
+  }
   const Interruptible interruptible;
   int status = kOk;
   std::vector<RunRecord> records;
   for (const std::string& file : options.files) {
     Fixed fixed = FixFile(file, options, selection, ranges, streams);
     status = Worse(status, fixed.status);
-    if (fixed.record) records.push_back(std::move(*fixed.record));
+    records.push_back(fixed.record ? std::move(*fixed.record) : RefusedRecord(file, options));
     if (InterruptedStatus() != 0) break;
   }
   if (!options.report.empty() && !WriteReport(options, records, streams) && status == kOk)

@@ -1,5 +1,6 @@
 #include "db/sql_log.h"
 
+#include "access/store/file_kind.h"
 #include "db/error.h"
 #include "platform/environment.h"
 
@@ -19,6 +20,10 @@ void SqlLog::Refresh() {
   path_.clear();
   file_.close();
   if (path.empty()) return;
+  if (jet::IsDatabaseOrJournal(path)) {
+    throw DbError(kErrFailed, "VNTFixdb",
+                  "The SQL log \"" + Utf8(path) + "\" is a database, which is not written to.");
+  }
   file_.open(path, std::ios::binary | std::ios::app);
   if (!file_) {
     throw DbError(kErrFailed, "VNTFixdb", "The SQL log \"" + Utf8(path) + "\" cannot be opened for writing.");

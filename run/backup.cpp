@@ -102,7 +102,7 @@ std::vector<Backup> FindBackups(jet::FileSystem& files, const std::string& path,
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(PathOf(FolderOf(file, folder)), error)) {
     const auto time = TimeInName(Utf8Of(entry.path().filename()), name);
-    if (time.first.empty()) continue;
+    if (time.first.empty() || !entry.is_regular_file(error)) continue;
     Backup backup;
     backup.path = Utf8Of(entry.path());
     backup.made = ReadableTime(time.first);
@@ -116,50 +116,114 @@ std::vector<Backup> FindBackups(jet::FileSystem& files, const std::string& path,
   return backups;
 }
 
+namespace {
+
+// The file, opened for writing. With `force` it may be damaged beyond being opened as a database.
+class CurrentFile {
+ public:
+  CurrentFile(jet::FileSystem& files, const std::string& path, bool force) {
+    try {
+      // Takes in a journal that waits, and keeps everybody else out.
+      database_ = jet::Database::Open(files, path, jet::OpenMode::kReadWrite);
+    } catch (const jet::Error& error) {
+      const bool damaged =
+          error.kind() == jet::ErrorKind::kCorrupt || error.kind() == jet::ErrorKind::kNotSupported;
+      if (!force || !damaged || files.Exists(jet::JournalPath(files, path))) throw;
+      file_ = files.Open(path, jet::OpenMode::kReadWrite);
+    }
+  }
+  jet::File& get() { return database_ ? database_->pages().file() : *file_; }
+  void Close() {
+    database_.reset();
+    file_.reset();
+  }
+
+ private:
+  std::unique_ptr<jet::Database> database_;
+  std::unique_ptr<jet::File> file_;
+};
+
+// The backup of the run that left the file as it is; null when there is none. Several files may have their
+// backups in one folder, and clocks go back: what the record says decides, not the name.
+const Backup* FindOwn(const std::vector<Backup>& backups, const std::string& now) {
+  for (const Backup& backup : backups) {
+    try {
+      const RecordedState state = ReadRecord(backup.path + kRecordExtension);
+      if (state.after == now && state.before != now) return &backup;
+    } catch (const jet::Error&) {
+      continue;  // without a record it proves nothing
+    }
+  }
+  return nullptr;
+}
+
+// The newest backup that is of this file, as far as anything tells, and not what the file is already.
+const Backup* FindToForce(jet::FileSystem& files, const std::vector<Backup>& backups, const std::string& file,
+                          const std::string& now) {
+  for (const Backup& backup : backups) {
+    try {
+      const std::string of = ReadRecord(backup.path + kRecordExtension).file;
+      if (files.ResolveLinks(of) != files.ResolveLinks(file)) continue;
+    } catch (const jet::Error&) {
+      // its run never came to its end
+    }
+    if (jet::Fingerprint(*files.Open(backup.path, jet::OpenMode::kRead)) != now) return &backup;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
 Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::string& folder, bool force) {
   const std::vector<Backup> backups = FindBackups(files, file, folder);
   if (backups.empty()) {
     throw jet::Error(jet::ErrorKind::kNotFound,
                      fmt::format("There is no backup of {} in {}.", file, FolderOf(file, folder)));
   }
-  const std::string& newest = backups.front().path;
-  const RecordedState state = StateFor(newest, force);
-  // Takes in a journal that waits, and keeps everybody else out.
-  std::unique_ptr<jet::Database> database = jet::Database::Open(files, file, jet::OpenMode::kReadWrite);
-  jet::File& current = database->pages().file();
+  CurrentFile current(files, file, force);
   RunRecord record;
   record.kind = RecordKind::kUndo;
   record.file = file;
   record.started = std::chrono::system_clock::now();
-  record.before = jet::Fingerprint(current);
-  if (record.before != state.after && !force) {
+  record.before = jet::Fingerprint(current.get());
+  const Backup* chosen = FindOwn(backups, record.before);
+  if (chosen == nullptr && force) chosen = FindToForce(files, backups, file, record.before);
+  if (chosen == nullptr && force) {
+    throw jet::Error(jet::ErrorKind::kNotFound,
+                     fmt::format("There is no backup of {} in {} that differs from what it is now.", file,
+                                 FolderOf(file, folder)));
+  }
+  if (chosen == nullptr) {
+    StateFor(backups.front().path, false);  // says what is wrong with the newest one, if it is that
     throw jet::Error(
         jet::ErrorKind::kIo,
-        fmt::format("{} is not what the run of {} left: it was changed since, or that run did not "
-                    "end as it should. Nothing was changed. With vntfix undo --force the backup {} is put "
-                    "back all the same, and what is there now becomes a backup.",
-                    file, backups.front().made, newest));
+        fmt::format(
+            "{} is not what the run of {} left: it was changed since, or that run did not "
+            "end as it should. Nothing was changed. With vntfix undo --force the newest backup of it is "
+            "put back all the same, and what is there now becomes a backup.",
+            file, backups.front().made));
   }
-  const auto backup = files.Open(newest, jet::OpenMode::kRead);
+  const RecordedState state = StateFor(chosen->path, force);
+  const auto backup = files.Open(chosen->path, jet::OpenMode::kRead);
   record.after = jet::Fingerprint(*backup);
   if (!state.before.empty() && record.after != state.before) {
     throw jet::Error(
         jet::ErrorKind::kCorrupt,
-        fmt::format("The backup {} is not what it was when it was made. Nothing was changed.", newest));
+        fmt::format("The backup {} is not what it was when it was made. Nothing was changed.", chosen->path));
   }
-  record.backup = MakeBackup(files, current, folder);
+  record.backup = MakeBackup(files, current.get(), folder);
   record.ended = std::chrono::system_clock::now();
   RecordBackup(files, record);
-  jet::Replacement replacement(files, file, *backup, current);
-  const jet::FileStamp stamp = current.Stamp();
+  jet::Replacement replacement(files, file, *backup, current.get());
+  const jet::FileStamp stamp = current.get().Stamp();
   // Some systems replace no file that is open.
-  database.reset();
+  current.Close();
   if (files.Open(file, jet::OpenMode::kRead)->Stamp() != stamp) {
     throw jet::Error(jet::ErrorKind::kIo,
                      fmt::format("{} was changed by another program meanwhile. It stays as it is.", file));
   }
   replacement.Commit();
-  return {newest, record.backup};
+  return {chosen->path, record.backup};
 }
 
 }  // namespace vnt

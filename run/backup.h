@@ -32,10 +32,12 @@ struct Undone {
   std::string restored;  // the backup whose content the database has now
   std::string kept;      // the backup of what it had before
 };
-// Puts the newest backup back and makes what was there a backup in its turn, so that undoing can be undone.
-// Refused with a jet::Error, and nothing is touched: kNotFound when there is no backup; kIo when the
-// database is not what the run left (`force` overrides that); kCorrupt when the backup is not what it was
-// when it was made, or has no record; whatever keeps the database from being opened for writing.
+// Puts the backup of the run back that left the database as it is, and makes what was there a backup in its
+// turn, so that undoing can be undone. With `force`, where no run left it so, the newest backup of it that
+// differs from it, also when the database is damaged. Refused with a jet::Error, and nothing is touched:
+// kNotFound when there is no such backup; kIo when the database is not what a run left; kCorrupt when the
+// backup is not what it was when it was made, or has no record; whatever keeps the database from being opened
+// for writing.
 Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::string& folder, bool force);
 
 }  // namespace vnt

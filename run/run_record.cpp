@@ -153,7 +153,8 @@ RecordFormat FormatOfName(const std::string& path) {
 
 RecordedState ReadRecord(const std::string& path) {
   std::ifstream in(platform::PathOf(path), std::ios::binary);
-  if (!in.is_open()) {
+  std::error_code ignored;
+  if (!in.is_open() || !std::filesystem::is_regular_file(platform::PathOf(path), ignored)) {
     throw jet::Error(jet::ErrorKind::kNotFound, fmt::format("There is no record {}.", path));
   }
   try {
@@ -168,6 +169,7 @@ RecordedState ReadRecord(const std::string& path) {
     const auto kind = std::ranges::find(kKinds, json.at("kind").get<std::string>());
     RecordedState state;
     state.kind = static_cast<RecordKind>(kind - kKinds.begin());
+    state.file = json.at("file").get<std::string>();
     state.before = text(json.at("fingerprints").at("before"));
     state.after = text(json.at("fingerprints").at("after"));
     state.outcome = json.at("outcome").get<std::string>();

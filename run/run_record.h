@@ -52,6 +52,7 @@ RecordFormat FormatOfName(const std::string& path);
 // such record, kCorrupt when it cannot be read.
 struct RecordedState {
   RecordKind kind = RecordKind::kRun;
+  std::string file;
   std::string before, after;
   std::string outcome;
 };

@@ -7,6 +7,7 @@
 
 #include <fmt/format.h>
 
+#include "access/store/file_kind.h"
 #include "fixes/identity.h"
 #include "platform/environment.h"
 #include "platform/paths.h"
@@ -38,7 +39,7 @@ std::filesystem::path ReportPath() { return platform::EnvironmentPath("VNTFIX_RU
 std::ofstream OpenReport(std::ios::openmode mode, RecordFormat format = RecordFormat::kText) {
   std::ofstream file;
   const auto path = ReportPath();
-  if (!path.empty() && FormatOfName(platform::Utf8Of(path)) == format) {
+  if (!path.empty() && FormatOfName(platform::Utf8Of(path)) == format && !jet::IsDatabaseOrJournal(path)) {
     file.open(path, std::ios::binary | std::ios::out | mode);
   }
   return file;

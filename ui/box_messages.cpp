@@ -64,6 +64,23 @@ class HourglassSuspended {
   int count_ = 0;
 };
 
+// Sentences that list many things would make the box wider than the screen.
+wxString Wrapped(std::string_view text) {
+  constexpr std::size_t kColumns = 110;
+  std::string lines;
+  std::size_t column = 0;
+  for (const char c : text) {
+    if (c == ' ' && column >= kColumns) {
+      lines += '\n';
+      column = 0;
+      continue;
+    }
+    lines += c;
+    column = c == '\n' ? 0 : column + 1;
+  }
+  return ToWx(lines);
+}
+
 }  // namespace
 
 void BoxMessages::Show(std::string_view text, platform::MessageStyle style) {
@@ -71,9 +88,9 @@ void BoxMessages::Show(std::string_view text, platform::MessageStyle style) {
   const HourglassSuspended suspended;
   const long flags = wxOK | wxCENTRE | IconOf(style);
   if (style == platform::MessageStyle::kPlain) {
-    wxMessageDialog(Owner(), ToWx(text), kProgramTitle, flags).ShowModal();
+    wxMessageDialog(Owner(), Wrapped(text), kProgramTitle, flags).ShowModal();
   } else {
-    Box box(Owner(), ToWx(text), kProgramTitle, flags);
+    Box box(Owner(), Wrapped(text), kProgramTitle, flags);
     ShowWide(box);
   }
 }
@@ -83,7 +100,7 @@ bool BoxMessages::ShowWithCheck(std::string_view text, platform::MessageStyle st
   const HourglassSuspended suspended;
   // The toolkit's own box takes no word for "no icon": it has none when none is named.
   const long icon = style == platform::MessageStyle::kPlain ? 0 : IconOf(style);
-  wxRichMessageDialog box(Owner(), ToWx(text), kProgramTitle, wxOK | wxCENTRE | icon);
+  wxRichMessageDialog box(Owner(), Wrapped(text), kProgramTitle, wxOK | wxCENTRE | icon);
   box.ShowCheckBox(ToWx(caption));
   ShowWide(box);
   return box.IsCheckBoxChecked();

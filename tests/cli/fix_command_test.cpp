@@ -194,6 +194,78 @@ TEST_F(FixCommand, ATerminalShowsHowFarTheRunIs) {
   EXPECT_EQ(no_terminal.err, "");
 }
 
+// Neither by a slip nor by a variable of a script that is not set.
+TEST_F(FixCommand, NoReportOverwritesADatabaseAndNoValueIsEmpty) {
+  const auto before = Files();
+  const std::string other = At("template.mdb");
+  for (const std::string& target : {file_, At("reference.mdb"), other}) {
+    for (const char* more : {"--dry-run", "--quiet"}) {
+      const Outcome refused = Fix({file_, "--only", "7", "--report", target, more});
+      EXPECT_EQ(refused.code, kUsage);
+      EXPECT_THAT(refused.err, HasSubstr("would overwrite a database"));
+    }
+  }
+  for (const char* option : {"--backup-folder", "--only", "--except", "--notice", "--report"}) {
+    const Outcome refused = Fix({file_, option, ""});
+    EXPECT_EQ(refused.code, kUsage) << option;
+    EXPECT_THAT(refused.err, HasSubstr("its value is empty")) << option;
+  }
+  EXPECT_EQ(RunCli({"fix", file_, "--reference", ""}).code, kUsage);
+  test::SetVariable("VNTFIX_SQL_LOG", file_);
+  EXPECT_NE(Fix({file_, "--only", "7"}).code, kOk);
+  EXPECT_NE(RunCli({"sql", file_, "--read-only", "select 1 as a"}).code, kOk);
+  test::SetVariable("VNTFIX_SQL_LOG", "");
+  EXPECT_EQ(Files(), before);
+}
+
+TEST_F(FixCommand, ARefusedFileStandsInTheReport) {
+  EXPECT_EQ(RunCli({"fix", file_, "--only", "35", "--report", At("one.json")}).code, kRefused);
+  EXPECT_EQ(Report("one.json")["outcome"], "refused");
+  EXPECT_EQ(Fix({file_, At("missing.mdb"), "--only", "7", "--report", At("two.json")}).code, kRefused);
+  const nlohmann::json two = Report("two.json");
+  ASSERT_EQ(two.size(), 2U);
+  EXPECT_EQ(two[0]["outcome"], "done");
+  EXPECT_EQ(two[1]["outcome"], "refused");
+  EXPECT_EQ(two[1]["file"], At("missing.mdb"));
+}
+
+// What the record says decides which backup it is: not the name, which files may share, nor the clock, nor
+// what an undo that did not get to its end has left.
+TEST_F(FixCommand, UndoFindsTheBackupOfTheRunThatLeftTheFileSo) {
+  const std::string folder = At("backups");
+  fs::create_directory(test::PathOf(folder));
+  fs::create_directory(folder_ / "b");
+  const std::string other = At("b/notices.mdb");
+  fs::copy_file(test::PathOf(file_), test::PathOf(other));
+  const std::string before = Slurp(file_);
+  ASSERT_EQ(Fix({file_, "--only", "7", "--backup-folder", folder}).code, kOk);
+  const std::string after = Slurp(file_);
+  ASSERT_EQ(RunCli({"sql", other, "delete from history"}).code, kOk);
+  const std::string other_before = Slurp(other);
+  ASSERT_EQ(Fix({other, "--only", "8", "--backup-folder", folder}).code, kOk);
+  const auto undo = [&](const std::string& file, const char* force = "--backup-folder") {
+    return RunCli(force == std::string("--force") ? Arguments{"undo", file, force, "--backup-folder", folder}
+                                                  : Arguments{"undo", file, "--backup-folder", folder});
+  };
+  EXPECT_EQ(undo(file_).code, kOk);
+  EXPECT_EQ(Slurp(file_), before);
+  EXPECT_EQ(undo(other).code, kOk);
+  EXPECT_EQ(Slurp(other), other_before);
+  EXPECT_EQ(undo(file_).code, kOk);
+  EXPECT_EQ(Slurp(file_), after);
+  // A copy of what the file is now, from the future, whose undo never got to its end.
+  fs::copy_file(test::PathOf(file_), test::PathOf(folder + "/notices.mdb.99991231-235959.bak"));
+  EXPECT_EQ(undo(file_).code, kOk);
+  EXPECT_EQ(Slurp(file_), before);
+  // Damaged beyond being a database: only by force, and not with what another file was.
+  std::ofstream(test::PathOf(file_), std::ios::binary) << "no database any more";
+  EXPECT_EQ(undo(file_).code, kRefused);
+  fs::remove(test::PathOf(folder + "/notices.mdb.99991231-235959.bak"));
+  const Outcome forced = undo(file_, "--force");
+  EXPECT_EQ(forced.code, kOk) << forced.err;
+  EXPECT_TRUE(Slurp(file_) == before || Slurp(file_) == after);
+}
+
 TEST_F(FixCommand, UndoPutsBackEveryByteAndCanBeUndone) {
   const std::string before = Slurp(file_);
   const Outcome fixed = Fix({file_, "--backup"});
@@ -314,7 +386,7 @@ TEST_F(FixCommand, SeveralFilesAndNotices) {
   EXPECT_EQ(both.code, kRefused);
   EXPECT_THAT(both.err, HasSubstr("vntfix: " + At("missing.mdb") + ": "));
   EXPECT_TRUE(Rows(file_) == Rows(copy));
-  EXPECT_EQ(Report("all.json").size(), 2U);
+  EXPECT_EQ(Report("all.json").size(), 3U);
 
   const Outcome some = Fix({copy, "--notice", "100000002,100000004-100000006", "--only", "33,15"});
   EXPECT_EQ(some.code, kOk) << some.err;

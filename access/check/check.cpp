@@ -212,9 +212,8 @@ void FileChecker::CheckRelationships() {
       if (index.kind != LogicalIndex::kForeign) continue;
       const auto partner = tables_.find(index.partner_table);
       const auto points_back = [&, tdef = page](const LogicalIndex& other) {
-        return other.number == index.partner_index &&
-               other.kind == LogicalIndex::kForeign && other.partner_table == tdef &&
-               other.partner_index == index.number;
+        return other.number == index.partner_index && other.kind == LogicalIndex::kForeign &&
+               other.partner_table == tdef && other.partner_index == index.number;
       };
       if (partner == tables_.end() ||
           std::none_of(partner->second.indexes.begin(), partner->second.indexes.end(), points_back)) {

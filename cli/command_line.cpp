@@ -78,9 +78,11 @@ void AddFixChoice(CLI::App& fix, FixOptions& options) {
   auto* all = fix.add_flag("--all", options.all, "All fixes, also those that are not on by default");
   only->excludes(except)->excludes(all);
   except->excludes(all);
-  Named(fix.add_option("--notice", options.notices, "Only these notices, such as 7 or 5,7-9"), "NUMBERS");
+  auto* notice =
+      Named(fix.add_option("--notice", options.notices, "Only these notices, such as 7 or 5,7-9"), "NUMBERS");
   fix.add_flag("--strict-notice", options.strict_notice,
-               "With --notice, leave out the fixes that reach beyond the notice (list names them)");
+               "With --notice, leave out the fixes that reach beyond the notice (list names them)")
+      ->needs(notice);
 }
 
 void AddFix(CLI::App& app, Request& r) {
@@ -105,9 +107,11 @@ void AddFix(CLI::App& app, Request& r) {
   fix->add_flag("--discard-journal", options.discard_journal,
                 "First drop what a run that did not end has saved beside the file, and lose it")
       ->excludes(dry_run);
-  Named(fix->add_option("--report", options.report, "Write what was done to this file"), "FILE");
+  auto* report =
+      Named(fix->add_option("--report", options.report, "Write what was done to this file"), "FILE");
   AddChoice(*fix, "--format", options.report_format, kReportFormats,
-            "Of the report (default: json where its name ends in .json, else text)");
+            "Of the report (default: json where its name ends in .json, else text)")
+      ->needs(report);
   AddChoice(*fix, "--date-order", options.date_order, kDateOrders,
             "Order in which dates are read (default: that of the regional settings)");
   Named(fix->add_option("--data-level", options.data_level, "Data level (default: DataLevel of KV_SOFT.ini)"),
@@ -305,6 +309,11 @@ std::optional<Request> ParseCommandLine(const std::vector<std::string>& argument
     // The parser takes the arguments from the back.
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
   } catch (const CLI::CallForHelp&) {
+    if (command() == nullptr && !arguments.front().starts_with('-')) {
+      streams.err << "vntfix: " << UnknownWord(app, nullptr, arguments) << '\n';
+      *status = kUsage;
+      return {};
+    }
     streams.out << HelpText(command() == nullptr ? app : *command());
     *status = kOk;
     return {};

@@ -17,6 +17,7 @@
 #include "cli/fix_choice.h"
 #include "cli/fix_printer.h"
 #include "cli/interruptible.h"
+#include "cli/output.h"
 #include "db/engine_errors.h"
 #include "db/services.h"
 #include "platform/paths.h"
@@ -106,21 +107,22 @@ void PrintDifferences(const std::string& file, jet::FileSystem& overlay, std::os
 
 struct Fixed {
   int status = kRefused;
-  std::optional<RunRecord> record;  // none: nothing was run
+  RunRecord record;  // of a run that was refused, unless one was done
 };
 
-RunRecord RefusedRecord(const std::string& file, const FixOptions& options) {
-  RunRecord record;
-  record.kind = options.dry_run ? RecordKind::kDryRun : RecordKind::kRun;
-  record.file = file;
-  record.started = record.ended = std::chrono::system_clock::now();
-  record.result.refused = true;
-  return record;
+Fixed NotRunYet(const std::string& file, const FixOptions& options) {
+  Fixed fixed;
+  fixed.record.kind = options.dry_run ? RecordKind::kDryRun : RecordKind::kRun;
+  fixed.record.file = file;
+  fixed.record.started = fixed.record.ended = std::chrono::system_clock::now();
+  fixed.record.result.refused = true;
+  return fixed;
 }
 
 // One file, on a state of its own.
 Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelection& selection,
               const std::vector<NoticeRange>& ranges, Streams& streams) {
+  Fixed fixed = NotRunYet(file, options);
   Speaker speaker(streams.err, file);
   // Outlives the connections.
   std::unique_ptr<jet::FileSystem> overlay;
@@ -133,14 +135,19 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
   state.current_database = file;
   state.dry_run = options.dry_run;
   std::vector<std::int32_t> notices;
+  const auto refuse = [&](const std::string& text, int status) {
+    speaker.Say(text);
+    if (fixed.record.result.refused) fixed.record.refusal = text;
+    fixed.status = status;
+  };
   try {
     if (options.discard_journal && jet::DropJournal(jet::PlatformFileSystem(), file,
                                                     jet::JournalPath(jet::PlatformFileSystem(), file))) {
       speaker.Say("the journal of a run that did not end was dropped; what that run had saved is lost.");
     }
     if (!IsNoticeDatabase(file)) {
-      speaker.Say("this is no notice database: it has no table vnt_ooak.");
-      return {};
+      refuse("this is no notice database: it has no table vnt_ooak.", kRefused);
+      return fixed;
     }
     OpenAccessDatabase();
     // The message about it has been shown; it does not say why.
@@ -149,8 +156,8 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
     if (!notices.empty()) State().ntc_id = notices.front();
     State().needs_reference = NeedsReference(selection);
     if (const std::string fault = ReferenceFault(selection, ReferenceNamedBy(options)); !fault.empty()) {
-      speaker.Say(fault);
-      return {};
+      refuse(fault, kRefused);
+      return fixed;
     }
     if (!notices.empty()) TellReach(selection, speaker);
     if (options.dry_run) speaker.Say("a dry run: nothing is written.");
@@ -159,30 +166,30 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
     recording.dry_run = options.dry_run;
     recording.fingerprints = !options.report.empty();
     if (!options.dry_run) recording.backup = options.backup;
-    Fixed fixed;
     fixed.record = RunRecorded(selection, notices, recording, printer);
-    fixed.status = StatusOf(fixed.record->result);
-    if (!fixed.record->result.refused) printer.Total(*fixed.record);
-    if (!fixed.record->fault.empty()) {
-      speaker.Say("the run is done, but undo will not find what it left: " + fixed.record->fault);
+    fixed.status = StatusOf(fixed.record.result);
+    if (fixed.record.result.refused) {
+      fixed.record.refusal = State().read_only_reason;
+    } else {
+      printer.Total(fixed.record);
+    }
+    if (!fixed.record.fault.empty()) {
+      speaker.Say("the run is done, but undo will not find what it left: " + fixed.record.fault);
       if (fixed.status == kOk) fixed.status = kUnwritten;
     }
-    if (options.diff && !fixed.record->result.refused && CloseDatabases()) {
+    if (options.diff && !fixed.record.result.refused && CloseDatabases()) {
       PrintDifferences(file, *overlay, streams.out);
     }
-    return fixed;
   } catch (const ChoiceError& error) {
-    speaker.Say(error.what());
-    return {kUsage, {}};
+    refuse(error.what(), kUsage);
   } catch (const jet::Error& error) {
-    speaker.Say(db::ToDbError(error));
-    return {kRefused, {}};
+    refuse(ErrorText(db::ToDbError(error)), kRefused);
   } catch (const OutputFailed&) {
-    return {kUnwritten, {}};
+    fixed.status = kUnwritten;
   } catch (const db::DbError& error) {
-    speaker.Say(error);
-    return {InterruptedStatus() != 0 ? InterruptedStatus() : kRefused, {}};
+    refuse(ErrorText(error), InterruptedStatus() != 0 ? InterruptedStatus() : kRefused);
   }
+  return fixed;
 }
 
 // Gives false, and says why, when it cannot be written.
@@ -235,7 +242,7 @@ int Fix(const FixOptions& options, Streams& streams) {
   for (const std::string& file : options.files) {
     Fixed fixed = FixFile(file, options, selection, ranges, streams);
     status = Worse(status, fixed.status);
-    records.push_back(fixed.record ? std::move(*fixed.record) : RefusedRecord(file, options));
+    records.push_back(std::move(fixed.record));
     if (InterruptedStatus() != 0) break;
   }
   if (!options.report.empty() && !WriteReport(options, records, streams) && status == kOk)

@@ -20,8 +20,6 @@ std::string BoxText(const db::DbError& error) {
 
 }  // namespace
 
-void Speaker::Say(const db::DbError& error) { Say(ErrorText(error)); }
-
 void Speaker::Show(std::string_view text, platform::MessageStyle) {
   if (where_.empty()) {
     Say(text);

@@ -22,8 +22,6 @@ class Speaker : public platform::Messages {
   Speaker(std::ostream& err, std::string file) : err_(err), file_(std::move(file)) {}
 
   void Say(std::string_view text) { err_ << "vntfix: " << file_ << ": " << text << '\n'; }
-  // The number at the end.
-  void Say(const db::DbError& error);
   void Show(std::string_view text, platform::MessageStyle) override;
   // From now on texts belong to a fix, and wait.
   void Begin(std::string where);

@@ -12,10 +12,6 @@ std::vector<jet::CatalogEntry> SortedCatalog(jet::Database& database) {
   return entries;
 }
 
-bool IsUserTable(const jet::CatalogEntry& entry) {
-  return entry.type == kLocalTable && !entry.system() && !entry.hidden();
-}
-
 std::vector<std::shared_ptr<jet::Table>> UserTables(jet::Database& database) {
   std::vector<std::shared_ptr<jet::Table>> tables;
   for (const jet::CatalogEntry& entry : SortedCatalog(database)) {
@@ -31,11 +27,6 @@ std::shared_ptr<jet::Table> RequireTable(jet::Database& database, const std::str
     throw jet::Error(jet::ErrorKind::kInvalid, fmt::format("The database has no table '{}'.", name));
   }
   return table;
-}
-
-int PrimaryIndex(const jet::TableDef& table) {
-  const auto primary = std::ranges::find_if(table.indexes, &jet::IndexDef::primary);
-  return primary == table.indexes.end() ? -1 : static_cast<int>(primary - table.indexes.begin());
 }
 
 }  // namespace vnt::cli

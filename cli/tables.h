@@ -8,21 +8,20 @@
 #include "access/base/error.h"
 #include "access/base/interruption.h"
 #include "access/store/database.h"
+#include "access/store/user_tables.h"
 
 namespace vnt::cli {
 
-inline constexpr std::int16_t kLocalTable = 1;  // CatalogEntry::type
+using jet::IsUserTable;
+using jet::kLocalTable;
+using jet::PrimaryIndex;
 
 // All objects by name.
 std::vector<jet::CatalogEntry> SortedCatalog(jet::Database& database);
-bool IsUserTable(const jet::CatalogEntry& entry);
 // The tables that are neither system tables nor hidden, by name.
 std::vector<std::shared_ptr<jet::Table>> UserTables(jet::Database& database);
 // jet::Error(kInvalid) when there is none of that name.
 std::shared_ptr<jet::Table> RequireTable(jet::Database& database, const std::string& name);
-
-// The position of the primary key in TableDef::indexes, or -1.
-int PrimaryIndex(const jet::TableDef& table);
 
 // Calls `body` for each row: as the table holds them, or by primary key where that is asked for and there is
 // one. Can be interrupted.

@@ -40,7 +40,7 @@ std::string WaitingJournal(jet::FileSystem& files, const std::string& path, bool
     if (!journal || journal->in_use || !journal->fault.empty()) return {};
     return fmt::format("a run that did not end saved its last work in {} at {}; {}.", journal->path,
                        journal->changed,
-                       writes ? "it is brought into the file now" : "what it says holds, and is shown");
+                       writes ? "it is brought into the file first" : "it is read with the file");
   } catch (const jet::Error&) {
     return {};  // the command itself says why
   }

@@ -16,6 +16,7 @@
 #include "access/base/error.h"
 #include "access/base/interruption.h"
 #include "access/store/names.h"
+#include "access/store/user_tables.h"
 #include "compare/cells.h"
 #include "compare/notice_rows.h"
 #include "compare/row_order.h"
@@ -23,7 +24,6 @@
 namespace vnt::compare {
 namespace {
 
-constexpr std::int16_t kLocalTable = 1;
 // Of the bytes of a row without a key, those that sort it; a hash stands for all of them.
 constexpr std::size_t kPrefixBytes = 24;
 constexpr std::uint64_t kProgressRows = 1 << 14;
@@ -35,11 +35,6 @@ std::uint64_t Hash(std::string_view bytes) {
   std::uint64_t hash = 0xCBF29CE484222325;
   for (const char c : bytes) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
   return hash;
-}
-
-int PrimaryIndex(const jet::TableDef& table) {
-  const auto primary = std::ranges::find_if(table.indexes, &jet::IndexDef::primary);
-  return primary == table.indexes.end() ? -1 : primary - table.indexes.begin();
 }
 
 // Columns of both, those of the old table first.
@@ -66,7 +61,7 @@ std::vector<int> KeyOf(const TablePair& tables, const std::vector<ComparedColumn
   for (const int side : {0, 1}) {
     if (tables[side] == nullptr) continue;
     const jet::TableDef& def = tables[side]->def();
-    const int index = PrimaryIndex(def);
+    const int index = jet::PrimaryIndex(def);
     if (index < 0) return {};
     for (const jet::IndexColumn& key : def.indexes[index].columns) {
       const auto position = side == 0 ? &ComparedColumn::old_position : &ComparedColumn::new_position;
@@ -166,7 +161,7 @@ TableComparison::TableComparison(TablePair tables, const Options& options, const
   alike_ = same_places && tables_[0]->StoresRowsAs(*tables_[1]);
   if (table_.key.empty()) return;
   for (const int side : {0, 1}) {
-    if (tables_[side] != nullptr) indexes_[side] = PrimaryIndex(tables_[side]->def());
+    if (tables_[side] != nullptr) indexes_[side] = jet::PrimaryIndex(tables_[side]->def());
   }
   keys_of_indexes_ = !both || HaveEqualKeys(tables_, indexes_);
   if (notice_ == nullptr) return;
@@ -344,7 +339,7 @@ std::map<std::string, TablePair> TablesOf(const std::array<jet::Database*, 2>& d
   std::map<std::string, TablePair> tables;
   for (const std::size_t side : {0U, 1U}) {
     for (const jet::CatalogEntry& entry : databases[side]->Catalog()) {
-      if (entry.type != kLocalTable || entry.system() || entry.hidden()) continue;
+      if (!jet::IsUserTable(entry)) continue;
       if (auto table = databases[side]->FindTable(entry.name))
         tables[jet::NameKey(entry.name)][side] = std::move(table);
     }

@@ -248,6 +248,7 @@ class Run {
     });
     Attempt([&] { observer_.RunEnds(); });
     AppendEndOfRun(failure, result_.fixes, &message_);
+    if (State().dry_run) message_ += " It was a dry run: nothing of it is in the file.";
     if (State().current_database.empty()) message_ += " The database is closed.";
     Attempt([&] { ShowMessage(message_, MessageStyle::kCritical); });
   }

@@ -63,6 +63,7 @@ std::string AsJson(const RunRecord& record) {
   json["started"] = LocalTime(record.started);
   json["ended"] = LocalTime(record.ended);
   json["outcome"] = OutcomeOf(record.result);
+  json["refusal"] = record.refusal.empty() ? Json(nullptr) : Json(record.refusal);
   json["fixes"] = Json::array();
   json["history"] = nullptr;
   for (const FixResult& fix : record.result.fixes) {
@@ -96,7 +97,8 @@ std::string AsText(const RunRecord& record) {
       text += error.count > 1 ? fmt::format(", {} times\n", error.count) : "\n";
     }
   }
-  text += fmt::format("outcome: {}\n", OutcomeOf(record.result));
+  text += fmt::format("outcome: {}{}{}\n", OutcomeOf(record.result), record.refusal.empty() ? "" : ": ",
+                      record.refusal);
   if (!record.before.empty()) text += fmt::format("before: {}\n", record.before);
   if (!record.after.empty()) text += fmt::format("after:  {}\n", record.after);
   if (!record.backup.empty()) text += fmt::format("backup: {}\n", record.backup);

@@ -23,7 +23,8 @@ struct RunRecord {
   // Of the file before the run and after it, as jet::Fingerprint; empty where that is not known (data
   // sources, runs that failed while they saved).
   std::string before, after;
-  std::string backup;  // path; empty: none was made
+  std::string refusal;  // why it was refused, where that is known
+  std::string backup;   // path; empty: none was made
   // Why the file could not be looked at after the run, or the backup has no record; empty: neither. What the
   // run did stands.
   std::string fault;

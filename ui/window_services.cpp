@@ -7,6 +7,7 @@
 #include <cctype>
 #include <fstream>
 
+#include "access/store/file_kind.h"
 #include "help/help.h"
 #include "platform/messages.h"
 #include "platform/paths.h"
@@ -69,6 +70,11 @@ std::string WindowServices::ChooseNewFile(wxWindow* owner, const std::string& fi
   const bool is_suggested = FromWx(chosen.GetFullName()) == name;
   if ((!chosen.HasExt() || is_suggested) && !extension.empty()) chosen.SetExt(extension);
   const std::string path = FromWx(chosen.GetFullPath());
+  if (jet::IsDatabaseOrJournal(platform::PathOf(path))) {
+    platform::ShowMessage("The file " + path + " is a database, which is not overwritten.",
+                          platform::MessageStyle::kCritical);
+    return {};
+  }
   // The dialog asked about the name as it was typed.
   const bool asked = chosen.GetFullPath() == dialog.GetPath();
   if (!asked && chosen.FileExists() && !Confirm(owner, "Replace " + path + "?")) return {};

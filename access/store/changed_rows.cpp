@@ -19,11 +19,11 @@
 #include "access/store/data_page.h"
 #include "access/store/database_impl.h"
 #include "access/store/stored_table.h"
+#include "access/store/user_tables.h"
 
 namespace jet {
 namespace {
 
-constexpr std::int16_t kLocalTable = 1;
 // Of the file as it was; its pages are read once or twice.
 constexpr std::size_t kCacheBytes = 4u << 20;
 // Pages whose rows are summed up at a time: about 20 MB of hashes.
@@ -181,7 +181,7 @@ class TableChange {
  public:
   TableChange(StoredTable* then, StoredTable* now) : then_(then), now_(now) {
     const StoredTable& one = now != nullptr ? *now : *then;
-    has_key_ = PrimaryOf(one) >= 0 && (then == nullptr || now == nullptr || HasSameKey());
+    has_key_ = PrimaryIndex(one.def()) >= 0 && (then == nullptr || now == nullptr || HasSameKey());
     // The same bytes may lead to another content.
     has_long_values_ = std::ranges::any_of(one.def().columns, [](const ColumnDef& column) {
       return column.type == ColumnType::kMemo || column.type == ColumnType::kOle;
@@ -218,19 +218,13 @@ class TableChange {
   }
 
  private:
-  static int PrimaryOf(const StoredTable& table) {
-    const auto& indexes = table.def().indexes;
-    const auto primary = std::ranges::find_if(indexes, &IndexDef::primary);
-    return primary == indexes.end() ? -1 : static_cast<int>(primary - indexes.begin());
-  }
-
   bool HasSameKey() const {
     const auto key = [](const StoredTable& table) {
       std::vector<std::pair<unsigned, bool>> columns;
-      for (const IndexDef& index : table.def().indexes) {
-        if (!index.primary) continue;
-        for (const IndexColumn& column : index.columns)
-          columns.emplace_back(column.column, column.descending);
+      const int primary = PrimaryIndex(table.def());
+      if (primary < 0) return columns;
+      for (const IndexColumn& column : table.def().indexes[primary].columns) {
+        columns.emplace_back(column.column, column.descending);
       }
       return columns;
     };
@@ -250,7 +244,8 @@ class TableChange {
   }
 
   void Add(const StoredTable& table, const RowView& row, Balance* balance) const {
-    balance->Add(table, has_key_ ? PrimaryOf(table) : -1, row, &table == now_ ? 1 : ~std::uint64_t{0});
+    balance->Add(table, has_key_ ? PrimaryIndex(table.def()) : -1, row,
+                 &table == now_ ? 1 : ~std::uint64_t{0});
   }
 
   static PageRef Read(const StoredTable& table, PageNo page) {
@@ -303,9 +298,7 @@ void AddOwner(PageStore& pages, PageNo page, PagesByOwner* owners) {
 std::map<std::string, PageNo> UserTables(DatabaseImpl& database) {
   std::map<std::string, PageNo> tables;
   for (const CatalogEntry& entry : database.Catalog()) {
-    if (entry.type == kLocalTable && !entry.system() && !entry.hidden()) {
-      tables[entry.name] = static_cast<PageNo>(entry.id);
-    }
+    if (IsUserTable(entry)) tables[entry.name] = static_cast<PageNo>(entry.id);
   }
   return tables;
 }

@@ -116,7 +116,9 @@ TEST_F(FixCommand, ADryRunShowsWhatTheRunWillChange) {
 }
 
 TEST_F(FixCommand, AJournalIsDroppedOnPurposeOnly) {
-  const std::string before = Slurp(file_);
+  // Some systems' libraries set times by the second only, and the journal knows that of its file.
+  fs::last_write_time(test::PathOf(file_),
+                      std::chrono::floor<std::chrono::seconds>(fs::last_write_time(test::PathOf(file_))));
   {
     // A run that is killed after it has saved something.
     const auto killed = jet::Database::Open(jet::PlatformFileSystem(), file_, jet::OpenMode::kReadWrite);
@@ -185,8 +187,8 @@ TEST_F(FixCommand, ATerminalShowsHowFarTheRunIs) {
       cli::Run({"fix", At("many/notices.mdb"), "--reference", At("reference.mdb")}, {in, out, err, true}),
       kOk)
       << err.str();
-  EXPECT_THAT(err.str(), testing::ContainsRegex("\r[0-9]+/36 [A-Z][^\r]*: [0-9]+ rows"));
-  EXPECT_THAT(err.str(), testing::ContainsRegex(", about [0-9]+ s left"));
+  EXPECT_THAT(err.str(), test::ContainsMatch("\r[0-9]+/36 [A-Z][^\r]*: [0-9]+ rows"));
+  EXPECT_THAT(err.str(), test::ContainsMatch(", about [0-9]+ s left"));
   // The last thing that it does is to be gone.
   EXPECT_THAT(err.str(), testing::EndsWith(" \r"));
   EXPECT_THAT(out.str(), testing::Not(HasSubstr("\r")));
@@ -221,12 +223,15 @@ TEST_F(FixCommand, NoReportOverwritesADatabaseAndNoValueIsEmpty) {
 TEST_F(FixCommand, ARefusedFileStandsInTheReport) {
   EXPECT_EQ(RunCli({"fix", file_, "--only", "35", "--report", At("one.json")}).code, kRefused);
   EXPECT_EQ(Report("one.json")["outcome"], "refused");
+  EXPECT_THAT(Report("one.json")["refusal"].get<std::string>(), HasSubstr("needs the reference database"));
   EXPECT_EQ(Fix({file_, At("missing.mdb"), "--only", "7", "--report", At("two.json")}).code, kRefused);
   const nlohmann::json two = Report("two.json");
   ASSERT_EQ(two.size(), 2U);
   EXPECT_EQ(two[0]["outcome"], "done");
   EXPECT_EQ(two[1]["outcome"], "refused");
   EXPECT_EQ(two[1]["file"], At("missing.mdb"));
+  EXPECT_THAT(two[1]["refusal"].get<std::string>(), HasSubstr("missing.mdb"));
+  EXPECT_TRUE(two[0]["refusal"].is_null());
 }
 
 // What the record says decides which backup it is: not the name, which files may share, nor the clock, nor

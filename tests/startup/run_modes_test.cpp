@@ -176,6 +176,18 @@ TEST_F(RunModesTest, DriverWordsAreToldOnceAndReported) {
   EXPECT_THAT(messages_.shown, IsEmpty());
 }
 
+TEST_F(RunModesTest, NoReportIsWrittenOverADatabase) {
+  const std::string content = std::string("\0\1\0\0Standard Jet DB", 19) + std::string(100, 'x');
+  WriteFile("own.mdb", content);
+  WriteSettings("[VNTFIXV7]\nCurDatabase=/data/x.mdb\n");
+  for (const char* name : {"own.mdb", "own.json"}) {
+    WriteFile(name, content);
+    SetEnvironment("VNTFIX_RUN_REPORT", (folder_ / name).string());
+    EXPECT_EQ(StartUp("x", *this), 0);
+    EXPECT_EQ(ReadFile(name), content);
+  }
+}
+
 TEST_F(RunModesTest, UnattendedIngresKeepsTheDefaultTicks) {
   WriteSettings("[VNTFIXV7]\nCurDatabase=TLKD-ING\nNtc_id=7\n");
   EXPECT_EQ(StartUp("x", *this), 0);

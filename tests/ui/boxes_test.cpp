@@ -126,8 +126,13 @@ TEST_F(BoxesTest, FileDialog) {
   SaveLastFolder(folder_.string());
   services.WindowServices::ChooseFile(&Window(), kOpenFilter);
   EXPECT_EQ(hook.folder, folder_.string()) << "where the last one ended";
-  EXPECT_EQ(hook.wildcard,
-            "Access mdb|*.[mM][dD][bB]|Access 7.0 files accdb|*.[aA][cC][cC][dD][bB]|All files|*");
+#ifdef _WIN32
+  const std::string any_case = "Access mdb|*.mdb|Access 7.0 files accdb|*.accdb|All files|*.*";
+#else
+  const std::string any_case =
+      "Access mdb|*.[mM][dD][bB]|Access 7.0 files accdb|*.[aA][cC][cC][dD][bB]|All files|*";
+#endif
+  EXPECT_EQ(hook.wildcard, any_case);
 }
 
 }  // namespace

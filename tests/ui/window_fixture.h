@@ -18,6 +18,7 @@
 
 #include "run/databases.h"
 #include "tests/program/program_surroundings.h"
+#include "tests/ui/own_registry.h"
 #include "ui/main_frame.h"
 #include "ui/text_wx.h"
 
@@ -113,6 +114,7 @@ class WindowTest : public testing::ProgramSurroundings {
   StubServices services_;
 
  private:
+  OwnRegistry registry_;
   frmMain* window_ = nullptr;
 };
 

@@ -43,14 +43,8 @@ std::string Quoted(const std::string& name) {
 
 std::string SqliteType(const jet::ColumnDef& column) {
   using jet::ColumnType;
+  if (jet::KindOf(column.type) == jet::ValueKind::kInteger) return "INTEGER";
   switch (column.type) {
-    case ColumnType::kBoolean:
-    case ColumnType::kByte:
-    case ColumnType::kInteger:
-    case ColumnType::kLong:
-    case ColumnType::kBigInt:
-    case ColumnType::kComplex:
-      return "INTEGER";
     case ColumnType::kSingle:
     case ColumnType::kDouble:
       return "REAL";

@@ -1,11 +1,4 @@
-// The file system of Windows. A File for writing lets others open the file for reading only. Our own programs
-// keep out of each other's way by locks on single bytes far behind every content.
-#define WIN32_LEAN_AND_MEAN
-#define NOMINMAX
-#include <windows.h>
-// after windows.h
-#include <restartmanager.h>
-
+// The file system of Windows. A File for writing lets others open the file for reading only.
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -15,208 +8,27 @@
 
 #include "access/file/file.h"
 #include "access/file/lock_file.h"
+#include "access/file/locks_win.h"
+#include "access/file/system_win.h"
 
 namespace jet {
+
+using internal::At;
+using internal::Handle;
+using internal::HolderOf;
+using internal::kContentByte;
+using internal::kWriterByte;
+using internal::LockPatiently;
+using internal::SystemMessage;
+using internal::ThrowSystem;
+using internal::TryLock;
+using internal::Unlock;
+using internal::Utf8;
+using internal::Wide;
+
 namespace {
 
-std::wstring WideText(const std::string& utf8) {
-  if (utf8.empty()) return {};
-  const int size = utf8.size();
-  std::wstring wide(MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, nullptr, 0), L'\0');
-  MultiByteToWideChar(CP_UTF8, 0, utf8.data(), size, wide.data(), wide.size());
-  return wide;
-}
-
-// A path as the system takes it. Past the classic limit on their length only full paths in the system's own
-// form are taken everywhere; in that form "/" and ".." mean nothing, so it is made from the resolved path.
-std::wstring Wide(const std::string& path) {
-  std::wstring wide = WideText(path);
-  constexpr std::size_t kSafeLength = MAX_PATH - 12;  // a folder must leave room for an 8.3 name
-  if (wide.size() < kSafeLength || wide.starts_with(L"\\\\?\\")) return wide;
-  std::wstring full(wide.size() + MAX_PATH, L'\0');
-  const DWORD length = GetFullPathNameW(wide.c_str(), full.size(), full.data(), nullptr);
-  if (length == 0 || length >= full.size()) return wide;
-  full.resize(length);
-  return full.starts_with(L"\\\\") ? L"\\\\?\\UNC" + full.substr(1) : L"\\\\?\\" + full;
-}
-
-std::string Utf8(const std::wstring& wide) {
-  if (wide.empty()) return {};
-  const int size = wide.size();
-  std::string utf8(WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, nullptr, 0, nullptr, nullptr), '\0');
-  WideCharToMultiByte(CP_UTF8, 0, wide.data(), size, utf8.data(), utf8.size(), nullptr, nullptr);
-  return utf8;
-}
-
-std::string SystemMessage(DWORD code) {
-  wchar_t text[512];
-  DWORD length = FormatMessageW(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS, nullptr, code, 0,
-                                text, 512, nullptr);
-  while (length > 0 && (text[length - 1] <= L' ' || text[length - 1] == L'.')) --length;
-  return length == 0 ? fmt::format("error {}", code) : Utf8(std::wstring(text, length));
-}
-
-[[noreturn]] void ThrowSystem(const std::string& what, DWORD code) {
-  ErrorKind kind = ErrorKind::kIo;
-  switch (code) {
-    case ERROR_FILE_NOT_FOUND:
-    case ERROR_PATH_NOT_FOUND:
-    case ERROR_INVALID_NAME:
-      kind = ErrorKind::kNotFound;
-      break;
-    case ERROR_FILE_EXISTS:
-    case ERROR_ALREADY_EXISTS:
-      kind = ErrorKind::kExists;
-      break;
-    case ERROR_SHARING_VIOLATION:
-    case ERROR_LOCK_VIOLATION:
-      kind = ErrorKind::kLocked;
-      break;
-    case ERROR_DISK_FULL:
-    case ERROR_HANDLE_DISK_FULL:
-    case ERROR_FILE_TOO_LARGE:
-      kind = ErrorKind::kIo;
-      break;
-    default:
-      break;
-  }
-  throw Error(kind, fmt::format("{}: {}.", what, SystemMessage(code)));
-}
-
-class Handle {
- public:
-  explicit Handle(HANDLE handle) : handle_(handle) {}
-  Handle(const Handle&) = delete;
-  Handle& operator=(const Handle&) = delete;
-  Handle(Handle&& other) noexcept : handle_(std::exchange(other.handle_, INVALID_HANDLE_VALUE)) {}
-  ~Handle() {
-    if (handle_ != INVALID_HANDLE_VALUE) CloseHandle(handle_);
-  }
-  HANDLE get() const { return handle_; }
-  bool valid() const { return handle_ != INVALID_HANDLE_VALUE; }
-
- private:
-  HANDLE handle_;
-};
-
-bool IsRemote(HANDLE handle) {
-  FILE_REMOTE_PROTOCOL_INFO info;
-  return GetFileInformationByHandleEx(handle, FileRemoteProtocolInfo, &info, sizeof info) != 0;
-}
-
-// A synchronous handle takes the place of a lock from this structure.
-OVERLAPPED At(std::uint64_t offset) {
-  OVERLAPPED at = {};
-  at.Offset = offset;
-  at.OffsetHigh = offset >> 32;
-  return at;
-}
-
 constexpr std::size_t kLargestTransfer = std::size_t{16} << 20;
-
-// A writer also holds the byte whose number is that of its process, which tells others who it is.
-constexpr std::uint64_t kLockBase = std::uint64_t{1} << 62;
-enum LockByte : std::uint64_t { kWriterByte, kContentByte, kFirstProcessByte = std::uint64_t{1} << 32 };
-
-bool TryLockRange(HANDLE handle, std::uint64_t first, std::uint64_t count, bool alone) {
-  OVERLAPPED at = At(first);
-  return LockFileEx(handle, LOCKFILE_FAIL_IMMEDIATELY | (alone ? LOCKFILE_EXCLUSIVE_LOCK : 0), 0, count,
-                    count >> 32, &at) != 0;
-}
-
-void UnlockRange(HANDLE handle, std::uint64_t first, std::uint64_t count) {
-  OVERLAPPED at = At(first);
-  UnlockFileEx(handle, 0, count, count >> 32, &at);
-}
-
-bool TryLock(HANDLE handle, LockByte byte, bool alone) {
-  return TryLockRange(handle, kLockBase + byte, 1, alone);
-}
-
-void Unlock(HANDLE handle, LockByte byte) { UnlockRange(handle, kLockBase + byte, 1); }
-
-void HoldProcessByte(HANDLE handle) {
-  TryLockRange(handle, kLockBase + kFirstProcessByte + GetCurrentProcessId(), 1, true);
-}
-
-// The process that holds its byte; 0 when none does. Halves the range that a trial finds locked.
-DWORD WriterProcess(HANDLE handle) {
-  std::uint64_t first = 0, count = std::uint64_t{1} << 32;
-  const auto is_free = [&](std::uint64_t begin, std::uint64_t length) {
-    const std::uint64_t at = kLockBase + kFirstProcessByte + begin;
-    if (!TryLockRange(handle, at, length, true)) return false;
-    UnlockRange(handle, at, length);
-    return true;
-  };
-  if (is_free(first, count)) return 0;
-  while (count > 1) {
-    count /= 2;
-    if (is_free(first, count)) first += count;
-  }
-  return first;
-}
-
-// "vntfix, process 4711", or the process alone where its program may not be seen.
-std::string ProcessName(DWORD process) {
-  std::wstring image(32768, L'\0');
-  DWORD length = image.size();
-  const HANDLE handle = OpenProcess(PROCESS_QUERY_LIMITED_INFORMATION, FALSE, process);
-  if (handle == nullptr || QueryFullProcessImageNameW(handle, 0, image.data(), &length) == 0) length = 0;
-  if (handle != nullptr) CloseHandle(handle);
-  std::wstring name(image.data(), length);
-  name.erase(0, name.find_last_of(L"\\/") + 1);
-  if (name.ends_with(L".exe")) name.resize(name.size() - 4);
-  return fmt::format("{}process {}", name.empty() ? "" : Utf8(name) + ", ", process);
-}
-
-// The programs of this machine that have a file open, as the system's restart manager knows them; those of
-// other machines it does not know.
-std::string ProgramsWith(const std::wstring& path) {
-  DWORD session = 0;
-  WCHAR key[CCH_RM_SESSION_KEY + 1] = {};
-  if (RmStartSession(&session, 0, key) != ERROR_SUCCESS) return {};
-  std::string programs;
-  LPCWSTR file = path.c_str();
-  std::vector<RM_PROCESS_INFO> found(16);
-  UINT needed = 0;
-  UINT count = found.size();
-  DWORD reasons = RmRebootReasonNone;
-  if (RmRegisterResources(session, 1, &file, 0, nullptr, 0, nullptr) == ERROR_SUCCESS &&
-      RmGetList(session, &needed, &count, found.data(), &reasons) == ERROR_SUCCESS) {
-    for (UINT i = 0; i < count; ++i) {
-      if (!programs.empty()) programs += "; ";
-      programs += ProcessName(found[i].Process.dwProcessId);
-    }
-  }
-  RmEndSession(session);
-  return programs;
-}
-
-// Who has a file open for writing or will not share it, such as " (vntfix, process 4711)"; empty when the
-// system does not tell.
-std::string HolderOf(const std::wstring& path) {
-  const Handle handle(CreateFileW(path.c_str(), GENERIC_READ,
-                                  FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                                  OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-  std::string holder;
-  // On a file server the number may be that of another machine's process.
-  if (handle.valid() && !IsRemote(handle.get())) {
-    if (const DWORD process = WriterProcess(handle.get()); process != 0) holder = ProcessName(process);
-  }
-  if (holder.empty()) holder = ProgramsWith(path);
-  return holder.empty() ? holder : " (" + holder + ")";
-}
-
-// Others hold the content for themselves only as long as it takes to bring a file up to date.
-bool LockPatiently(HANDLE handle, bool alone) {
-  constexpr DWORD kStep = 20;
-  constexpr int kSteps = 250;
-  for (int step = 0; step < kSteps; ++step) {
-    if (TryLock(handle, kContentByte, alone)) return true;
-    Sleep(kStep);
-  }
-  return false;
-}
 
 std::string IdentityOf(const BY_HANDLE_FILE_INFORMATION& info) {
   return fmt::format("{}:{}", info.dwVolumeSerialNumber,
@@ -307,8 +119,8 @@ class WinFile : public File {
   }
   std::string WriterName() override {
     // On a file server the number may be that of another machine's process.
-    const DWORD process = IsRemote(handle_.get()) ? 0 : WriterProcess(handle_.get());
-    return process == 0 ? std::string() : ProcessName(process);
+    const DWORD process = internal::IsRemote(handle_.get()) ? 0 : internal::WriterProcess(handle_.get());
+    return process == 0 ? std::string() : internal::ProcessName(process);
   }
 
   std::uint64_t Size() override {
@@ -335,15 +147,6 @@ class WinFile : public File {
   Handle handle_;
   std::string path_;
 };
-
-// Whether somebody locks an entry of a lock file; tried by locking it for a moment.
-bool IsEntryLocked(HANDLE handle, std::size_t entry) {
-  OVERLAPPED at = At(internal::kUserLockBase + entry);
-  if (LockFileEx(handle, LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY, 0, 1, 0, &at) == 0) return true;
-  at = At(internal::kUserLockBase + entry);
-  UnlockFileEx(handle, 0, 1, 0, &at);
-  return false;
-}
 
 class WinFileSystem : public FileSystem {
  public:
@@ -417,7 +220,7 @@ class WinFileSystem : public FileSystem {
         throw Error(ErrorKind::kLocked,
                     fmt::format("The file {} is being written by another program{}.", path, HolderOf(wide)));
       }
-      if (write) HoldProcessByte(handle.get());
+      if (write) internal::HoldProcessByte(handle.get());
       return std::make_unique<WinFile>(std::move(handle), path);
     }
     const DWORD code = GetLastError();
@@ -532,8 +335,8 @@ class WinFileSystem : public FileSystem {
     DWORD n = 0;
     ReadFile(handle.get(), content.data(), content.size(), &n, &at);
     content.resize(n);
-    return internal::LockFileUsers(content,
-                                   [&](std::size_t entry) { return IsEntryLocked(handle.get(), entry); });
+    return internal::LockFileUsers(
+        content, [&](std::size_t entry) { return internal::IsEntryLocked(handle.get(), entry); });
   }
 };
 

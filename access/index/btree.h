@@ -91,7 +91,7 @@ class BTree {
   // The same, after every node on the way has got a tail child.
   void DescendForChange(const internal::Target& target, Path* path);
 
-  // btree_change.cpp
+  // btree_grow.cpp, btree_shrink.cpp
   // False when the tree has only been prepared, and the insertion must start over.
   bool InsertIntoFullLeaf(const Path& path, const internal::Target& target);
   void SplitLeaf(const internal::EntryList& entries, std::size_t at, PageNo leaf);

@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <ctime>
 #include <functional>
 #include <random>
 #include <set>
@@ -99,9 +98,31 @@ class Fixture {
     pages.erase(kRoot);
     EXPECT_EQ(pages, allocator_.used());
     depth_ = report.depth;
+    for (const PageNo page : report.pages) VerifyLinksOfChildren(page);
   }
 
  private:
+  // Nodes are linked with the other children of their parent, and with no others. The check of a file, which
+  // meets files of other programs too, lets missing links pass.
+  void VerifyLinksOfChildren(PageNo parent) {
+    const auto view = [](const PageRef& page) {
+      return internal::IndexPageView(page.bytes(), page.page_no(), kOwner, false);
+    };
+    const PageRef page = store_.Read(parent);
+    if (view(page).is_leaf()) return;
+    std::vector<PageNo> children{0};
+    const internal::EntryList entries(view(page));
+    for (std::size_t i = 0; i < entries.size(); ++i) children.push_back(entries.child(i));
+    if (view(page).tail() != 0) children.push_back(view(page).tail());
+    children.push_back(0);
+    for (std::size_t i = 1; i + 1 < children.size(); ++i) {
+      const PageRef child = store_.Read(children[i]);
+      if (view(child).is_leaf()) return;
+      EXPECT_EQ(view(child).previous(), children[i - 1]) << "before node " << children[i];
+      EXPECT_EQ(view(child).next(), children[i + 1]) << "behind node " << children[i];
+    }
+  }
+
   std::unique_ptr<File> MakeFile() { return files_.Open("t", OpenMode::kCreateNew); }
 
   MemoryFileSystem files_;
@@ -445,52 +466,6 @@ TEST(BTree, DamageIsReportedNotFollowed) {
     }
   }
   EXPECT_GT(refused, 100);
-}
-
-// Run by hand: access_index_test --gtest_also_run_disabled_tests --gtest_filter=*Speed*
-TEST(BTree, DISABLED_Speed) {
-  constexpr unsigned kCount = 1000000;
-  struct Load {
-    const char* name;
-    std::function<std::string(unsigned)> key;
-  };
-  std::vector<std::uint32_t> numbers(kCount);
-  for (unsigned i = 0; i < kCount; ++i) numbers[i] = i;
-  std::shuffle(numbers.begin(), numbers.end(), std::mt19937(1));
-  const Load loads[] = {{"ascending", [](unsigned i) { return IntKey(0x80000000u + i); }},
-                        {"random", [&](unsigned i) { return IntKey(0x80000000u + numbers[i]); }},
-                        {"text", [&](unsigned i) {
-                           std::string text = std::to_string(numbers[i] * 2654435761u);
-                           return text += text.substr(0, 4) + std::string("\1\0", 2);
-                         }}};
-  for (const Load& load : loads) {
-    Fixture f(256u << 20);
-    std::vector<std::string> keys(kCount);
-    for (unsigned i = 0; i < kCount; ++i) keys[i] = load.key(i);
-    const auto time = [&](const char* what, const std::function<void()>& action) {
-      // Processor time: other work on the machine does not count.
-      const std::clock_t start = std::clock();
-      action();
-      const double seconds = static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
-      std::printf("%-10s %-7s %.2f us each\n", load.name, what, seconds * 1e6 / kCount);
-    };
-    time("insert", [&] {
-      for (unsigned i = 0; i < kCount; ++i) f.tree().Insert(keys[i], Row(i));
-    });
-    std::printf("%-10s pages %u\n", load.name, f.store().page_count());
-    time("seek", [&] {
-      for (unsigned i = 0; i < kCount; ++i) ASSERT_TRUE(f.tree().Contains(keys[i]));
-    });
-    time("walk", [&] {
-      BTree::Cursor cursor(f.tree());
-      unsigned count = 0;
-      for (cursor.SeekFirst(); cursor.valid(); cursor.Next()) ++count;
-      ASSERT_EQ(count, kCount);
-    });
-    time("erase", [&] {
-      for (unsigned i = 0; i < kCount; ++i) ASSERT_TRUE(f.tree().Erase(keys[i], Row(i)));
-    });
-  }
 }
 
 }  // namespace

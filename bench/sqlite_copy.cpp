@@ -1,21 +1,14 @@
 #include "bench/sqlite_copy.h"
 
-#include <sqlite3.h>
-
-#include <stdexcept>
+#include <vector>
 
 #include <fmt/format.h>
 
 #include "access/store/database.h"
+#include "bench/sqlite_handle.h"
 
 namespace vnt::bench {
 namespace {
-
-void Run(sqlite3* handle, const std::string& sql) {
-  if (sqlite3_exec(handle, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
-    throw std::runtime_error(fmt::format("{}: {}", sqlite3_errmsg(handle), sql));
-  }
-}
 
 const char* TypeName(jet::ColumnType type) {
   switch (type) {
@@ -39,35 +32,31 @@ void CopyTable(sqlite3* handle, jet::Table& table) {
     marks += marks.empty() ? "?" : ", ?";
   }
   Run(handle, fmt::format("CREATE TABLE \"{}\" ({})", def.name, columns));
-  sqlite3_stmt* insert = nullptr;
-  sqlite3_prepare_v2(handle, fmt::format("INSERT INTO \"{}\" VALUES ({})", def.name, marks).c_str(), -1,
-                     &insert, nullptr);
+  Prepared insert(handle, fmt::format("INSERT INTO \"{}\" VALUES ({})", def.name, marks));
   jet::TableCursor cursor(table);
   jet::Row row;
   jet::RowId id;
-  std::string text;
+  std::vector<jet::Value> values(def.columns.size());
   while (cursor.Next(&row, &id)) {
-    for (int i = 0; i < static_cast<int>(def.columns.size()); ++i) {
-      const jet::Value value = row.Get(i);
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      const int position = static_cast<int>(i) + 1;
+      const jet::Value& value = values[i] = row.Get(static_cast<int>(i));
       switch (value.kind()) {
         case jet::ValueKind::kInteger:
-          sqlite3_bind_int64(insert, i + 1, value.integer());
+          insert.Bind(position, value.integer());
           break;
         case jet::ValueKind::kReal:
-          sqlite3_bind_double(insert, i + 1, value.real());
+          insert.Bind(position, value.real());
           break;
         case jet::ValueKind::kText:
-          sqlite3_bind_text(insert, i + 1, value.bytes().data(), static_cast<int>(value.bytes().size()),
-                            SQLITE_TRANSIENT);
+          insert.Bind(position, std::string_view(value.bytes()));
           break;
         default:
-          sqlite3_bind_null(insert, i + 1);
+          insert.BindNull(position);
       }
     }
-    if (sqlite3_step(insert) != SQLITE_DONE) throw std::runtime_error(sqlite3_errmsg(handle));
-    sqlite3_reset(insert);
+    insert.Run();
   }
-  sqlite3_finalize(insert);
   for (const jet::IndexDef& index : def.indexes) {
     std::string keys;
     for (const jet::IndexColumn& key : index.columns) {
@@ -83,16 +72,13 @@ void CopyTable(sqlite3* handle, jet::Table& table) {
 
 void CopyToSqlite(const std::string& access_file, const std::string& sqlite_file) {
   const auto database = jet::Database::Open(jet::PlatformFileSystem(), access_file, jet::OpenMode::kRead);
-  sqlite3* handle = nullptr;
-  if (sqlite3_open(sqlite_file.c_str(), &handle) != SQLITE_OK)
-    throw std::runtime_error("cannot open " + sqlite_file);
-  Run(handle, "BEGIN");
+  const Handle handle = OpenHandle(sqlite_file);
+  Run(handle.get(), "BEGIN");
   for (const jet::CatalogEntry& entry : database->Catalog()) {
     if (entry.type != 1 || entry.system()) continue;
-    CopyTable(handle, *database->FindTable(entry.name));
+    CopyTable(handle.get(), *database->FindTable(entry.name));
   }
-  Run(handle, "COMMIT");
-  sqlite3_close(handle);
+  Run(handle.get(), "COMMIT");
 }
 
 }  // namespace vnt::bench

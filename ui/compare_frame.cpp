@@ -10,7 +10,6 @@
 #include <utility>
 
 #include "platform/messages.h"
-#include "ui/difference_panel.h"
 #include "ui/report_frame.h"
 #include "ui/text_wx.h"
 #include "ui/window_services.h"
@@ -93,8 +92,7 @@ std::optional<Comparison> AskComparison(wxWindow* owner, WindowServices& service
 }
 
 CompareFrame::CompareFrame(wxWindow* beside, WindowServices& services, const Comparison& comparison,
-                           std::unique_ptr<compare::DifferenceStore> differences,
-                           std::function<void(const std::string& path)> save)
+                           std::unique_ptr<compare::DifferenceStore> differences, SaveToFile save)
     : wxFrame(nullptr, wxID_ANY, "Compare", wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE,
               "CompareFrame"),
       differences_(std::move(differences)) {
@@ -107,16 +105,10 @@ CompareFrame::CompareFrame(wxWindow* beside, WindowServices& services, const Com
              0, wxEXPAND | wxALL, FromDIP(kGap));
   sizer->Add(new DifferencePanel(whole, *differences_, {"First", "Second"}), 1, wxEXPAND);
   auto* buttons = new wxBoxSizer(wxHORIZONTAL);
-  auto* save_button = new wxButton(whole, wxID_ANY, "&Save...", wxDefaultPosition, wxDefaultSize, 0,
-                                   wxDefaultValidator, "SaveDifferences");
-  save_button->Bind(wxEVT_BUTTON, [this, &services, save = std::move(save)](wxCommandEvent&) {
-    const std::string path = services.ChooseNewFile(this, "CSV|*.csv|JSON|*.json", "differences.csv");
-    if (!path.empty()) save(path);
-  });
+  buttons->Add(NewSaveButton(whole, "&Save...", services, *differences_, std::move(save)));
   auto* close = new wxButton(whole, wxID_CLOSE, wxString(), wxDefaultPosition, wxDefaultSize, 0,
                              wxDefaultValidator, "CloseComparison");
   close->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Close(); });
-  buttons->Add(save_button);
   buttons->AddStretchSpacer();
   buttons->Add(close);
   sizer->Add(buttons, 0, wxEXPAND | wxALL, FromDIP(kGap));

@@ -1,5 +1,6 @@
 #include "ui/difference_panel.h"
 
+#include <wx/button.h>
 #include <wx/sizer.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
@@ -9,6 +10,7 @@
 #include "compare/diff_writers.h"
 #include "ui/text_list.h"
 #include "ui/text_wx.h"
+#include "ui/window_services.h"
 
 namespace vnt::ui {
 namespace {
@@ -33,6 +35,18 @@ std::string ChangedColumns(const DifferenceStore::Table& table, const Difference
 }
 
 }  // namespace
+
+wxButton* NewSaveButton(wxWindow* parent, const char* label, WindowServices& services,
+                        DifferenceStore& differences, SaveToFile save) {
+  auto* button = new wxButton(parent, wxID_ANY, label, wxDefaultPosition, wxDefaultSize, 0,
+                              wxDefaultValidator, "SaveDifferences");
+  button->Bind(wxEVT_BUTTON, [button, &services, &differences, save = std::move(save)](wxCommandEvent&) {
+    const std::string path =
+        services.ChooseNewFile(wxGetTopLevelParent(button), "CSV|*.csv|JSON|*.json", "differences.csv");
+    if (!path.empty()) save(differences, path);
+  });
+  return button;
+}
 
 DifferencePanel::DifferencePanel(wxWindow* parent, DifferenceStore& store, const Titles& titles)
     : wxPanel(parent), store_(store) {

@@ -14,7 +14,6 @@
 #include <utility>
 
 #include "ui/app_icon.h"
-#include "ui/difference_panel.h"
 #include "ui/text_list.h"
 #include "ui/text_wx.h"
 #include "ui/window_services.h"
@@ -67,7 +66,7 @@ void PlaceBeside(wxFrame& frame, const wxWindow* main, const wxSize& wanted) {
 }
 
 ReportFrame::ReportFrame(wxWindow* beside, WindowServices& services, RunRecord record,
-                         std::unique_ptr<compare::DifferenceStore> differences)
+                         std::unique_ptr<compare::DifferenceStore> differences, SaveToFile save)
     : wxFrame(nullptr, wxID_ANY,
               record.kind == RecordKind::kDryRun ? "Preview: what these fixes would change" : "Last Run",
               wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE, "ReportFrame"),
@@ -89,7 +88,7 @@ ReportFrame::ReportFrame(wxWindow* beside, WindowServices& services, RunRecord r
   } else {
     sizer->Add(MakeReportPage(whole), 1, wxEXPAND | wxLEFT | wxRIGHT, FromDIP(kGap));
   }
-  sizer->Add(MakeButtons(whole), 0, wxEXPAND | wxALL, FromDIP(kGap));
+  sizer->Add(MakeButtons(whole, std::move(save)), 0, wxEXPAND | wxALL, FromDIP(kGap));
   whole->SetSizer(sizer);
   PlaceBeside(*this, beside, differences_ ? wxSize(940, 680) : wxSize(820, 680));
 }
@@ -146,7 +145,7 @@ wxPanel* ReportFrame::MakeReportPage(wxWindow* parent) {
   return page;
 }
 
-wxSizer* ReportFrame::MakeButtons(wxWindow* parent) {
+wxSizer* ReportFrame::MakeButtons(wxWindow* parent, SaveToFile save) {
   auto* row = new wxBoxSizer(wxHORIZONTAL);
   const auto add = [&](const char* label, const char* name, void (ReportFrame::*action)(), bool enabled) {
     auto* button =
@@ -158,6 +157,9 @@ wxSizer* ReportFrame::MakeButtons(wxWindow* parent) {
   add("&Copy Errors", "CopyErrors", &ReportFrame::CopyErrors, !errors_.empty());
   add("Save &Errors...", "SaveErrors", &ReportFrame::SaveErrors, !errors_.empty());
   add("&Save Report...", "SaveReport", &ReportFrame::SaveReport, true);
+  if (differences_) {
+    row->Add(NewSaveButton(parent, "Save &Differences...", services_, *differences_, std::move(save)));
+  }
   row->AddStretchSpacer();
   auto* close = new wxButton(parent, wxID_CLOSE, wxString(), wxDefaultPosition, wxDefaultSize, 0,
                              wxDefaultValidator, "CloseReport");

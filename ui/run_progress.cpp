@@ -5,7 +5,6 @@
 #include <wx/utils.h>
 
 #include <algorithm>
-#include <csignal>
 #include <span>
 #include <utility>
 
@@ -18,6 +17,7 @@ namespace vnt::ui {
 namespace {
 
 constexpr int kGaugeOfFix = 100;
+constexpr int kGaugeOfBackup = 1000;
 // Often enough for the eye, and for a key that is pressed and let go.
 constexpr std::chrono::milliseconds kBetweenServings{40};
 
@@ -38,7 +38,8 @@ RunProgress::RunProgress(Parts parts)
 
 RunProgress::~RunProgress() { Finish(); }
 
-void RunProgress::RunStarts() {
+void RunProgress::Begin() {
+  if (hourglass_) return;
   hourglass_ = std::make_unique<wxBusyCursor>();
   wxRect place;
   parts_.bar->GetFieldRect(parts_.panel, place);
@@ -48,6 +49,25 @@ void RunProgress::RunStarts() {
   parts_.gauge->SetSize(place.GetRight() - width, place.y + (place.height - height) / 2, width, height);
   parts_.gauge->SetValue(0);
   parts_.gauge->Show();
+}
+
+void RunProgress::BackupAdvances(std::uint64_t done, std::uint64_t all) {
+  if (!hourglass_) {
+    Begin();
+    parts_.gauge->SetRange(kGaugeOfBackup);
+    parts_.bar->SetStatusText("Backing up ...", parts_.panel);
+    parts_.bar->Update();
+  } else if (std::chrono::steady_clock::now() - served_ < kBetweenServings) {
+    return;
+  }
+  parts_.gauge->SetValue(static_cast<int>(done * kGaugeOfBackup / std::max<std::uint64_t>(all, 1)));
+  Serve();
+  if (std::exchange(escape_, false)) jet::interruption = jet::kStopThis;
+}
+
+void RunProgress::RunStarts() {
+  Begin();
+  parts_.gauge->SetValue(0);
   Serve();
 }
 
@@ -72,7 +92,7 @@ void RunProgress::FixAdvances(std::int64_t steps, std::int64_t) {
   Serve();
   if (!std::exchange(escape_, false)) return;
   // The runner meets it with the next statement, as it meets a signal.
-  if (parts_.ask()) jet::interruption = SIGINT;
+  if (parts_.ask()) jet::interruption = jet::kStopThis;
   Discard();
 }
 
@@ -82,7 +102,9 @@ void RunProgress::RunEnds() {
 }
 
 void RunProgress::Finish() {
-  jet::interruption = 0;
+  // A signal is for the whole program.
+  int stopped = jet::kStopThis;
+  jet::interruption.compare_exchange_strong(stopped, 0);
   Discard();
   hourglass_.reset();
   parts_.gauge->Hide();

@@ -8,6 +8,7 @@
 #include <iostream>
 
 #include "ui/asked_to_end.h"
+#include "ui/native.h"
 #include "ui/text_wx.h"
 
 namespace vnt::ui {
@@ -40,6 +41,7 @@ void ShowWide(wxDialog& box) {
     event.Skip();
     const int width = box.GetTextExtent(kProgramTitle).GetWidth() + box.FromDIP(kRoomInTitle);
     if (box.GetSize().GetWidth() < width) box.SetSize(width, box.GetSize().GetHeight());
+    SetAlertRole(box);
     box.CentreOnParent();
   });
   box.ShowModal();

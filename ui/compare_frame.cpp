@@ -10,6 +10,8 @@
 #include <utility>
 
 #include "platform/messages.h"
+#include "ui/button_later.h"
+#include "ui/native.h"
 #include "ui/report_frame.h"
 #include "ui/text_wx.h"
 #include "ui/window_services.h"
@@ -27,11 +29,12 @@ class CompareDialog : public wxDialog {
         services_(services) {
     auto* grid = new wxFlexGridSizer(3, FromDIP(kGap), FromDIP(kGap));
     grid->AddGrowableCol(1);
-    first_ = AddFile(grid, "&First database:", "FirstDatabase", first);
-    second_ = AddFile(grid, "&Second database:", "SecondDatabase", {});
+    first_ = AddFile(grid, "&First database", "FirstDatabase", first);
+    second_ = AddFile(grid, "&Second database", "SecondDatabase", {});
     grid->Add(new wxStaticText(this, wxID_ANY, "&Notice (empty: all):"), 0, wxALIGN_CENTRE_VERTICAL);
     notice_ = new wxTextCtrl(this, wxID_ANY, wxString(), wxDefaultPosition, wxDefaultSize, 0,
                              wxDefaultValidator, "ComparedNotice");
+    SetAccessibleName(*notice_, "Notice (empty: all)");
     grid->Add(notice_);
     auto* whole = new wxBoxSizer(wxVERTICAL);
     whole->Add(grid, 1, wxEXPAND | wxALL, FromDIP(kGap));
@@ -47,12 +50,15 @@ class CompareDialog : public wxDialog {
 
  private:
   wxTextCtrl* AddFile(wxSizer* grid, const char* label, const char* name, const std::string& path) {
-    grid->Add(new wxStaticText(this, wxID_ANY, label), 0, wxALIGN_CENTRE_VERTICAL);
+    grid->Add(new wxStaticText(this, wxID_ANY, label + wxString(":")), 0, wxALIGN_CENTRE_VERTICAL);
     auto* text = new wxTextCtrl(this, wxID_ANY, ToWx(path), wxDefaultPosition, FromDIP(wxSize(360, -1)), 0,
                                 wxDefaultValidator, name);
+    const std::string words = FromWx(wxControl::RemoveMnemonics(label));
+    SetAccessibleName(*text, words);
     grid->Add(text, 1, wxEXPAND);
     auto* browse = new wxButton(this, wxID_ANY, "Browse...");
-    browse->Bind(wxEVT_BUTTON, [this, text](wxCommandEvent&) {
+    SetAccessibleName(*browse, "Browse for: " + words);
+    BindLater(*browse, [this, text] {
       const std::string chosen = services_.ChooseFile(this, kOpenFilter);
       if (!chosen.empty()) text->SetValue(ToWx(chosen));
     });

@@ -1,6 +1,5 @@
 #include "ui/difference_panel.h"
 
-#include <wx/button.h>
 #include <wx/sizer.h>
 #include <wx/stattext.h>
 #include <wx/textctrl.h>
@@ -8,6 +7,8 @@
 #include <utility>
 
 #include "compare/diff_writers.h"
+#include "ui/button_later.h"
+#include "ui/native.h"
 #include "ui/text_list.h"
 #include "ui/text_wx.h"
 #include "ui/window_services.h"
@@ -40,7 +41,7 @@ wxButton* NewSaveButton(wxWindow* parent, const char* label, WindowServices& ser
                         DifferenceStore& differences, SaveToFile save) {
   auto* button = new wxButton(parent, wxID_ANY, label, wxDefaultPosition, wxDefaultSize, 0,
                               wxDefaultValidator, "SaveDifferences");
-  button->Bind(wxEVT_BUTTON, [button, &services, &differences, save = std::move(save)](wxCommandEvent&) {
+  BindLater(*button, [button, &services, &differences, save = std::move(save)] {
     const std::string path =
         services.ChooseNewFile(wxGetTopLevelParent(button), "CSV|*.csv|JSON|*.json", "differences.csv");
     if (!path.empty()) save(differences, path);
@@ -88,6 +89,7 @@ wxWindow* DifferencePanel::MakeTables() {
       this, "DifferingTables",
       {{"Table", 125}, {"\u2260 Changed", 95, true}, {"+ Added", 80, true}, {"\u2212 Removed", 100, true}},
       std::move(source));
+  SetAccessibleName(*tables_list_, "Tables that differ");
   tables_list_->Bind(wxEVT_DATAVIEW_SELECTION_CHANGED, [this](wxDataViewEvent&) { TableChosen(); });
   return tables_list_;
 }
@@ -100,6 +102,7 @@ wxWindow* DifferencePanel::MakeRows(const Titles& titles) {
               wxALIGN_CENTRE_VERTICAL | wxRIGHT, FromDIP(kGap));
   notice_ = new wxTextCtrl(panel, wxID_ANY, wxString(), wxDefaultPosition, wxDefaultSize, 0,
                            wxDefaultValidator, "NoticeOfDifferences");
+  SetAccessibleName(*notice_, "Notice (empty: all)");
   notice_->SetMaxLength(10);
   notice_->Bind(wxEVT_TEXT, [this](wxCommandEvent&) { TableChosen(); });
   choice->Add(notice_);
@@ -107,14 +110,16 @@ wxWindow* DifferencePanel::MakeRows(const Titles& titles) {
 
   rows_list_ = new TextList(panel, "DifferingRows", {{"Row", 85}, {"Key", 190}, {"Changed columns", 200}},
                             {[this](unsigned row, unsigned column) { return RowText(row, column); }, {}});
+  SetAccessibleName(*rows_list_, "Rows that differ");
   rows_list_->Bind(wxEVT_DATAVIEW_SELECTION_CHANGED, [this](wxDataViewEvent&) { RowChosen(); });
   TextList::Source cells;
   cells.text = [this](unsigned row, unsigned column) { return CellText(row, column); };
   cells.is_marked = [this](unsigned row) { return chosen_.cells[row].changed; };
   cells_list_ = new TextList(
       panel, "Cells",
-      {{"", 30}, {"Column", 120}, {titles.old_side.c_str(), 150}, {titles.new_side.c_str(), 150}},
+      {{"\u00B1", 36}, {"Column", 120}, {titles.old_side.c_str(), 150}, {titles.new_side.c_str(), 150}},
       std::move(cells));
+  SetAccessibleName(*cells_list_, "Values of the row");
   sizer->Add(rows_list_, 2, wxEXPAND);
   sizer->Add(cells_list_, 3, wxEXPAND | wxTOP, FromDIP(kGap));
   remark_ = new wxStaticText(panel, wxID_ANY, wxString(), wxDefaultPosition, wxDefaultSize,

@@ -26,8 +26,10 @@
 #include "run/databases.h"
 #include "startup/run_messages.h"
 #include "ui/app_icon.h"
+#include "ui/button_later.h"
 #include "ui/compare_frame.h"
 #include "ui/report_frame.h"
+#include "ui/status_text.h"
 #include "ui/text_wx.h"
 #include "ui/typed_ahead.h"
 
@@ -38,8 +40,6 @@ constexpr const char* kCaption = "Fix Electronic Notification Database V7";
 
 // A greyed item is never chosen, so its help would never show: it does while the menu is open.
 constexpr const char* kPageNoHelp = "Add Page No to Groups: this tool is not part of this program.";
-
-enum Panel : int { kDatabasePanel = 0, kScopePanel = 1, kDatePanel = 2, kTimePanel = 3 };
 
 void Inform(std::string_view text) { platform::ShowMessage(text, platform::MessageStyle::kInformation); }
 void Alarm(std::string_view text) { platform::ShowMessage(text, platform::MessageStyle::kCritical); }
@@ -80,7 +80,7 @@ class frmMain::Working {
 class frmMain::Busy {
  public:
   Busy(frmMain& window, const char* doing) : progress_(window.ProgressParts("", [] {})) {
-    window.sbStatusBar->SetStatusText(doing, kDatabasePanel);
+    ShowStatus(*window.sbStatusBar, doing, kDatabasePanel);
     progress_.RunStarts();
   }
 
@@ -129,24 +129,22 @@ frmMain::~frmMain() = default;
 
 void frmMain::BindEvents() {
   Command1->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Command1_Click(); });
-  Command2->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Command2_Click(); });
+  BindLater(*Command2, [this] { Command2_Click(); });
   Command3->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Command3_Click(); });
   cmdclear->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { cmdclear_Click(); });
-  Bind(
-      wxEVT_MENU, [this](wxCommandEvent&) { mnuFileOpen_Click(); }, mnuFileOpen);
-  Bind(
-      wxEVT_MENU, [this](wxCommandEvent&) { Close(); }, mnuFileExit);
-  Bind(
-      wxEVT_MENU, [this](wxCommandEvent&) { services_.ShowHelpFile("Tidyworks.chm"); }, mnuHelp);
-  const auto choose = [this](int item, void (frmMain::*action)()) {
+  // When the press is over, as with the buttons.
+  const auto choose = [this](int item, std::function<void()> action) {
     Bind(
-        wxEVT_MENU, [this, action](wxCommandEvent&) { (this->*action)(); }, item);
+        wxEVT_MENU, [this, action](wxCommandEvent&) { CallAfter(action); }, item);
   };
-  cmdPreview->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { cmdPreview_Click(); });
-  choose(mnuFileClose, &frmMain::mnuFileClose_Click);
-  choose(mnuFileUndo, &frmMain::mnuFileUndo_Click);
-  choose(mnuViewLastRun, &frmMain::ShowLastRun);
-  choose(mnutools_compare, &frmMain::mnutools_compare_Click);
+  BindLater(*cmdPreview, [this] { cmdPreview_Click(); });
+  choose(mnuFileOpen, [this] { mnuFileOpen_Click(); });
+  choose(mnuFileClose, [this] { mnuFileClose_Click(); });
+  choose(mnuFileUndo, [this] { mnuFileUndo_Click(); });
+  choose(mnuFileExit, [this] { Close(); });
+  choose(mnuViewLastRun, [this] { ShowLastRun(); });
+  choose(mnutools_compare, [this] { mnutools_compare_Click(); });
+  choose(mnuHelp, [this] { services_.ShowHelpFile("Tidyworks.chm"); });
   Bind(
       wxEVT_MENU, [](wxCommandEvent& event) { SaveBackUpBeforeFixing(event.IsChecked()); }, mnuFileBackUp);
   Bind(
@@ -154,7 +152,7 @@ void frmMain::BindEvents() {
       [this](wxCommandEvent& event) {
         const std::vector<std::string> files = RecentFiles();
         const auto number = static_cast<std::size_t>(event.GetId() - mnuFileRecentFirst);
-        if (number < files.size()) OpenFile(files[number]);
+        if (number < files.size()) CallAfter([this, file = files[number]] { OpenFile(file); });
       },
       mnuFileRecentFirst, mnuFileRecentLast);
   Bind(wxEVT_MENU_OPEN, [this](wxMenuEvent& event) {
@@ -185,14 +183,14 @@ bool frmMain::Automatic_Fix() { return Command2_Click(); }
 void frmMain::ClearDefaultselection() { cmdclear_Click(); }
 
 void frmMain::SetDatabasePanel(const std::string& text) {
-  sbStatusBar->SetStatusText(ToWx(text), kDatabasePanel);
+  ShowStatus(*sbStatusBar, ToWx(text), kDatabasePanel);
   ShowScope();
 }
 
 void frmMain::ShowScope() {
   const std::int32_t notice = State().ntc_id;
   const std::string scope = notice > 0 ? "notice " + std::to_string(notice) : "all notices";
-  sbStatusBar->SetStatusText(ToWx(scope), kScopePanel);
+  ShowStatus(*sbStatusBar, ToWx(scope), kScopePanel);
 }
 
 void frmMain::ShowWindow() {

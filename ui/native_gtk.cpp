@@ -8,13 +8,18 @@
 namespace vnt::ui {
 
 void SetAccessibleName(wxWindow& control, const std::string& name) {
-  // Lists are framed by what scrolls them; the reader is on what is in there.
-  GtkWidget* widget = control.m_widget;
-  if (GTK_IS_SCROLLED_WINDOW(widget)) {
-    GtkWidget* const inner = gtk_bin_get_child(GTK_BIN(widget));
-    if (GTK_IS_TREE_VIEW(inner)) widget = inner;
-  }
-  atk_object_set_name(gtk_widget_get_accessible(widget), name.c_str());
+  const auto set = [&](GtkWidget* widget) {
+    atk_object_set_name(gtk_widget_get_accessible(widget), name.c_str());
+  };
+  set(control.m_widget);
+  if (!GTK_IS_SCROLLED_WINDOW(control.m_widget)) return;
+  // A list stands in what scrolls it.
+  GtkWidget* const inner = gtk_bin_get_child(GTK_BIN(control.m_widget));
+  if (GTK_IS_TREE_VIEW(inner)) set(inner);
+}
+
+void SetAlertRole(wxWindow& box) {
+  atk_object_set_role(gtk_widget_get_accessible(box.m_widget), ATK_ROLE_ALERT);
 }
 
 void SetItemTooltip(wxMenuItem& item, const std::string& text) {

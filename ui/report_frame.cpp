@@ -1,6 +1,5 @@
 #include "ui/report_frame.h"
 
-#include <wx/button.h>
 #include <wx/choice.h>
 #include <wx/clipbrd.h>
 #include <wx/dataobj.h>
@@ -14,6 +13,8 @@
 #include <utility>
 
 #include "ui/app_icon.h"
+#include "ui/button_later.h"
+#include "ui/native.h"
 #include "ui/text_list.h"
 #include "ui/text_wx.h"
 #include "ui/window_services.h"
@@ -82,6 +83,7 @@ ReportFrame::ReportFrame(wxWindow* beside, WindowServices& services, RunRecord r
   sizer->Add(summary, 0, wxEXPAND | wxALL, FromDIP(kGap));
   if (differences_) {
     auto* pages = new wxNotebook(whole, wxID_ANY);
+    SetAccessibleName(*pages, "Preview");
     pages->AddPage(new DifferencePanel(pages, *differences_, {"Old", "New"}), "What would change", true);
     pages->AddPage(MakeReportPage(pages), "Fixes");
     sizer->Add(pages, 1, wxEXPAND | wxLEFT | wxRIGHT, FromDIP(kGap));
@@ -105,6 +107,7 @@ wxPanel* ReportFrame::MakeReportPage(wxWindow* parent) {
   sort_choice_ = new wxChoice(page, wxID_ANY, wxDefaultPosition, wxDefaultSize, 0, nullptr, 0,
                               wxDefaultValidator, "SortBy");
   for (const TextList::Column& column : kFixColumns) sort_choice_->Append(column.title);
+  SetAccessibleName(*sort_choice_, "Sort by");
   sort_choice_->SetSelection(0);
   sorting->Add(sort_choice_);
   sizer->Add(sorting, 0, wxTOP | wxBOTTOM, FromDIP(kGap));
@@ -115,6 +118,7 @@ wxPanel* ReportFrame::MakeReportPage(wxWindow* parent) {
   };
   fixes.is_marked = [this](unsigned row) { return rows_[row].errors > 0; };
   fixes_ = new TextList(page, "Fixes", kFixColumns, std::move(fixes));
+  SetAccessibleName(*fixes_, "Fixes");
   fixes_->Fill(rows_.size());
   sizer->Add(fixes_, 3, wxEXPAND);
 
@@ -123,6 +127,7 @@ wxPanel* ReportFrame::MakeReportPage(wxWindow* parent) {
     auto* errors =
         new TextList(page, "Errors", kErrorColumns,
                      {[this](unsigned row, unsigned column) { return ErrorText(errors_[row], column); }, {}});
+    SetAccessibleName(*errors, "Errors");
     errors->Fill(errors_.size());
     sizer->Add(errors, 2, wxEXPAND);
   }
@@ -151,7 +156,7 @@ wxSizer* ReportFrame::MakeButtons(wxWindow* parent, SaveToFile save) {
     auto* button =
         new wxButton(parent, wxID_ANY, label, wxDefaultPosition, wxDefaultSize, 0, wxDefaultValidator, name);
     button->Enable(enabled);
-    button->Bind(wxEVT_BUTTON, [this, action](wxCommandEvent&) { (this->*action)(); });
+    BindLater(*button, [this, action] { (this->*action)(); });
     row->Add(button, 0, wxRIGHT, FromDIP(kGap));
   };
   add("&Copy Errors", "CopyErrors", &ReportFrame::CopyErrors, !errors_.empty());

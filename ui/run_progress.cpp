@@ -10,6 +10,7 @@
 
 #include "access/base/interruption.h"
 #include "run/fix_statements.h"
+#include "ui/status_text.h"
 #include "ui/text_wx.h"
 #include "ui/typed_ahead.h"
 
@@ -55,7 +56,7 @@ void RunProgress::BackupAdvances(std::uint64_t done, std::uint64_t all) {
   if (!hourglass_) {
     Begin();
     parts_.gauge->SetRange(kGaugeOfBackup);
-    parts_.bar->SetStatusText("Backing up ...", parts_.panel);
+    ShowStatus(*parts_.bar, "Backing up ...", parts_.panel);
     parts_.bar->Update();
   } else if (std::chrono::steady_clock::now() - served_ < kBetweenServings) {
     return;
@@ -76,8 +77,9 @@ void RunProgress::FixStarts(const FixEntry& fix, int number, int count) {
   expected_ = StatementsOf(fix);
   parts_.gauge->SetRange(count * kGaugeOfFix);
   parts_.gauge->SetValue(finished_ * kGaugeOfFix);
-  parts_.bar->SetStatusText(
-      wxString::Format("%s %d of %d: %s", ToWx(parts_.verb), number, count, ToWx(fix.caption)), parts_.panel);
+  ShowStatus(*parts_.bar,
+             wxString::Format("%s %d of %d: %s", ToWx(parts_.verb), number, count, ToWx(fix.caption)),
+             parts_.panel);
   // Painted at once, however short the fix.
   parts_.bar->Update();
   Serve();
@@ -108,7 +110,7 @@ void RunProgress::Finish() {
   Discard();
   hourglass_.reset();
   parts_.gauge->Hide();
-  parts_.bar->SetStatusText(former_text_, parts_.panel);
+  ShowStatus(*parts_.bar, former_text_, parts_.panel);
 }
 
 void RunProgress::Discard() {

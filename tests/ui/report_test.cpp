@@ -96,6 +96,7 @@ class ReportTest : public WindowTest {
     wxCommandEvent event(wxEVT_BUTTON, control.GetId());
     event.SetEventObject(&control);
     control.Command(event);
+    wxTheApp->ProcessPendingEvents();
   }
   static std::string FileText(const fs::path& file) {
     std::ifstream stream(file, std::ios::binary);

@@ -13,6 +13,7 @@
 #include "ui/button_later.h"
 #include "ui/native.h"
 #include "ui/report_frame.h"
+#include "ui/text_size.h"
 #include "ui/text_wx.h"
 #include "ui/window_services.h"
 
@@ -51,8 +52,8 @@ class CompareDialog : public wxDialog {
  private:
   wxTextCtrl* AddFile(wxSizer* grid, const char* label, const char* name, const std::string& path) {
     grid->Add(new wxStaticText(this, wxID_ANY, label + wxString(":")), 0, wxALIGN_CENTRE_VERTICAL);
-    auto* text = new wxTextCtrl(this, wxID_ANY, ToWx(path), wxDefaultPosition, FromDIP(wxSize(360, -1)), 0,
-                                wxDefaultValidator, name);
+    auto* text = new wxTextCtrl(this, wxID_ANY, ToWx(path), wxDefaultPosition,
+                                WithText(*this, wxSize(360, 29)), 0, wxDefaultValidator, name);
     const std::string words = FromWx(wxControl::RemoveMnemonics(label));
     SetAccessibleName(*text, words);
     grid->Add(text, 1, wxEXPAND);

@@ -10,6 +10,7 @@
 #include "ui/button_later.h"
 #include "ui/native.h"
 #include "ui/text_list.h"
+#include "ui/text_size.h"
 #include "ui/text_wx.h"
 #include "ui/window_services.h"
 
@@ -87,8 +88,7 @@ wxWindow* DifferencePanel::MakeTables() {
   };
   tables_list_ = new TextList(
       this, "DifferingTables",
-      {{"Table", 125}, {"\u2260 Changed", 95, true}, {"+ Added", 80, true}, {"\u2212 Removed", 100, true}},
-      std::move(source));
+      {{"Table", 120}, {"Changed", 74, true}, {"Added", 62, true}, {"Removed", 80, true}}, std::move(source));
   SetAccessibleName(*tables_list_, "Tables that differ");
   tables_list_->Bind(wxEVT_DATAVIEW_SELECTION_CHANGED, [this](wxDataViewEvent&) { TableChosen(); });
   return tables_list_;
@@ -100,8 +100,9 @@ wxWindow* DifferencePanel::MakeRows(const Titles& titles) {
   auto* choice = new wxBoxSizer(wxHORIZONTAL);
   choice->Add(new wxStaticText(panel, wxID_ANY, "&Notice (empty: all):"), 0,
               wxALIGN_CENTRE_VERTICAL | wxRIGHT, FromDIP(kGap));
-  notice_ = new wxTextCtrl(panel, wxID_ANY, wxString(), wxDefaultPosition, wxDefaultSize, 0,
-                           wxDefaultValidator, "NoticeOfDifferences");
+  const wxSize room = WithText(*panel, wxSize(96, 29));
+  notice_ = new wxTextCtrl(panel, wxID_ANY, wxString(), wxDefaultPosition, room, 0, wxDefaultValidator,
+                           "NoticeOfDifferences");
   SetAccessibleName(*notice_, "Notice (empty: all)");
   notice_->SetMaxLength(10);
   notice_->Bind(wxEVT_TEXT, [this](wxCommandEvent&) { TableChosen(); });

@@ -8,6 +8,7 @@
 #include <wx/panel.h>
 #include <wx/sizer.h>
 #include <wx/stattext.h>
+#include <wx/wrapsizer.h>
 
 #include <algorithm>
 #include <utility>
@@ -16,6 +17,7 @@
 #include "ui/button_later.h"
 #include "ui/native.h"
 #include "ui/text_list.h"
+#include "ui/text_size.h"
 #include "ui/text_wx.h"
 #include "ui/window_services.h"
 
@@ -56,7 +58,7 @@ void PlaceBeside(wxFrame& frame, const wxWindow* main, const wxSize& wanted) {
   });
   const int screen_number = std::max(main == nullptr ? 0 : wxDisplay::GetFromWindow(main), 0);
   const wxRect screen = wxDisplay(static_cast<unsigned>(screen_number)).GetClientArea();
-  wxSize size = frame.FromDIP(wanted);
+  wxSize size = WithText(frame, wanted);
   size.DecTo(screen.GetSize());
   frame.SetSize(size);
   if (main == nullptr) return;
@@ -90,7 +92,7 @@ ReportFrame::ReportFrame(wxWindow* beside, WindowServices& services, RunRecord r
   } else {
     sizer->Add(MakeReportPage(whole), 1, wxEXPAND | wxLEFT | wxRIGHT, FromDIP(kGap));
   }
-  sizer->Add(MakeButtons(whole, std::move(save)), 0, wxEXPAND | wxALL, FromDIP(kGap));
+  sizer->Add(MakeButtons(whole, std::move(save)), 0, wxEXPAND | wxLEFT | wxTOP | wxRIGHT, FromDIP(kGap));
   whole->SetSizer(sizer);
   PlaceBeside(*this, beside, differences_ ? wxSize(940, 680) : wxSize(820, 680));
 }
@@ -151,25 +153,26 @@ wxPanel* ReportFrame::MakeReportPage(wxWindow* parent) {
 }
 
 wxSizer* ReportFrame::MakeButtons(wxWindow* parent, SaveToFile save) {
-  auto* row = new wxBoxSizer(wxHORIZONTAL);
+  // On as many lines as they need.
+  auto* row = new wxWrapSizer(wxHORIZONTAL, wxREMOVE_LEADING_SPACES);
   const auto add = [&](const char* label, const char* name, void (ReportFrame::*action)(), bool enabled) {
     auto* button =
         new wxButton(parent, wxID_ANY, label, wxDefaultPosition, wxDefaultSize, 0, wxDefaultValidator, name);
     button->Enable(enabled);
     BindLater(*button, [this, action] { (this->*action)(); });
-    row->Add(button, 0, wxRIGHT, FromDIP(kGap));
+    row->Add(button, 0, wxRIGHT | wxBOTTOM, FromDIP(kGap));
   };
   add("&Copy Errors", "CopyErrors", &ReportFrame::CopyErrors, !errors_.empty());
   add("Save &Errors...", "SaveErrors", &ReportFrame::SaveErrors, !errors_.empty());
   add("&Save Report...", "SaveReport", &ReportFrame::SaveReport, true);
   if (differences_) {
-    row->Add(NewSaveButton(parent, "Save &Differences...", services_, *differences_, std::move(save)));
+    row->Add(NewSaveButton(parent, "Save &Differences...", services_, *differences_, std::move(save)), 0,
+             wxRIGHT | wxBOTTOM, FromDIP(kGap));
   }
-  row->AddStretchSpacer();
   auto* close = new wxButton(parent, wxID_CLOSE, wxString(), wxDefaultPosition, wxDefaultSize, 0,
                              wxDefaultValidator, "CloseReport");
   close->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Close(); });
-  row->Add(close);
+  row->Add(close, 0, wxBOTTOM, FromDIP(kGap));
   return row;
 }
 

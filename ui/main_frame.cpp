@@ -132,10 +132,15 @@ void frmMain::BindEvents() {
   BindLater(*Command2, [this] { Command2_Click(); });
   Command3->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Command3_Click(); });
   cmdclear->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { cmdclear_Click(); });
-  // When the press is over, as with the buttons.
-  const auto choose = [this](int item, std::function<void()> action) {
+  // When the press is over, as with the buttons; what a run that was begun meanwhile would meet is dropped.
+  const auto later = [this](std::function<void()> action) {
+    CallAfter([this, action = std::move(action)] {
+      if (!running_) action();
+    });
+  };
+  const auto choose = [this, later](int item, std::function<void()> action) {
     Bind(
-        wxEVT_MENU, [this, action](wxCommandEvent&) { CallAfter(action); }, item);
+        wxEVT_MENU, [later, action = std::move(action)](wxCommandEvent&) { later(action); }, item);
   };
   BindLater(*cmdPreview, [this] { cmdPreview_Click(); });
   choose(mnuFileOpen, [this] { mnuFileOpen_Click(); });
@@ -149,10 +154,10 @@ void frmMain::BindEvents() {
       wxEVT_MENU, [](wxCommandEvent& event) { SaveBackUpBeforeFixing(event.IsChecked()); }, mnuFileBackUp);
   Bind(
       wxEVT_MENU,
-      [this](wxCommandEvent& event) {
+      [this, later](wxCommandEvent& event) {
         const std::vector<std::string> files = RecentFiles();
         const auto number = static_cast<std::size_t>(event.GetId() - mnuFileRecentFirst);
-        if (number < files.size()) CallAfter([this, file = files[number]] { OpenFile(file); });
+        if (number < files.size()) later([this, file = files[number]] { OpenFile(file); });
       },
       mnuFileRecentFirst, mnuFileRecentLast);
   Bind(wxEVT_MENU_OPEN, [this](wxMenuEvent& event) {

@@ -145,6 +145,28 @@ TEST_F(WorkingTest, MenusAreGreyedDuringARun) {
   for (const std::size_t menu : {0U, 1U, 2U, 3U}) EXPECT_TRUE(Window().GetMenuBar()->IsEnabledTop(menu));
 }
 
+// Chosen before the run, and due in it.
+TEST_F(WorkingTest, WhatWasChosenBeforeARunIsDroppedInIt) {
+  state_.current_database = "/data/own.mdb";
+  Window();
+  services_.run = [&](const FixSelection&, RunObserver& observer) {
+    for (const int item : {frmMain::mnuFileUndo, frmMain::mnuFileClose, frmMain::mnuFileOpen}) {
+      Window().ProcessWindowEvent(*std::make_unique<wxCommandEvent>(wxEVT_MENU, item));
+    }
+    wxCommandEvent again(wxEVT_BUTTON, Named<wxButton>("Command2").GetId());
+    Named<wxButton>("Command2").Command(again);
+    wxTheApp->ProcessPendingEvents();
+    observer.RunStarts();
+    observer.RunEnds();
+    return RunResult();
+  };
+  Click("Command2");
+  EXPECT_THAT(services_.questions, IsEmpty());
+  EXPECT_THAT(services_.filters, IsEmpty());
+  EXPECT_EQ(state_.current_database, "/data/own.mdb");
+  EXPECT_THAT(messages_.shown, SizeIs(1));
+}
+
 TEST_F(WorkingTest, EscapeAsksAndNoGoesOn) {
   services_.confirms = false;
   Window();

@@ -39,9 +39,8 @@ struct Undone {
 // turn, so that undoing can be undone. With `force`, where no run left it so, the newest backup of it that
 // differs from it, also when the database is damaged. Refused with a jet::Error, and nothing is touched:
 // kNotFound when there is no such backup; kIo when the database is not what a run left; kCorrupt when the
-// backup is not what it was when it was made, or, without `force`, has no record that can be read; whatever keeps the database from being opened
-// for writing.
-// What `progress` throws leaves everything as it was.
+// backup is not what it was when it was made, or, without `force`, has no record that can be read; whatever
+// keeps the database from being opened for writing. What `progress` throws leaves everything as it was.
 Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::string& folder, bool force,
                    const jet::CopyProgress& progress = {});
 

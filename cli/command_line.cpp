@@ -25,7 +25,6 @@ const Choices<jet::Format> kFormats{
     {"jet4", jet::Format::kJet4}, {"ace12", jet::Format::kAce12}, {"ace14", jet::Format::kAce14}};
 const Choices<platform::DateOrder> kDateOrders{{"dmy", platform::DateOrder::kDayFirst},
                                                {"mdy", platform::DateOrder::kMonthFirst}};
-const Choices<RecordFormat> kReportFormats{{"text", RecordFormat::kText}, {"json", RecordFormat::kJson}};
 const Choices<ExportFormat> kExportFormats{
     {"csv", ExportFormat::kCsv}, {"json", ExportFormat::kJson}, {"sqlite", ExportFormat::kSqlite}};
 const Choices<DiffFormat> kDiffFormats{
@@ -98,7 +97,8 @@ void AddFix(CLI::App& app, Request& r) {
         "FILE");
   AddFixChoice(*fix, options);
   auto* dry_run = fix->add_flag("--dry-run", options.dry_run, "Show what a run would do; no file is written");
-  fix->add_flag("--diff", options.diff, "With --dry-run, also show what would change, as \"diff\" does")
+  fix->add_flag("--diff", options.diff,
+                "With --dry-run, also show what would change, as \"diff\" does (--format text, csv, json)")
       ->needs(dry_run);
   fix->add_flag("--backup", r.backup, "First copy each file to NAME.YYYYMMDD-HHMMSS.bak, for \"undo\"")
       ->excludes(dry_run);
@@ -107,11 +107,10 @@ void AddFix(CLI::App& app, Request& r) {
   fix->add_flag("--discard-journal", options.discard_journal,
                 "First drop what a run that did not end has saved beside the file, and lose it")
       ->excludes(dry_run);
-  auto* report =
-      Named(fix->add_option("--report", options.report, "Write what was done to this file"), "FILE");
-  AddChoice(*fix, "--format", options.report_format, kReportFormats,
-            "Of the report (default: json where its name ends in .json, else text)")
-      ->needs(report);
+  Named(fix->add_option("--report", options.report, "Write what was done to this file"), "FILE");
+  AddChoice(*fix, "--format", options.format, kDiffFormats,
+            "Of the report (text or json; default: json where its name ends in .json) and of what --diff "
+            "prints (default: text). With --diff and csv or json the lines of the run go to standard error");
   AddChoice(*fix, "--date-order", options.date_order, kDateOrders,
             "Order in which dates are read (default: that of the regional settings)");
   Named(fix->add_option("--data-level", options.data_level, "Data level (default: DataLevel of KV_SOFT.ini)"),
@@ -120,6 +119,7 @@ void AddFix(CLI::App& app, Request& r) {
   fix->add_flag("--verbose", options.verbose, "Print every error that differs in a word")->excludes(quiet);
   fix->footer(R"(Examples:
   vntfix fix nightly.mdb --reference ref.mdb --dry-run --diff
+  vntfix fix nightly.mdb --reference ref.mdb --dry-run --diff --format json
   vntfix fix nightly.mdb --reference ref.mdb --backup --report nightly.json
   vntfix fix nightly.mdb --reference ref.mdb --only 7-9,"sort freq" --notice 5,7-9
 )");

@@ -32,7 +32,7 @@ struct FixOptions {
   bool diff = false;                  // of a dry run: what would change, row by row
   std::optional<std::string> backup;  // the folder; empty: that of the file
   std::string report;                 // path; empty: none
-  std::optional<RecordFormat> report_format;
+  std::optional<DiffFormat> format;   // of the report and of what `diff` prints; CSV: of the latter alone
   bool quiet = false, verbose = false;
   std::optional<int> data_level;
   std::optional<platform::DateOrder> date_order;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <optional>
 
 #include <fmt/format.h>
@@ -10,15 +11,6 @@
 
 namespace vnt::cli {
 namespace {
-
-template <class Use>
-void ForEachPart(std::string_view text, char separator, Use use) {
-  for (std::size_t at = 0; at <= text.size();) {
-    const std::size_t end = std::min(text.find(separator, at), text.size());
-    use(text.substr(at, end - at));
-    at = end + 1;
-  }
-}
 
 std::string_view Trimmed(std::string_view text) {
   const std::size_t first = text.find_first_not_of(' ');
@@ -33,20 +25,59 @@ std::optional<std::int32_t> Number(std::string_view text) {
   return number;
 }
 
-// "7" or "7-9".
-std::optional<NoticeRange> Range(std::string_view text) {
+// What is meant as a number or a range, well written or not: "7", "7-9", "7-", "9 - 7".
+bool IsNumeric(std::string_view text) {
+  return text.find_first_not_of("0123456789- ") == std::string_view::npos;
+}
+
+// What a list may name, by numbers.
+struct Numbered {
+  std::string_view one, many;
+  std::int32_t first, last;
+};
+constexpr Numbered kFixes{"fix", "fixes", 0, kFixCount - 1};
+constexpr Numbered kNotices{"notice", "notices", 1, std::numeric_limits<std::int32_t>::max()};
+
+// "7" or "7-9", within the limits.
+NoticeRange Range(std::string_view text, const Numbered& of) {
   const std::size_t dash = text.find('-');
+  const bool is_range = dash != std::string_view::npos;
   const auto first = Number(Trimmed(text.substr(0, dash)));
-  const auto last = dash == std::string_view::npos ? first : Number(Trimmed(text.substr(dash + 1)));
-  if (!first || !last) return {};
-  return NoticeRange{*first, *last};
+  const auto last = is_range ? Number(Trimmed(text.substr(dash + 1))) : first;
+  if (first && last && *first > *last) {
+    throw ChoiceError(
+        fmt::format("The range \"{}\" runs backwards; it is written {}-{}.", text, *last, *first));
+  }
+  if (first && last && *first >= of.first && *last <= of.last) return {*first, *last};
+  if (is_range && !(first && last)) {
+    throw ChoiceError(fmt::format("\"{}\" is no range of {}, such as 7-9.", text, of.many));
+  }
+  throw ChoiceError(fmt::format("\"{}\" is no {}: they have the numbers {} to {}, several as 5,7-9.", text,
+                                of.one, of.first, of.last));
+}
+
+// What stands between commas, without the blanks around it.
+template <class Use>
+void ForEachPart(std::string_view text, Use use) {
+  for (std::size_t at = 0; at <= text.size();) {
+    const std::size_t end = std::min(text.find(',', at), text.size());
+    const std::string_view part = Trimmed(text.substr(at, end - at));
+    if (part.empty()) {
+      const bool has_comma = text.find(',') != std::string_view::npos;
+      throw ChoiceError(fmt::format("\"{}\" names nothing{}.", text, has_comma ? " beside a comma" : ""));
+    }
+    use(part);
+    at = end + 1;
+  }
 }
 
 std::vector<std::string> Words(std::string_view text) {
   std::vector<std::string> words;
-  ForEachPart(text, ' ', [&](std::string_view word) {
-    if (!word.empty()) words.push_back(jet::UpperText(word));
-  });
+  for (std::string_view rest = Trimmed(text); !rest.empty();) {
+    const std::string_view word = rest.substr(0, rest.find(' '));
+    words.push_back(jet::UpperText(word));
+    rest = Trimmed(rest.substr(word.size()));
+  }
   return words;
 }
 
@@ -64,7 +95,7 @@ const FixEntry& FixOfWords(std::string_view text) {
     if (jet::EqualNames(fix.caption, text)) return fix;
     if (HasWords(fix, words)) found.push_back(&fix);
   }
-  if (found.empty() || words.empty()) {
+  if (found.empty()) {
     throw ChoiceError(
         fmt::format("No fix has the words \"{}\" in its caption; vntfix list shows them all.", text));
   }
@@ -80,17 +111,13 @@ const FixEntry& FixOfWords(std::string_view text) {
 
 FixSelection ChooseFixes(std::string_view text) {
   FixSelection selection;
-  ForEachPart(text, ',', [&](std::string_view part) {
-    part = Trimmed(part);
-    const auto range = Range(part);
-    if (!range) {
+  ForEachPart(text, [&](std::string_view part) {
+    if (!IsNumeric(part)) {
       selection.set(static_cast<std::size_t>(FixOfWords(part).index));
       return;
     }
-    if (range->first > range->last || range->last >= kFixCount) {
-      throw ChoiceError(fmt::format("\"{}\" is no fix: they have the numbers 0 to {}.", part, kFixCount - 1));
-    }
-    for (int index = range->first; index <= range->last; ++index) {
+    const NoticeRange range = Range(part, kFixes);
+    for (int index = range.first; index <= range.last; ++index) {
       selection.set(static_cast<std::size_t>(index));
     }
   });
@@ -99,14 +126,7 @@ FixSelection ChooseFixes(std::string_view text) {
 
 std::vector<NoticeRange> ParseNotices(std::string_view text) {
   std::vector<NoticeRange> ranges;
-  ForEachPart(text, ',', [&](std::string_view part) {
-    const auto range = Range(Trimmed(part));
-    if (!range || range->first < 1 || range->first > range->last) {
-      throw ChoiceError(fmt::format(
-          "\"{}\" is no notice: they have numbers from 1 to 2147483647, several as 5,7-9.", part));
-    }
-    ranges.push_back(*range);
-  });
+  ForEachPart(text, [&](std::string_view part) { ranges.push_back(Range(part, kNotices)); });
   return ranges;
 }
 

@@ -97,13 +97,34 @@ int StatusOf(const RunResult& result) {
   return result.failed() ? kFailed : kOk;
 }
 
-// What the file is and what it would be, as vntfix diff prints it. Nothing may be open through the overlay.
-void PrintDifferences(const std::string& file, jet::FileSystem& overlay, std::ostream& out) {
-  const auto before = OpenToCompare(jet::PlatformFileSystem(), file);
-  const auto after = OpenToCompare(overlay, file);
-  const auto writer = MakeDiffWriter(DiffFormat::kText, {file, file + " after the run", 0, false}, out);
-  writer->Finish(compare::Compare(*before, *after, {}, *writer));
-}
+// What files are and what they would be, as vntfix diff prints it. JSON of several files is an array.
+class DifferencePrinter {
+ public:
+  DifferencePrinter(const FixOptions& options, std::ostream& out)
+      : format_(options.format.value_or(DiffFormat::kText)),
+        is_array_(options.diff && format_ == DiffFormat::kJson && options.files.size() > 1),
+        out_(out) {
+    if (is_array_) out_ << '[';
+  }
+
+  // Nothing may be open through the overlay.
+  void Print(const std::string& file, jet::FileSystem& overlay) {
+    if (is_array_) out_ << (printed_++ == 0 ? "\n" : ",\n");
+    const auto before = OpenToCompare(jet::PlatformFileSystem(), file);
+    const auto after = OpenToCompare(overlay, file);
+    const auto writer = MakeDiffWriter(format_, {file, file + " after the run", 0, false}, out_);
+    writer->Finish(compare::Compare(*before, *after, {}, *writer));
+  }
+  void Finish() {
+    if (is_array_) out_ << "]\n";
+  }
+
+ private:
+  const DiffFormat format_;
+  const bool is_array_;
+  std::ostream& out_;
+  int printed_ = 0;
+};
 
 struct Fixed {
   int status = kRefused;
@@ -121,7 +142,7 @@ Fixed NotRunYet(const std::string& file, const FixOptions& options) {
 
 // One file, on a state of its own.
 Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelection& selection,
-              const std::vector<NoticeRange>& ranges, Streams& streams) {
+              const std::vector<NoticeRange>& ranges, Streams& streams, DifferencePrinter& differences) {
   Fixed fixed = NotRunYet(file, options);
   Speaker speaker(streams.err, file);
   // Outlives the connections.
@@ -178,7 +199,7 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
       if (fixed.status == kOk) fixed.status = kUnwritten;
     }
     if (options.diff && !fixed.record.result.refused && CloseDatabases()) {
-      PrintDifferences(file, *overlay, streams.out);
+      differences.Print(file, *overlay);
     }
   } catch (const ChoiceError& error) {
     refuse(error.what(), kUsage);
@@ -194,7 +215,9 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
 
 // Gives false, and says why, when it cannot be written.
 bool WriteReport(const FixOptions& options, const std::vector<RunRecord>& records, Streams& streams) {
-  const RecordFormat format = options.report_format.value_or(FormatOfName(options.report));
+  RecordFormat format = FormatOfName(options.report);
+  if (options.format == DiffFormat::kText) format = RecordFormat::kText;
+  if (options.format == DiffFormat::kJson) format = RecordFormat::kJson;
   std::ofstream out(platform::PathOf(options.report), std::ios::binary);
   const bool list = format == RecordFormat::kJson && records.size() != 1;
   if (list) out << "[\n";
@@ -209,6 +232,15 @@ bool WriteReport(const FixOptions& options, const std::vector<RunRecord>& record
   }
   streams.err << fmt::format("vntfix: the report {} cannot be written.\n", options.report);
   return false;
+}
+
+// What is wrong with the format that was asked for; empty: nothing.
+std::string FormatFault(const FixOptions& options) {
+  if (!options.format) return {};
+  if (options.report.empty() && !options.diff) return "--format is of a report or of --diff; name one.";
+  if (options.format != DiffFormat::kCsv) return {};
+  if (!options.diff) return "csv is no format of a report.";
+  return options.files.size() == 1 ? "" : "with --format csv one file is compared at a time; name one.";
 }
 
 // The worst of several.
@@ -236,17 +268,25 @@ int Fix(const FixOptions& options, Streams& streams) {
                                options.report);
     return kUsage;
   }
+  if (const std::string fault = FormatFault(options); !fault.empty()) {
+    streams.err << "vntfix: " << fault << '\n';
+    return kUsage;
+  }
   const Interruptible interruptible;
+  // A document stands alone on standard output.
+  const bool is_document = options.diff && options.format.value_or(DiffFormat::kText) != DiffFormat::kText;
+  Streams lines{streams.in, is_document ? streams.err : streams.out, streams.err, streams.progress};
+  DifferencePrinter differences(options, streams.out);
   int status = kOk;
   std::vector<RunRecord> records;
   for (const std::string& file : options.files) {
-    Fixed fixed = FixFile(file, options, selection, ranges, streams);
+    Fixed fixed = FixFile(file, options, selection, ranges, lines, differences);
     status = Worse(status, fixed.status);
     records.push_back(std::move(fixed.record));
     if (InterruptedStatus() != 0) break;
   }
-  if (!options.report.empty() && !WriteReport(options, records, streams) && status == kOk)
-    status = kUnwritten;
+  differences.Finish();
+  if (!options.report.empty() && !WriteReport(options, records, lines) && status == kOk) status = kUnwritten;
   return status;
 }
 

@@ -48,6 +48,7 @@ class FixPrinter : public RunObserver {
         lines_(streams.out),
         progress_(streams.err, streams.progress && !options.quiet) {}
 
+  void BackupAdvances(std::uint64_t done, std::uint64_t all) override { progress_.Backup(done, all); }
   void RunStarts() override { progress_.Start(selection_); }
   void FixStarts(const FixEntry& fix, int number, int count) override;
   void FixAdvances(std::int64_t, std::int64_t rows) override { progress_.Advance(rows); }

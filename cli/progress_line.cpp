@@ -29,7 +29,14 @@ double ShareOf(int index) {
 
 }  // namespace
 
+void ProgressLine::Backup(std::uint64_t done, std::uint64_t all) {
+  const Clock::time_point now = Clock::now();
+  if (!shown_ || now - printed_ < kBetweenPrints) return;
+  Print(fmt::format("backing up: {} %", 100 * done / std::max<std::uint64_t>(all, 1)), now);
+}
+
 void ProgressLine::Start(const FixSelection& selection) {
+  Clear();
   start_ = printed_ = Clock::now();
   all_ = done_ = 0;
   for (const FixEntry& fix : FixCatalogue()) {
@@ -66,8 +73,10 @@ void ProgressLine::Clear() {
 }
 
 void ProgressLine::Show(Clock::time_point now) {
-  const std::string text =
-      fmt::format("{}/{} {}: {} rows{}", number_, count_, fix_->caption, rows_, TimeLeft(now));
+  Print(fmt::format("{}/{} {}: {} rows{}", number_, count_, fix_->caption, rows_, TimeLeft(now)), now);
+}
+
+void ProgressLine::Print(const std::string& text, Clock::time_point now) {
   // What is longer than the line before covers it.
   const std::size_t blanks = width_ > text.size() ? width_ - text.size() : 0;
   err_ << '\r' << text << std::string(blanks, ' ') << std::flush;

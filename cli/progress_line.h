@@ -17,6 +17,8 @@ class ProgressLine {
   // Nothing is shown unless `shown`.
   ProgressLine(std::ostream& err, bool shown) : err_(err), shown_(shown) {}
 
+  // Before the run: bytes of the backup.
+  void Backup(std::uint64_t done, std::uint64_t all);
   // A run of these fixes begins.
   void Start(const FixSelection& selection);
   void Fix(const FixEntry& fix, int number, int count);
@@ -28,6 +30,7 @@ class ProgressLine {
  private:
   using Clock = std::chrono::steady_clock;
 
+  void Print(const std::string& text, Clock::time_point now);
   void Show(Clock::time_point now);
   std::string TimeLeft(Clock::time_point now) const;
 

@@ -390,11 +390,13 @@ bool ComparedTable::differs() const {
 }
 
 jet::Value RowDifference::Old(int column) const {
+  if (old_values != nullptr) return (*old_values)[column];
   const int position = table->columns[column].old_position;
   return old_row == nullptr || position < 0 ? jet::Value::Null() : old_row->Get(position);
 }
 
 jet::Value RowDifference::New(int column) const {
+  if (new_values != nullptr) return (*new_values)[column];
   const int position = table->columns[column].new_position;
   return new_row == nullptr || position < 0 ? jet::Value::Null() : new_row->Get(position);
 }

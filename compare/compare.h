@@ -75,6 +75,9 @@ struct RowDifference {
 
   const jet::Row* old_row = nullptr;  // null: added
   const jet::Row* new_row = nullptr;  // null: removed
+  // In place of rows, where the databases are no longer at hand: the values by position in table->columns.
+  const std::vector<jet::Value>* old_values = nullptr;
+  const std::vector<jet::Value>* new_values = nullptr;
 };
 
 // What Compare() tells. A sink that has seen enough throws, which ends the comparison.

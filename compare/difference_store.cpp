@@ -1,12 +1,13 @@
 #include "compare/difference_store.h"
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 #include <fmt/format.h>
 
+#include "access/base/interruption.h"
 #include "access/base/text.h"
+#include "access/base/value_bytes.h"
 #include "compare/diff_writers.h"
 #include "compare/value_text.h"
 
@@ -14,39 +15,8 @@ namespace vnt::compare {
 namespace {
 
 constexpr std::size_t kBufferBytes = 1u << 20;
-
-template <typename T>
-void Put(T value, std::string* out) {
-  char bytes[sizeof value];
-  std::memcpy(bytes, &value, sizeof value);
-  out->append(bytes, sizeof value);
-}
-
-void PutText(std::string_view text, std::string* out) {
-  Put(static_cast<std::uint32_t>(text.size()), out);
-  out->append(text);
-}
-
-class Reader {
- public:
-  explicit Reader(const std::string& bytes) : bytes_(bytes) {}
-  template <typename T>
-  T Get() {
-    T value;
-    std::memcpy(&value, bytes_.data() + at_, sizeof value);
-    at_ += sizeof value;
-    return value;
-  }
-  std::string Text() {
-    const auto length = Get<std::uint32_t>();
-    at_ += length;
-    return bytes_.substr(at_ - length, length);
-  }
-
- private:
-  const std::string& bytes_;
-  std::size_t at_ = 0;
-};
+constexpr std::size_t kProgressRows = 1u << 14;
+constexpr std::uint8_t kChangedCell = 1, kBothValues = 2;
 
 int FindColumn(const ComparedTable& table, std::string_view name) {
   for (std::size_t i = 0; i < table.columns.size(); ++i) {
@@ -106,6 +76,12 @@ void DifferenceStore::BeginTable(const ComparedTable& table) {
   kept.remarks = RemarksOn(table);
   for (const ComparedColumn& c : table.columns) kept.columns.push_back(c.name);
   kept.first = kept.end = rows_.size();
+  ComparedTable& compared = compared_.emplace_back(table);
+  for (ComparedColumn& c : compared.columns) {
+    for (const jet::ColumnDef** definition : {&c.old_definition, &c.new_definition}) {
+      if (*definition != nullptr) *definition = &definitions_.emplace_back(**definition);
+    }
+  }
   notice_column_ = FindColumn(table, "ntc_id");
   group_column_ = FindColumn(table, "grp_id");
 }
@@ -124,29 +100,21 @@ std::int32_t DifferenceStore::NoticeOf(const RowDifference& row) const {
 
 void DifferenceStore::Row(const RowDifference& row) {
   const std::size_t start = buffer_.size();
-  Put(static_cast<std::uint8_t>(row.kind), &buffer_);
-  PutText(KeyText(row), &buffer_);
-  const auto columns = static_cast<int>(row.table->columns.size());
-  Put(static_cast<std::uint16_t>(columns), &buffer_);
-  std::string old_text, new_text;
-  for (int i = 0; i < columns; ++i) {
-    const ComparedColumn& c = row.table->columns[static_cast<std::size_t>(i)];
-    // What one side lacks is no value to compare, but the two sides do not show the same either.
-    const bool changed = row.kind != Difference::kChanged || !c.in_both() ||
-                         std::ranges::find(row.changed, i) != row.changed.end();
-    const auto text = [](const jet::Value& value, const jet::ColumnDef* definition) {
-      return definition == nullptr ? std::string() : Described(value, definition->type);
-    };
-    if (row.kind == Difference::kChanged && changed && c.in_both()) {
-      DescribeChange(row.Old(i), c.old_definition->type, row.New(i), c.new_definition->type, &old_text,
-                     &new_text);
-    } else {
-      old_text = row.kind == Difference::kAdded ? "" : text(row.Old(i), c.old_definition);
-      new_text = row.kind == Difference::kRemoved ? "" : text(row.New(i), c.new_definition);
+  jet::PutNumber(static_cast<std::uint8_t>(row.kind), &buffer_);
+  auto changed = row.changed.begin();
+  for (int i = 0; i < static_cast<int>(row.table->columns.size()); ++i) {
+    if (row.kind != Difference::kChanged) {
+      jet::PutValue(row.kind == Difference::kAdded ? row.New(i) : row.Old(i), &buffer_);
+      continue;
     }
-    Put(static_cast<std::uint8_t>(changed), &buffer_);
-    PutText(old_text, &buffer_);
-    if (changed) PutText(new_text, &buffer_);
+    const ComparedColumn& c = row.table->columns[static_cast<std::size_t>(i)];
+    const bool is_changed = changed != row.changed.end() && *changed == i;
+    if (is_changed) ++changed;
+    const bool is_alike = !is_changed && c.in_both() && c.old_definition->type == c.new_definition->type;
+    const int mark = (is_changed ? kChangedCell : 0) | (is_alike ? 0 : kBothValues);
+    jet::PutNumber(static_cast<std::uint8_t>(mark), &buffer_);
+    jet::PutValue(row.Old(i), &buffer_);
+    if (!is_alike) jet::PutValue(row.New(i), &buffer_);
   }
   rows_.push_back({written_ + start, static_cast<std::uint32_t>(buffer_.size() - start), NoticeOf(row)});
   tables_.back().end = rows_.size();
@@ -161,7 +129,9 @@ void DifferenceStore::Flush() {
 
 void DifferenceStore::EndTable(const ComparedTable&, const Counts& counts) {
   tables_.back().counts = counts;
-  if (!counts.differ() && tables_.back().remarks.empty()) tables_.pop_back();
+  if (counts.differ() || !tables_.back().remarks.empty()) return;
+  tables_.pop_back();
+  compared_.pop_back();
 }
 
 void DifferenceStore::Progress(std::uint64_t done, std::uint64_t all) {
@@ -186,22 +156,77 @@ std::size_t DifferenceStore::CountOf(std::size_t table, std::int32_t notice) con
                                                 [&](const Place& place) { return place.notice == notice; }));
 }
 
-DifferenceStore::StoredRow DifferenceStore::Read(std::size_t row) {
+void DifferenceStore::Load(std::size_t table, std::size_t row, Loaded* loaded) {
   if (!buffer_.empty()) Flush();
   const Place& place = rows_[row];
   std::string bytes(place.bytes, '\0');
   file_->Read(place.offset, jet::MutableBytes(reinterpret_cast<std::uint8_t*>(bytes.data()), bytes.size()));
-  Reader reader(bytes);
+  const char* from = bytes.data();
+  RowDifference& difference = loaded->row;
+  difference.kind = static_cast<Difference>(jet::TakeNumber<std::uint8_t>(&from));
+  difference.table = &compared_[table];
+  difference.changed.clear();
+  difference.old_values = &loaded->old_values;
+  difference.new_values = &loaded->new_values;
+  const std::size_t columns = difference.table->columns.size();
+  loaded->old_values.assign(columns, {});
+  loaded->new_values.assign(columns, {});
+  for (std::size_t i = 0; i < columns; ++i) {
+    jet::Value& old_value = loaded->old_values[i];
+    jet::Value& new_value = loaded->new_values[i];
+    if (difference.kind != Difference::kChanged) {
+      (difference.kind == Difference::kAdded ? new_value : old_value) = jet::TakeValue(&from);
+      continue;
+    }
+    const auto mark = jet::TakeNumber<std::uint8_t>(&from);
+    if ((mark & kChangedCell) != 0) difference.changed.push_back(static_cast<int>(i));
+    old_value = jet::TakeValue(&from);
+    new_value = (mark & kBothValues) != 0 ? jet::TakeValue(&from) : old_value;
+  }
+}
+
+DifferenceStore::StoredRow DifferenceStore::Read(std::size_t row) {
+  const auto table = std::ranges::find_if(tables_, [&](const Table& t) { return row < t.end; });
+  Loaded loaded;
+  Load(static_cast<std::size_t>(table - tables_.begin()), row, &loaded);
+  const RowDifference& difference = loaded.row;
   StoredRow stored;
-  stored.kind = static_cast<Difference>(reader.Get<std::uint8_t>());
-  stored.key = reader.Text();
-  stored.cells.resize(reader.Get<std::uint16_t>());
-  for (Cell& cell : stored.cells) {
-    cell.changed = reader.Get<std::uint8_t>() != 0;
-    cell.old_text = reader.Text();
-    cell.new_text = cell.changed ? reader.Text() : cell.old_text;
+  stored.kind = difference.kind;
+  stored.key = KeyText(difference);
+  const auto text = [](const jet::Value& value, const jet::ColumnDef* definition) {
+    return definition == nullptr ? std::string() : Described(value, definition->type);
+  };
+  for (int i = 0; i < static_cast<int>(difference.table->columns.size()); ++i) {
+    const ComparedColumn& c = difference.table->columns[static_cast<std::size_t>(i)];
+    const bool is_changed = std::ranges::find(difference.changed, i) != difference.changed.end();
+    Cell& cell = stored.cells.emplace_back();
+    // What one side lacks is no value to compare, but the two sides do not show the same either.
+    cell.changed = difference.kind != Difference::kChanged || !c.in_both() || is_changed;
+    if (is_changed) {
+      DescribeChange(difference.Old(i), c.old_definition->type, difference.New(i), c.new_definition->type,
+                     &cell.old_text, &cell.new_text);
+      continue;
+    }
+    if (difference.kind != Difference::kAdded) cell.old_text = text(difference.Old(i), c.old_definition);
+    if (difference.kind != Difference::kRemoved) cell.new_text = text(difference.New(i), c.new_definition);
   }
   return stored;
+}
+
+void DifferenceStore::TellAgain(Sink& sink) {
+  Loaded loaded;
+  for (std::size_t table = 0; table < tables_.size(); ++table) {
+    sink.BeginTable(compared_[table]);
+    for (std::size_t row = tables_[table].first; row < tables_[table].end; ++row) {
+      if (row % kProgressRows == 0) {
+        jet::ThrowIfInterrupted();
+        sink.Progress(row, rows_.size());
+      }
+      Load(table, row, &loaded);
+      sink.Row(loaded.row);
+    }
+    sink.EndTable(compared_[table], tables_[table].counts);
+  }
 }
 
 }  // namespace vnt::compare

@@ -1,15 +1,15 @@
-// What two databases differ in, kept to be looked at: by table, by notice, row by row. The databases need not
-// stay open.
+// What two databases differ in, kept to be looked at, by table, by notice, row by row, and to be told again
+// as the comparison told it. The databases need not stay open.
 //
-// Rows are kept as text in a temporary file; in memory are sixteen bytes for each, and the groups of the
-// notices.
+// Rows are kept in a temporary file; in memory are sixteen bytes for each, and the groups of the notices.
 //
-//   row:  u8 kind, text key, u16 columns, then for each column u8 mark (0 equal, 1 changed), text old, and
-//         where it is changed, text new
-//   text: u32 length, bytes
+//   row: u8 kind, then for each column of its table
+//     of an added or removed row   the value
+//     of a changed row             u8 mark (1 changed, 2 both values follow), the old value, or both
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -59,7 +59,19 @@ class DifferenceStore : public Sink {
   std::size_t CountOf(std::size_t table, std::int32_t notice) const;
   StoredRow Read(std::size_t row);
 
+  // What Compare() gave at its end.
+  void KeepSummary(const Summary& summary) { summary_ = summary; }
+  const Summary& summary() const { return summary_; }
+  // Tells a sink all that this one was told of tables that differ. jet::Error(kInterrupted).
+  void TellAgain(Sink& sink);
+
  private:
+  // A row that was read, and what it refers to.
+  struct Loaded {
+    RowDifference row;
+    std::vector<jet::Value> old_values, new_values;
+  };
+
   struct Place {
     std::uint64_t offset = 0;
     std::uint32_t bytes = 0;
@@ -68,13 +80,17 @@ class DifferenceStore : public Sink {
 
   std::int32_t NoticeOf(const RowDifference& row) const;
   void Flush();
+  void Load(std::size_t table, std::size_t row, Loaded* loaded);
 
   std::function<void(std::uint64_t, std::uint64_t)> progress_;
   std::unique_ptr<jet::File> file_;
   std::uint64_t written_ = 0;
   std::string buffer_;
   std::vector<Table> tables_;
+  std::vector<ComparedTable> compared_;     // the same tables
+  std::deque<jet::ColumnDef> definitions_;  // what they refer to
   std::vector<Place> rows_;
+  Summary summary_;
   std::map<std::int64_t, std::int32_t> notice_of_group_;
   int notice_column_ = -1, group_column_ = -1;  // of the table under way
 };

@@ -117,7 +117,9 @@ void Connection::Mark() { provider().Mark(); }
 
 bool Connection::RevertToMark() { return provider().RevertToMark(); }
 
-std::optional<std::int64_t> Connection::ChangedRows() { return provider().ChangedRows(); }
+std::optional<std::int64_t> Connection::ChangedRows(jet::ChangedRows* together) {
+  return provider().ChangedRows(together);
+}
 
 Durability Connection::GetDurability() { return provider().GetDurability(); }
 

@@ -20,8 +20,9 @@
 #include "db/value.h"
 
 namespace jet {
+class ChangedRows;
 class File;
-}
+}  // namespace jet
 
 namespace vnt::db {
 
@@ -82,8 +83,9 @@ class Connection {
   // written, and the database is what it was at the last Persist(), Checkpoint() or opening.
   void Mark();
   bool RevertToMark();
-  // How many rows are not what they were at that border, as jet::CountChangedRows() counts; none for ODBC.
-  std::optional<std::int64_t> ChangedRows();
+  // How many rows are not what they were at that border, as jet::CountChangedRows() counts, which adds them
+  // to `together` too; none for ODBC.
+  std::optional<std::int64_t> ChangedRows(jet::ChangedRows* together = nullptr);
   // What of everything that was executed is durable, also after an error of Persist() or Checkpoint().
   Durability GetDurability();
   // Makes everything durable and lets go of the file until the connection is used again, which looks the file

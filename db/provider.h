@@ -12,8 +12,9 @@
 #include "db/connection.h"
 
 namespace jet {
+class ChangedRows;
 class File;
-}
+}  // namespace jet
 
 namespace vnt::db {
 
@@ -49,7 +50,7 @@ class ProviderConnection {
   // See Connection. False: the source cannot go back.
   virtual void Mark() {}
   virtual bool RevertToMark() { return false; }
-  virtual std::optional<std::int64_t> ChangedRows() { return {}; }
+  virtual std::optional<std::int64_t> ChangedRows(jet::ChangedRows* /*together*/) { return {}; }
   virtual Durability GetDurability() { return Durability::kAll; }
   virtual void Release() {}
   virtual void Resume() {}

@@ -31,6 +31,7 @@ struct ProgramState {
   bool counts_changes = false;   // a run finds out how many rows each fix has really changed
   std::int16_t version_no = 0;
   std::int16_t version_no_sub = 0;
+  std::string source_fault;  // why the data source could not be reached at start-up; empty: it could
   bool active = false;
   std::int16_t data_level = 0;
   std::string run_remark;

@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <regex>
 #include <utility>
 
@@ -36,7 +38,8 @@ std::string NewBackupPath(jet::FileSystem& files, const std::string& file, const
       fmt::format("{}.{:%Y%m%d-%H%M%S}", Utf8Of(PathOf(file).filename()), fmt::localtime(now));
   const fs::path place = PathOf(FolderOf(file, folder));
   std::string path = Utf8Of(place / PathOf(name + ".bak"));
-  for (int n = 2; files.Exists(path); ++n) path = Utf8Of(place / PathOf(fmt::format("{}-{}.bak", name, n)));
+  const auto is_taken = [&] { return files.Exists(path) || files.Exists(path + jet::kUnfinished); };
+  for (int n = 2; is_taken(); ++n) path = Utf8Of(place / PathOf(fmt::format("{}-{}.bak", name, n)));
   return path;
 }
 
@@ -61,17 +64,18 @@ std::string SayingOf(const std::string& backup) {
     const RecordedState state = ReadRecord(backup + kRecordExtension);
     if (state.kind == RecordKind::kUndo) return "undone";
     return state.after.empty() ? state.outcome + ", what it left is not known" : state.outcome;
-  } catch (const jet::Error&) {
-    return "without a record: the run did not come to its end";
+  } catch (const jet::Error& error) {
+    return error.kind() == jet::ErrorKind::kNotFound ? "without a record: the run did not come to its end"
+                                                     : "with a damaged record";
   }
 }
 
-// What the record of the backup says; for one whose run never ended, with `force`, nothing.
+// What the record of the backup says; with `force` nothing where there is none, or a damaged one.
 RecordedState StateFor(const std::string& backup, bool force) {
   try {
     return ReadRecord(backup + kRecordExtension);
   } catch (const jet::Error& error) {
-    if (force && error.kind() == jet::ErrorKind::kNotFound) return {};
+    if (force) return {};
     throw jet::Error(
         jet::ErrorKind::kCorrupt,
         fmt::format("Nothing tells what the run left for which the backup {} was made: {} "
@@ -81,18 +85,47 @@ RecordedState StateFor(const std::string& backup, bool force) {
   }
 }
 
+// Removes the copies and records of a file that somebody who was killed has left half done. What cannot be
+// removed stands in nobody's way.
+void RemoveUnfinished(jet::FileSystem& files, const std::string& file, const std::string& folder) {
+  const std::string name = Utf8Of(PathOf(file).filename());
+  std::vector<std::string> unfinished;
+  std::error_code error;
+  for (const auto& entry : fs::directory_iterator(PathOf(FolderOf(file, folder)), error)) {
+    std::string path = Utf8Of(entry.path());
+    if (!path.ends_with(jet::kUnfinished)) continue;
+    path.resize(path.size() - std::strlen(jet::kUnfinished));
+    std::string backup = Utf8Of(PathOf(path).filename());
+    if (backup.ends_with(kRecordExtension)) backup.resize(backup.size() - std::strlen(kRecordExtension));
+    if (!TimeInName(backup, name).first.empty()) unfinished.push_back(std::move(path));
+  }
+  const auto remove = [](auto removal) {
+    try {
+      removal();
+    } catch (const jet::Error&) {
+      // the next one tries again
+    }
+  };
+  for (const std::string& path : unfinished) remove([&] { jet::RemoveUnfinished(files, path); });
+  remove([&] { jet::Replacement::RemoveUnfinished(files, file); });
+}
+
 }  // namespace
 
-std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::string& folder) {
-  std::string path = NewBackupPath(files, files.ResolveLinks(file.path()), folder);
-  jet::CopyFile(files, file, path);
+std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::string& folder,
+                       const jet::CopyProgress& progress) {
+  const std::string original = files.ResolveLinks(file.path());
+  RemoveUnfinished(files, original, folder);
+  std::string path = NewBackupPath(files, original, folder);
+  jet::CopyFile(files, file, path, progress);
   return path;
 }
 
 void RecordBackup(jet::FileSystem& files, const RunRecord& record) {
   const std::string text = RecordText(record, RecordFormat::kJson);
-  files.CreateWhole(record.backup + kRecordExtension,
-                    jet::Bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+  const auto backup = files.Open(record.backup, jet::OpenMode::kRead);
+  jet::CreateBeside(files, record.backup + kRecordExtension,
+                    jet::Bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()), *backup);
 }
 
 std::vector<Backup> FindBackups(jet::FileSystem& files, const std::string& path, const std::string& folder) {
@@ -174,7 +207,8 @@ const Backup* FindToForce(jet::FileSystem& files, const std::vector<Backup>& bac
 
 }  // namespace
 
-Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::string& folder, bool force) {
+Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::string& folder, bool force,
+                   const jet::CopyProgress& progress) {
   const std::vector<Backup> backups = FindBackups(files, file, folder);
   if (backups.empty()) {
     throw jet::Error(jet::ErrorKind::kNotFound,
@@ -185,7 +219,14 @@ Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::s
   record.kind = RecordKind::kUndo;
   record.file = file;
   record.started = std::chrono::system_clock::now();
-  record.before = jet::Fingerprint(current.get());
+  // Both files are looked through and copied.
+  constexpr std::uint64_t kPasses = 4;
+  std::uint64_t passed = 0;
+  const auto advance = [&](std::uint64_t done, std::uint64_t all) {
+    if (progress) progress(passed * all + done, kPasses * all);
+    if (done == all) ++passed;
+  };
+  record.before = jet::Fingerprint(current.get(), advance);
   const Backup* chosen = FindOwn(backups, record.before);
   if (chosen == nullptr && force) chosen = FindToForce(files, backups, file, record.before);
   if (chosen == nullptr && force) {
@@ -205,16 +246,22 @@ Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::s
   }
   const RecordedState state = StateFor(chosen->path, force);
   const auto backup = files.Open(chosen->path, jet::OpenMode::kRead);
-  record.after = jet::Fingerprint(*backup);
+  record.after = jet::Fingerprint(*backup, advance);
   if (!state.before.empty() && record.after != state.before) {
     throw jet::Error(
         jet::ErrorKind::kCorrupt,
         fmt::format("The backup {} is not what it was when it was made. Nothing was changed.", chosen->path));
   }
-  record.backup = MakeBackup(files, current.get(), folder);
-  record.ended = std::chrono::system_clock::now();
-  RecordBackup(files, record);
-  jet::Replacement replacement(files, file, *backup, current.get());
+  record.backup = MakeBackup(files, current.get(), folder, advance);
+  std::optional<jet::Replacement> replacement;
+  try {
+    replacement.emplace(files, file, *backup, current.get(), advance);
+    record.ended = std::chrono::system_clock::now();
+    RecordBackup(files, record);
+  } catch (...) {
+    files.Remove(record.backup);
+    throw;
+  }
   const jet::FileStamp stamp = current.get().Stamp();
   // Some systems replace no file that is open.
   current.Close();
@@ -222,7 +269,7 @@ Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::s
     throw jet::Error(jet::ErrorKind::kIo,
                      fmt::format("{} was changed by another program meanwhile. It stays as it is.", file));
   }
-  replacement.Commit();
+  replacement->Commit();
   return {chosen->path, record.backup};
 }
 

@@ -8,15 +8,18 @@
 #include <string>
 #include <vector>
 
+#include "access/file/copy_file.h"
 #include "access/file/file.h"
 #include "run/run_record.h"
 
 namespace vnt {
 
-// A durable copy of the file; gives its path. jet::Error.
-std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::string& folder);
+// A durable copy of the file with its rights; gives its path. What a backup or an undoing of this file that
+// was killed has left half done is removed. jet::Error.
+std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::string& folder,
+                       const jet::CopyProgress& progress = {});
 
-// Writes the record beside the backup that it names. jet::Error.
+// Writes the record beside the backup that it names, with the rights of that. jet::Error.
 void RecordBackup(jet::FileSystem& files, const RunRecord& record);
 
 struct Backup {
@@ -36,8 +39,9 @@ struct Undone {
 // turn, so that undoing can be undone. With `force`, where no run left it so, the newest backup of it that
 // differs from it, also when the database is damaged. Refused with a jet::Error, and nothing is touched:
 // kNotFound when there is no such backup; kIo when the database is not what a run left; kCorrupt when the
-// backup is not what it was when it was made, or has no record; whatever keeps the database from being opened
-// for writing.
-Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::string& folder, bool force);
+// backup is not what it was when it was made, or, without `force`, has no record that can be read; whatever
+// keeps the database from being opened for writing. What `progress` throws leaves everything as it was.
+Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::string& folder, bool force,
+                   const jet::CopyProgress& progress = {});
 
 }  // namespace vnt

@@ -117,7 +117,8 @@ class Counter {
 
 class Run {
  public:
-  Run(const FixSelection& selection, RunObserver& observer) : observer_(observer), counter_(observer) {
+  Run(const FixSelection& selection, RunObserver& observer, ChangesOfNotices* together)
+      : observer_(observer), together_(together), counter_(observer) {
     for (const FixEntry& fix : FixCatalogue()) {
       if (selection.test(static_cast<std::size_t>(fix.index))) Add(&fix);
     }
@@ -170,9 +171,11 @@ class Run {
   }
 
   // A look that fails costs the run nothing but the number.
-  static void CountChanges(FixResult& result) {
+  void CountChanges(FixResult& result) const {
+    const bool reaches = result.fix != nullptr && !result.fix->reach.empty();
     Attempt([&] {
-      if (db::Connection* const cn = OpenMain()) result.changed = cn->ChangedRows();
+      jet::ChangedRows* const sum = together_ != nullptr && reaches ? &(*together_)[result.fix] : nullptr;
+      if (db::Connection* const cn = OpenMain()) result.changed = cn->ChangedRows(sum);
     });
   }
 
@@ -304,6 +307,7 @@ class Run {
   }
 
   RunObserver& observer_;
+  ChangesOfNotices* const together_;
   Counter counter_;
   RunResult result_;
   std::string message_;
@@ -335,7 +339,7 @@ bool RunResult::failed() const {
   return ended_early || std::ranges::any_of(fixes, [](const FixResult& fix) { return !fix.errors.empty(); });
 }
 
-RunResult RunFixes(const FixSelection& selection, RunObserver& observer) {
+RunResult RunFixes(const FixSelection& selection, RunObserver& observer, ChangesOfNotices* together) {
   const ReferenceRelease release;
   State().run_remark.clear();  // of the run before
   if (!PreconditionsHold()) {
@@ -343,7 +347,7 @@ RunResult RunFixes(const FixSelection& selection, RunObserver& observer) {
     refused.refused = true;
     return refused;
   }
-  return Run(selection, observer).Execute();
+  return Run(selection, observer, together).Execute();
 }
 
 }  // namespace vnt

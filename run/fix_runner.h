@@ -4,10 +4,12 @@
 #include <bitset>
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "access/store/changed_rows.h"
 #include "db/error.h"
 #include "run/catalogue.h"
 
@@ -41,6 +43,8 @@ struct FixResult {
 class RunObserver {
  public:
   virtual ~RunObserver() = default;
+  // The backup before a run is being made: how many bytes of how many have been gone through.
+  virtual void BackupAdvances(std::uint64_t /*done*/, std::uint64_t /*all*/) {}
   virtual void RunStarts() {}  // preconditions hold (hourglass on)
   virtual void FixStarts(const FixEntry&, int /*number*/, int /*count*/) {}
   // The running fix has taken that many steps (statements sent, rows written one by one) and written that
@@ -61,11 +65,17 @@ struct RunResult {
   bool failed() const;           // any error reported, or ended early
 };
 
+// What fixes that reach beyond a notice have changed in the runs over several.
+using ChangesOfNotices = std::map<const FixEntry*, jet::ChangedRows>;
+
 // The click handler's work, on the program-wide state. Shows the refusals and error reports through its
 // messages; "Fix complete." is left to the caller, who knows whether a window is visible.
 //
 // Errors of statements are the fixes' own, and the run goes on. A failure of the surroundings
 // (DbError::is_environment(), no memory) ends it at once.
-RunResult RunFixes(const FixSelection& selection, RunObserver& observer);
+//
+// `together` is for one of several runs, else null.
+RunResult RunFixes(const FixSelection& selection, RunObserver& observer,
+                   ChangesOfNotices* together = nullptr);
 
 }  // namespace vnt

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "access/base/error.h"
+#include "access/base/interruption.h"
 #include "access/file/copy_file.h"
 #include "db/engine_errors.h"
 #include "db/services.h"
@@ -30,14 +31,14 @@ class Recorder : public RunObserver {
     const bool first = record_.before.empty();  // of several notices
     if (first && file != nullptr && (recording_.backup || recording_.fingerprints)) {
       try {
-        record_.before = jet::Fingerprint(*file);
-        if (recording_.backup) record_.backup = MakeBackup(db::Files(), *file, *recording_.backup);
+        BackUp(*file);
       } catch (const jet::Error& error) {
         throw db::ToDbError(error);
       }
     }
     inner_.RunStarts();
   }
+  void BackupAdvances(std::uint64_t done, std::uint64_t all) override { inner_.BackupAdvances(done, all); }
   void FixStarts(const FixEntry& fix, int number, int count) override {
     inner_.FixStarts(fix, number, count);
   }
@@ -46,6 +47,18 @@ class Recorder : public RunObserver {
   void RunEnds() override { inner_.RunEnds(); }
 
  private:
+  void BackUp(jet::File& file) {
+    const std::uint64_t passes = recording_.backup ? 2 : 1;
+    std::uint64_t passed = 0;  // bytes
+    const auto advance = [&](std::uint64_t done, std::uint64_t all) {
+      if (recording_.backup) BackupAdvances(passed + done, passes * all);
+      jet::ThrowIfInterrupted();
+    };
+    record_.before = jet::Fingerprint(file, advance);
+    passed = file.Size();
+    if (recording_.backup) record_.backup = MakeBackup(db::Files(), file, *recording_.backup, advance);
+  }
+
   const Recording& recording_;
   RunRecord& record_;
   RunObserver& inner_;
@@ -93,11 +106,18 @@ RunRecord RunRecorded(const FixSelection& selection, const std::vector<std::int3
   record.started = std::chrono::system_clock::now();
   Recorder recorder(recording, record, observer);
   State().counts_changes = recording.dry_run || recording.fingerprints || recording.backup;
+  if (IsIngresSource(record.file)) record.source_fault = State().source_fault;
   if (record.notices.empty()) record.result = RunFixes(selection, recorder);
+  ChangesOfNotices together;
   for (const std::int32_t notice : record.notices) {
     State().ntc_id = notice;
-    Add(RunFixes(selection, recorder), record.result);
+    Add(RunFixes(selection, recorder, record.notices.size() > 1 ? &together : nullptr), record.result);
     if (record.result.refused || record.result.ended_early) break;
+  }
+  for (FixResult& fix : record.result.fixes) {
+    // Elsewhere no row is of two notices.
+    const auto changes = together.find(fix.fix);
+    if (changes != together.end() && fix.changed) fix.changed = changes->second.Count();
   }
   record.ended = std::chrono::system_clock::now();
   try {

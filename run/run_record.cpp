@@ -52,6 +52,7 @@ Json FixAsJson(const FixResult& fix) {
 }
 
 std::string AsJson(const RunRecord& record) {
+  const auto text_or_null = [](const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); };
   Json json;
   json["schema_version"] = kSchemaVersion;
   json["kind"] = kKinds[static_cast<std::size_t>(record.kind)];
@@ -63,7 +64,8 @@ std::string AsJson(const RunRecord& record) {
   json["started"] = LocalTime(record.started);
   json["ended"] = LocalTime(record.ended);
   json["outcome"] = OutcomeOf(record.result);
-  json["refusal"] = record.refusal.empty() ? Json(nullptr) : Json(record.refusal);
+  json["refusal"] = text_or_null(record.refusal);
+  json["source_fault"] = text_or_null(record.source_fault);
   json["fixes"] = Json::array();
   json["history"] = nullptr;
   for (const FixResult& fix : record.result.fixes) {
@@ -73,7 +75,6 @@ std::string AsJson(const RunRecord& record) {
       json["history"] = FixAsJson(fix);
     }
   }
-  const auto text_or_null = [](const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); };
   json["fingerprints"] = {{"before", text_or_null(record.before)}, {"after", text_or_null(record.after)}};
   json["backup"] = text_or_null(record.backup);
   // Names of files need not be UTF-8.
@@ -90,6 +91,7 @@ std::string AsText(const RunRecord& record) {
       fmt::format("VNTFixdb {}.{}.{}, {} of {}{}\nstarted {}, ended {}\n", VNT_VERSION_MAJOR,
                   VNT_VERSION_MINOR, VNT_VERSION_REVISION, kKinds[static_cast<std::size_t>(record.kind)],
                   record.file, ScopeText(record.notices), LocalTime(record.started), LocalTime(record.ended));
+  if (!record.source_fault.empty()) text += record.file + " cannot be reached: " + record.source_fault + "\n";
   for (const FixResult& fix : record.result.fixes) {
     text += ReportLine(fix) + "\n";
     for (const CountedError& error : Counted(fix.errors)) {
@@ -153,33 +155,73 @@ RecordFormat FormatOfName(const std::string& path) {
   return json ? RecordFormat::kJson : RecordFormat::kText;
 }
 
-RecordedState ReadRecord(const std::string& path) {
-  std::ifstream in(platform::PathOf(path), std::ios::binary);
-  std::error_code ignored;
-  if (!in.is_open() || !std::filesystem::is_regular_file(platform::PathOf(path), ignored)) {
-    throw jet::Error(jet::ErrorKind::kNotFound, fmt::format("There is no record {}.", path));
-  }
-  try {
-    const Json json = Json::parse(in);
-    if (json.at("schema_version") != kSchemaVersion) {
-      throw jet::Error(jet::ErrorKind::kCorrupt,
-                       fmt::format("The record {} is of another version of this program.", path));
+namespace {
+
+// The members of a record, or what is wrong with it.
+class RecordReader {
+ public:
+  explicit RecordReader(const std::string& path) : path_(path) {
+    std::ifstream in(platform::PathOf(path), std::ios::binary);
+    std::error_code ignored;
+    if (!in.is_open() || !std::filesystem::is_regular_file(platform::PathOf(path), ignored)) {
+      throw jet::Error(jet::ErrorKind::kNotFound, fmt::format("There is no record {}.", path));
     }
-    const auto text = [](const Json& value) {
-      return value.is_null() ? std::string() : value.get<std::string>();
-    };
-    const auto kind = std::ranges::find(kKinds, json.at("kind").get<std::string>());
-    RecordedState state;
-    state.kind = static_cast<RecordKind>(kind - kKinds.begin());
-    state.file = json.at("file").get<std::string>();
-    state.before = text(json.at("fingerprints").at("before"));
-    state.after = text(json.at("fingerprints").at("after"));
-    state.outcome = json.at("outcome").get<std::string>();
-    return state;
-  } catch (const Json::exception& error) {
-    throw jet::Error(jet::ErrorKind::kCorrupt,
-                     fmt::format("The record {} cannot be read: {}", path, error.what()));
+    const std::string text{std::istreambuf_iterator<char>(in), {}};
+    if (in.bad()) Fail("it cannot be read to its end");
+    if (text.empty()) Fail("it is empty");
+    try {
+      record_ = Json::parse(text);
+    } catch (const Json::parse_error& error) {
+      Fail(error.byte > text.size() ? "it breaks off in the middle"
+                                    : fmt::format("it is no JSON from byte {} on", error.byte));
+    }
+    if (!record_.is_object()) Fail("it is no record of a run");
   }
+
+  const Json& Member(const Json& of, const char* name) const {
+    const auto member = of.is_object() ? of.find(name) : of.end();
+    if (member == of.end()) Fail(fmt::format("it has no \"{}\"", name));
+    return *member;
+  }
+  const Json& Member(const char* name) const { return Member(record_, name); }
+  std::string Text(const Json& of, const char* name) const {
+    const Json& member = Member(of, name);
+    if (!member.is_string()) Fail(fmt::format("its \"{}\" is no text", name));
+    return member.get<std::string>();
+  }
+  std::string Text(const char* name) const { return Text(record_, name); }
+  // Empty for null.
+  std::string TextOrNull(const Json& of, const char* name) const {
+    return Member(of, name).is_null() ? std::string() : Text(of, name);
+  }
+  [[noreturn]] void Fail(const std::string& what) const {
+    throw jet::Error(jet::ErrorKind::kCorrupt, fmt::format("The record {} is damaged: {}.", path_, what));
+  }
+
+ private:
+  const std::string& path_;
+  Json record_;
+};
+
+}  // namespace
+
+RecordedState ReadRecord(const std::string& path) {
+  const RecordReader record(path);
+  if (const Json& version = record.Member("schema_version"); version != kSchemaVersion) {
+    throw jet::Error(jet::ErrorKind::kCorrupt,
+                     fmt::format("The record {} is of another version of this program.", path));
+  }
+  const std::string kind = record.Text("kind");
+  const auto known = std::ranges::find(kKinds, kind);
+  if (known == kKinds.end()) record.Fail(fmt::format("its \"kind\" is \"{}\"", kind));
+  RecordedState state;
+  state.kind = static_cast<RecordKind>(known - kKinds.begin());
+  state.file = record.Text("file");
+  const Json& fingerprints = record.Member("fingerprints");
+  state.before = record.TextOrNull(fingerprints, "before");
+  state.after = record.TextOrNull(fingerprints, "after");
+  state.outcome = record.Text("outcome");
+  return state;
 }
 
 }  // namespace vnt

@@ -23,8 +23,9 @@ struct RunRecord {
   // Of the file before the run and after it, as jet::Fingerprint; empty where that is not known (data
   // sources, runs that failed while they saved).
   std::string before, after;
-  std::string refusal;  // why it was refused, where that is known
-  std::string backup;   // path; empty: none was made
+  std::string refusal;       // why it was refused, where that is known
+  std::string source_fault;  // why the data source could not be reached; empty: it could, or there is none
+  std::string backup;        // path; empty: none was made
   // Why the file could not be looked at after the run, or the backup has no record; empty: neither. What the
   // run did stands.
   std::string fault;
@@ -50,7 +51,7 @@ std::string RecordText(const RunRecord& record, RecordFormat format);
 RecordFormat FormatOfName(const std::string& path);
 
 // What undoing a run has to know of it, from the JSON of its record. jet::Error(kNotFound) when there is no
-// such record, kCorrupt when it cannot be read.
+// such record, kCorrupt when it is damaged: then its text names the file and says what is wrong.
 struct RecordedState {
   RecordKind kind = RecordKind::kRun;
   std::string file;

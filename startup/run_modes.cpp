@@ -59,9 +59,9 @@ bool OpenPreparedDatabase(StartUpHost& host) {
     if (State().ntc_id < 1) {
       return Refuse("VNTFixdb cannot be run on the Ingres database without specifying a ntc_id");
     }
-    const std::string words = host.OpenIngresDatabase();
-    if (!words.empty()) {
-      const std::string line = State().current_database + " cannot be reached: " + words;
+    State().source_fault = host.OpenIngresDatabase();
+    if (!State().source_fault.empty()) {
+      const std::string line = State().current_database + " cannot be reached: " + State().source_fault;
       host.Tell(line);
       ReportMessage(line);
     }

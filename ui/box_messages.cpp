@@ -5,6 +5,10 @@
 #include <wx/richmsgdlg.h>
 #include <wx/utils.h>
 
+#include <iostream>
+
+#include "ui/asked_to_end.h"
+#include "ui/native.h"
 #include "ui/text_wx.h"
 
 namespace vnt::ui {
@@ -37,6 +41,7 @@ void ShowWide(wxDialog& box) {
     event.Skip();
     const int width = box.GetTextExtent(kProgramTitle).GetWidth() + box.FromDIP(kRoomInTitle);
     if (box.GetSize().GetWidth() < width) box.SetSize(width, box.GetSize().GetHeight());
+    SetAlertRole(box);
     box.CentreOnParent();
   });
   box.ShowModal();
@@ -84,6 +89,10 @@ wxString Wrapped(std::string_view text) {
 }  // namespace
 
 void BoxMessages::Show(std::string_view text, platform::MessageStyle style) {
+  if (SignalToEnd() != 0) {
+    std::cerr << text << std::endl;
+    return;
+  }
   // The box waits for its reader, so the hourglass of a run has no place over it.
   const HourglassSuspended suspended;
   const long flags = wxOK | wxCENTRE | IconOf(style);
@@ -97,6 +106,10 @@ void BoxMessages::Show(std::string_view text, platform::MessageStyle style) {
 
 bool BoxMessages::ShowWithCheck(std::string_view text, platform::MessageStyle style,
                                 std::string_view caption) {
+  if (SignalToEnd() != 0) {
+    Show(text, style);
+    return false;
+  }
   const HourglassSuspended suspended;
   // The toolkit's own box takes no word for "no icon": it has none when none is named.
   const long icon = style == platform::MessageStyle::kPlain ? 0 : IconOf(style);

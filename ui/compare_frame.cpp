@@ -10,8 +10,10 @@
 #include <utility>
 
 #include "platform/messages.h"
-#include "ui/difference_panel.h"
+#include "ui/button_later.h"
+#include "ui/native.h"
 #include "ui/report_frame.h"
+#include "ui/text_size.h"
 #include "ui/text_wx.h"
 #include "ui/window_services.h"
 
@@ -28,11 +30,12 @@ class CompareDialog : public wxDialog {
         services_(services) {
     auto* grid = new wxFlexGridSizer(3, FromDIP(kGap), FromDIP(kGap));
     grid->AddGrowableCol(1);
-    first_ = AddFile(grid, "&First database:", "FirstDatabase", first);
-    second_ = AddFile(grid, "&Second database:", "SecondDatabase", {});
+    first_ = AddFile(grid, "&First database", "FirstDatabase", first);
+    second_ = AddFile(grid, "&Second database", "SecondDatabase", {});
     grid->Add(new wxStaticText(this, wxID_ANY, "&Notice (empty: all):"), 0, wxALIGN_CENTRE_VERTICAL);
     notice_ = new wxTextCtrl(this, wxID_ANY, wxString(), wxDefaultPosition, wxDefaultSize, 0,
                              wxDefaultValidator, "ComparedNotice");
+    SetAccessibleName(*notice_, "Notice (empty: all)");
     grid->Add(notice_);
     auto* whole = new wxBoxSizer(wxVERTICAL);
     whole->Add(grid, 1, wxEXPAND | wxALL, FromDIP(kGap));
@@ -48,12 +51,15 @@ class CompareDialog : public wxDialog {
 
  private:
   wxTextCtrl* AddFile(wxSizer* grid, const char* label, const char* name, const std::string& path) {
-    grid->Add(new wxStaticText(this, wxID_ANY, label), 0, wxALIGN_CENTRE_VERTICAL);
-    auto* text = new wxTextCtrl(this, wxID_ANY, ToWx(path), wxDefaultPosition, FromDIP(wxSize(360, -1)), 0,
-                                wxDefaultValidator, name);
+    grid->Add(new wxStaticText(this, wxID_ANY, label + wxString(":")), 0, wxALIGN_CENTRE_VERTICAL);
+    auto* text = new wxTextCtrl(this, wxID_ANY, ToWx(path), wxDefaultPosition,
+                                WithText(*this, wxSize(360, 29)), 0, wxDefaultValidator, name);
+    const std::string words = FromWx(wxControl::RemoveMnemonics(label));
+    SetAccessibleName(*text, words);
     grid->Add(text, 1, wxEXPAND);
     auto* browse = new wxButton(this, wxID_ANY, "Browse...");
-    browse->Bind(wxEVT_BUTTON, [this, text](wxCommandEvent&) {
+    SetAccessibleName(*browse, "Browse for: " + words);
+    BindLater(*browse, [this, text] {
       const std::string chosen = services_.ChooseFile(this, kOpenFilter);
       if (!chosen.empty()) text->SetValue(ToWx(chosen));
     });
@@ -93,8 +99,7 @@ std::optional<Comparison> AskComparison(wxWindow* owner, WindowServices& service
 }
 
 CompareFrame::CompareFrame(wxWindow* beside, WindowServices& services, const Comparison& comparison,
-                           std::unique_ptr<compare::DifferenceStore> differences,
-                           std::function<void(const std::string& path)> save)
+                           std::unique_ptr<compare::DifferenceStore> differences, SaveToFile save)
     : wxFrame(nullptr, wxID_ANY, "Compare", wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE,
               "CompareFrame"),
       differences_(std::move(differences)) {
@@ -107,16 +112,10 @@ CompareFrame::CompareFrame(wxWindow* beside, WindowServices& services, const Com
              0, wxEXPAND | wxALL, FromDIP(kGap));
   sizer->Add(new DifferencePanel(whole, *differences_, {"First", "Second"}), 1, wxEXPAND);
   auto* buttons = new wxBoxSizer(wxHORIZONTAL);
-  auto* save_button = new wxButton(whole, wxID_ANY, "&Save...", wxDefaultPosition, wxDefaultSize, 0,
-                                   wxDefaultValidator, "SaveDifferences");
-  save_button->Bind(wxEVT_BUTTON, [this, &services, save = std::move(save)](wxCommandEvent&) {
-    const std::string path = services.ChooseNewFile(this, "CSV|*.csv|JSON|*.json", "differences.csv");
-    if (!path.empty()) save(path);
-  });
+  buttons->Add(NewSaveButton(whole, "&Save...", services, *differences_, std::move(save)));
   auto* close = new wxButton(whole, wxID_CLOSE, wxString(), wxDefaultPosition, wxDefaultSize, 0,
                              wxDefaultValidator, "CloseComparison");
   close->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Close(); });
-  buttons->Add(save_button);
   buttons->AddStretchSpacer();
   buttons->Add(close);
   sizer->Add(buttons, 0, wxEXPAND | wxALL, FromDIP(kGap));

@@ -3,11 +3,11 @@
 
 #include <wx/frame.h>
 
-#include <functional>
 #include <memory>
 #include <optional>
 
 #include "ui/comparison.h"
+#include "ui/difference_panel.h"
 
 namespace vnt::ui {
 
@@ -19,10 +19,9 @@ std::optional<Comparison> AskComparison(wxWindow* owner, WindowServices& service
 
 class CompareFrame : public wxFrame {
  public:
-  // `save` writes the differences to a file. `services` must outlive the window.
+  // `services` must outlive the window.
   CompareFrame(wxWindow* beside, WindowServices& services, const Comparison& comparison,
-               std::unique_ptr<compare::DifferenceStore> differences,
-               std::function<void(const std::string& path)> save);
+               std::unique_ptr<compare::DifferenceStore> differences, SaveToFile save);
 
  private:
   const std::unique_ptr<compare::DifferenceStore> differences_;

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "access/base/error.h"
-#include "compare/diff_writers.h"
 #include "db/engine_errors.h"
 #include "db/services.h"
 #include "platform/paths.h"
@@ -72,7 +71,7 @@ std::unique_ptr<compare::DifferenceStore> FindDifferences(jet::Database& first, 
     store->KnowGroups(second);
     compare::Options options;
     options.notice = notice;
-    compare::Compare(first, second, options, *store);
+    store->KeepSummary(compare::Compare(first, second, options, *store));
     return store;
   } catch (const jet::Error& error) {
     throw db::ToDbError(error);
@@ -89,8 +88,8 @@ std::unique_ptr<compare::DifferenceStore> FindDifferences(const Comparison& comp
   }
 }
 
-void SaveDifferences(const Comparison& comparison, const std::string& path,
-                     const ComparisonProgress& progress) {
+void SaveDifferences(compare::DifferenceStore& differences, const compare::DiffNames& names,
+                     const std::string& path, const ComparisonProgress& progress) {
   namespace fs = std::filesystem;
   const fs::path file = platform::PathOf(path);
   // What is half written does not take the name of what was there.
@@ -101,16 +100,13 @@ void SaveDifferences(const Comparison& comparison, const std::string& path,
     throw db::DbError(db::kErrFailed, kSource, "The file " + path + " cannot be written.");
   };
   try {
-    const OpenPair pair = Open(comparison);
     std::ofstream out(unfinished, std::ios::binary);
     const bool json = FormatOfName(path) == RecordFormat::kJson;
     const auto writer =
-        compare::MakeDiffWriter(json ? compare::DiffFormat::kJson : compare::DiffFormat::kCsv,
-                                {comparison.first, comparison.second, comparison.notice, false}, out);
-    compare::Options options;
-    options.notice = comparison.notice;
+        compare::MakeDiffWriter(json ? compare::DiffFormat::kJson : compare::DiffFormat::kCsv, names, out);
     Watched watched(*writer, progress);
-    writer->Finish(compare::Compare(*pair.first, *pair.second, options, watched));
+    differences.TellAgain(watched);
+    writer->Finish(differences.summary());
     out.close();
     if (!out) fail();
     fs::rename(unfinished, file, error_code);

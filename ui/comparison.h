@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 
+#include "compare/diff_writers.h"
 #include "compare/difference_store.h"
 
 namespace vnt::ui {
@@ -28,9 +29,9 @@ std::unique_ptr<compare::DifferenceStore> FindDifferences(jet::Database& first, 
                                                           std::int32_t notice,
                                                           const ComparisonProgress& progress);
 
-// Compares again, and writes what vntfix diff prints: JSON where the name ends in ".json", else CSV. DbError,
+// Writes what was found as vntfix diff prints it: JSON where the name ends in ".json", else CSV. DbError,
 // also when the file cannot be written.
-void SaveDifferences(const Comparison& comparison, const std::string& path,
-                     const ComparisonProgress& progress);
+void SaveDifferences(compare::DifferenceStore& differences, const compare::DiffNames& names,
+                     const std::string& path, const ComparisonProgress& progress);
 
 }  // namespace vnt::ui

@@ -7,8 +7,12 @@
 #include <utility>
 
 #include "compare/diff_writers.h"
+#include "ui/button_later.h"
+#include "ui/native.h"
 #include "ui/text_list.h"
+#include "ui/text_size.h"
 #include "ui/text_wx.h"
+#include "ui/window_services.h"
 
 namespace vnt::ui {
 namespace {
@@ -33,6 +37,18 @@ std::string ChangedColumns(const DifferenceStore::Table& table, const Difference
 }
 
 }  // namespace
+
+wxButton* NewSaveButton(wxWindow* parent, const char* label, WindowServices& services,
+                        DifferenceStore& differences, SaveToFile save) {
+  auto* button = new wxButton(parent, wxID_ANY, label, wxDefaultPosition, wxDefaultSize, 0,
+                              wxDefaultValidator, "SaveDifferences");
+  BindLater(*button, [button, &services, &differences, save = std::move(save)] {
+    const std::string path =
+        services.ChooseNewFile(wxGetTopLevelParent(button), "CSV|*.csv|JSON|*.json", "differences.csv");
+    if (!path.empty()) save(differences, path);
+  });
+  return button;
+}
 
 DifferencePanel::DifferencePanel(wxWindow* parent, DifferenceStore& store, const Titles& titles)
     : wxPanel(parent), store_(store) {
@@ -72,8 +88,8 @@ wxWindow* DifferencePanel::MakeTables() {
   };
   tables_list_ = new TextList(
       this, "DifferingTables",
-      {{"Table", 125}, {"\u2260 Changed", 95, true}, {"+ Added", 80, true}, {"\u2212 Removed", 100, true}},
-      std::move(source));
+      {{"Table", 120}, {"Changed", 74, true}, {"Added", 62, true}, {"Removed", 80, true}}, std::move(source));
+  SetAccessibleName(*tables_list_, "Tables that differ");
   tables_list_->Bind(wxEVT_DATAVIEW_SELECTION_CHANGED, [this](wxDataViewEvent&) { TableChosen(); });
   return tables_list_;
 }
@@ -84,8 +100,10 @@ wxWindow* DifferencePanel::MakeRows(const Titles& titles) {
   auto* choice = new wxBoxSizer(wxHORIZONTAL);
   choice->Add(new wxStaticText(panel, wxID_ANY, "&Notice (empty: all):"), 0,
               wxALIGN_CENTRE_VERTICAL | wxRIGHT, FromDIP(kGap));
-  notice_ = new wxTextCtrl(panel, wxID_ANY, wxString(), wxDefaultPosition, wxDefaultSize, 0,
-                           wxDefaultValidator, "NoticeOfDifferences");
+  const wxSize room = WithText(*panel, wxSize(96, 29));
+  notice_ = new wxTextCtrl(panel, wxID_ANY, wxString(), wxDefaultPosition, room, 0, wxDefaultValidator,
+                           "NoticeOfDifferences");
+  SetAccessibleName(*notice_, "Notice (empty: all)");
   notice_->SetMaxLength(10);
   notice_->Bind(wxEVT_TEXT, [this](wxCommandEvent&) { TableChosen(); });
   choice->Add(notice_);
@@ -93,14 +111,16 @@ wxWindow* DifferencePanel::MakeRows(const Titles& titles) {
 
   rows_list_ = new TextList(panel, "DifferingRows", {{"Row", 85}, {"Key", 190}, {"Changed columns", 200}},
                             {[this](unsigned row, unsigned column) { return RowText(row, column); }, {}});
+  SetAccessibleName(*rows_list_, "Rows that differ");
   rows_list_->Bind(wxEVT_DATAVIEW_SELECTION_CHANGED, [this](wxDataViewEvent&) { RowChosen(); });
   TextList::Source cells;
   cells.text = [this](unsigned row, unsigned column) { return CellText(row, column); };
   cells.is_marked = [this](unsigned row) { return chosen_.cells[row].changed; };
   cells_list_ = new TextList(
       panel, "Cells",
-      {{"", 30}, {"Column", 120}, {titles.old_side.c_str(), 150}, {titles.new_side.c_str(), 150}},
+      {{"\u00B1", 36}, {"Column", 120}, {titles.old_side.c_str(), 150}, {titles.new_side.c_str(), 150}},
       std::move(cells));
+  SetAccessibleName(*cells_list_, "Values of the row");
   sizer->Add(rows_list_, 2, wxEXPAND);
   sizer->Add(cells_list_, 3, wxEXPAND | wxTOP, FromDIP(kGap));
   remark_ = new wxStaticText(panel, wxID_ANY, wxString(), wxDefaultPosition, wxDefaultSize,

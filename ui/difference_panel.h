@@ -4,17 +4,26 @@
 
 #include <wx/panel.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "compare/difference_store.h"
 
+class wxButton;
 class wxStaticText;
 class wxTextCtrl;
 
 namespace vnt::ui {
 
 class TextList;
+class WindowServices;
+
+// Writes what a store holds to a file of that name.
+using SaveToFile = std::function<void(compare::DifferenceStore& differences, const std::string& path)>;
+// A button that asks for a name and saves the differences there. All three must outlive it.
+wxButton* NewSaveButton(wxWindow* parent, const char* label, WindowServices& services,
+                        compare::DifferenceStore& differences, SaveToFile save);
 
 class DifferencePanel : public wxPanel {
  public:

@@ -22,6 +22,7 @@
 #include "run/databases.h"
 #include "run/run_report.h"
 #include "startup/run_modes.h"
+#include "ui/asked_to_end.h"
 #include "ui/box_messages.h"
 #include "ui/main_frame.h"
 
@@ -60,12 +61,14 @@ class Toolkit {
     if (!wxGetEnv("GTK_OVERLAY_SCROLLING", &set)) wxSetEnv("GTK_OVERLAY_SCROLLING", "0");
     const wxLogNull quiet;  // a display that does not answer is told by whoever needs it
     started_ = wxEntryStart(argument_count_, arguments_) && wxTheApp->CallOnInit();
+    if (started_) end_watch_.emplace();
     // The toolkit takes the user's locale into force; numbers in files and SQL are written with a point
     // everywhere.
     std::setlocale(LC_NUMERIC, "C");
   }
   ~Toolkit() {
     if (!started_) return;
+    end_watch_.reset();
     wxTheApp->OnExit();
     wxEntryCleanup();
   }
@@ -78,6 +81,7 @@ class Toolkit {
   int argument_count_ = 1;
   char* arguments_[2];
   bool started_ = false;
+  std::optional<EndWatch> end_watch_;
 };
 
 // Message boxes for a run that may never show one: the toolkit starts with the first. Where no box can be
@@ -102,6 +106,7 @@ class UnattendedMessages : public platform::Messages {
 
  private:
   bool CanShowBox() {
+    if (SignalToEnd() != 0) return false;
     if (!toolkit_ && BoxesMayShow()) toolkit_.emplace(program_name_);
     return toolkit_ && toolkit_->started();
   }
@@ -141,6 +146,12 @@ class UnattendedHost : public StartUpHost {
   MainWindow& LoadWindow() override { throw std::logic_error("An unattended run shows no window."); }
 };
 
+// The exit status of a program that has come to its end with `exit_code`, or that a signal has ended.
+int StatusAfter(int exit_code) {
+  constexpr int kSignalBase = 128;
+  return SignalToEnd() == 0 ? exit_code : kSignalBase + SignalToEnd();
+}
+
 int RunUnattended(const std::string& command_line, char* program_name) {
   UnattendedMessages messages(program_name);
   ProgramState state;
@@ -151,9 +162,8 @@ int RunUnattended(const std::string& command_line, char* program_name) {
   const int exit_code = StartUp(command_line, host).value_or(0);
   // The box that refuses it does not say why.
   if (!State().read_only_reason.empty()) std::cerr << State().read_only_reason << std::endl;
-  constexpr int kSignalBase = 128;
-  const int signal = jet::interruption;
-  return signal != 0 && exit_code != 0 ? kSignalBase + signal : exit_code;
+  // A run that was done before the signal came is done.
+  return exit_code != 0 ? StatusAfter(exit_code) : exit_code;
 }
 
 int RunInWindow(const std::string& command_line, char* program_name) {
@@ -168,9 +178,10 @@ int RunInWindow(const std::string& command_line, char* program_name) {
   state.platform_services.messages = &messages;
   const ScopedProgramState in_force(state);
   WindowHost host;
-  if (const auto exit_code = StartUp(command_line, host)) return *exit_code;
+  const platform::InterruptionScope interruptible(jet::interruption);
+  if (const auto exit_code = StartUp(command_line, host)) return StatusAfter(*exit_code);
   wxTheApp->OnRun();
-  return CloseDatabases() ? host.exit_code() : kFailed;
+  return StatusAfter(CloseDatabases() ? host.exit_code() : kFailed);
 }
 
 int Run(int argc, char** argv) {

@@ -14,7 +14,7 @@
 #include <wx/utils.h>
 
 #include <algorithm>
-#include <csignal>
+#include <chrono>
 #include <utility>
 
 #include "access/base/interruption.h"
@@ -26,8 +26,10 @@
 #include "run/databases.h"
 #include "startup/run_messages.h"
 #include "ui/app_icon.h"
+#include "ui/button_later.h"
 #include "ui/compare_frame.h"
 #include "ui/report_frame.h"
+#include "ui/status_text.h"
 #include "ui/text_wx.h"
 #include "ui/typed_ahead.h"
 
@@ -36,7 +38,8 @@ namespace {
 
 constexpr const char* kCaption = "Fix Electronic Notification Database V7";
 
-enum Panel : int { kDatabasePanel = 0, kScopePanel = 1, kDatePanel = 2, kTimePanel = 3 };
+// A greyed item is never chosen, so its help would never show: it does while the menu is open.
+constexpr const char* kPageNoHelp = "Add Page No to Groups: this tool is not part of this program.";
 
 void Inform(std::string_view text) { platform::ShowMessage(text, platform::MessageStyle::kInformation); }
 void Alarm(std::string_view text) { platform::ShowMessage(text, platform::MessageStyle::kCritical); }
@@ -73,10 +76,13 @@ class frmMain::Working {
   std::vector<bool> enabled_;
 };
 
-// The gauge and the hourglass while databases are compared.
-class frmMain::Comparing {
+// The gauge and the hourglass while files are gone through, and what is done with them.
+class frmMain::Busy {
  public:
-  explicit Comparing(frmMain& window) : progress_(window.ProgressParts("", [] {})) { progress_.RunStarts(); }
+  Busy(frmMain& window, const char* doing) : progress_(window.ProgressParts("", [] {})) {
+    ShowStatus(*window.sbStatusBar, doing, kDatabasePanel);
+    progress_.RunStarts();
+  }
 
  private:
   RunProgress progress_;
@@ -123,34 +129,45 @@ frmMain::~frmMain() = default;
 
 void frmMain::BindEvents() {
   Command1->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Command1_Click(); });
-  Command2->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Command2_Click(); });
+  BindLater(*Command2, [this] { Command2_Click(); });
   Command3->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Command3_Click(); });
   cmdclear->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { cmdclear_Click(); });
-  Bind(
-      wxEVT_MENU, [this](wxCommandEvent&) { mnuFileOpen_Click(); }, mnuFileOpen);
-  Bind(
-      wxEVT_MENU, [this](wxCommandEvent&) { Close(); }, mnuFileExit);
-  Bind(
-      wxEVT_MENU, [this](wxCommandEvent&) { services_.ShowHelpFile("Tidyworks.chm"); }, mnuHelp);
-  const auto choose = [this](int item, void (frmMain::*action)()) {
-    Bind(
-        wxEVT_MENU, [this, action](wxCommandEvent&) { (this->*action)(); }, item);
+  // When the press is over, as with the buttons; what a run that was begun meanwhile would meet is dropped.
+  const auto later = [this](std::function<void()> action) {
+    CallAfter([this, action = std::move(action)] {
+      if (!running_) action();
+    });
   };
-  cmdPreview->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { cmdPreview_Click(); });
-  choose(mnuFileClose, &frmMain::mnuFileClose_Click);
-  choose(mnuFileUndo, &frmMain::mnuFileUndo_Click);
-  choose(mnuViewLastRun, &frmMain::ShowLastRun);
-  choose(mnutools_compare, &frmMain::mnutools_compare_Click);
+  const auto choose = [this, later](int item, std::function<void()> action) {
+    Bind(
+        wxEVT_MENU, [later, action = std::move(action)](wxCommandEvent&) { later(action); }, item);
+  };
+  BindLater(*cmdPreview, [this] { cmdPreview_Click(); });
+  choose(mnuFileOpen, [this] { mnuFileOpen_Click(); });
+  choose(mnuFileClose, [this] { mnuFileClose_Click(); });
+  choose(mnuFileUndo, [this] { mnuFileUndo_Click(); });
+  choose(mnuFileExit, [this] { Close(); });
+  choose(mnuViewLastRun, [this] { ShowLastRun(); });
+  choose(mnutools_compare, [this] { mnutools_compare_Click(); });
+  choose(mnuHelp, [this] { services_.ShowHelpFile("Tidyworks.chm"); });
   Bind(
       wxEVT_MENU, [](wxCommandEvent& event) { SaveBackUpBeforeFixing(event.IsChecked()); }, mnuFileBackUp);
   Bind(
       wxEVT_MENU,
-      [this](wxCommandEvent& event) {
+      [this, later](wxCommandEvent& event) {
         const std::vector<std::string> files = RecentFiles();
         const auto number = static_cast<std::size_t>(event.GetId() - mnuFileRecentFirst);
-        if (number < files.size()) OpenFile(files[number]);
+        if (number < files.size()) later([this, file = files[number]] { OpenFile(file); });
       },
       mnuFileRecentFirst, mnuFileRecentLast);
+  Bind(wxEVT_MENU_OPEN, [this](wxMenuEvent& event) {
+    event.Skip();
+    if (event.GetMenu() == tools_) sbStatusBar->PushStatusText(ToWx(kPageNoHelp), kDatabasePanel);
+  });
+  Bind(wxEVT_MENU_CLOSE, [this](wxMenuEvent& event) {
+    event.Skip();
+    if (event.GetMenu() == tools_) sbStatusBar->PopStatusText(kDatabasePanel);
+  });
   sbStatusBar->Bind(wxEVT_SIZE, [this](wxSizeEvent& event) {
     gauge_->Hide();  // its place is told anew when the next run starts
     event.Skip();
@@ -171,14 +188,14 @@ bool frmMain::Automatic_Fix() { return Command2_Click(); }
 void frmMain::ClearDefaultselection() { cmdclear_Click(); }
 
 void frmMain::SetDatabasePanel(const std::string& text) {
-  sbStatusBar->SetStatusText(ToWx(text), kDatabasePanel);
+  ShowStatus(*sbStatusBar, ToWx(text), kDatabasePanel);
   ShowScope();
 }
 
 void frmMain::ShowScope() {
   const std::int32_t notice = State().ntc_id;
   const std::string scope = notice > 0 ? "notice " + std::to_string(notice) : "all notices";
-  sbStatusBar->SetStatusText(ToWx(scope), kScopePanel);
+  ShowStatus(*sbStatusBar, ToWx(scope), kScopePanel);
 }
 
 void frmMain::ShowWindow() {
@@ -212,8 +229,12 @@ bool frmMain::Command2_Click() {
       record = services_.RunFixes(Selection(), recording, progress);
     } catch (const db::DbError& error) {
       if (!recording.backup) throw;
-      Alarm("No fix was run, because the backup before it cannot be made: " + error.description() +
-            "\nWithout one it runs when \"Back up before fixing\" in the File menu is switched off.");
+      progress.RunEnds();
+      // What the user has ended needs no box.
+      if (error.number() != db::kErrInterrupted) {
+        Alarm("No fix was run, because the backup before it cannot be made: " + error.description() +
+              "\nWithout one it runs when \"Back up before fixing\" in the File menu is switched off.");
+      }
       record.result.refused = true;
     }
     released = ReleaseDatabases();
@@ -239,7 +260,7 @@ bool frmMain::Command2_Click() {
 
 void frmMain::ShowLastRun() {
   if (!last_run_) return;
-  if (!last_run_window_) last_run_window_ = new ReportFrame(this, services_, *last_run_, nullptr);
+  if (!last_run_window_) last_run_window_ = new ReportFrame(this, services_, *last_run_);
   last_run_window_->Show();
   last_run_window_->Raise();
 }
@@ -260,25 +281,34 @@ void frmMain::cmdPreview_Click() {
     Preview preview(Selection(), progress);
     record = preview.record();
     if (record.result.refused || record.result.ended_early) return;
-    const Comparing comparing(*this);
-    differences = FindDifferences(preview.before(), preview.after(), 0, WatchComparison());
+    const Busy comparing(*this, "Comparing ...");
+    differences = FindDifferences(preview.before(), preview.after(), 0, Watch());
   } catch (const db::DbError& error) {
     ShowFailure(error);
     return;
   }
-  (new ReportFrame(this, services_, std::move(record), std::move(differences)))->Show();
+  const compare::DiffNames names{record.file, record.file + " after the run"};
+  (new ReportFrame(this, services_, std::move(record), std::move(differences),
+                   [this, names](compare::DifferenceStore& found, const std::string& path) {
+                     SaveFound(found, names, path);
+                   }))
+      ->Show();
 }
 
-ComparisonProgress frmMain::WatchComparison() {
-  return [this](std::uint64_t done, std::uint64_t all) {
+ComparisonProgress frmMain::Watch() {
+  static constexpr std::chrono::milliseconds kBetweenLooks{40};
+  return [this, looked = std::chrono::steady_clock::time_point()](std::uint64_t done,
+                                                                  std::uint64_t all) mutable {
+    if (std::chrono::steady_clock::now() - looked < kBetweenLooks) return;
     gauge_->SetRange(1000);
     gauge_->SetValue(static_cast<int>(done * 1000 / std::max<std::uint64_t>(all, 1)));
-    // The comparison meets it with the next row.
-    if (ServePaintingOnly()) jet::interruption = SIGINT;
+    // Whoever calls meets it next.
+    if (ServePaintingOnly()) jet::interruption = jet::kStopThis;
+    looked = std::chrono::steady_clock::now();
   };
 }
 
-// What the user has ended needs no box.
+// As with a run that was ended before it began.
 void frmMain::ShowFailure(const db::DbError& error) {
   if (error.number() != db::kErrInterrupted) ShowError(error);
 }
@@ -290,23 +320,27 @@ void frmMain::mnutools_compare_Click() {
   std::unique_ptr<compare::DifferenceStore> differences;
   try {
     const Working working(*this);
-    const Comparing comparing(*this);
-    differences = FindDifferences(*comparison, WatchComparison());
+    const Busy comparing(*this, "Comparing ...");
+    differences = FindDifferences(*comparison, Watch());
   } catch (const db::DbError& error) {
     ShowFailure(error);
     return;
   }
+  const compare::DiffNames names{comparison->first, comparison->second, comparison->notice};
   (new CompareFrame(this, services_, *comparison, std::move(differences),
-                    [this, comparison](const std::string& path) { SaveComparison(*comparison, path); }))
+                    [this, names](compare::DifferenceStore& found, const std::string& path) {
+                      SaveFound(found, names, path);
+                    }))
       ->Show();
 }
 
-void frmMain::SaveComparison(const Comparison& comparison, const std::string& path) {
+void frmMain::SaveFound(compare::DifferenceStore& differences, const compare::DiffNames& names,
+                        const std::string& path) {
   if (running_) return;
   try {
     const Working working(*this);
-    const Comparing comparing(*this);
-    SaveDifferences(comparison, path, WatchComparison());
+    const Busy saving(*this, "Saving ...");
+    SaveDifferences(differences, names, path, Watch());
   } catch (const db::DbError& error) {
     ShowFailure(error);
   }
@@ -380,13 +414,20 @@ void frmMain::mnuFileUndo_Click() {
                                    "this can be undone too.")) {
     return;
   }
+  Undone undone;
   try {
-    const wxBusyCursor hourglass;
-    const Undone undone = UndoLastRun(db::Files(), file, "", /*force=*/false);
-    Inform(file + " is what it was before its last run.\nWhat it was until now: " + undone.kept);
+    const Working working(*this);
+    const Busy undoing(*this, "Putting back ...");
+    undone = UndoLastRun(db::Files(), file, "", /*force=*/false,
+                         [watch = Watch()](std::uint64_t done, std::uint64_t all) {
+                           watch(done, all);
+                           jet::ThrowIfInterrupted();
+                         });
   } catch (const jet::Error& error) {
-    Alarm(error.what());
+    if (error.kind() != jet::ErrorKind::kInterrupted) Alarm(error.what());
+    return;
   }
+  Inform(file + " is what it was before its last run.\nWhat it was until now: " + undone.kept);
 }
 
 void frmMain::OnClose(wxCloseEvent& event) {

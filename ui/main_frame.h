@@ -75,7 +75,7 @@ class frmMain : public wxFrame, public MainWindow {
 
  private:
   class Working;
-  class Comparing;
+  class Busy;
   class FileDrop;
 
   void CreateMenus();
@@ -101,10 +101,11 @@ class frmMain : public wxFrame, public MainWindow {
   void ShowRecentFiles();
   void ShowScope();
   void ShowLastRun();
-  void SaveComparison(const Comparison& comparison, const std::string& path);
+  void SaveFound(compare::DifferenceStore& differences, const compare::DiffNames& names,
+                 const std::string& path);
   RunProgress::Parts ProgressParts(const char* verb, std::function<void()> run_ends);
-  // Paints and moves the gauge while databases are compared; Escape ends that.
-  ComparisonProgress WatchComparison();
+  // Paints and moves the gauge while files are gone through; Escape ends that.
+  ComparisonProgress Watch();
   void ShowFailure(const db::DbError& error);
   void OnClose(wxCloseEvent& event);
   void SavePlacement() const;
@@ -121,6 +122,7 @@ class frmMain : public wxFrame, public MainWindow {
   wxButton* cmdclear = nullptr;
   wxButton* cmdPreview = nullptr;
   wxMenu* recent_ = nullptr;
+  wxMenu* tools_ = nullptr;
   wxStatusBar* sbStatusBar = nullptr;
   wxGauge* gauge_ = nullptr;  // on the status bar, while a run goes on
   wxTimer Timer1;             // by design on the window; nothing is attached to it

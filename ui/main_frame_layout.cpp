@@ -18,6 +18,7 @@
 
 #include "program/program_state.h"
 #include "ui/main_frame.h"
+#include "ui/native.h"
 #include "ui/text_wx.h"
 
 namespace vnt::ui {
@@ -55,18 +56,19 @@ void frmMain::CreateMenus() {
   auto* view = new wxMenu;
   view->Append(mnuViewLastRun, "&Last Run\tCtrl+L");
   view->Enable(mnuViewLastRun, false);
-  auto* tools = new wxMenu;
-  tools->Append(mnutools_compare, "&Compare");
-  tools->AppendSeparator();
-  tools->Append(mnutools_page, "&Add Page No to Groups", "This tool is not part of this program.");
-  tools->Enable(mnutools_page, false);
+  tools_ = new wxMenu;
+  tools_->Append(mnutools_compare, "&Compare");
+  tools_->AppendSeparator();
+  constexpr char kNoPart[] = "This tool is not part of this program.";
+  SetItemTooltip(*tools_->Append(mnutools_page, "&Add Page No to Groups", kNoPart), kNoPart);
+  tools_->Enable(mnutools_page, false);
   auto* help = new wxMenu;
   help->Append(mnuHelp, "&Help\tF1");
 
   auto* bar = new wxMenuBar;
   bar->Append(file, "&File");
   bar->Append(view, "&View");
-  bar->Append(tools, "&Tools");
+  bar->Append(tools_, "&Tools");
   bar->Append(help, "&Help");
   SetMenuBar(bar);
   constexpr std::size_t kToolsMenu = 2;
@@ -77,6 +79,7 @@ void frmMain::CreateBoxes(wxPanel* panel) {
   scroller_ = new wxScrolledWindow(panel, wxID_ANY, wxDefaultPosition, wxDefaultSize,
                                    wxHSCROLL | wxVSCROLL | wxTAB_TRAVERSAL, "FixList");
   scroller_->SetLabel("Fixes");
+  SetAccessibleName(*scroller_, "Fixes");
   Frame1 = new wxStaticBox(scroller_, wxID_ANY, wxString(), wxDefaultPosition, wxDefaultSize, 0, "Frame1");
   for (int index = 0; index < kFixCount; ++index) {
     const FixEntry& fix = FixByIndex(index);
@@ -185,6 +188,7 @@ void frmMain::CreateStatusBarPanels() {
   sbStatusBar->SetStatusStyles(kPanels, styles.data());
   gauge_ = new wxGauge(sbStatusBar, wxID_ANY, 1, wxDefaultPosition, wxDefaultSize,
                        wxGA_HORIZONTAL | wxGA_SMOOTH, wxDefaultValidator, "Progress");
+  SetAccessibleName(*gauge_, "Progress");
   gauge_->Hide();
   ShowScope();
 }

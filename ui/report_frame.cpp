@@ -1,6 +1,5 @@
 #include "ui/report_frame.h"
 
-#include <wx/button.h>
 #include <wx/choice.h>
 #include <wx/clipbrd.h>
 #include <wx/dataobj.h>
@@ -9,13 +8,16 @@
 #include <wx/panel.h>
 #include <wx/sizer.h>
 #include <wx/stattext.h>
+#include <wx/wrapsizer.h>
 
 #include <algorithm>
 #include <utility>
 
 #include "ui/app_icon.h"
-#include "ui/difference_panel.h"
+#include "ui/button_later.h"
+#include "ui/native.h"
 #include "ui/text_list.h"
+#include "ui/text_size.h"
 #include "ui/text_wx.h"
 #include "ui/window_services.h"
 
@@ -56,7 +58,7 @@ void PlaceBeside(wxFrame& frame, const wxWindow* main, const wxSize& wanted) {
   });
   const int screen_number = std::max(main == nullptr ? 0 : wxDisplay::GetFromWindow(main), 0);
   const wxRect screen = wxDisplay(static_cast<unsigned>(screen_number)).GetClientArea();
-  wxSize size = frame.FromDIP(wanted);
+  wxSize size = WithText(frame, wanted);
   size.DecTo(screen.GetSize());
   frame.SetSize(size);
   if (main == nullptr) return;
@@ -67,7 +69,7 @@ void PlaceBeside(wxFrame& frame, const wxWindow* main, const wxSize& wanted) {
 }
 
 ReportFrame::ReportFrame(wxWindow* beside, WindowServices& services, RunRecord record,
-                         std::unique_ptr<compare::DifferenceStore> differences)
+                         std::unique_ptr<compare::DifferenceStore> differences, SaveToFile save)
     : wxFrame(nullptr, wxID_ANY,
               record.kind == RecordKind::kDryRun ? "Preview: what these fixes would change" : "Last Run",
               wxDefaultPosition, wxDefaultSize, wxDEFAULT_FRAME_STYLE, "ReportFrame"),
@@ -83,13 +85,14 @@ ReportFrame::ReportFrame(wxWindow* beside, WindowServices& services, RunRecord r
   sizer->Add(summary, 0, wxEXPAND | wxALL, FromDIP(kGap));
   if (differences_) {
     auto* pages = new wxNotebook(whole, wxID_ANY);
+    SetAccessibleName(*pages, "Preview");
     pages->AddPage(new DifferencePanel(pages, *differences_, {"Old", "New"}), "What would change", true);
     pages->AddPage(MakeReportPage(pages), "Fixes");
     sizer->Add(pages, 1, wxEXPAND | wxLEFT | wxRIGHT, FromDIP(kGap));
   } else {
     sizer->Add(MakeReportPage(whole), 1, wxEXPAND | wxLEFT | wxRIGHT, FromDIP(kGap));
   }
-  sizer->Add(MakeButtons(whole), 0, wxEXPAND | wxALL, FromDIP(kGap));
+  sizer->Add(MakeButtons(whole, std::move(save)), 0, wxEXPAND | wxLEFT | wxTOP | wxRIGHT, FromDIP(kGap));
   whole->SetSizer(sizer);
   PlaceBeside(*this, beside, differences_ ? wxSize(940, 680) : wxSize(820, 680));
 }
@@ -106,6 +109,7 @@ wxPanel* ReportFrame::MakeReportPage(wxWindow* parent) {
   sort_choice_ = new wxChoice(page, wxID_ANY, wxDefaultPosition, wxDefaultSize, 0, nullptr, 0,
                               wxDefaultValidator, "SortBy");
   for (const TextList::Column& column : kFixColumns) sort_choice_->Append(column.title);
+  SetAccessibleName(*sort_choice_, "Sort by");
   sort_choice_->SetSelection(0);
   sorting->Add(sort_choice_);
   sizer->Add(sorting, 0, wxTOP | wxBOTTOM, FromDIP(kGap));
@@ -116,6 +120,7 @@ wxPanel* ReportFrame::MakeReportPage(wxWindow* parent) {
   };
   fixes.is_marked = [this](unsigned row) { return rows_[row].errors > 0; };
   fixes_ = new TextList(page, "Fixes", kFixColumns, std::move(fixes));
+  SetAccessibleName(*fixes_, "Fixes");
   fixes_->Fill(rows_.size());
   sizer->Add(fixes_, 3, wxEXPAND);
 
@@ -124,6 +129,7 @@ wxPanel* ReportFrame::MakeReportPage(wxWindow* parent) {
     auto* errors =
         new TextList(page, "Errors", kErrorColumns,
                      {[this](unsigned row, unsigned column) { return ErrorText(errors_[row], column); }, {}});
+    SetAccessibleName(*errors, "Errors");
     errors->Fill(errors_.size());
     sizer->Add(errors, 2, wxEXPAND);
   }
@@ -146,23 +152,27 @@ wxPanel* ReportFrame::MakeReportPage(wxWindow* parent) {
   return page;
 }
 
-wxSizer* ReportFrame::MakeButtons(wxWindow* parent) {
-  auto* row = new wxBoxSizer(wxHORIZONTAL);
+wxSizer* ReportFrame::MakeButtons(wxWindow* parent, SaveToFile save) {
+  // On as many lines as they need.
+  auto* row = new wxWrapSizer(wxHORIZONTAL, wxREMOVE_LEADING_SPACES);
   const auto add = [&](const char* label, const char* name, void (ReportFrame::*action)(), bool enabled) {
     auto* button =
         new wxButton(parent, wxID_ANY, label, wxDefaultPosition, wxDefaultSize, 0, wxDefaultValidator, name);
     button->Enable(enabled);
-    button->Bind(wxEVT_BUTTON, [this, action](wxCommandEvent&) { (this->*action)(); });
-    row->Add(button, 0, wxRIGHT, FromDIP(kGap));
+    BindLater(*button, [this, action] { (this->*action)(); });
+    row->Add(button, 0, wxRIGHT | wxBOTTOM, FromDIP(kGap));
   };
   add("&Copy Errors", "CopyErrors", &ReportFrame::CopyErrors, !errors_.empty());
   add("Save &Errors...", "SaveErrors", &ReportFrame::SaveErrors, !errors_.empty());
   add("&Save Report...", "SaveReport", &ReportFrame::SaveReport, true);
-  row->AddStretchSpacer();
+  if (differences_) {
+    row->Add(NewSaveButton(parent, "Save &Differences...", services_, *differences_, std::move(save)), 0,
+             wxRIGHT | wxBOTTOM, FromDIP(kGap));
+  }
   auto* close = new wxButton(parent, wxID_CLOSE, wxString(), wxDefaultPosition, wxDefaultSize, 0,
                              wxDefaultValidator, "CloseReport");
   close->Bind(wxEVT_BUTTON, [this](wxCommandEvent&) { Close(); });
-  row->Add(close);
+  row->Add(close, 0, wxBOTTOM, FromDIP(kGap));
   return row;
 }
 

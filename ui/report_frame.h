@@ -5,7 +5,7 @@
 //   Sort by [..]
 //   fixes ............................
 //   errors ...........................
-//   Copy Errors  Save Errors  Save Report  Close
+//   Copy Errors  Save Errors  Save Report  Save Differences  Close
 #pragma once
 
 #include <wx/frame.h>
@@ -15,6 +15,7 @@
 
 #include "compare/difference_store.h"
 #include "run/run_record.h"
+#include "ui/difference_panel.h"
 #include "ui/report_rows.h"
 
 class wxChoice;
@@ -28,14 +29,14 @@ class WindowServices;
 
 class ReportFrame : public wxFrame {
  public:
-  // `differences` is null where there are none to show. `services` must outlive the window.
+  // `differences` is null where there are none to show, and `save` empty. `services` must outlive the window.
   ReportFrame(wxWindow* beside, WindowServices& services, RunRecord record,
-              std::unique_ptr<compare::DifferenceStore> differences);
+              std::unique_ptr<compare::DifferenceStore> differences = nullptr, SaveToFile save = {});
   ~ReportFrame() override;
 
  private:
   wxPanel* MakeReportPage(wxWindow* parent);
-  wxSizer* MakeButtons(wxWindow* parent);
+  wxSizer* MakeButtons(wxWindow* parent, SaveToFile save);
   void SortBy(ReportColumn column, bool ascending);
   void CopyErrors();
   void SaveErrors();

@@ -5,12 +5,12 @@
 #include <wx/utils.h>
 
 #include <algorithm>
-#include <csignal>
 #include <span>
 #include <utility>
 
 #include "access/base/interruption.h"
 #include "run/fix_statements.h"
+#include "ui/status_text.h"
 #include "ui/text_wx.h"
 #include "ui/typed_ahead.h"
 
@@ -18,6 +18,7 @@ namespace vnt::ui {
 namespace {
 
 constexpr int kGaugeOfFix = 100;
+constexpr int kGaugeOfBackup = 1000;
 // Often enough for the eye, and for a key that is pressed and let go.
 constexpr std::chrono::milliseconds kBetweenServings{40};
 
@@ -38,7 +39,8 @@ RunProgress::RunProgress(Parts parts)
 
 RunProgress::~RunProgress() { Finish(); }
 
-void RunProgress::RunStarts() {
+void RunProgress::Begin() {
+  if (hourglass_) return;
   hourglass_ = std::make_unique<wxBusyCursor>();
   wxRect place;
   parts_.bar->GetFieldRect(parts_.panel, place);
@@ -48,6 +50,25 @@ void RunProgress::RunStarts() {
   parts_.gauge->SetSize(place.GetRight() - width, place.y + (place.height - height) / 2, width, height);
   parts_.gauge->SetValue(0);
   parts_.gauge->Show();
+}
+
+void RunProgress::BackupAdvances(std::uint64_t done, std::uint64_t all) {
+  if (!hourglass_) {
+    Begin();
+    parts_.gauge->SetRange(kGaugeOfBackup);
+    ShowStatus(*parts_.bar, "Backing up ...", parts_.panel);
+    parts_.bar->Update();
+  } else if (std::chrono::steady_clock::now() - served_ < kBetweenServings) {
+    return;
+  }
+  parts_.gauge->SetValue(static_cast<int>(done * kGaugeOfBackup / std::max<std::uint64_t>(all, 1)));
+  Serve();
+  if (std::exchange(escape_, false)) jet::interruption = jet::kStopThis;
+}
+
+void RunProgress::RunStarts() {
+  Begin();
+  parts_.gauge->SetValue(0);
   Serve();
 }
 
@@ -56,8 +77,9 @@ void RunProgress::FixStarts(const FixEntry& fix, int number, int count) {
   expected_ = StatementsOf(fix);
   parts_.gauge->SetRange(count * kGaugeOfFix);
   parts_.gauge->SetValue(finished_ * kGaugeOfFix);
-  parts_.bar->SetStatusText(
-      wxString::Format("%s %d of %d: %s", ToWx(parts_.verb), number, count, ToWx(fix.caption)), parts_.panel);
+  ShowStatus(*parts_.bar,
+             wxString::Format("%s %d of %d: %s", ToWx(parts_.verb), number, count, ToWx(fix.caption)),
+             parts_.panel);
   // Painted at once, however short the fix.
   parts_.bar->Update();
   Serve();
@@ -72,7 +94,7 @@ void RunProgress::FixAdvances(std::int64_t steps, std::int64_t) {
   Serve();
   if (!std::exchange(escape_, false)) return;
   // The runner meets it with the next statement, as it meets a signal.
-  if (parts_.ask()) jet::interruption = SIGINT;
+  if (parts_.ask()) jet::interruption = jet::kStopThis;
   Discard();
 }
 
@@ -82,11 +104,13 @@ void RunProgress::RunEnds() {
 }
 
 void RunProgress::Finish() {
-  jet::interruption = 0;
+  // A signal is for the whole program.
+  int stopped = jet::kStopThis;
+  jet::interruption.compare_exchange_strong(stopped, 0);
   Discard();
   hourglass_.reset();
   parts_.gauge->Hide();
-  parts_.bar->SetStatusText(former_text_, parts_.panel);
+  ShowStatus(*parts_.bar, former_text_, parts_.panel);
 }
 
 void RunProgress::Discard() {

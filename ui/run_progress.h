@@ -1,6 +1,6 @@
 // Shows the course of a run in the status bar of the main window: the hourglass, which fix is running, and a
 // gauge. Between statements the windows are painted; Escape asks whether to stop, and other input is thrown
-// away.
+// away. Before the run the same for its backup, which Escape ends without a question: nothing has been done.
 #pragma once
 
 #include <wx/string.h>
@@ -30,6 +30,7 @@ class RunProgress : public RunObserver {
   explicit RunProgress(Parts parts);
   ~RunProgress() override;
 
+  void BackupAdvances(std::uint64_t done, std::uint64_t all) override;
   void RunStarts() override;
   void FixStarts(const FixEntry& fix, int number, int count) override;
   void FixAdvances(std::int64_t steps, std::int64_t rows) override;
@@ -39,6 +40,7 @@ class RunProgress : public RunObserver {
   void Discard();
 
  private:
+  void Begin();
   void Serve();
   void Finish();
 

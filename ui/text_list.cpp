@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "ui/text_size.h"
 #include "ui/text_wx.h"
 
 namespace vnt::ui {
@@ -33,7 +34,7 @@ TextList::TextList(wxWindow* parent, const char* name, const std::vector<Column>
   AssociateModel(model_);
   model_->DecRef();  // the list keeps it
   for (unsigned i = 0; i < columns.size(); ++i) {
-    AppendTextColumn(ToWx(columns[i].title), i, wxDATAVIEW_CELL_INERT, FromDIP(columns[i].width),
+    AppendTextColumn(ToWx(columns[i].title), i, wxDATAVIEW_CELL_INERT, WithText(*this, columns[i].width),
                      columns[i].is_number ? wxALIGN_RIGHT : wxALIGN_LEFT, wxDATAVIEW_COL_RESIZABLE);
   }
 }

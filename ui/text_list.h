@@ -13,7 +13,7 @@ class TextList : public wxDataViewCtrl {
  public:
   struct Column {
     const char* title;
-    int width;  // in units of 1/96 inch
+    int width;  // in units of 1/96 inch, for text of the usual size
     bool is_number = false;
   };
   struct Source {

@@ -9,8 +9,11 @@
 
 namespace jet {
 
-// The number of the signal; 0: nobody asked. May be stored from a signal handler and from any thread.
+// The number of the signal, or kStopThis; 0: nobody asked. May be stored from a signal handler and from any
+// thread.
 inline std::atomic<int> interruption{0};
+// Asked by the user of a window: what runs ends, and the program goes on.
+inline constexpr int kStopThis = -1;
 static_assert(std::atomic<int>::is_always_lock_free);
 
 [[noreturn]] void ThrowInterrupted();

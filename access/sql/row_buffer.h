@@ -1,8 +1,7 @@
 // Rows set aside until a scan is over: in memory first, past a limit in a temporary file.
 //
-// A row is a 32-bit length and that many bytes: a 32-bit number per row identifier, then the values, each a
-// kind byte with 8 bytes (integers, reals), 14 bytes (decimals), or a 32-bit length and the bytes (texts,
-// blobs).
+// A row is a 32-bit length and that many bytes: a 32-bit number per row identifier, then the values
+// (access/base/value_bytes.h).
 #pragma once
 
 #include <cstdint>

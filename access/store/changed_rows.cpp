@@ -103,8 +103,8 @@ class Balance {
     Take(HashKey(table, primary, row), sign * (content | 1));
   }
 
-  // How many rows are not as they were.
-  std::int64_t Count(bool by_key) {
+  // How many rows are not as they were. `table`: a number of its name, for `together`, which may be null.
+  std::int64_t Count(bool by_key, std::uint64_t table, ChangedRows* together) {
     std::ranges::sort(sums_);
     std::int64_t count = 0;
     for (std::size_t i = 0; i < sums_.size();) {
@@ -114,6 +114,9 @@ class Balance {
       if (sum == 0) continue;
       const auto rows = static_cast<std::int64_t>(sum);
       count += by_key ? 1 : std::abs(rows);
+      if (together == nullptr) continue;
+      const std::uint64_t row = internal::MixHash(table, key);
+      by_key ? together->AddKeyed(row, sum) : together->AddUnkeyed(row, sum);
     }
     return count;
   }
@@ -179,7 +182,9 @@ std::vector<StandingRow> RowsOn(const StoredTable& table, const PageRef& page) {
 // One table as it was and as it is; either may be missing.
 class TableChange {
  public:
-  TableChange(StoredTable* then, StoredTable* now) : then_(then), now_(now) {
+  // `together` may be null.
+  TableChange(StoredTable* then, StoredTable* now, ChangedRows* together)
+      : then_(then), now_(now), together_(together) {
     const StoredTable& one = now != nullptr ? *now : *then;
     has_key_ = PrimaryIndex(one.def()) >= 0 && (then == nullptr || now == nullptr || HasSameKey());
     // The same bytes may lead to another content.
@@ -234,11 +239,12 @@ class TableChange {
   template <typename Fill>
   std::int64_t InParts(std::size_t pages, Fill fill) {
     const std::uint64_t parts = 1 + pages / kPagesAtATime;
+    const std::uint64_t table = HashBytes(0, (now_ != nullptr ? *now_ : *then_).def().name);
     std::int64_t count = 0;
     for (std::uint64_t part = 0; part < parts; ++part) {
       Balance balance(parts, part);
       fill(balance);
-      count += balance.Count(has_key_);
+      count += balance.Count(has_key_, table, together_);
     }
     return count;
   }
@@ -279,6 +285,7 @@ class TableChange {
 
   StoredTable* then_;
   StoredTable* now_;
+  ChangedRows* together_;
   bool has_key_ = false;
   bool has_long_values_ = false;
 };
@@ -303,9 +310,28 @@ std::map<std::string, PageNo> UserTables(DatabaseImpl& database) {
   return tables;
 }
 
+void AddTo(std::unordered_map<std::uint64_t, std::uint64_t>* sums, std::uint64_t hash,
+           std::uint64_t difference) {
+  const auto sum = sums->try_emplace(hash).first;
+  sum->second += difference;
+  if (sum->second == 0) sums->erase(sum);
+}
+
 }  // namespace
 
-std::int64_t CountChangedRows(Database& database) {
+void ChangedRows::AddKeyed(std::uint64_t key, std::uint64_t difference) { AddTo(&keyed_, key, difference); }
+
+void ChangedRows::AddUnkeyed(std::uint64_t content, std::uint64_t difference) {
+  AddTo(&unkeyed_, content, difference);
+}
+
+std::int64_t ChangedRows::Count() const {
+  auto count = static_cast<std::int64_t>(keyed_.size());
+  for (const auto& [content, rows] : unkeyed_) count += std::abs(static_cast<std::int64_t>(rows));
+  return count;
+}
+
+std::int64_t CountChangedRows(Database& database, ChangedRows* together) {
   DatabaseImpl& now = database.impl();
   const std::vector<PageNo> changed = now.pages().ChangedSinceMark();
   if (changed.empty()) return 0;
@@ -336,8 +362,8 @@ std::int64_t CountChangedRows(Database& database) {
     };
     const std::shared_ptr<Table> old_table = find(then, pages.first), new_table = find(now, pages.second);
     if (old_table == nullptr && new_table == nullptr) continue;
-    TableChange change(old_table ? &old_table->stored() : nullptr,
-                       new_table ? &new_table->stored() : nullptr);
+    TableChange change(old_table ? &old_table->stored() : nullptr, new_table ? &new_table->stored() : nullptr,
+                       together);
     count += change.IsOneTable() ? change.CountOn(touched->second) : change.CountAll();
   }
   return count;

@@ -106,9 +106,9 @@ bool AccessConnection::RevertToMark() {
   return true;
 }
 
-std::optional<std::int64_t> AccessConnection::ChangedRows() {
+std::optional<std::int64_t> AccessConnection::ChangedRows(jet::ChangedRows* together) {
   if (mode_ == AccessMode::kRead || engine_ == nullptr) return 0;
-  return Translated([&] { return jet::CountChangedRows(database()); });
+  return Translated([&] { return jet::CountChangedRows(database(), together); });
 }
 
 Durability AccessConnection::GetDurability() {

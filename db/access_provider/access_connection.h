@@ -51,7 +51,7 @@ class AccessConnection : public ProviderConnection {
   void Persist() override;
   void Mark() override;
   bool RevertToMark() override;
-  std::optional<std::int64_t> ChangedRows() override;
+  std::optional<std::int64_t> ChangedRows(jet::ChangedRows* together) override;
   Durability GetDurability() override;
   void Release() override;
   void Resume() override;

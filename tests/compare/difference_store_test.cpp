@@ -4,8 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "access/file/test_files.h"
 #include "access/sql/session.h"
+#include "compare/diff_writers.h"
 
 namespace vnt::compare {
 namespace {
@@ -106,6 +109,35 @@ TEST_F(DifferenceStoreTest, TablesAndColumnsOfOneSideAreToldInWords) {
   EXPECT_THAT(store.tables()[1].remarks, ElementsAre("Only the first database has the column b.",
                                                      "Only the second database has the column c."));
   EXPECT_THAT(store.RowsOf(1, 0, 9), IsEmpty());
+}
+
+// What is saved later is what a comparison writes at once.
+TEST_F(DifferenceStoreTest, TellsAgainWhatItWasTold) {
+  const auto a =
+      Make("a", {"create table t (k long primary key, b text(9), c long, d double, e datetime, f memo)",
+                 "create table gone (a long)", "create table same (a long)",
+                 "create table free (a long, b text(20))", "insert into free values (1, 'x\ty')",
+                 "insert into gone values (7)", "insert into t values (1, 'x', 7, 0.1, 38000.5, 'm')",
+                 "insert into t values (2, null, 8, null, null, null)",
+                 "insert into t values (4, 'same', 9, 1, 2, 'long')"});
+  const auto b = Make(
+      "b",
+      {"create table t (k long primary key, b text(12), c double, d double, e datetime, g long)",
+       "create table came (a long)", "create table same (a long)", "create table free (a long, b text(20))",
+       "insert into free values (2, 'x')", "insert into t values (1, 'z', 7, 0.1000000001, 38000.5, 3)",
+       "insert into t values (3, '', 9.5, -1, 1, null)", "insert into t values (4, 'same', 9, 1, 2, 5)"});
+  DifferenceStore store(files_);
+  store.KeepSummary(Compare(*a, *b, {}, store));
+  for (const DiffFormat format : {DiffFormat::kText, DiffFormat::kCsv, DiffFormat::kJson}) {
+    std::ostringstream at_once, later;
+    const auto writer = MakeDiffWriter(format, {"old", "new"}, at_once);
+    writer->Finish(Compare(*a, *b, {}, *writer));
+    const auto again = MakeDiffWriter(format, {"old", "new"}, later);
+    store.TellAgain(*again);
+    again->Finish(store.summary());
+    EXPECT_EQ(later.str(), at_once.str());
+    EXPECT_GT(later.str().size(), 300U);
+  }
 }
 
 // Past the buffer rows stand in the file alone.

@@ -45,6 +45,7 @@ class RunModesTest : public testing::ProgramSurroundings, public StartUpHost {
   void Tell(const std::string& line) override { told.push_back(line); }
   std::unique_ptr<MainWindow> LoadUnshownWindow() override {
     calls_.emplace_back("load unshown");
+    if (run_window) return StartUpHost::LoadUnshownWindow();
     return std::make_unique<StubWindow>(calls_, run_succeeds);
   }
   MainWindow& LoadWindow() override {
@@ -54,6 +55,7 @@ class RunModesTest : public testing::ProgramSurroundings, public StartUpHost {
 
   std::function<void()> open;
   bool run_succeeds = true;
+  bool run_window = false;  // the program's own
   std::string driver_words;
   std::vector<std::string> told;
   std::vector<std::string> calls_;
@@ -174,6 +176,21 @@ TEST_F(RunModesTest, DriverWordsAreToldOnceAndReported) {
               ElementsAre("TLKD-ING cannot be reached: Connection refused", "fixing TLKD-ING, notice 7."));
   EXPECT_EQ(ReadFile("report"), "TLKD-ING cannot be reached: Connection refused\n");
   EXPECT_THAT(messages_.shown, IsEmpty());
+}
+
+TEST_F(RunModesTest, DriverWordsStandInAJsonReportOnce) {
+  WriteSettings("[VNTFIXV7]\nCurDatabase=TLKD-ING\nNtc_id=7\n[GLOBAL]\nVeltRefdb=/x.mdb\n");
+  SetEnvironment("VNTFIX_RUN_REPORT", (folder_ / "report.json").string());
+  driver_words = "Connection \"refused\"";
+  run_window = true;
+  EXPECT_EQ(StartUp("x", *this), 1);
+  const std::string report = ReadFile("report.json");
+  EXPECT_THAT(report, ::testing::HasSubstr("\n  \"source_fault\": \"Connection \\\"refused\\\"\",\n"));
+  EXPECT_EQ(report.find("refused\\\""), report.rfind("refused\\\""));
+  // And not in that of a database which was reached.
+  driver_words.clear();
+  EXPECT_EQ(StartUp("x", *this), 1);
+  EXPECT_THAT(ReadFile("report.json"), ::testing::HasSubstr("\"source_fault\": null"));
 }
 
 TEST_F(RunModesTest, NoReportIsWrittenOverADatabase) {

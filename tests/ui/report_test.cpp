@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <map>
 #include <nlohmann/json.hpp>
 
 #include "access/file/file.h"
@@ -95,6 +96,7 @@ class ReportTest : public WindowTest {
     wxCommandEvent event(wxEVT_BUTTON, control.GetId());
     event.SetEventObject(&control);
     control.Command(event);
+    wxTheApp->ProcessPendingEvents();
   }
   static std::string FileText(const fs::path& file) {
     std::ifstream stream(file, std::ios::binary);
@@ -335,6 +337,34 @@ TEST_F(RealReportTest, APreviewShowsTheDifferencesAndWritesNothing) {
   Click("Command2");
   EXPECT_THAT(messages_.shown, ElementsAre(ShownMessage("Fix complete.", MessageStyle::kInformation)))
       << "the preview holds nothing that a run needs";
+}
+
+// Also when the database is no longer what it was.
+TEST_F(RealReportTest, WhatAPreviewFoundIsSaved) {
+  Click("cmdclear");
+  Box(7).SetValue(true);
+  Click("cmdPreview");
+  wxWindow* frame = Frame("ReportFrame");
+  ASSERT_NE(frame, nullptr);
+  std::map<std::string, std::string> saved;
+  for (const char* round : {"before", "after"}) {
+    for (const char* kind : {".csv", ".json"}) {
+      services_.new_file = (folder_ / (std::string("found-") + round + kind)).string();
+      Press(*frame, "SaveDifferences");
+      saved[std::string(round) + kind] = FileText(services_.new_file);
+    }
+    Click("Command2");
+  }
+  EXPECT_THAT(saved["before.csv"], HasSubstr("\n\"assgn\",\"changed\",\"grp_id="));
+  EXPECT_EQ(nlohmann::json::parse(saved["before.json"])["new"], sample_.notice + " after the run");
+  EXPECT_THAT(saved["before.json"], HasSubstr("\"freq_sym\": {\"old\": \"M\", \"new\": \"G\"}"));
+  EXPECT_EQ(saved["before.csv"], saved["after.csv"]);
+  EXPECT_EQ(saved["before.json"], saved["after.json"]);
+  messages_.shown.clear();
+  services_.new_file = (folder_ / "nowhere" / "found.csv").string();
+  Press(*frame, "SaveDifferences");
+  ASSERT_THAT(messages_.shown, SizeIs(1));
+  EXPECT_THAT(messages_.shown.front().first, HasSubstr("cannot be written"));
 }
 
 TEST_F(RealReportTest, APreviewIsRefusedInTheWordsOfARun) {

@@ -53,10 +53,10 @@ class Onlooker : public RunObserver {
     running_ = fix.index;
     inner_.FixStarts(fix, number, count);
   }
-  void FixAdvances(std::int64_t steps) override {
+  void FixAdvances(std::int64_t steps, std::int64_t rows) override {
     constexpr std::int64_t kMoment = 3;
     if (running_ == index_ && steps <= kMoment) wxMilliSleep(60);
-    inner_.FixAdvances(steps);
+    inner_.FixAdvances(steps, rows);
     if (running_ == index_ && steps == kMoment) look_();
   }
   void FixEnds(const FixResult& result) override { inner_.FixEnds(result); }
@@ -144,12 +144,14 @@ class Photographer {
   void Choose(int item) {
     wxCommandEvent event(wxEVT_MENU, item);
     window_->ProcessWindowEvent(event);
+    wxTheApp->ProcessPendingEvents();
   }
   void Press(const char* button) {
     wxWindow* control = wxWindow::FindWindowByName(button, window_);
     wxCommandEvent event(wxEVT_BUTTON, control->GetId());
     event.SetEventObject(control);
     control->ProcessWindowEvent(event);
+    wxTheApp->ProcessPendingEvents();
   }
   void Take(wxWindow& window, const char* name) {
     window.Raise();

@@ -106,9 +106,11 @@ class WindowTest : public testing::ProgramSurroundings {
     wxCommandEvent event(wxEVT_BUTTON, Named<wxButton>(button).GetId());
     event.SetEventObject(&Named<wxButton>(button));
     Named<wxButton>(button).Command(event);
+    wxTheApp->ProcessPendingEvents();
   }
   void Choose(int menu_item) {
     Window().ProcessWindowEvent(*std::make_unique<wxCommandEvent>(wxEVT_MENU, menu_item));
+    wxTheApp->ProcessPendingEvents();
   }
 
   StubServices services_;

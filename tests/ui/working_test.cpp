@@ -145,6 +145,28 @@ TEST_F(WorkingTest, MenusAreGreyedDuringARun) {
   for (const std::size_t menu : {0U, 1U, 2U, 3U}) EXPECT_TRUE(Window().GetMenuBar()->IsEnabledTop(menu));
 }
 
+// Chosen before the run, and due in it.
+TEST_F(WorkingTest, WhatWasChosenBeforeARunIsDroppedInIt) {
+  state_.current_database = "/data/own.mdb";
+  Window();
+  services_.run = [&](const FixSelection&, RunObserver& observer) {
+    for (const int item : {frmMain::mnuFileUndo, frmMain::mnuFileClose, frmMain::mnuFileOpen}) {
+      Window().ProcessWindowEvent(*std::make_unique<wxCommandEvent>(wxEVT_MENU, item));
+    }
+    wxCommandEvent again(wxEVT_BUTTON, Named<wxButton>("Command2").GetId());
+    Named<wxButton>("Command2").Command(again);
+    wxTheApp->ProcessPendingEvents();
+    observer.RunStarts();
+    observer.RunEnds();
+    return RunResult();
+  };
+  Click("Command2");
+  EXPECT_THAT(services_.questions, IsEmpty());
+  EXPECT_THAT(services_.filters, IsEmpty());
+  EXPECT_EQ(state_.current_database, "/data/own.mdb");
+  EXPECT_THAT(messages_.shown, SizeIs(1));
+}
+
 TEST_F(WorkingTest, EscapeAsksAndNoGoesOn) {
   services_.confirms = false;
   Window();
@@ -164,6 +186,55 @@ TEST_F(WorkingTest, EscapeAsksAndNoGoesOn) {
   ASSERT_THAT(services_.questions, SizeIs(1)) << "once for a key";
   EXPECT_THAT(services_.questions.front(), HasSubstr("The fix that is running is undone"));
 }
+
+TEST_F(WorkingTest, ABackupBeforeTheRunShowsHowFarItIs) {
+  state_.current_database = "/data/own.mdb";
+  Window().SetDatabasePanel("/data/own.mdb");
+  int painted = 0;
+  services_.run = [&](const FixSelection&, RunObserver& observer) {
+    const auto& gauge = Named<wxGauge>("Progress");
+    observer.BackupAdvances(1, 100);
+    EXPECT_EQ(PanelText(), "Backing up ...");
+    EXPECT_TRUE(gauge.IsShown());
+    const int first = gauge.GetValue();
+    auto& list = Named<wxWindow>("FixList");
+    list.Bind(wxEVT_PAINT, [&](wxPaintEvent& event) {
+      ++painted;
+      event.Skip();
+    });
+    list.Refresh();
+    Wait();
+    observer.BackupAdvances(60, 100);
+    EXPECT_GT(gauge.GetValue(), first);
+    EXPECT_EQ(gauge.GetRange(), 1000);
+    observer.RunStarts();
+    EXPECT_EQ(gauge.GetValue(), 0);
+    observer.RunEnds();
+    return RunResult();
+  };
+  Click("Command2");
+  EXPECT_GT(painted, 0);
+  EXPECT_EQ(PanelText(), "/data/own.mdb");
+}
+
+// Types Escape when the backup has come to an end of a pass.
+class EscapeInBackup : public RunObserver {
+ public:
+  EscapeInBackup(RunObserver& inner, int pass) : inner_(inner), pass_(pass) {}
+  void BackupAdvances(std::uint64_t done, std::uint64_t all) override {
+    if (++passes_ == pass_) wxUIActionSimulator().Char(WXK_ESCAPE);
+    Wait();
+    inner_.BackupAdvances(done, all);
+  }
+  void RunStarts() override {
+    ADD_FAILURE() << "the run began";
+    inner_.RunStarts();
+  }
+
+ private:
+  RunObserver& inner_;
+  int pass_, passes_ = 0;
+};
 
 // Types Escape at a step of a fix.
 class EscapeAt : public RunObserver {
@@ -223,6 +294,34 @@ class EscapeInRunTest : public WorkingTest {
 
   samples::SampleFiles sample_;
 };
+
+// While it is looked through, and while it is copied.
+TEST_F(EscapeInRunTest, EndsTheBackupAndThenThereIsNoRun) {
+  const std::string file = OpenCopy("own.mdb");
+  const std::string before = ReadFile("own.mdb");
+  for (const int pass : {1, 2}) {
+    services_.run = [&](const FixSelection& selection, RunObserver& observer) {
+      EscapeInBackup typist(observer, pass);
+      Recording recording;
+      recording.backup = "";
+      return RunRecorded(selection, {}, recording, typist).result;
+    };
+    Named<wxButton>("Command2").SetFocus();
+    Click("Command2");
+    EXPECT_THAT(messages_.shown, IsEmpty());
+    EXPECT_THAT(services_.questions, IsEmpty());
+    EXPECT_EQ(jet::interruption, 0);
+    EXPECT_EQ(PanelText(), file);
+    EXPECT_EQ(ReadFile("own.mdb"), before);
+    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
+      const std::string name = entry.path().filename().string();
+      EXPECT_TRUE(name == "own.mdb" || !name.starts_with("own.mdb")) << name;
+    }
+  }
+  services_.run = {};
+  Click("Command2");
+  EXPECT_THAT(messages_.shown, ElementsAre(ShownMessage("Fix complete.", MessageStyle::kInformation)));
+}
 
 // The state is that after the last finished fix, and there is no history of the run.
 TEST_F(EscapeInRunTest, LeavesWhatTheFinishedFixesDid) {

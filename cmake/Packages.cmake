@@ -1,0 +1,54 @@
+# What is installed, and the Debian packages that CPack makes of it. Each install rule names its component:
+#   vntfix     the command line tool: its manual, completions and documents (share/doc/vntfix)
+#   vntfixdb   the window, and what the desktop shows of it (share/doc/vntfixdb)
+# A component is a package of the same name.
+
+set(VNT_DOC_OF_vntfix ${CMAKE_INSTALL_DATADIR}/doc/vntfix)
+set(VNT_DOC_OF_vntfixdb ${CMAKE_INSTALL_DATADIR}/doc/vntfixdb)
+
+set(VNT_MAINTAINER "VNTFixdb maintainers <maintainers@vntfixdb.invalid>" CACHE STRING
+  "Who answers for the packages: name and mail address")
+
+install(FILES README.md DESTINATION ${VNT_DOC_OF_vntfix} COMPONENT vntfix)
+install(FILES docs/ingres.md docs/diff.schema.json docs/run-report.schema.json
+  DESTINATION ${VNT_DOC_OF_vntfix}/docs COMPONENT vntfix)
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME vntfixdb)
+set(CPACK_PACKAGE_CONTACT "${VNT_MAINTAINER}")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+  OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+set(CPACK_COMPONENTS_ALL vntfix vntfixdb)
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_PACKAGE_SECTION database)
+
+set(CPACK_DEBIAN_VNTFIX_PACKAGE_NAME vntfix)
+set(CPACK_COMPONENT_VNTFIX_DESCRIPTION
+"repair databases of satellite network notices on the command line
+vntfix repairs and normalises databases of satellite network notices in
+Access files (.mdb and .accdb): forty named fixes, run in a fixed order. It
+also runs Access SQL, exports tables, compares two databases and verifies
+every invariant of a file.
+
+It reads and writes the files with an engine of its own; no Access, server
+or driver is needed.")
+set(CPACK_DEBIAN_VNTFIX_PACKAGE_RECOMMENDS "bash-completion")
+
+set(CPACK_DEBIAN_VNTFIXDB_PACKAGE_NAME vntfixdb)
+set(CPACK_COMPONENT_VNTFIXDB_DESCRIPTION
+"repair databases of satellite network notices in a window
+VNTFixdb repairs and normalises databases of satellite network notices in
+Access files (.mdb and .accdb): forty named fixes to tick, a preview of what
+they would change, a backup before they run, and a report after it.
+
+It reads and writes the files with an engine of its own; no Access, server
+or driver is needed.")
+set(CPACK_DEBIAN_VNTFIXDB_PACKAGE_RECOMMENDS "vntfix")
+
+include(CPack)

@@ -13,6 +13,14 @@ install(FILES README.md DESTINATION ${VNT_DOC_OF_vntfix} COMPONENT vntfix)
 install(FILES docs/ingres.md docs/diff.schema.json docs/run-report.schema.json
   DESTINATION ${VNT_DOC_OF_vntfix}/docs COMPONENT vntfix)
 
+# Where each shell looks for what packages bring along.
+install(FILES packaging/completions/vntfix.bash RENAME vntfix
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT vntfix)
+install(FILES packaging/completions/_vntfix
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT vntfix)
+install(FILES packaging/completions/vntfix.fish
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT vntfix)
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vntfixdb)
 set(CPACK_PACKAGE_CONTACT "${VNT_MAINTAINER}")

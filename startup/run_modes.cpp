@@ -10,6 +10,7 @@
 #include "run/databases.h"
 #include "run/guards.h"
 #include "run/run_report.h"
+#include "startup/file_to_show.h"
 #include "startup/unshown_window.h"
 
 namespace vnt {
@@ -28,8 +29,8 @@ VNTFixdb --help, -h, --version
 
 Settings in section [VNTFIXV7] of KV_SOFT.ini for a run without a window: CurDatabase, Ntc_id (0: all notices),
 Backup=1 (copies the database first), Quiet=1 (messages go to standard error and the report, never into boxes).
-VNTFIX_RUN_REPORT names a file for the report; JSON where it ends in .json. vntfix --help tells of the command
-line tool.)";
+VNTFIX_RUN_REPORT names a file for the report; JSON where it ends in .json. VNTFIX_OPEN names a database that
+VNTFixdb alone opens in its window. vntfix --help tells of the command line tool.)";
 
 constexpr int kEnded = 0;
 constexpr int kRefused = 1;
@@ -90,7 +91,7 @@ int RunUnattended(StartUpHost& host) {
   return CloseDatabases() && succeeded ? kEnded : kRefused;
 }
 
-void ShowMainWindow(StartUpHost& host) {
+MainWindow& ShowMainWindow(StartUpHost& host) {
   State().data_level = ReadDataLevel();
   State().date_separator = platform::GetRegionalSetting("sDate");
   MainWindow& window = host.LoadWindow();
@@ -98,6 +99,18 @@ void ShowMainWindow(StartUpHost& host) {
   if (IsIngresSource(State().current_database)) window.ClearDefaultselection();
   ReleaseDatabases();
   window.ShowWindow();
+  return window;
+}
+
+void ShowNamedFile(MainWindow& window) {
+  const std::string path = FileToShow();
+  if (path.empty()) return;
+  const std::string reason = WhyNotShown(path);
+  if (reason.empty()) {
+    window.OpenFile(path);
+  } else {
+    platform::ShowMessage(reason, platform::MessageStyle::kInformation);
+  }
 }
 
 }  // namespace
@@ -136,7 +149,8 @@ std::optional<int> StartUp(std::string_view command_line, StartUpHost& host) {
       return kRefused;
     }
     if (mode == RunMode::kUnattended) return RunUnattended(host);
-    ShowMainWindow(host);
+    MainWindow& window = ShowMainWindow(host);
+    if (mode == RunMode::kInteractive) ShowNamedFile(window);
   } catch (const EndProgram& end) {
     CloseDatabases();
     return end.exit_code;

@@ -10,6 +10,7 @@
 #include "access/base/text.h"
 #include "access/store/database.h"
 #include "cli/command_line.h"
+#include "cli/help_text.h"
 #include "cli/tables.h"
 #include "run/catalogue.h"
 
@@ -36,8 +37,6 @@ const CLI::Option* OptionNamed(const CLI::App& app, const std::string& word) {
   }
   return nullptr;
 }
-
-bool TakesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
 
 Line Read(const CLI::App& app, const std::vector<std::string>& words) {
   Line line;

@@ -12,6 +12,7 @@
 #include "run/run_report.h"
 #include "startup/file_to_show.h"
 #include "startup/unshown_window.h"
+#include "startup/usage.h"
 
 namespace vnt {
 namespace {
@@ -19,18 +20,6 @@ namespace {
 constexpr std::string_view kActive = "Active";
 constexpr std::string_view kOwnSection = "VNTFIXV7";
 constexpr std::string_view kSharedSection = "GLOBAL";
-
-constexpr char kUsage[] =
-    R"(VNTFixdb          opens the window
-VNTFixdb Active   opens it with the database CurDatabase and the notice Ntc_id of KV_SOFT.ini
-VNTFixdb TEXT     any other text: runs the default fixes on that database and ends, with status 0, or 1 when
-                  the run was refused, ended early or a fix reported an error
-VNTFixdb --help, -h, --version
-
-Settings in section [VNTFIXV7] of KV_SOFT.ini for a run without a window: CurDatabase, Ntc_id (0: all notices),
-Backup=1 (copies the database first), Quiet=1 (messages go to standard error and the report, never into boxes).
-VNTFIX_RUN_REPORT names a file for the report; JSON where it ends in .json. VNTFIX_OPEN names a database that
-VNTFixdb alone opens in its window. vntfix --help tells of the command line tool.)";
 
 constexpr int kEnded = 0;
 constexpr int kRefused = 1;
@@ -126,7 +115,7 @@ std::optional<std::string> ConventionalAnswer(std::string_view command_line) {
     return "VNTFixdb " + std::to_string(VNT_VERSION_MAJOR) + "." + std::to_string(VNT_VERSION_MINOR) + "." +
            std::to_string(VNT_VERSION_REVISION);
   }
-  if (command_line == "--help" || command_line == "-h") return kUsage;
+  if (command_line == "--help" || command_line == "-h") return UsageText();
   return std::nullopt;
 }
 

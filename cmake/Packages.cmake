@@ -21,6 +21,24 @@ install(FILES packaging/completions/_vntfix
 install(FILES packaging/completions/vntfix.fish
   DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT vntfix)
 
+# What the desktop shows of the window.
+set(desktop ${PROJECT_SOURCE_DIR}/packaging/desktop)
+set(VNT_METAINFO ${PROJECT_BINARY_DIR}/packaging/invalid.vntfixdb.vntfixdb.metainfo.xml)
+configure_file(${desktop}/vntfixdb.metainfo.xml.in ${VNT_METAINFO} @ONLY)
+if(NOT WIN32)
+  install(PROGRAMS ${desktop}/vntfixdb-open DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT vntfixdb)
+  install(FILES ${desktop}/vntfixdb.desktop
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/applications COMPONENT vntfixdb)
+  install(FILES ${desktop}/vntfixdb.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/mime/packages COMPONENT vntfixdb)
+  install(FILES ${VNT_METAINFO} DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo COMPONENT vntfixdb)
+  set(icons ${CMAKE_INSTALL_DATADIR}/icons/hicolor)
+  install(FILES ${desktop}/icons/vntfixdb.svg DESTINATION ${icons}/scalable/apps COMPONENT vntfixdb)
+  foreach(size 16 24 32 48 64 128 256)
+    install(FILES ${desktop}/icons/${size}.png RENAME vntfixdb.png
+      DESTINATION ${icons}/${size}x${size}/apps COMPONENT vntfixdb)
+  endforeach()
+endif()
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vntfixdb)
 set(CPACK_PACKAGE_CONTACT "${VNT_MAINTAINER}")

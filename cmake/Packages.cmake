@@ -39,6 +39,28 @@ if(NOT WIN32)
   endforeach()
 endif()
 
+# What Debian wants beside each program: the changes, and the terms of the programs and of the libraries that are
+# nothing but headers, as their own packages have them.
+if(NOT WIN32)
+  set(papers ${PROJECT_BINARY_DIR}/packaging)
+  execute_process(COMMAND gzip -9nc ${PROJECT_SOURCE_DIR}/packaging/debian/changelog
+    OUTPUT_FILE ${papers}/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/packaging/debian/copyright)
+  file(READ ${PROJECT_SOURCE_DIR}/packaging/debian/copyright terms)
+  foreach(library libcli11-dev nlohmann-json3-dev libutfcpp-dev)
+    set(terms_of_library /usr/share/doc/${library}/copyright)
+    if(EXISTS ${terms_of_library})
+      file(READ ${terms_of_library} text)
+      string(APPEND terms "\n==== ${library} ====\n\n${text}")
+    endif()
+  endforeach()
+  file(WRITE ${papers}/copyright "${terms}")
+  foreach(component vntfix vntfixdb)
+    install(FILES ${papers}/changelog.gz ${papers}/copyright
+      DESTINATION ${VNT_DOC_OF_${component}} COMPONENT ${component})
+  endforeach()
+endif()
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vntfixdb)
 set(CPACK_PACKAGE_CONTACT "${VNT_MAINTAINER}")

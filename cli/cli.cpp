@@ -8,6 +8,7 @@
 
 #include "access/base/error.h"
 #include "cli/command_line.h"
+#include "cli/completion.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
 #include "cli/waiting_journal.h"
@@ -51,6 +52,9 @@ void TellWaitingJournals(const Request& request, Streams& streams) {
 }
 
 int RunCommand(const std::vector<std::string>& arguments, Streams& streams) {
+  if (!arguments.empty() && arguments.front() == kCompletionCommand) {
+    return PrintCompletion({arguments.begin() + 1, arguments.end()}, streams);
+  }
   int status = kOk;
   const std::optional<Request> request = ParseCommandLine(arguments, streams, &status);
   if (!request) return status;

@@ -271,6 +271,9 @@ std::string UnknownWord(const CLI::App& app, const CLI::App* command,
   return {};
 }
 
+constexpr char kProgram[] = "vntfix";
+constexpr char kPurpose[] = "Repairs and normalises databases of satellite network notices.";
+
 void Build(CLI::App& app, Request& request) {
   app.set_version_flag(
       "--version", fmt::format("vntfix {}.{}.{}", VNT_VERSION_MAJOR, VNT_VERSION_MINOR, VNT_VERSION_REVISION),
@@ -300,7 +303,7 @@ std::vector<std::string> Request::Files() const {
 std::optional<Request> ParseCommandLine(const std::vector<std::string>& arguments, Streams& streams,
                                         int* status) {
   std::optional<Request> request(std::in_place);
-  CLI::App app("Repairs and normalises databases of satellite network notices.", "vntfix");
+  CLI::App app(kPurpose, kProgram);
   Build(app, *request);
   const auto command = [&]() -> const CLI::App* {
     return app.get_subcommands().empty() ? nullptr : app.get_subcommands().front();
@@ -332,6 +335,13 @@ std::optional<Request> ParseCommandLine(const std::vector<std::string>& argument
   request->command = command()->get_name();
   TakeBackupFolder(*request);
   return request;
+}
+
+void WithCommandLine(const std::function<void(const CLI::App&)>& use) {
+  Request request;
+  CLI::App app(kPurpose, kProgram);
+  Build(app, request);
+  use(app);
 }
 
 }  // namespace vnt::cli

@@ -2,11 +2,16 @@
 // arguments is also what help is made of.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/commands.h"
+
+namespace CLI {
+class App;
+}
 
 namespace vnt::cli {
 
@@ -34,5 +39,9 @@ struct Request {
 // exit status, and what is to be said has been printed.
 std::optional<Request> ParseCommandLine(const std::vector<std::string>& arguments, Streams& streams,
                                         int* status);
+
+// Calls `use` with the table of commands and options that the parser goes by, for what is made of it besides:
+// completions and the manual.
+void WithCommandLine(const std::function<void(const CLI::App&)>& use);
 
 }  // namespace vnt::cli

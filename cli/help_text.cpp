@@ -14,26 +14,30 @@ constexpr std::size_t kWidth = 80;
 constexpr std::size_t kIndent = 2;
 constexpr std::size_t kNameWidth = 24;
 
-constexpr std::string_view kOfAllCommands = R"(
-Environment:
-  VNTFIX_WINDIR         folder of KV_SOFT.ini and WIN.INI
-  VNTFIX_CDRIVE         folder that stands for drive C: (logs)
-  VNTFIX_SQL_LOG        file that gets every statement sent
+constexpr HelpEntry kEnvironment[] = {
+    {"VNTFIX_WINDIR", "folder of KV_SOFT.ini and WIN.INI"},
+    {"VNTFIX_CDRIVE", "folder that stands for drive C: (logs)"},
+    {"VNTFIX_SQL_LOG", "file that gets every statement sent"},
+};
+constexpr std::size_t kVariableWidth = 22;
 
-Exit status:
-  0  done
-  1  done, with errors: of a fix or a statement, or check found a fault, or diff
-     a difference; or a run that ended early, with the finished fixes kept
-  2  wrong usage
-  3  refused, and the file is as it was
-  4  done, but the output could not be written
-  128 and more: ended by the signal of that number less 128
-)";
+constexpr HelpEntry kExitStatuses[] = {
+    {"0", "done"},
+    {"1",
+     "done, with errors: of a fix or a statement, or check found a fault, or diff a difference; or a run "
+     "that ended early, with the finished fixes kept"},
+    {"2", "wrong usage"},
+    {"3", "refused, and the file is as it was"},
+    {"4", "done, but the output could not be written"},
+    {"128 and more", "ended by the signal of that number less 128"},
+};
+constexpr std::size_t kStatusWidth = 3;
 
 // A name and, beside it or below a long one, the text, wrapped.
-void AppendEntry(const std::string& name, const std::string& text, std::string* out) {
-  const std::size_t start = kIndent + kNameWidth;
-  std::string line = std::string(kIndent, ' ') + name;
+void AppendEntry(std::string_view name, std::string_view text, std::string* out,
+                 std::size_t name_width = kNameWidth) {
+  const std::size_t start = kIndent + name_width;
+  std::string line = std::string(kIndent, ' ').append(name);
   if (line.size() + kIndent > start) {
     *out += line + "\n";
     line.clear();
@@ -42,7 +46,7 @@ void AppendEntry(const std::string& name, const std::string& text, std::string* 
   bool empty = true;
   for (std::size_t at = 0; at < text.size();) {
     const std::size_t end = std::min(text.find(' ', at), text.size());
-    const std::string_view word = std::string_view(text).substr(at, end - at);
+    const std::string_view word = text.substr(at, end - at);
     if (!empty && line.size() + 1 + word.size() > kWidth) {
       *out += line + "\n";
       line.assign(start, ' ');
@@ -56,16 +60,18 @@ void AppendEntry(const std::string& name, const std::string& text, std::string* 
   *out += line + "\n";
 }
 
-std::string ArgumentName(const CLI::Option& option) {
-  std::string name = option.get_name(/*positional=*/true);
-  if (option.get_items_expected_max() > 1) name += "...";
-  return option.get_required() ? name : "[" + name + "]";
-}
-
-std::string OptionName(const CLI::Option& option) {
-  std::string name = option.get_name(/*positional=*/false, /*all_options=*/true);
-  for (std::size_t at = 0; (at = name.find(',', at)) != std::string::npos; at += 2) name.insert(at + 1, " ");
-  return option.get_type_size() == 0 ? name : name + " " + option.get_type_name();
+void AppendOfAllCommands(std::string* out) {
+  *out += "\nEnvironment:\n";
+  for (const HelpEntry& variable : kEnvironment)
+    AppendEntry(variable.name, variable.text, out, kVariableWidth);
+  *out += "\nExit status:\n";
+  for (const HelpEntry& status : kExitStatuses) {
+    if (status.name.size() < kStatusWidth) {
+      AppendEntry(status.name, status.text, out, kStatusWidth);
+    } else {
+      *out += fmt::format("  {}: {}\n", status.name, status.text);
+    }
+  }
 }
 
 std::string Usage(const CLI::App& app) {
@@ -79,6 +85,24 @@ std::string Usage(const CLI::App& app) {
 }
 
 }  // namespace
+
+std::span<const HelpEntry> EnvironmentEntries() { return kEnvironment; }
+
+std::span<const HelpEntry> ExitStatusEntries() { return kExitStatuses; }
+
+std::string ArgumentName(const CLI::Option& option) {
+  std::string name = option.get_name(/*positional=*/true);
+  if (option.get_items_expected_max() > 1) name += "...";
+  return option.get_required() ? name : "[" + name + "]";
+}
+
+bool TakesValue(const CLI::Option& option) { return option.get_items_expected_max() > 0; }
+
+std::string OptionName(const CLI::Option& option) {
+  std::string name = option.get_name(/*positional=*/false, /*all_options=*/true);
+  for (std::size_t at = 0; (at = name.find(',', at)) != std::string::npos; at += 2) name.insert(at + 1, " ");
+  return TakesValue(option) ? name + " " + option.get_type_name() : name;
+}
 
 std::string HelpText(const CLI::App& app) {
   std::string text = Usage(app) + "\n" + app.get_description() + "\n";
@@ -98,7 +122,8 @@ std::string HelpText(const CLI::App& app) {
   }
   text += "\nOptions:\n" + options;
   if (!app.get_footer().empty()) text += "\n" + app.get_footer();
-  return text += kOfAllCommands;
+  AppendOfAllCommands(&text);
+  return text;
 }
 
 }  // namespace vnt::cli

@@ -29,10 +29,17 @@ if(VNT_SANITIZE)
   target_link_options(vnt_options INTERFACE -fsanitize=address,undefined)
 endif()
 
-if(CMAKE_CROSSCOMPILING)
+if(CMAKE_CROSSCOMPILING OR VNT_PACKAGE)
   # Where it was built makes no difference to a program that is handed out.
-  target_compile_options(vnt_options INTERFACE
-    -ffile-prefix-map=${PROJECT_SOURCE_DIR}=. -ffile-prefix-map=${VNT_WINDOWS_PREFIX}=prefix)
+  target_compile_options(vnt_options INTERFACE -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+endif()
+if(CMAKE_CROSSCOMPILING)
+  target_compile_options(vnt_options INTERFACE -ffile-prefix-map=${VNT_WINDOWS_PREFIX}=prefix)
+elseif(VNT_PACKAGE)
+  # As Debian builds its own programs.
+  target_compile_options(vnt_options INTERFACE -fstack-protector-strong -fstack-clash-protection -fcf-protection
+    -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -Wformat -Werror=format-security)
+  target_link_options(vnt_options INTERFACE -Wl,-z,relro -Wl,-z,now)
 endif()
 
 # vnt_library(NAME SOURCES a.cpp ... [DEPS target ...] [PRIVATE_DEPS target ...])

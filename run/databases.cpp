@@ -93,8 +93,7 @@ void OpenChosenDatabase(const std::string& path, const std::function<void()>& op
     // Nothing will be asked of the refused file any more; it must not stay locked.
     CloseDatabases();
     set_panel(kNoDatabaseText);
-    platform::ShowMessage("This database is an old version.  Please use VNTfixV7 for Version 7 only.",
-                          platform::MessageStyle::kCritical);
+    platform::ShowMessage(kOldVersionText, platform::MessageStyle::kCritical);
     return;
   }
   // Any other version is let through without a word, and the panel keeps its text. This is wanted: databases

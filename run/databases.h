@@ -10,6 +10,10 @@ namespace vnt {
 // What the window's database panel says while none is open.
 inline constexpr char kNoDatabaseText[] = "no database open";
 
+// What is said of a database that only older versions of the program family can use.
+inline constexpr char kOldVersionText[] =
+    "This database is an old version.  Please use VNTfixV7 for Version 7 only.";
+
 // Opens the main and the second connection on the data source named by the current database, for the
 // logged-on user. An error ends it quietly, since the fixes then report what fails; gives what the driver
 // says, or nothing.

@@ -131,9 +131,7 @@ void OpenAccessDatabase() {
     if (State().active) throw EndProgram{1};  // refused
   }
   ReadDatabaseVersion();
-  if (State().version_no == kRefreshedVersion && State().version_no_sub == kRefreshedSubVersion) {
-    RefreshWhole();
-  }
+  if (IsVersionRefreshedWhenOpened()) RefreshWhole();
   former.Keep();
 }
 
@@ -179,6 +177,10 @@ void ReadDatabaseVersion() {
     Succeeds([&] { State().version_no_sub = versions.Get("version_no_sub").ToInt16(); });
     versions.Close();
   });
+}
+
+bool IsVersionRefreshedWhenOpened() {
+  return State().version_no == kRefreshedVersion && State().version_no_sub == kRefreshedSubVersion;
 }
 
 void RefreshReferenceForVersion5() {

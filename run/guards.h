@@ -22,6 +22,9 @@ bool IsDatabaseReadOnly();
 // Takes version number and sub-number from the newest row of vnt_ooak; what cannot be read keeps its value.
 void ReadDatabaseVersion();
 
+// Whether a database of the version that was read gets its reference tables anew at each opening.
+bool IsVersionRefreshedWhenOpened();
+
 // Takes reference tables over from the template; not on Ingres. DbError as the refresh gives it.
 void RefreshReferenceForVersion5();
 

@@ -10,7 +10,9 @@
 #include "run/databases.h"
 #include "run/guards.h"
 #include "run/run_report.h"
+#include "startup/file_to_show.h"
 #include "startup/unshown_window.h"
+#include "startup/usage.h"
 
 namespace vnt {
 namespace {
@@ -18,18 +20,6 @@ namespace {
 constexpr std::string_view kActive = "Active";
 constexpr std::string_view kOwnSection = "VNTFIXV7";
 constexpr std::string_view kSharedSection = "GLOBAL";
-
-constexpr char kUsage[] =
-    R"(VNTFixdb          opens the window
-VNTFixdb Active   opens it with the database CurDatabase and the notice Ntc_id of KV_SOFT.ini
-VNTFixdb TEXT     any other text: runs the default fixes on that database and ends, with status 0, or 1 when
-                  the run was refused, ended early or a fix reported an error
-VNTFixdb --help, -h, --version
-
-Settings in section [VNTFIXV7] of KV_SOFT.ini for a run without a window: CurDatabase, Ntc_id (0: all notices),
-Backup=1 (copies the database first), Quiet=1 (messages go to standard error and the report, never into boxes).
-VNTFIX_RUN_REPORT names a file for the report; JSON where it ends in .json. vntfix --help tells of the command
-line tool.)";
 
 constexpr int kEnded = 0;
 constexpr int kRefused = 1;
@@ -90,7 +80,7 @@ int RunUnattended(StartUpHost& host) {
   return CloseDatabases() && succeeded ? kEnded : kRefused;
 }
 
-void ShowMainWindow(StartUpHost& host) {
+MainWindow& ShowMainWindow(StartUpHost& host) {
   State().data_level = ReadDataLevel();
   State().date_separator = platform::GetRegionalSetting("sDate");
   MainWindow& window = host.LoadWindow();
@@ -98,6 +88,18 @@ void ShowMainWindow(StartUpHost& host) {
   if (IsIngresSource(State().current_database)) window.ClearDefaultselection();
   ReleaseDatabases();
   window.ShowWindow();
+  return window;
+}
+
+void ShowNamedFile(MainWindow& window) {
+  const std::string path = FileToShow();
+  if (path.empty()) return;
+  const std::string reason = WhyNotShown(path);
+  if (reason.empty()) {
+    window.OpenFile(path);
+  } else {
+    platform::ShowMessage(reason, platform::MessageStyle::kInformation);
+  }
 }
 
 }  // namespace
@@ -113,7 +115,7 @@ std::optional<std::string> ConventionalAnswer(std::string_view command_line) {
     return "VNTFixdb " + std::to_string(VNT_VERSION_MAJOR) + "." + std::to_string(VNT_VERSION_MINOR) + "." +
            std::to_string(VNT_VERSION_REVISION);
   }
-  if (command_line == "--help" || command_line == "-h") return kUsage;
+  if (command_line == "--help" || command_line == "-h") return UsageText();
   return std::nullopt;
 }
 
@@ -136,7 +138,8 @@ std::optional<int> StartUp(std::string_view command_line, StartUpHost& host) {
       return kRefused;
     }
     if (mode == RunMode::kUnattended) return RunUnattended(host);
-    ShowMainWindow(host);
+    MainWindow& window = ShowMainWindow(host);
+    if (mode == RunMode::kInteractive) ShowNamedFile(window);
   } catch (const EndProgram& end) {
     CloseDatabases();
     return end.exit_code;

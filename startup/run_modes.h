@@ -1,7 +1,8 @@
 // Start-up: the three run modes that the command line selects.
 //
 //   command line        mode                  database                              window
-//   empty               interactive           none; the user opens one              shown
+//   empty               interactive           none, or the one that a file manager  shown
+//                                             asks for; the user opens another
 //   contains "Active"   prepared interactive  CurDatabase of the settings file      shown
 //   anything else       unattended            CurDatabase of the settings file      loaded, never shown
 //
@@ -40,6 +41,8 @@ class MainWindow {
   // Unticks every box.
   virtual void ClearDefaultselection() = 0;
   virtual void SetDatabasePanel(const std::string& text) = 0;
+  // As File, Open Database does with a file that was chosen.
+  virtual void OpenFile(const std::string& path) = 0;
   virtual void ShowWindow() = 0;
 };
 

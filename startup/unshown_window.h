@@ -11,6 +11,7 @@ class UnshownWindow : public MainWindow {
   bool Automatic_Fix() override;
   void ClearDefaultselection() override { selection_.reset(); }
   void SetDatabasePanel(const std::string&) override {}
+  void OpenFile(const std::string&) override {}
   void ShowWindow() override {}
 
  private:

@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
 # Installs what packages.txt lists and this machine lacks. Needs root (or sudo) only when something is missing.
-# Usage: tools/install-packages.sh [windows]; with the word, also what building for Windows needs.
+# Usage: tools/install-packages.sh [windows|packages]; with a word, also what is listed under the heading of that name.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-mapfile -t wanted < <(awk -v with="${1:-}" '/^#/ {skip = /^# windows:/ && with != "windows"} !/^#/ && NF && !skip' packages.txt)
+mapfile -t wanted < <(awk -v with="${1:-}" '/^#/ {skip = /^# [a-z]+:/ && index($0, "# " with ":") != 1} !/^#/ && NF && !skip' packages.txt)
 missing=()
 for package in "${wanted[@]}"; do
   # Node.js counts as installed when it is there by other means.

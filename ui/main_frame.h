@@ -53,6 +53,7 @@ class frmMain : public wxFrame, public MainWindow {
   bool Automatic_Fix() override;
   void ClearDefaultselection() override;
   void SetDatabasePanel(const std::string& text) override;
+  void OpenFile(const std::string& path) override;
   void ShowWindow() override;
 
   FixSelection Selection() const;
@@ -97,7 +98,6 @@ class frmMain : public wxFrame, public MainWindow {
   void mnuFileClose_Click();
   void mnuFileUndo_Click();
   void mnutools_compare_Click();
-  void OpenFile(const std::string& path);
   void ShowRecentFiles();
   void ShowScope();
   void ShowLastRun();

@@ -49,6 +49,7 @@ class Surroundings : public ::testing::Test {
     SetEnvironment("VNTFIX_WINDIR", (folder_ / "windows").string());
     SetEnvironment("VNTFIX_CDRIVE", (folder_ / "c").string());
     SetEnvironment("XDG_CONFIG_HOME", (folder_ / "config").string());
+    SetEnvironment("VNTFIX_OPEN", "");
   }
   ~Surroundings() override {
     for (const auto& [name, value] : former_environment_) test::SetVariable(name, value);

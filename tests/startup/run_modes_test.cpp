@@ -25,6 +25,7 @@ class StubWindow : public MainWindow {
   }
   void ClearDefaultselection() override { calls_.emplace_back("ClearDefaultselection"); }
   void SetDatabasePanel(const std::string& text) override { calls_.push_back("panel " + text); }
+  void OpenFile(const std::string& path) override { calls_.push_back("open file " + path); }
   void ShowWindow() override { calls_.emplace_back("show"); }
 
  private:

@@ -28,6 +28,7 @@ class Window : public MainWindow {
   }
   void ClearDefaultselection() override { ticks.reset(); }
   void SetDatabasePanel(const std::string& text) override { panel = text; }
+  void OpenFile(const std::string&) override {}
   void ShowWindow() override { shown = true; }
 
   FixSelection ticks = DefaultSelection();

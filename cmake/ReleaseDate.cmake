@@ -1,0 +1,23 @@
+# VNT_RELEASE_DATE, as 2026-11-22: when this version was made, as packaging/debian/changelog has it. The version
+# there must be the project's.
+
+set(changelog ${PROJECT_SOURCE_DIR}/packaging/debian/changelog)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${changelog})
+file(STRINGS ${changelog} first_line LIMIT_COUNT 1)
+if(NOT first_line MATCHES "^vntfixdb \\(${PROJECT_VERSION}\\) ")
+  message(FATAL_ERROR "${changelog} does not begin with version ${PROJECT_VERSION}.")
+endif()
+file(STRINGS ${changelog} signatures REGEX "^ -- .*>  [A-Z]")
+list(GET signatures 0 signature)
+set(months Jan Feb Mar Apr May Jun Jul Aug Sep Oct Nov Dec)
+if(NOT signature MATCHES ", ([0-9][0-9]) ([A-Z][a-z][a-z]) ([0-9][0-9][0-9][0-9]) ")
+  message(FATAL_ERROR "${changelog} has no date after version ${PROJECT_VERSION}.")
+endif()
+set(day ${CMAKE_MATCH_1})
+set(year ${CMAKE_MATCH_3})
+list(FIND months ${CMAKE_MATCH_2} month)
+math(EXPR month "${month} + 1")
+if(month LESS 10)
+  set(month 0${month})
+endif()
+set(VNT_RELEASE_DATE ${year}-${month}-${day})

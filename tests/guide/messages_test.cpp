@@ -76,9 +76,9 @@ bool IsSentence(const std::string& literal) {
 
 // Folders and files that say nothing to users, or say it as help and captions.
 bool SaysMessages(const fs::path& source) {
-  static const std::set<std::string> kOthers = {"cli/command_line.cpp", "cli/help_text.cpp", "cli/list_command.cpp",
-                                                "run/catalogue.cpp",    "access/file/memory_files.cpp",
-                                                "ui/report_frame.cpp",  "ui/report_rows.cpp"};
+  static const std::set<std::string> kOthers = {
+      "cli/command_line.cpp",         "cli/help_text.cpp",   "cli/list_command.cpp", "run/catalogue.cpp",
+      "access/file/memory_files.cpp", "ui/report_frame.cpp", "ui/report_rows.cpp"};
   static const std::set<std::string> kFolders = {"access", "cli",     "compare", "db",       "fixes",
                                                  "freq",   "help",    "history", "platform", "program",
                                                  "run",    "startup", "ui"};

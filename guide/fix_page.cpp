@@ -212,8 +212,9 @@ FixProse ReadProse(const std::string& text) {
   FixProse prose;
   std::istringstream stream(text);
   std::string line;
-  if (!std::getline(stream, line) || line != kMark) throw std::runtime_error("the first line is not \"---\"");
-  while (std::getline(stream, line) && line != kMark) {
+  const bool has_head = text.starts_with(std::string(kMark) + "\n");
+  if (has_head) std::getline(stream, line);
+  while (has_head && std::getline(stream, line) && line != kMark) {
     const std::size_t colon = line.find(": ");
     if (colon == std::string::npos) throw std::runtime_error("\"" + line + "\" means nothing");
     ReadHead(line.substr(0, colon), line.substr(colon + 2), prose);

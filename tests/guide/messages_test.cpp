@@ -69,7 +69,10 @@ std::vector<std::string> Parts(std::string text, const std::regex& gap) {
   return parts;
 }
 
+// No caption that ends in "..." and no piece of SQL that ends in the name of a row.
 bool IsSentence(const std::string& literal) {
+  static const std::regex kNone(R"(\.\.\.$|\W\w\.$)");
+  if (std::regex_search(literal, kNone)) return false;
   static const std::regex kEnd(R"(\w.* .*[.!?]\s*(\\n)?$)");
   return std::regex_search(literal, kEnd);
 }

@@ -14,8 +14,8 @@ trap 'rm -rf "$folder" "$folder.told" "$folder.seen"' EXIT
 grep -c '^\$ ' "$folder.told" >/dev/null || { echo "The README shows no commands."; exit 1; }
 while read -r line; do
   printf '%s\n' "$line"
-  # In this shell, so that cd lasts.
-  eval "${line#\$ }" 2>&1
+  # In this shell, so that cd lasts. Whether a command succeeds shows in what it prints.
+  eval "${line#\$ }" 2>&1 || true
 done < <(grep '^\$ ' "$folder.told") >"$folder.seen"
 
 alike() {

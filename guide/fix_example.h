@@ -11,7 +11,7 @@ namespace vnt::guide {
 
 struct ExampleTable {
   std::string name;
-  std::string counts;                          // "52 of 1775 rows changed"
+  std::string counts;                          // "52 rows changed, of 1775"
   std::vector<std::string> remarks;            // on the table as a whole
   std::vector<std::string> columns;            // of the rows below; the first tells what became of the row
   std::vector<std::vector<std::string>> rows;  // a changed value as "old → new"

@@ -202,9 +202,6 @@ std::string Statements(const FixEntry& fix) {
   return text;
 }
 
-// A caption as Markdown shows it, blanks and all.
-std::string Caption(const FixEntry& fix) { return std::string(fix.caption); }
-
 }  // namespace
 
 FixProse ReadProse(const std::string& text) {
@@ -259,7 +256,7 @@ std::set<std::string> TablesOf(const FixEntry& fix, const FixProse& prose) {
 std::string PageName(int fix_index) { return fmt::format("{:02}.md", fix_index); }
 
 std::string FixPage(const FixEntry& fix, const FixProse& prose, const Example& example) {
-  std::string page = fmt::format("# {}. {}\n\n{}\n\n{}", fix.index, Caption(fix), fix.summary, Facts(fix));
+  std::string page = fmt::format("# {}. {}\n\n{}\n\n{}", fix.index, fix.caption, fix.summary, Facts(fix));
   page += fmt::format("\n## What it is for\n\n{}\n", prose.purpose);
   page += fmt::format("\n## What it changes\n\n{}", Changes(fix, prose));
   if (!prose.working.empty()) page += fmt::format("\n## How it works\n\n{}\n", prose.working);
@@ -276,7 +273,7 @@ std::string FixListPage() {
       kFixCount);
   for (int index = 0; index < kFixCount; ++index) {
     const FixEntry& fix = FixByIndex(index);
-    page += fmt::format("| {} | [{}](fixes/{}) | {} | {} | {} |\n", index, Caption(fix), PageName(index),
+    page += fmt::format("| {} | [{}](fixes/{}) | {} | {} | {} |\n", index, fix.caption, PageName(index),
                         fix.summary, fix.ticked ? "yes" : "no", fix.step);
   }
   page += "\nThe same list in order of execution: ";

@@ -1,7 +1,8 @@
 // The guide's page on a fix: prose from docs/guide/fixes/NN.md, everything else from the catalogue, from the
 // statements that the fix sends, and from an example run.
 //
-// Where a prose file opens with a line "---", up to the next such line stands what a program needs to know of it:
+// Where a prose file opens with a line "---", up to the next such line stands what a program needs to know of
+// it:
 //
 //   rows first: provn seq_no     table and columns that the fix changes row by row, before its statements
 //   rows: grp freq_min freq_max  the same, after its statements; each may stand several times

@@ -1,5 +1,6 @@
 // Installed files in the data folders of the desktop's conventions.
 
+#include <algorithm>
 #include <filesystem>
 #include <vector>
 

@@ -1,8 +1,10 @@
 #include "help/help.h"
 
+#include <string>
+
 #include "platform/desktop.h"
+#include "platform/installed.h"
 #include "platform/messages.h"
-#include "platform/settings.h"
 
 namespace vnt {
 namespace {
@@ -18,8 +20,11 @@ constexpr std::string_view kHelpNotAvailable =
 }  // namespace
 
 void ShowHelpFile(std::string_view /*file_name*/) {
-  if (platform::OpenDocument(platform::ResolvePath(kHelpFile))) return;
+  if (platform::OpenDocument(platform::FindOnDriveC(kHelpFile))) return;
   platform::ShowMessage(kHelpNotAvailable, platform::MessageStyle::kCritical);
+  // What the file would have shown, for those who have no viewer.
+  const std::string guide = platform::GuideFile();
+  if (!guide.empty()) platform::OpenInBrowser(guide);
 }
 
 }  // namespace vnt

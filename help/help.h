@@ -5,7 +5,8 @@
 
 namespace vnt {
 
-// Opens the help file; a critical message when it is missing or nothing can show it.
+// Opens the help file. When it is missing or nothing can show it: a critical message, and then the guide in
+// the browser, if that was installed.
 //
 // The argument is not used, and must not be: the file always lies at one fixed place on drive C:, where the
 // installation of the program family puts it, while callers pass the bare name they know it by.

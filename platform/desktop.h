@@ -11,6 +11,10 @@ namespace vnt::platform {
 // the file is missing or nothing can open it.
 bool OpenDocument(const std::string& path);
 
+// The same for a page of HTML, for which there are more ways: where the desktop has no opener, a browser that
+// $BROWSER names or that the system calls by a common name.
+bool OpenInBrowser(const std::string& path);
+
 // Per-user settings store of the application: a number or a text of one line under section and key. What
 // cannot be saved is lost silently: it is convenience only.
 void SaveUserSetting(std::string_view section, std::string_view key, int value);

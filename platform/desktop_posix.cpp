@@ -1,4 +1,5 @@
-// The desktop of systems with X or Wayland: xdg-open, a settings file per user, unixODBC's installer.
+// The desktop of systems with X or Wayland: xdg-open and browsers, a settings file per user, unixODBC's
+// installer.
 //
 // The per-user settings store is $XDG_CONFIG_HOME/vntfix/VNTFixdb.ini (else under ~/.config), an INI file:
 //
@@ -17,6 +18,7 @@
 #include <ctime>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <vector>
 
 #include "access/base/text.h"
@@ -62,6 +64,19 @@ std::string FindProgram(const std::string& name) {
   _exit(0);
 }
 
+// False when there is no such program, or it refuses.
+bool OpenWith(const std::string& name, const std::string& path) {
+  const std::string program = name.find('/') == std::string::npos ? FindProgram(name) : name;
+  if (program.empty()) return false;
+  const pid_t middle = fork();
+  if (middle < 0) return false;
+  if (middle == 0) RunOpener(program.c_str(), path.c_str());
+  int status = 0;
+  while (waitpid(middle, &status, 0) < 0 && errno == EINTR) {
+  }
+  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
 std::vector<std::string> ReadLines(const fs::path& file) {
   std::vector<std::string> lines;
   std::ifstream stream(file);
@@ -93,16 +108,16 @@ void SetLine(std::vector<std::string>& lines, std::string_view section, std::str
 
 bool OpenDocument(const std::string& path) {
   std::error_code ignored;
-  if (!fs::exists(path, ignored)) return false;
-  const std::string program = FindProgram("xdg-open");
-  if (program.empty()) return false;
-  const pid_t middle = fork();
-  if (middle < 0) return false;
-  if (middle == 0) RunOpener(program.c_str(), path.c_str());
-  int status = 0;
-  while (waitpid(middle, &status, 0) < 0 && errno == EINTR) {
-  }
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+  return fs::exists(path, ignored) && OpenWith("xdg-open", path);
+}
+
+bool OpenInBrowser(const std::string& path) {
+  if (OpenDocument(path)) return true;
+  std::vector<std::string> browsers;
+  std::istringstream named(Environment("BROWSER"));
+  for (std::string browser; std::getline(named, browser, ':');) browsers.push_back(browser);
+  browsers.insert(browsers.end(), {"sensible-browser", "x-www-browser"});
+  return std::ranges::any_of(browsers, [&](const std::string& browser) { return OpenWith(browser, path); });
 }
 
 void SaveUserSetting(std::string_view section, std::string_view key, int value) {

@@ -18,6 +18,8 @@ bool OpenDocument(const std::string& path) {
   return reinterpret_cast<INT_PTR>(result) > 32;
 }
 
+bool OpenInBrowser(const std::string& path) { return OpenDocument(path); }
+
 namespace {
 
 std::wstring PlaceOf(std::string_view section) {

@@ -81,15 +81,20 @@ std::string WindowsFolder() {
   return folder.empty() ? UserConfigFolder() : folder;
 }
 
+fs::path PathWithin(const fs::path& folder, std::string_view path) {
+  fs::path found = folder;
+  while (!path.empty()) {
+    const std::size_t end = path.find_first_of("\\/");
+    const std::string_view part = path.substr(0, end);
+    path.remove_prefix(end == std::string_view::npos ? path.size() : end + 1);
+    if (!part.empty()) found = FindEntry(found, std::string(part));
+  }
+  return found;
+}
+
 std::string ResolvePath(std::string_view path, bool create_folders) {
   if (!IsOnDriveC(path)) return std::string(path);
-  fs::path resolved = DriveFolder();
-  for (std::string_view rest = path.substr(2); !rest.empty();) {
-    const std::size_t end = rest.find_first_of("\\/");
-    const std::string_view part = rest.substr(0, end);
-    rest.remove_prefix(end == std::string_view::npos ? rest.size() : end + 1);
-    if (!part.empty()) resolved = FindEntry(resolved, std::string(part));
-  }
+  const fs::path resolved = PathWithin(DriveFolder(), path.substr(2));
   if (create_folders) {
     std::error_code ignored;  // the caller's own open tells what is wrong
     fs::create_directories(resolved.parent_path(), ignored);

@@ -1,6 +1,6 @@
 ; The installer. Per user or per machine; removes what it installed and nothing else.
 ; Defined on the command line: VERSION, STAGE (the folder with the files), DELETE_LICENCES (a script that
-; deletes each of its licences from $INSTDIR), ICON, OUTPUT.
+; deletes each of its licences from $INSTDIR), DELETE_GUIDE (the same for the guide), ICON, OUTPUT.
 
 Target amd64-unicode  ; a 32-bit installer would do nothing on a system without 32-bit programs
 Name "VNTFixdb"
@@ -9,6 +9,7 @@ SetCompressor /SOLID lzma
 ManifestDPIAware true
 BrandingText " "
 
+!define HELP_FOLDER "C:\KV_SOFT\system32"
 !define KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\VNTFixdb"
 !define MULTIUSER_EXECUTIONLEVEL Highest
 !define MULTIUSER_MUI
@@ -146,8 +147,13 @@ Section "Programs" SecPrograms
   ClearErrors
   SetOutPath "$INSTDIR\licences"
   File "${STAGE}/licences/*.txt"
+  SetOutPath "$INSTDIR\guide\fixes"
+  File "${STAGE}/guide/fixes/*"
+  SetOutPath "$INSTDIR\guide"
+  File "${STAGE}/guide/*.*"
   SetOutPath "$INSTDIR"
   File "${STAGE}/README.txt"
+  File "${STAGE}/tidyworks.chm"
   File "${STAGE}/vntfix.exe"
   File "${STAGE}/VNTFixdb.exe"
   WriteUninstaller "$INSTDIR\uninstall.exe"
@@ -166,6 +172,22 @@ Section "Programs" SecPrograms
   WriteRegDWORD SHCTX "${KEY}" "NoRepair" 1
   SectionGetSize ${SecPrograms} $0
   WriteRegDWORD SHCTX "${KEY}" "EstimatedSize" $0
+SectionEnd
+
+; The window looks for its help file in one place. One that another program of the family has put there stays.
+Section "Help file" SecHelp
+  ReadRegStr $0 SHCTX "${KEY}" "HelpFile"
+  ${If} $0 != ""
+  ${OrIfNot} ${FileExists} "${HELP_FOLDER}\tidyworks.chm"
+    ClearErrors
+    CreateDirectory "${HELP_FOLDER}"
+    CopyFiles /SILENT "$INSTDIR\tidyworks.chm" "${HELP_FOLDER}\tidyworks.chm"
+    ${If} ${Errors}
+      DetailPrint "The help file could not be put into ${HELP_FOLDER}; the guide is shown in its place."
+    ${Else}
+      WriteRegStr SHCTX "${KEY}" "HelpFile" "${HELP_FOLDER}\tidyworks.chm"
+    ${EndIf}
+  ${EndIf}
 SectionEnd
 
 Section "Start menu" SecStartMenu
@@ -191,10 +213,12 @@ Section /o "vntfix on the PATH" SecPath
 SectionEnd
 
 LangString DescPrograms ${LANG_ENGLISH} "The window and the command line tool."
+LangString DescHelp ${LANG_ENGLISH} "The help file, in ${HELP_FOLDER}."
 LangString DescStartMenu ${LANG_ENGLISH} "An entry in the start menu."
 LangString DescPath ${LANG_ENGLISH} "vntfix can be called by its name on every command line."
 !insertmacro MUI_FUNCTION_DESCRIPTION_BEGIN
   !insertmacro MUI_DESCRIPTION_TEXT ${SecPrograms} $(DescPrograms)
+  !insertmacro MUI_DESCRIPTION_TEXT ${SecHelp} $(DescHelp)
   !insertmacro MUI_DESCRIPTION_TEXT ${SecStartMenu} $(DescStartMenu)
   !insertmacro MUI_DESCRIPTION_TEXT ${SecPath} $(DescPath)
 !insertmacro MUI_FUNCTION_DESCRIPTION_END
@@ -245,6 +269,17 @@ Section "un.Programs"
     ${EndIf}
   ${EndIf}
   Delete "$SMPROGRAMS\VNTFixdb.lnk"
+  ReadRegStr $0 SHCTX "${KEY}" "HelpFile"
+  ${If} $0 != ""
+    Delete "$0"
+    ; Folders of the family go only when nothing is left in them.
+    RMDir "${HELP_FOLDER}"
+    RMDir "C:\KV_SOFT"
+  ${EndIf}
+  !include "${DELETE_GUIDE}"
+  RMDir "$INSTDIR\guide\fixes"
+  RMDir "$INSTDIR\guide"
+  Delete "$INSTDIR\tidyworks.chm"
   !include "${DELETE_LICENCES}"
   RMDir "$INSTDIR\licences"
   Delete "$INSTDIR\README.txt"

@@ -13,11 +13,15 @@ std::atomic<std::atomic<int>*> current_request{nullptr};
 struct sigaction former[std::size(kSignals)];
 
 extern "C" void Note(int signal) {
-  if (std::atomic<int>* const request = current_request.load()) request->store(signal);
+  int none = 0;
+  std::atomic<int>* const request = current_request.load();
+  const bool is_second = request != nullptr && !request->compare_exchange_strong(none, signal);
   // From now on each of them ends the process.
   for (const int other : kSignals) {
     if (other != SIGPIPE) std::signal(other, SIG_DFL);
   }
+  // Two that came at the same moment are both handled here.
+  if (is_second) std::raise(signal);
 }
 
 }  // namespace

@@ -64,7 +64,7 @@ class DialogHook : public wxModalDialogHook {
           {FromWx(box->GetCaption()), FromWx(box->GetMessage()), box->GetMessageDialogStyle() & wxICON_MASK});
       return wxID_OK;
     }
-    if (auto* file = wxDynamicCast(dialog, wxFileDialog)) {
+    if (auto* file = dynamic_cast<wxFileDialog*>(dialog)) {
       wildcard = FromWx(file->GetWildcard());
       folder = FromWx(file->GetDirectory());
       return wxID_CANCEL;

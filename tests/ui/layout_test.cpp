@@ -69,7 +69,7 @@ TEST_F(LayoutTest, NothingIsCutOff) {
     const wxSize best = control->GetBestSize();
     EXPECT_GE(control->GetSize().GetWidth(), best.GetWidth()) << control->GetName();
     EXPECT_GE(control->GetSize().GetHeight(), best.GetHeight()) << control->GetName();
-    if (wxDynamicCast(control, wxButton)) {
+    if (dynamic_cast<wxButton*>(control)) {
       EXPECT_TRUE(ClientOnScreen(Window()).Contains(OnScreen(*control))) << control->GetName();
     } else {
       const wxPoint place =
@@ -165,7 +165,7 @@ TEST_F(LayoutTest, TextsStandOutFromTheirGround) {
   for (wxWindow* control : Controls()) {
     const wxRect seen = ClientOnScreen(Named<wxScrolledWindow>("FixList"));
     wxRect place = OnScreen(*control);
-    if (!wxDynamicCast(control, wxButton) && !seen.Contains(place)) continue;
+    if (!dynamic_cast<wxButton*>(control) && !seen.Contains(place)) continue;
     place.Offset(-Window().GetScreenPosition());
     int darkest = 255, brightest = 0, bright = 0, points = 0;
     for (int y = std::max(place.y, 0); y <= std::min(place.GetBottom(), image.GetHeight() - 1); ++y) {

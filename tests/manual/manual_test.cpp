@@ -36,9 +36,9 @@ TEST(Pages, SayWhatTheTableSays) {
     if (file.name == "vntfixdb/VNTFixdb.1") window = file.text;
   }
   EXPECT_THAT(fix, HasSubstr("vntfix\\-fix \\- run fixes on notice databases\n"));
-  EXPECT_THAT(fix, HasSubstr(".TP\n\\fB\\-\\-format\\fR \\fItext|json\\fR\n"));
+  EXPECT_THAT(fix, HasSubstr(".TP\n\\fB\\-\\-format\\fR \\fItext|csv|json\\fR\n"));
   EXPECT_THAT(fix, HasSubstr("Print errors only. Not with \\-\\-verbose.\n"));
-  EXPECT_THAT(fix, HasSubstr("Only with\n\\-\\-report.\n"));
+  EXPECT_THAT(fix, HasSubstr("Only with \\-\\-dry\\-run.\n"));
   EXPECT_THAT(fix, HasSubstr(".TP\n\\fB22 *\\fR Sort Frequencies\n"));
   EXPECT_THAT(fix, HasSubstr(".TP\n\\fB16\\fR Build Freq for ADVP\n"));
   EXPECT_THAT(window, HasSubstr("\\fBVNTFixdb TEXT\\fR\nany other text: runs the default fixes"));

@@ -19,6 +19,12 @@ using compare::MakeDiffWriter;
 using compare::OpenToCompare;
 using compare::OutputFailed;
 
+// Of data sources on servers; empty: as the data source says.
+struct ServerLogin {
+  std::string user;
+  std::string password_file;
+};
+
 struct FixOptions {
   std::vector<std::string> files;
   std::optional<std::string> reference;
@@ -91,6 +97,12 @@ struct SqlOptions {
   bool transaction = false;  // all statements or none
 };
 int Sql(const SqlOptions& options, Streams& streams);
+
+struct CopyOptions {
+  std::string from, to;
+  std::int32_t notice = 0;  // above 0: only this one
+};
+int Copy(const CopyOptions& options, Streams& streams);
 
 struct SampleCommandOptions {
   std::string folder;

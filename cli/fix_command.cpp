@@ -18,8 +18,10 @@
 #include "cli/fix_printer.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
+#include "cli/server.h"
 #include "db/engine_errors.h"
 #include "db/services.h"
+#include "platform/in_force.h"
 #include "platform/paths.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
@@ -75,6 +77,7 @@ std::vector<std::int32_t> FindNotices(const std::vector<NoticeRange>& ranges) {
 // What says which schema a notice database has; without it the file would pass for one that cannot be
 // changed.
 bool IsNoticeDatabase(const std::string& file) {
+  if (IsServerName(file)) return OpenServerSession(file)->Find("vnt_ooak") != nullptr;
   return jet::Database::Open(db::Files(), file, jet::OpenMode::kRead)->FindTable("vnt_ooak") != nullptr;
 }
 
@@ -128,6 +131,9 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
   std::unique_ptr<jet::FileSystem> overlay;
   if (options.dry_run) overlay = jet::MakeOverlay(db::Files());
   ProgramState state;
+  const db::Services& outer = platform::InForce<db::Services>();
+  state.db_services.server_user = outer.server_user;
+  state.db_services.server_password = outer.server_password;
   state.platform_services.messages = &speaker;
   SetSettings(options, state.platform_services.settings);
   state.db_services.files = overlay.get();
@@ -140,6 +146,11 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
     if (fixed.record.result.refused) fixed.record.refusal = text;
     fixed.status = status;
   };
+  const bool on_server = IsServerName(file);
+  if (on_server && (options.dry_run || options.backup || options.discard_journal)) {
+    refuse("--dry-run, --backup and --discard-journal are for files.", kUsage);
+    return fixed;
+  }
   try {
     if (options.discard_journal && jet::DropJournal(jet::PlatformFileSystem(), file,
                                                     jet::JournalPath(jet::PlatformFileSystem(), file))) {

@@ -97,7 +97,8 @@ void AddFixChoice(CLI::App& fix, FixOptions& options) {
 void AddFix(CLI::App& app, Request& r) {
   CLI::App* fix = app.add_subcommand("fix", "Run fixes on notice databases");
   FixOptions& options = r.fix;
-  fix->add_option("FILE", options.files, "Notice databases (.mdb, .accdb, or dsn:NAME for a data source), one after the other")
+  fix->add_option("FILE", options.files,
+                  "Notice databases (.mdb, .accdb, or dsn:NAME for a data source), one after the other")
       ->required();
   Named(fix->add_option("--reference", options.reference,
                         "Pattern reference database (default: VeltRefdb of KV_SOFT.ini)"),
@@ -196,7 +197,8 @@ void AddReading(CLI::App& app, Request& r) {
 )");
 
   CLI::App* diff = app.add_subcommand("diff", "Show what two databases differ in: exit status 1 if anything");
-  diff->add_option("OLD", r.diff.old_file, "Access database (.mdb, .accdb), or dsn:NAME for a data source")->required();
+  diff->add_option("OLD", r.diff.old_file, "Access database (.mdb, .accdb), or dsn:NAME for a data source")
+      ->required();
   diff->add_option("NEW", r.diff.new_file, "Access database to compare it with")->required();
   Named(diff->add_option("--notice", r.diff.compare.notice, "Only rows that belong to this notice"), "NUMBER")
       ->check(Between(1, std::numeric_limits<std::int32_t>::max()));
@@ -225,8 +227,9 @@ void AddMaking(CLI::App& app, Request& r) {
   copy->add_option("FROM", r.copy.from, "Access database (.mdb, .accdb), or dsn:NAME for a data source")
       ->required();
   copy->add_option("TO", r.copy.to, "The same; a file is made when it is missing")->required();
-  Named(copy->add_option("--notice", r.copy.notice, "Only rows that belong to this notice, also into tables "
-                                                    "that are there"),
+  Named(copy->add_option("--notice", r.copy.notice,
+                         "Only rows that belong to this notice, also into tables "
+                         "that are there"),
         "NUMBER")
       ->check(Between(1, std::numeric_limits<std::int32_t>::max()));
   AddLogin(*copy, r.login);

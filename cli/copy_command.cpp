@@ -67,7 +67,8 @@ int Copy(const CopyOptions& options, Streams& streams) {
   const auto began = std::chrono::steady_clock::now();
   for (const db::ServerTablePtr& table : tables) {
     const auto tell = [&](std::uint64_t count) {
-      if (streams.progress) streams.err << fmt::format("\r\x1b[K{}: {} rows", table->name, count) << std::flush;
+      if (streams.progress)
+        streams.err << fmt::format("\r\x1b[K{}: {} rows", table->name, count) << std::flush;
     };
     const auto wipe = [&] {
       if (streams.progress) streams.err << "\r\x1b[K" << std::flush;

@@ -61,7 +61,8 @@ ReadableDatabase::ReadableDatabase(const std::string& name, const std::vector<st
     return;
   }
   std::random_device random;
-  temporary_ = std::filesystem::temp_directory_path() / fmt::format("vntfix-{:08x}{:08x}.accdb", random(), random());
+  temporary_ =
+      std::filesystem::temp_directory_path() / fmt::format("vntfix-{:08x}{:08x}.accdb", random(), random());
   const std::string path = platform::Utf8Of(temporary_);
   jet::Database::Create(jet::PlatformFileSystem(), path, jet::Format::kAce14);
   try {

@@ -96,8 +96,9 @@ class Connection {
   jet::File* SavedFile();
   // Whether that file holds everything that was executed.
   bool IsSaved();
-  // While it is on, a server may be sent changes later, several of them together, before the next query or
-  // Persist(); what they say is then told by an error kErrRepeat there. No effect elsewhere.
+  // While it is on, a server may be sent changes later, several of them together, before a query that depends
+  // on them, Persist(), or when it is switched off; a failure of one of them is then told by an error
+  // kErrRepeat there. No effect elsewhere.
   void SetDeferring(bool on);
 
  private:

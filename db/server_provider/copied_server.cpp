@@ -90,7 +90,8 @@ class CopiedServer final : public CopiedDatabase {
     if (notice > 0 && !column("ntc_id").empty()) {
       where = fmt::format(" WHERE {} = {}", column("ntc_id"), notice);
     } else if (notice > 0 && !column("grp_id").empty()) {
-      where = fmt::format(" WHERE {} IN (SELECT grp_id FROM grp WHERE ntc_id = {})", column("grp_id"), notice);
+      where =
+          fmt::format(" WHERE {} IN (SELECT grp_id FROM grp WHERE ntc_id = {})", column("grp_id"), notice);
     }
     return std::make_unique<ServerReader>(*session_, table, where, next_cursor_++);
   }

@@ -9,7 +9,8 @@
 //   Date/Time          timestamp                    GUID               uuid
 //
 // Texts have the collation "C", so that they are compared and sorted letter by letter. A remark is a comment
-// on the column that begins with "vntfix ". The number of kOrderColumn comes from one sequence for all tables.
+// on the column that begins with "vntfix ". The number of kOrderColumn comes from one sequence for all
+// tables.
 #include <fmt/format.h>
 #include <utf8.h>
 
@@ -33,7 +34,10 @@ using jet::ValueKind;
 constexpr char kRemark[] = "vntfix ";
 constexpr char kKeyRemark[] = "vntfix key ";
 constexpr char kSequence[] = "vnt_row_seq";
-// Between the name of a table and that of its index: index names of Access need to differ within a table only.
+// Fixes change most rows of a table: room for the new ones beside the old keeps indexes out of it.
+constexpr int kFillFactor = 50;
+// Between the name of a table and that of its index: index names of Access need to differ within a table
+// only.
 constexpr char kIndexMark = '$';
 
 std::string Quoted(std::string_view text, char quote) {
@@ -79,8 +83,9 @@ class Postgres final : public SqlDialect {
   }
 
   std::vector<std::string> SessionSetup() const override {
-    return {"SET client_min_messages = error; SET datestyle = 'ISO, YMD'; SET bytea_output = 'hex'; "
-            "SET standard_conforming_strings = on; SET jit = off; SET extra_float_digits = 1"};
+    return {
+        "SET client_min_messages = error; SET datestyle = 'ISO, YMD'; SET bytea_output = 'hex'; "
+        "SET standard_conforming_strings = on; SET jit = off; SET extra_float_digits = 1"};
   }
 
   std::string Name(std::string_view name) const override { return Quoted(name, '"'); }
@@ -135,8 +140,7 @@ class Postgres final : public SqlDialect {
   std::string TruthToNumber(const std::string& sql) const override { return "(-" + sql + "::int4)"; }
 
   std::string DateToDays(const std::string& sql) const override {
-    const std::string days =
-        "(extract(epoch FROM (" + sql + " - timestamp '1899-12-30'))::float8 / 86400)";
+    const std::string days = "(extract(epoch FROM (" + sql + " - timestamp '1899-12-30'))::float8 / 86400)";
     return fmt::format("(CASE WHEN {0} >= 0 THEN {0} ELSE 2 * floor({0}) - {0} END)", days);
   }
   std::string DaysToDate(const std::string& sql) const override {
@@ -220,13 +224,16 @@ class Postgres final : public SqlDialect {
   }
 
   std::string_view place_column() const override { return "ctid"; }
+  std::string PlaceConstant(const std::string& literal) const override { return literal + "::tid"; }
 
   std::vector<std::string> CreateTable(const ServerTable& table) const override {
     std::vector<std::string> statements{fmt::format("CREATE SEQUENCE IF NOT EXISTS {}", kSequence)};
     std::string columns;
     for (const ServerColumn& column : table.columns) columns += ColumnSql(column) + ", ";
-    statements.push_back(fmt::format("CREATE TABLE {} ({}{} bigint NOT NULL DEFAULT nextval('{}'))",
-                                     Name(table.name), columns, Name(kOrderColumn), kSequence));
+    statements.push_back(
+        fmt::format("CREATE TABLE {} ({}{} bigint NOT NULL DEFAULT nextval('{}')) "
+                    "WITH (fillfactor = {})",
+                    Name(table.name), columns, Name(kOrderColumn), kSequence, kFillFactor));
     for (const ServerColumn& column : table.columns) {
       if (const std::string remark = RemarkOf(column); !remark.empty())
         statements.push_back(fmt::format("COMMENT ON COLUMN {}.{} IS {}", Name(table.name), Name(column.name),
@@ -266,7 +273,8 @@ class Postgres final : public SqlDialect {
     }
     const std::string name = Name(table.name + kIndexMark + index.name);
     if (index.primary)
-      return fmt::format("ALTER TABLE {} ADD CONSTRAINT {} PRIMARY KEY ({})", Name(table.name), name, columns);
+      return fmt::format("ALTER TABLE {} ADD CONSTRAINT {} PRIMARY KEY ({})", Name(table.name), name,
+                         columns);
     return fmt::format("CREATE {}INDEX {} ON {} ({})", index.unique ? "UNIQUE " : "", name, Name(table.name),
                        columns);
   }
@@ -310,7 +318,8 @@ class Postgres final : public SqlDialect {
            "CROSS JOIN LATERAL unnest(x.indkey) WITH ORDINALITY AS k(number, place) "
            "JOIN pg_attribute a ON a.attrelid = c.oid AND a.attnum = k.number "
            "WHERE pg_table_is_visible(c.oid) AND n.nspname NOT IN ('pg_catalog', 'information_schema') "
-           "AND n.nspname NOT LIKE 'pg_t%' AND x.indisvalid AND x.indpred IS NULL AND k.place <= x.indnkeyatts "
+           "AND n.nspname NOT LIKE 'pg_t%' AND x.indisvalid AND x.indpred IS NULL AND k.place <= "
+           "x.indnkeyatts "
            "ORDER BY c.relname COLLATE \"C\", x.indisprimary DESC, i.relname COLLATE \"C\", k.place";
   }
 
@@ -463,14 +472,20 @@ std::string Postgres::RemarkOf(const ServerColumn& column) {
 
 void Postgres::SetType(std::string_view type, int size, int scale, std::string_view remark,
                        ServerColumn* column) const {
-  static constexpr std::pair<const char*, ColumnType> kTypes[] = {
-      {"bool", ColumnType::kBoolean},       {"int2", ColumnType::kInteger},
-      {"int4", ColumnType::kLong},          {"int8", ColumnType::kBigInt},
-      {"float4", ColumnType::kSingle},      {"float8", ColumnType::kDouble},
-      {"numeric", ColumnType::kDecimal},    {"timestamp", ColumnType::kDateTime},
-      {"timestamptz", ColumnType::kDateTime}, {"date", ColumnType::kDateTime},
-      {"bytea", ColumnType::kOle},          {"uuid", ColumnType::kGuid},
-      {"varchar", ColumnType::kText},       {"bpchar", ColumnType::kText}};
+  static constexpr std::pair<const char*, ColumnType> kTypes[] = {{"bool", ColumnType::kBoolean},
+                                                                  {"int2", ColumnType::kInteger},
+                                                                  {"int4", ColumnType::kLong},
+                                                                  {"int8", ColumnType::kBigInt},
+                                                                  {"float4", ColumnType::kSingle},
+                                                                  {"float8", ColumnType::kDouble},
+                                                                  {"numeric", ColumnType::kDecimal},
+                                                                  {"timestamp", ColumnType::kDateTime},
+                                                                  {"timestamptz", ColumnType::kDateTime},
+                                                                  {"date", ColumnType::kDateTime},
+                                                                  {"bytea", ColumnType::kOle},
+                                                                  {"uuid", ColumnType::kGuid},
+                                                                  {"varchar", ColumnType::kText},
+                                                                  {"bpchar", ColumnType::kText}};
   column->type = ColumnType::kMemo;
   for (const auto& [name, meant] : kTypes) {
     if (type == name) column->type = meant;
@@ -494,8 +509,8 @@ void Postgres::SetType(std::string_view type, int size, int scale, std::string_v
 
 // ---- functions
 
-// upper() and lower() of the server know the letters of a locale, or of ICU, which makes two of one; these are
-// the pairs that the engine for files knows.
+// upper() and lower() of the server know the letters of a locale, or of ICU, which makes two of one; these
+// are the pairs that the engine for files knows.
 std::string CaseFunction(const std::string& name, const char* of_ascii, char32_t (*map)(char32_t)) {
   std::string from, to;
   const auto add = [](char32_t c, std::string* text) { utf8::append(c, std::back_inserter(*text)); };
@@ -560,7 +575,8 @@ std::optional<std::string> Postgres::Function(std::string_view name, const std::
       {"second", "trunc(extract(second FROM {0}))::int8"},
       {"weekday", "(extract(dow FROM {0})::int8 + 1)"},
       {"dateserial",
-       "(make_timestamp({0}::int4, 1, 1, 0, 0, 0) + make_interval(months => {1}::int4 - 1, days => {2}::int4 - "
+       "(make_timestamp({0}::int4, 1, 1, 0, 0, 0) + make_interval(months => {1}::int4 - 1, days => {2}::int4 "
+       "- "
        "1))"},
       {"stdev", "stddev_samp({0})"},
       {"stdevp", "stddev_pop({0})"},
@@ -578,7 +594,8 @@ std::optional<std::string> Postgres::Function(std::string_view name, const std::
   }
   if (name == "instr") {
     // Letter case does not count.
-    const std::string text = *Function("ucase", {a[0]}, helpers), wanted = *Function("ucase", {a[1]}, helpers);
+    const std::string text = *Function("ucase", {a[0]}, helpers),
+                      wanted = *Function("ucase", {a[1]}, helpers);
     return "(CASE WHEN " + a[0] + " = '' THEN 0 ELSE strpos(" + text + ", " + wanted + ") END)";
   }
   for (const Pattern& pattern : kPatterns) {

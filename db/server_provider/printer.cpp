@@ -41,6 +41,14 @@ int ServerTable::FindColumn(std::string_view wanted) const {
   return -1;
 }
 
+bool ServerTable::Divides(std::string_view column) const {
+  return std::ranges::all_of(indexes, [&](const ServerIndex& index) {
+    return !index.unique || std::ranges::any_of(index.columns, [&](const auto& of) {
+      return columns[of.first].name == column;
+    });
+  });
+}
+
 // ---- rows
 
 std::vector<std::string> ServerPrinter::RowNames(const ServerTable& table) const {
@@ -70,7 +78,12 @@ ServerTablePtr ServerPrinter::Target(const std::string& name) {
 }
 
 ServerStatement ServerPrinter::Finished(std::string sql, const ServerTable& target) {
-  return {std::move(sql), target.name, std::move(mentions_), std::move(helpers_)};
+  ServerStatement printed;
+  printed.sql = std::move(sql);
+  printed.target = target.name;
+  printed.tables = std::move(mentions_);
+  printed.helpers = std::move(helpers_);
+  return printed;
 }
 
 // ---- statements
@@ -160,6 +173,45 @@ ServerStatement ServerPrinter::Delete(const Statement& s) {
       *target->table);
 }
 
+ServerStatement ServerPrinter::ChangeRows(
+    const Statement& s, const std::vector<std::pair<const ServerColumn*, jet::Value>>& constants) {
+  Scope scope;
+  const std::string from = PrintFrom(*s.select, nullptr, &scope);
+  const Source& target = scope.sources[0];
+  ServerStatement printed;
+  if (s.kind == jet::sql::StatementKind::kUpdate) {
+    printed.head = "UPDATE " + target.from_sql + " SET ";
+    for (const Assignment& a : s.assignments) {
+      Found found;
+      Expr name;
+      name.table = a.table;
+      name.name = a.column;
+      if (!FindColumn(a.table, a.column, scope, &found)) UnknownColumn(name, scope);
+      const ServerColumn& column = target.table->columns[found.column];
+      printed.head += (&a == &s.assignments[0] ? "" : ", ") + dialect_.Name(column.name) + " = " +
+                      AssignSql(Print(*a.expr, &scope), column);
+    }
+    printed.head += " FROM (VALUES ";
+  } else {
+    printed.head = "DELETE" + from + " USING (VALUES ";
+  }
+  std::string names, match;
+  for (std::size_t i = 0; i < constants.size(); ++i) {
+    const auto& [column, value] = constants[i];
+    printed.row += (i == 0 ? "(" : ", ") + dialect_.Cast(dialect_.Literal(value, column->type), *column);
+    names += fmt::format("{}k{}", i == 0 ? "" : ", ", i);
+    match += fmt::format(" AND {}.{} = v.k{}", target.sql_alias, dialect_.Name(column->name), i);
+  }
+  printed.row += ")";
+  const std::string where = s.select->where ? Condition(*s.select->where, &scope) : "TRUE";
+  printed.tail = ") AS v(" + names + ") WHERE " + where + match;
+  ServerStatement finished = Finished(printed.head + printed.row + printed.tail, *target.table);
+  finished.head = std::move(printed.head);
+  finished.row = std::move(printed.row);
+  finished.tail = std::move(printed.tail);
+  return finished;
+}
+
 std::vector<int> ServerPrinter::TargetColumns(const ServerTable& target,
                                               const std::vector<std::string>& names) {
   std::vector<int> columns;
@@ -210,8 +262,17 @@ ServerStatement ServerPrinter::InsertValues(const Statement& s) {
     names += (i == 0 ? "" : ", ") + dialect_.Name(column.name);
     values += (i == 0 ? "" : ", ") + AssignSql(Print(*s.values[i], &scope), column);
   }
-  return Finished(
-      fmt::format("INSERT INTO {} ({}) VALUES ({})", dialect_.Name(target->name), names, values), *target);
+  const std::string head = fmt::format("INSERT INTO {} ({}) VALUES ", dialect_.Name(target->name), names);
+  const bool constant = std::ranges::all_of(s.values, [](const jet::sql::ExprPtr& e) {
+    const Expr& value = e->kind == ExprKind::kNegate ? *e->args[0] : *e;
+    return value.kind == ExprKind::kConstant || value.kind == ExprKind::kNull;
+  });
+  ServerStatement printed = Finished(head + "(" + values + ")", *target);
+  if (constant) {
+    printed.head = head;
+    printed.row = "(" + values + ")";
+  }
+  return printed;
 }
 
 ServerStatement ServerPrinter::InsertSelect(const Statement& s) {
@@ -272,9 +333,8 @@ void ServerPrinter::Declare(const TableRef& ref, const Scope* outer, Scope* scop
     source.from_sql = dialect_.Name(source.table->name) + " AS " + source.sql_alias;
     mentions_.push_back(source.table->name);
   } else {
-    source.from_sql =
-        "(" + PrintSelect(*ref.select, outer, false, true, false, &source.columns, nullptr) + ") AS " +
-        source.sql_alias;
+    source.from_sql = "(" + PrintSelect(*ref.select, outer, false, true, false, &source.columns, nullptr) +
+                      ") AS " + source.sql_alias;
   }
   for (const Source& other : scope->sources) {
     if (!SourceName(source).empty() && EqualNames(SourceName(other), SourceName(source))) {
@@ -312,8 +372,7 @@ std::string ServerPrinter::PrintFrom(const Select& select, const Scope* outer, S
   for (const auto& ref : select.from) Declare(*ref, outer, scope);
   std::string sql;
   std::size_t next = 0;
-  for (const auto& ref : select.from)
-    sql += (sql.empty() ? " FROM " : ", ") + PrintRef(*ref, scope, &next);
+  for (const auto& ref : select.from) sql += (sql.empty() ? " FROM " : ", ") + PrintRef(*ref, scope, &next);
   return sql;
 }
 
@@ -406,14 +465,13 @@ void ServerPrinter::TellNamesApart(const Scope& scope, std::vector<ServerOutput>
   for (std::size_t i = 0; i < names.size(); ++i) {
     ServerOutput& c = (*columns)[i];
     if (!c.column_type) continue;
-    const bool twice = std::ranges::count_if(names, [&](const std::string& other) {
-                         return EqualNames(other, names[i]);
-                       }) > 1;
+    const bool twice = std::ranges::count_if(
+                           names, [&](const std::string& other) { return EqualNames(other, names[i]); }) > 1;
     if (!twice) continue;
     // Which table it is of: columns come in the order of the sources where "*" gave them.
-    std::size_t nth = static_cast<std::size_t>(std::count_if(
-        names.begin(), names.begin() + static_cast<std::ptrdiff_t>(i),
-        [&](const std::string& other) { return EqualNames(other, names[i]); }));
+    std::size_t nth = static_cast<std::size_t>(
+        std::count_if(names.begin(), names.begin() + static_cast<std::ptrdiff_t>(i),
+                      [&](const std::string& other) { return EqualNames(other, names[i]); }));
     for (const Source& s : scope.sources) {
       if (!s.table || s.table->FindColumn(names[i]) < 0) continue;
       if (nth-- == 0) {
@@ -517,8 +575,8 @@ std::string ServerPrinter::PrintCompound(const Select& select, const Scope* oute
     }
     if (position < 1 || position > columns->size())
       jet::sql::ThrowSyntax(text_, e.offset, "The ORDER BY of a UNION must name an output column,");
-    order += (order.empty() ? " ORDER BY " : ", ") +
-             dialect_.Order(fmt::format("{}", position), term.descending);
+    order +=
+        (order.empty() ? " ORDER BY " : ", ") + dialect_.Order(fmt::format("{}", position), term.descending);
   }
   return sql + order;
 }

@@ -43,6 +43,8 @@ struct ServerQuery {
 
 struct ServerStatement {
   std::string sql;
+  // The same, with the constants that tell its rows apart: "head (row) tail"; an empty head: it has none.
+  std::string head, row, tail;
   std::string target;  // the table that changes
   std::vector<std::string> tables;
   std::vector<std::string> helpers;
@@ -58,6 +60,10 @@ class ServerPrinter {
   ServerQuery Query(const jet::sql::Select& select, bool want_row);
   ServerStatement Update(const jet::sql::Statement& s);
   ServerStatement Delete(const jet::sql::Statement& s);
+  // UPDATE or DELETE of one table, from whose conditions "column = constant" for these columns have been
+  // taken.
+  ServerStatement ChangeRows(const jet::sql::Statement& s,
+                             const std::vector<std::pair<const ServerColumn*, jet::Value>>& constants);
   ServerStatement InsertValues(const jet::sql::Statement& s);
   // Of a query on the same server.
   ServerStatement InsertSelect(const jet::sql::Statement& s);

@@ -214,8 +214,9 @@ ServerPrinter::Printed ServerPrinter::PrintConstant(const Expr& e) {
 
 ServerPrinter::Printed ServerPrinter::PrintParameter(const Expr& e) {
   if (e.number >= std::ssize(parameters_)) {
-    throw Error(ErrorKind::kInvalid, fmt::format("The statement has more parameters than the {} values given.",
-                                                 parameters_.size()));
+    throw Error(
+        ErrorKind::kInvalid,
+        fmt::format("The statement has more parameters than the {} values given.", parameters_.size()));
   }
   const jet::Value& value = parameters_[e.number];
   Printed p;
@@ -277,7 +278,8 @@ ServerPrinter::Type ServerPrinter::Unified(std::vector<Printed>* values) const {
   }
   if (type == Type::kReal) type = wholes ? Type::kInteger : decimals && !reals ? Type::kDecimal : Type::kReal;
   if (type == Type::kUnknown) {
-    throw Error(ErrorKind::kNotSupported, "On a server a value cannot be a text in one row and a number in another.");
+    throw Error(ErrorKind::kNotSupported,
+                "On a server a value cannot be a text in one row and a number in another.");
   }
   for (Printed& v : *values) {
     if (v.type == type || v.type == Type::kNull) continue;
@@ -389,11 +391,11 @@ ServerPrinter::Printed ServerPrinter::PrintArithmetic(const Expr& e, Scope* scop
     case Op::kMinus:
     case Op::kTimes: {
       const char* op = e.op == Op::kPlus ? " + " : e.op == Op::kMinus ? " - " : " * ";
-      const bool decides = ta == Type::kDecimal || tb == Type::kDecimal || !left.exact.empty() ||
-                           !right.exact.empty();
-      both(whole(ta) && whole(tb)                       ? Type::kInteger
+      const bool decides =
+          ta == Type::kDecimal || tb == Type::kDecimal || !left.exact.empty() || !right.exact.empty();
+      both(whole(ta) && whole(tb)                   ? Type::kInteger
            : exact(left) && exact(right) && decides ? Type::kDecimal
-                                                        : Type::kReal,
+                                                    : Type::kReal,
            op);
       const bool difference = e.op == Op::kMinus && ta == Type::kDate && tb == Type::kDate;
       if ((ta == Type::kDate || tb == Type::kDate) && !difference && e.op != Op::kTimes) {
@@ -592,8 +594,9 @@ namespace {
 
 struct FunctionOf {
   const char* name;
-  const char* arguments;  // t text, n whole number, r real number, d date; behind "|" those that may be left out
-  jet::sql::Type type;    // kUnknown: that of the argument, which is a number
+  const char*
+      arguments;  // t text, n whole number, r real number, d date; behind "|" those that may be left out
+  jet::sql::Type type;  // kUnknown: that of the argument, which is a number
 };
 
 constexpr FunctionOf kFunctions[] = {
@@ -633,7 +636,8 @@ ServerPrinter::Printed ServerPrinter::PrintFunction(const Expr& e, Scope* scope)
   if (name == "round") return PrintRound(e, scope);
   const auto f = std::ranges::find_if(kFunctions, [&](const FunctionOf& of) { return of.name == name; });
   if (f == std::end(kFunctions) || e.star) {
-    throw Error(ErrorKind::kNotSupported, fmt::format("The function '{}' is not supported on a server.", e.name));
+    throw Error(ErrorKind::kNotSupported,
+                fmt::format("The function '{}' is not supported on a server.", e.name));
   }
   Printed p;
   p.type = f->type;
@@ -683,7 +687,8 @@ ServerPrinter::Printed ServerPrinter::PrintFunction(const Expr& e, Scope* scope)
   }
   const auto sql = dialect_.Function(name, arguments, &helpers_);
   if (!sql) {
-    throw Error(ErrorKind::kNotSupported, fmt::format("The function '{}' is not supported on a server.", e.name));
+    throw Error(ErrorKind::kNotSupported,
+                fmt::format("The function '{}' is not supported on a server.", e.name));
   }
   p.sql = *sql;
   return p;

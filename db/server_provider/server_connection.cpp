@@ -45,6 +45,41 @@ std::string QueryOf(const Statement& s, std::string_view text) {
   return std::string(text);
 }
 
+// Puts values in the place of "?".
+void Bind(jet::sql::Select& select, const std::vector<jet::Value>& values);
+void Bind(jet::sql::Expr& e, const std::vector<jet::Value>& values) {
+  if (e.kind == jet::sql::ExprKind::kParameter && e.number < std::ssize(values)) {
+    const jet::Value& value = values[e.number];
+    e.kind = value.is_null() ? jet::sql::ExprKind::kNull : jet::sql::ExprKind::kConstant;
+    e.value = value;
+  }
+  for (const auto& arg : e.args) Bind(*arg, values);
+  if (e.select) Bind(*e.select, values);
+}
+void Bind(jet::sql::TableRef& ref, const std::vector<jet::Value>& values) {
+  if (ref.left) Bind(*ref.left, values);
+  if (ref.right) Bind(*ref.right, values);
+  if (ref.on) Bind(*ref.on, values);
+  if (ref.select) Bind(*ref.select, values);
+}
+void Bind(jet::sql::Select& select, const std::vector<jet::Value>& values) {
+  for (const auto& item : select.items) {
+    if (item.expr) Bind(*item.expr, values);
+  }
+  for (const auto& ref : select.from) Bind(*ref, values);
+  if (select.where) Bind(*select.where, values);
+  for (const auto& group : select.group_by) Bind(*group, values);
+  if (select.having) Bind(*select.having, values);
+  for (const auto& member : select.unions) Bind(*member.select, values);
+  if (select.nested) Bind(*select.nested, values);
+}
+void Bind(Statement& s, const std::vector<jet::Value>& values) {
+  if (values.empty()) return;
+  if (s.select) Bind(*s.select, values);
+  for (const auto& a : s.assignments) Bind(*a.expr, values);
+  for (const auto& e : s.values) Bind(*e, values);
+}
+
 ServerColumn ColumnFor(const ServerOutput& out) {
   using jet::ColumnType;
   using jet::sql::Type;
@@ -113,7 +148,10 @@ ServerIndex IndexFor(const ServerTable& table, const jet::NewIndex& made) {
 
 ServerConnection::ServerConnection(std::shared_ptr<ServerSession> session, bool read_only,
                                    std::function<void(std::int64_t)> tell_rows)
-    : session_(std::move(session)), read_only_(read_only), tell_rows_(std::move(tell_rows)) {}
+    : session_(std::move(session)),
+      ahead_(session_),
+      read_only_(read_only),
+      tell_rows_(std::move(tell_rows)) {}
 
 ServerConnection::~ServerConnection() = default;
 
@@ -126,6 +164,7 @@ std::int64_t ServerConnection::Execute(std::string_view sql, const std::vector<V
     std::vector<jet::Value> values;
     for (const Value& value : parameters) values.push_back(ToEngine(value));
     const std::unique_ptr<Statement> s = Parsed(sql);
+    Bind(*s, values);
     if (s->kind == StatementKind::kSelect) {
       session_->Open(ServerPrinter(session_->dialect(), *session_, sql, values).Query(*s->select, false).sql);
       return 0;
@@ -135,45 +174,74 @@ std::int64_t ServerConnection::Execute(std::string_view sql, const std::vector<V
   });
 }
 
-std::int64_t ServerConnection::Change(const Statement& s, std::string_view text,
+std::int64_t ServerConnection::Change(Statement& s, std::string_view text,
                                       const std::vector<jet::Value>& parameters) {
-  ServerPrinter printer(session_->dialect(), *session_, text, parameters);
-  ServerStatement printed;
   switch (s.kind) {
     case StatementKind::kUpdate:
-      printed = printer.Update(s);
-      break;
     case StatementKind::kDelete:
-      printed = printer.Delete(s);
-      break;
     case StatementKind::kInsertValues:
-      printed = printer.InsertValues(s);
-      break;
+      return ChangeRows(s, text, parameters);
     case StatementKind::kInsertSelect:
-      if (!s.select->in_file.empty()) {
-        std::vector<std::string> names;
-        for (const auto& [name, offset] : s.columns) names.push_back(name);
-        FileRows rows(s.select->in_file, QueryOf(s, text));
-        const ServerTablePtr target = session_->Find(s.table);
-        if (!target)
-          throw Error(ErrorKind::kNoTable, fmt::format("The table '{}' does not exist.", s.table));
-        if (names.empty()) names = rows.names();
-        return rows.Load(*session_, *target, ServerPrinter::TargetColumns(*target, names));
-      }
-      printed = printer.InsertSelect(s);
-      break;
+      if (s.select->in_file.empty()) return ChangeRows(s, text, parameters);
+      return InsertFromFile(s, text);
     case StatementKind::kSelectInto:
       return SelectInto(s, text, parameters);
     default:
       Define(s);
       return 0;
   }
-  session_->NoteWrite(printed.target);
-  if (session_->defers()) {
-    session_->Enqueue(std::move(printed.sql), printed.helpers);
-    return 0;
+}
+
+std::int64_t ServerConnection::ChangeRows(Statement& s, std::string_view text,
+                                          const std::vector<jet::Value>& parameters) {
+  ServerPrinter printer(session_->dialect(), *session_, text, parameters);
+  const std::string target_name =
+      s.kind == StatementKind::kInsertValues || s.kind == StatementKind::kInsertSelect ? s.table
+      : s.select->from.size() == 1 && s.select->from[0]->kind == jet::sql::TableRef::kTable
+          ? s.select->from[0]->name
+          : std::string();
+  const ServerTablePtr target = target_name.empty() ? nullptr : session_->Find(target_name);
+  bool whole_part = false;
+  std::vector<WrittenPart> parts;
+  if (target) parts = PartsOf(s, *target, &whole_part);
+  ServerStatement printed;
+  if (s.kind == StatementKind::kInsertValues) {
+    printed = printer.InsertValues(s);
+  } else if (s.kind == StatementKind::kInsertSelect) {
+    printed = printer.InsertSelect(s);
+  } else {
+    const auto constants = target && session_->defers()
+                               ? TakeConstants(s, *target)
+                               : std::vector<std::pair<const ServerColumn*, jet::Value>>();
+    printed = !constants.empty()                 ? printer.ChangeRows(s, constants)
+              : s.kind == StatementKind::kUpdate ? printer.Update(s)
+                                                 : printer.Delete(s);
   }
-  return session_->Run(printed.sql, printed.helpers);
+  session_->NoteWrite(printed.target, parts);
+  if (whole_part) session_->NoteEmptied(printed.target, parts[0]);
+  if (!session_->defers()) return session_->Run(printed.sql, printed.helpers);
+  QueuedChange change;
+  change.table = printed.target;
+  change.alone = printed.head.empty();
+  change.head = change.alone ? std::move(printed.sql) : std::move(printed.head);
+  change.row = std::move(printed.row);
+  change.tail = std::move(printed.tail);
+  change.repeats = s.kind == StatementKind::kUpdate;
+  for (WrittenPart& part : parts) {
+    if (target->Divides(part.column)) change.parts.push_back(std::move(part));
+  }
+  session_->Enqueue(std::move(change), printed.helpers);
+  return 0;
+}
+
+std::int64_t ServerConnection::InsertFromFile(const Statement& s, std::string_view text) {
+  std::vector<std::string> names;
+  for (const auto& [name, offset] : s.columns) names.push_back(name);
+  FileRows rows(s.select->in_file, QueryOf(s, text));
+  const ServerTablePtr target = session_->Find(s.table);
+  if (!target) throw Error(ErrorKind::kNoTable, fmt::format("The table '{}' does not exist.", s.table));
+  if (names.empty()) names = rows.names();
+  return rows.Load(*session_, *target, ServerPrinter::TargetColumns(*target, names));
 }
 
 std::int64_t ServerConnection::SelectInto(const Statement& s, std::string_view text,
@@ -205,6 +273,7 @@ std::int64_t ServerConnection::SelectInto(const Statement& s, std::string_view t
   for (const std::string& sql : session_->dialect().CreateIndexes(table)) session_->Run(sql);
   session_->ForgetTables();
   session_->NoteWrite(table.name);
+  ahead_.Forget();
   return count;
 }
 
@@ -251,11 +320,12 @@ void ServerConnection::Define(const Statement& s) {
   }
   session_->NoteWrite(s.table);
   session_->ForgetTables();
+  ahead_.Forget();
 }
 
 std::unique_ptr<ProviderRecordset> ServerConnection::OpenRecordset(std::string_view sql, CursorType cursor,
                                                                    LockType lock) {
-  return Translated([&] {
+  return Translated([&]() -> std::unique_ptr<ProviderRecordset> {
     std::string text(sql);
     if (sql.find_first_of(" \t\r\n") == std::string_view::npos) text = "SELECT * FROM [" + text + "]";
     const std::unique_ptr<Statement> s = Parsed(text);
@@ -263,11 +333,12 @@ std::unique_ptr<ProviderRecordset> ServerConnection::OpenRecordset(std::string_v
       throw Error(ErrorKind::kInvalid, "The statement is no query: it gives no rows.");
     const bool updatable = lock != LockType::kReadOnly;
     const bool keyset = updatable || cursor == CursorType::kKeyset || cursor == CursorType::kDynamic;
+    const RecordsetOptions options{cursor == CursorType::kForwardOnly, updatable && !read_only_};
+    if (auto rows = ahead_.Open(*s->select, text, keyset, options)) return rows;
     static const std::vector<jet::Value> kNoParameters;
     ServerQuery query =
         ServerPrinter(session_->dialect(), *session_, text, kNoParameters).Query(*s->select, keyset);
-    return OpenServerRecordset(session_, std::move(query),
-                               {cursor == CursorType::kForwardOnly, updatable && !read_only_});
+    return OpenServerRecordset(session_, std::move(query), options);
   });
 }
 
@@ -298,7 +369,10 @@ Durability ServerConnection::GetDurability() {
   return session_->is_dirty() ? Durability::kPersisted : Durability::kAll;
 }
 
-void ServerConnection::SetDeferring(bool on) { session_->Defer(on, tell_rows_); }
+void ServerConnection::SetDeferring(bool on) {
+  ahead_.Forget();
+  session_->Defer(on, tell_rows_);
+}
 
 std::shared_ptr<ProviderConnection> OpenServer(const ConnectionSettings& settings, bool read_only,
                                                std::function<void(std::int64_t)> tell_rows) {

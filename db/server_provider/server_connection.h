@@ -8,6 +8,7 @@
 
 #include "access/sql/ast.h"
 #include "db/provider.h"
+#include "db/server_provider/read_ahead.h"
 #include "db/server_provider/server_session.h"
 
 namespace vnt::db {
@@ -32,14 +33,18 @@ class ServerConnection final : public ProviderConnection {
   ServerSession& session() { return *session_; }
 
  private:
-  std::int64_t Change(const jet::sql::Statement& s, std::string_view text,
+  std::int64_t Change(jet::sql::Statement& s, std::string_view text,
                       const std::vector<jet::Value>& parameters);
+  std::int64_t ChangeRows(jet::sql::Statement& s, std::string_view text,
+                          const std::vector<jet::Value>& parameters);
+  std::int64_t InsertFromFile(const jet::sql::Statement& s, std::string_view text);
   void Define(const jet::sql::Statement& s);
   std::int64_t SelectInto(const jet::sql::Statement& s, std::string_view text,
                           const std::vector<jet::Value>& parameters);
   void RequireWritable() const;
 
   std::shared_ptr<ServerSession> session_;
+  ReadAhead ahead_;
   bool read_only_;
   std::function<void(std::int64_t)> tell_rows_;
   bool marked_ = false;  // by a savepoint, since something had been done before

@@ -1,7 +1,9 @@
 #include "db/server_provider/server_recordset.h"
 
-#include <cmath>
+#include <algorithm>
 #include <limits>
+#include <optional>
+#include <unordered_set>
 #include <utility>
 
 #include "access/base/text.h"
@@ -10,6 +12,7 @@
 #include "db/forward_recordset.h"
 #include "db/positioned_recordset.h"
 #include "db/row_list.h"
+#include "db/server_provider/read_ahead.h"
 
 namespace vnt::db {
 
@@ -35,60 +38,92 @@ Value FromServer(Value value, const ServerOutput& column) {
   }
 }
 
+std::vector<ServerKey> KeysOf(const ServerSession& session, const ServerQuery& query) {
+  std::vector<ServerKey> keys;
+  if (!query.base) return keys;
+  for (const int column : query.base->key) {
+    const ServerColumn& of = query.base->columns[column];
+    keys.push_back({of.name, of.type, column});
+  }
+  if (keys.empty()) {
+    const bool numbered = query.base->has_order;
+    keys.push_back({numbered ? kOrderColumn : std::string(session.dialect().place_column()),
+                    numbered ? jet::ColumnType::kBigInt : jet::ColumnType::kMemo, -1});
+  }
+  return keys;
+}
+
+bool FetchRow(OdbcStatement& statement, const std::vector<ServerOutput>& columns,
+              const std::vector<ServerKey>& keys, std::vector<Value>* row) {
+  if (!statement.Fetch(row)) return false;
+  for (std::size_t i = 0; i < columns.size(); ++i) (*row)[i] = FromServer(std::move((*row)[i]), columns[i]);
+  for (std::size_t i = 0; i < keys.size(); ++i) {
+    Value& value = (*row)[columns.size() + i];
+    value = FromEngine(ToColumn(value, keys[i].type), keys[i].type);
+  }
+  return true;
+}
+
 namespace {
 
-class ServerRecordset final : public PositionedRecordset {
+class ServerRecordset final : public PositionedRecordset, public Walk {
  public:
-  ServerRecordset(std::shared_ptr<ServerSession> session, ServerQuery query, const RecordsetOptions& options)
+  ServerRecordset(std::shared_ptr<ServerSession> session, ServerQuery query, const RecordsetOptions& options,
+                  std::shared_ptr<ReadParts> parts = nullptr, WrittenPart part = {})
       : PositionedRecordset(kServerSource, options.forward_only),
         session_(std::move(session)),
         query_(std::move(query)),
-        updatable_(options.updatable && query_.base) {
+        updatable_(options.updatable && query_.base),
+        keys_(KeysOf(*session_, query_)),
+        parts_(std::move(parts)),
+        part_(std::move(part)) {
     for (const ServerOutput& column : query_.columns)
       fields_.push_back({column.name, updatable_ && column.column >= 0});
-    if (query_.base) {
-      for (const int column : query_.base->key) {
-        const ServerColumn& of = query_.base->columns[column];
-        keys_.push_back({of.name, of.type, column});
-      }
-      if (keys_.empty()) {
-        const bool numbered = query_.base->has_order;
-        keys_.push_back({numbered ? kOrderColumn : std::string(session_->dialect().place_column()),
-                         numbered ? jet::ColumnType::kBigInt : jet::ColumnType::kMemo, -1});
-      }
-    }
-    const auto statement = session_->Open(query_.sql, query_.helpers);
-    statement->DescribeColumns();
-    while (Fetch(*statement, &values_)) rows_.Append(values_);
-    values_.resize(fields_.size() + keys_.size(), Value::Null());
-    if (query_.base) seen_ = session_->Writes(query_.base->name);
-    Start();
+  }
+  ~ServerRecordset() override {
+    std::vector<Walk*>& walks = session_->walks();
+    walks.erase(std::remove(walks.begin(), walks.end(), this), walks.end());
   }
 
- private:
-  struct Key {
-    std::string name;
-    jet::ColumnType type;
-    int column;  // in the table; -1: not one of it
-  };
+  // Asks the server.
+  void Fetch() {
+    const auto statement = session_->Open(query_.sql, query_.helpers);
+    statement->DescribeColumns();
+    while (FetchRow(*statement, query_.columns, keys_, &values_)) rows_.Append(values_);
+    Begin();
+  }
 
-  bool Fetch(OdbcStatement& statement, std::vector<Value>* values) const {
-    if (!statement.Fetch(values)) return false;
-    for (std::size_t i = 0; i < fields_.size(); ++i)
-      (*values)[i] = FromServer(std::move((*values)[i]), query_.columns[i]);
-    for (std::size_t i = 0; i < keys_.size(); ++i) {
-      Value& value = (*values)[fields_.size() + i];
-      value = FromEngine(ToColumn(value, keys_[i].type), keys_[i].type);
-    }
-    return true;
+  // Takes rows that have been read already.
+  void Take(const std::vector<std::vector<Value>>& rows) {
+    for (const auto& row : rows) rows_.Append(row);
+    Begin();
+  }
+
+  std::vector<std::int64_t> Upcoming(std::string_view column, std::int64_t current,
+                                     std::size_t most) override;
+
+ private:
+  using Key = ServerKey;
+
+  void Begin() {
+    values_.assign(fields_.size() + keys_.size(), Value::Null());
+    seen_ = Version();
+    Start();
+    session_->walks().push_back(this);
+  }
+
+  std::int64_t Version() const {
+    if (!query_.base) return 0;
+    return part_.column.empty() ? session_->Version(query_.base->name)
+                                : session_->Version(query_.base->name, part_);
   }
 
   std::int64_t Size() const override { return rows_.size(); }
 
   bool Load(std::int64_t position) override {
     rows_.Read(position, &values_);
-    if (!query_.base || seen_ == session_->Writes(query_.base->name)) return true;
-    return ReadAgain(position);
+    reached_ = position;
+    return !query_.base || seen_ == Version() || ReadAgain(position);
   }
 
   // Somebody has changed the table since.
@@ -102,10 +137,10 @@ class ServerRecordset final : public PositionedRecordset {
     }
     for (const Key& key : keys_) list += dialect.Name(key.name) + ", ";
     list.resize(list.size() - 2);
-    const auto statement = session_->Open("SELECT " + list + " FROM " + dialect.Name(query_.base->name) +
-                                          WhereKey());
+    const auto statement =
+        session_->Open("SELECT " + list + " FROM " + dialect.Name(query_.base->name) + WhereKey());
     statement->DescribeColumns();
-    if (!Fetch(*statement, &values_)) return false;
+    if (!FetchRow(*statement, query_.columns, keys_, &values_)) return false;
     rows_.Replace(position, values_);
     return true;
   }
@@ -122,42 +157,105 @@ class ServerRecordset final : public PositionedRecordset {
     return where;
   }
 
-  void Write(const std::string& sql) {
-    // What others have done in between is still to be read.
-    const bool fresh = seen_ == session_->Writes(query_.base->name);
-    if (session_->defers()) {
-      session_->Enqueue(sql);
-    } else if (session_->Run(sql) == 0) {
-      throw DbError(
-          kErrRowGone, kServerSource,
-          "The current record of table \"" + query_.base->name + "\" has been deleted meanwhile.");
+  // The parts that a change of the row in values_ is confined to.
+  std::vector<WrittenPart> Parts(const FieldChanges* changes) const {
+    std::vector<WrittenPart> parts;
+    const auto add = [&](int column, const Value& value) {
+      if (column < 0 || value.is_null()) return;
+      const ServerColumn& of = query_.base->columns[column];
+      const bool known =
+          std::ranges::any_of(parts, [&](const WrittenPart& p) { return p.column == of.name; });
+      if (known || (of.type != jet::ColumnType::kLong && of.type != jet::ColumnType::kInteger)) return;
+      parts.push_back({of.name, value.ToInt32()});
+    };
+    const auto is_changed = [&](int column) {
+      return changes != nullptr && std::ranges::any_of(*changes, [&](const auto& change) {
+               return query_.columns[change.first].column == column;
+             });
+    };
+    for (std::size_t i = 0; i < fields_.size() + keys_.size(); ++i) {
+      const int column = i < fields_.size() ? query_.columns[i].column : keys_[i - fields_.size()].column;
+      if (!is_changed(column)) add(column, values_[i]);
     }
-    session_->NoteWrite(query_.base->name);
-    if (fresh) seen_ = session_->Writes(query_.base->name);
+    return parts;
+  }
+
+  // Sends a change of one row: "head row tail", `row` being what differs from row to row.
+  void Write(std::string head, std::string row, std::string tail, bool repeats,
+             const std::vector<WrittenPart>& parts) {
+    // What others have done in between is still to be read.
+    const bool fresh = seen_ == Version();
+    if (session_->defers()) {
+      QueuedChange change{query_.base->name, std::move(head),   std::move(row), std::move(tail), {},
+                          /*alone=*/false,   /*counted=*/false, repeats};
+      for (const WrittenPart& part : parts) {
+        if (query_.base->Divides(part.column)) change.parts.push_back(part);
+      }
+      session_->Enqueue(std::move(change));
+    } else if (session_->Run(head + row + tail) == 0) {
+      throw DbError(kErrRowGone, kServerSource,
+                    "The current record of table \"" + query_.base->name + "\" has been deleted meanwhile.");
+    }
+    session_->NoteWrite(query_.base->name, parts);
+    if (fresh) seen_ = Version();
+  }
+
+  // The key of the row in values_, as part of a list of values, and what compares it.
+  std::string KeyValues() const {
+    std::string list;
+    for (std::size_t i = 0; i < keys_.size(); ++i) {
+      const Value& value = values_[fields_.size() + i];
+      list += (i == 0 ? "" : ", ") + Typed(ToColumn(value, keys_[i].type), keys_[i].type, keys_[i].column);
+    }
+    return list;
+  }
+  std::string MatchKey() const {
+    std::string match;
+    for (std::size_t i = 0; i < keys_.size(); ++i) {
+      match += (i == 0 ? " WHERE u." : " AND u.") + session_->dialect().Name(keys_[i].name) + " = v.k" +
+               std::to_string(i);
+    }
+    return match;
+  }
+  std::string KeyNames() const {
+    std::string names;
+    for (std::size_t i = 0; i < keys_.size(); ++i) names += (i == 0 ? "k" : ", k") + std::to_string(i);
+    return names;
+  }
+  std::string Typed(const jet::Value& value, jet::ColumnType type, int column) const {
+    const SqlDialect& dialect = session_->dialect();
+    const std::string literal = dialect.Literal(value, type);
+    if (column >= 0) return dialect.Cast(literal, query_.base->columns[column]);
+    ServerColumn number;
+    number.type = type;
+    return query_.base->has_order ? dialect.Cast(literal, number) : dialect.PlaceConstant(literal);
   }
 
   // The change of a field, and of what finds the row again.
   void Keep(int field, const jet::Value& value, jet::ColumnType type) {
     values_[field] = FromEngine(value, type);
     for (std::size_t i = 0; i < keys_.size(); ++i) {
-      if (keys_[i].column == query_.columns[field].column)
-        values_[fields_.size() + i] = values_[field];
+      if (keys_[i].column == query_.columns[field].column) values_[fields_.size() + i] = values_[field];
     }
   }
 
   void UpdateRow(std::int64_t position, const FieldChanges& changes) override {
     Translated([&] {
       const SqlDialect& dialect = session_->dialect();
-      std::string sets;
+      rows_.Read(position, &values_);
+      std::string sets, names = KeyNames(), row = "(" + KeyValues();
       std::vector<std::pair<int, jet::Value>> kept;
       for (const auto& [field, value] : changes) {
-        const ServerColumn& column = query_.base->columns[query_.columns[field].column];
+        const int at = query_.columns[field].column;
+        const ServerColumn& column = query_.base->columns[at];
         kept.emplace_back(field, ToColumn(*value, column.type));
-        sets += (sets.empty() ? "" : ", ") + dialect.Name(column.name) + " = " +
-                dialect.Literal(kept.back().second, column.type);
+        const std::string name = "s" + std::to_string(kept.size());
+        sets += (sets.empty() ? "" : ", ") + dialect.Name(column.name) + " = v." + name;
+        names += ", " + name;
+        row += ", " + Typed(kept.back().second, column.type, at);
       }
-      rows_.Read(position, &values_);
-      Write("UPDATE " + dialect.Name(query_.base->name) + " SET " + sets + WhereKey());
+      Write("UPDATE " + dialect.Name(query_.base->name) + " AS u SET " + sets + " FROM (VALUES ", row + ")",
+            ") AS v(" + names + ")" + MatchKey(), /*repeats=*/true, Parts(&changes));
       for (const auto& [field, value] : kept)
         Keep(field, value, query_.base->columns[query_.columns[field].column].type);
       rows_.Replace(position, values_);
@@ -177,8 +275,13 @@ class ServerRecordset final : public PositionedRecordset {
         literals += (literals.empty() ? "" : ", ") + dialect.Literal(stored, column.type);
         Keep(field, stored, column.type);
       }
-      Write("INSERT INTO " + dialect.Name(query_.base->name) +
-            (names.empty() ? " DEFAULT VALUES" : " (" + names + ") VALUES (" + literals + ")"));
+      const std::string table = dialect.Name(query_.base->name);
+      if (names.empty()) {
+        Write("INSERT INTO " + table + " DEFAULT VALUES", "", "", true, {});
+      } else {
+        Write("INSERT INTO " + table + " (" + names + ") VALUES ", "(" + literals + ")", "", false,
+              Parts(nullptr));
+      }
       rows_.Append(values_);
     });
   }
@@ -186,7 +289,8 @@ class ServerRecordset final : public PositionedRecordset {
   void DeleteRow(std::int64_t position) override {
     Translated([&] {
       rows_.Read(position, &values_);
-      Write("DELETE FROM " + session_->dialect().Name(query_.base->name) + WhereKey());
+      Write("DELETE FROM " + session_->dialect().Name(query_.base->name) + " AS u USING (VALUES ",
+            "(" + KeyValues() + ")", ") AS v(" + KeyNames() + ")" + MatchKey(), false, Parts(nullptr));
     });
   }
 
@@ -200,15 +304,66 @@ class ServerRecordset final : public PositionedRecordset {
   ServerQuery query_;
   bool updatable_;
   std::vector<Key> keys_;
+  std::shared_ptr<ReadParts> parts_;  // where the rows come from; null: from a query of their own
+  WrittenPart part_;                  // the one that they are
   RowList rows_;
   std::int64_t seen_ = 0;
+  std::int64_t reached_ = 0;
 };
+
+std::vector<std::int64_t> ServerRecordset::Upcoming(std::string_view column, std::int64_t current,
+                                                    std::size_t most) {
+  std::vector<std::int64_t> numbers;
+  const auto field =
+      std::ranges::find_if(fields_, [&](const RecordsetField& f) { return jet::EqualNames(f.name, column); });
+  if (field == fields_.end() || Eof() || Bof()) return numbers;
+  const std::size_t at = field - fields_.begin();
+  const auto number_of = [&](const Value& value) -> std::optional<std::int64_t> {
+    if (value.type() != ValueType::kInt32 && value.type() != ValueType::kInt16) return {};
+    return value.raw_integer();
+  };
+  std::unordered_set<std::int64_t> known;
+  const auto add = [&](const Value& value) {
+    if (const auto number = number_of(value); number && known.insert(*number).second)
+      numbers.push_back(*number);
+  };
+  if (number_of(values_[at]) != current) return numbers;
+  std::vector<Value> row(values_.size());
+  for (std::int64_t i = reached_; i < rows_.size() && numbers.size() < most; ++i) {
+    rows_.Read(i, &row);
+    add(row[at]);
+  }
+  if (!parts_) return numbers;
+  // Whoever goes through the parts goes on with the next one.
+  row.resize(parts_->width);
+  auto next = std::ranges::find(parts_->order, part_.number);
+  while (next != parts_->order.end() && ++next != parts_->order.end() && numbers.size() < most) {
+    for (const std::int64_t position : parts_->parts[*next].rows) {
+      parts_->rows.Read(position, &row);
+      add(row[at]);
+    }
+  }
+  return numbers;
+}
 
 }  // namespace
 
 std::unique_ptr<ProviderRecordset> OpenServerRecordset(std::shared_ptr<ServerSession> session,
                                                        ServerQuery query, const RecordsetOptions& options) {
-  return std::make_unique<ServerRecordset>(std::move(session), std::move(query), options);
+  auto recordset = std::make_unique<ServerRecordset>(std::move(session), std::move(query), options);
+  recordset->Fetch();
+  return recordset;
+}
+
+std::unique_ptr<ProviderRecordset> OpenReadRecordset(std::shared_ptr<ServerSession> session,
+                                                     std::shared_ptr<ReadParts> parts, WrittenPart part,
+                                                     const std::vector<std::vector<Value>>& rows,
+                                                     const RecordsetOptions& options) {
+  ServerQuery query = parts->query;
+  auto recordset = std::make_unique<ServerRecordset>(std::move(session), std::move(query), options,
+                                                     std::move(parts), std::move(part));
+  recordset->Take(rows);
+  return recordset;
 }
 
 }  // namespace vnt::db

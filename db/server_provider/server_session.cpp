@@ -10,7 +10,7 @@
 namespace vnt::db {
 namespace {
 
-constexpr std::size_t kQueuedStatements = 500;
+constexpr std::size_t kQueuedChanges = 2000;
 constexpr std::size_t kQueuedBytes = 256 << 10;
 constexpr char kSavepoint[] = "vnt_mark";
 
@@ -188,34 +188,29 @@ std::unique_ptr<OdbcStatement> ServerSession::Open(std::string_view sql,
   return statement;
 }
 
-void ServerSession::Enqueue(std::string sql, const std::vector<std::string>& helpers) {
-  if (!defers_) {
-    Run(sql, helpers);
-    return;
-  }
+void ServerSession::Enqueue(QueuedChange change, const std::vector<std::string>& helpers) {
   Begin();
   MakeHelpers(helpers);
   dirty_ = true;
-  queue_bytes_ += sql.size();
-  queue_.push_back(std::move(sql));
-  if (queue_.size() >= kQueuedStatements || queue_bytes_ >= kQueuedBytes) Flush();
+  queue_.Add(std::move(change));
+  if (queue_.size() >= kQueuedChanges || queue_.bytes() >= kQueuedBytes) Flush();
 }
 
 void ServerSession::Flush() {
   if (queue_.empty()) return;
-  std::string all;
-  all.reserve(queue_bytes_ + 2 * queue_.size());
-  for (const std::string& sql : queue_) all += sql + "; ";
-  queue_.clear();
-  queue_bytes_ = 0;
+  const std::string all = queue_.Text();
+  const std::vector<bool> counted = queue_.Counted();
+  queue_.Clear();
   Begin();
   OdbcStatement statement(*odbc_);
   ++round_trips_;
   std::int64_t rows = 0;
   try {
     statement.ExecuteDirect(all);
+    std::size_t number = 0;
     do {
-      rows += statement.RowCount();
+      if (number < counted.size() && counted[number]) rows += statement.RowCount();
+      ++number;
     } while (statement.NextResult());
   } catch (const DbError& error) {
     if (error.is_environment()) throw;
@@ -230,6 +225,46 @@ void ServerSession::Defer(bool on, std::function<void(std::int64_t)> told) {
   told_ = std::move(told);
 }
 
+// ---- what was written
+
+std::int64_t ServerSession::Version(const std::string& table) const {
+  const auto found = writes_.find(table);
+  return found == writes_.end() ? 0 : found->second.all;
+}
+
+std::int64_t ServerSession::Version(const std::string& table, const WrittenPart& part) const {
+  const auto found = writes_.find(table);
+  if (found == writes_.end()) return 0;
+  const auto of_column = found->second.parts.find(part.column);
+  if (of_column == found->second.parts.end()) return found->second.all;
+  const auto writes = of_column->second.of.find(part.number);
+  return found->second.all - of_column->second.all +
+         (writes == of_column->second.of.end() ? 0 : writes->second);
+}
+
+void ServerSession::NoteWrite(const std::string& table, const std::vector<WrittenPart>& parts) {
+  TableWrites& writes = writes_[table];
+  ++writes.all;
+  for (const WrittenPart& part : parts) {
+    PartWrites& of = writes.parts[part.column];
+    ++of.all;
+    ++of.of[part.number];
+  }
+}
+
+void ServerSession::NoteEmptied(const std::string& table, const WrittenPart& part) {
+  writes_[table].parts[part.column].emptied[part.number] = Version(table, part);
+}
+
+bool ServerSession::IsEmptied(const std::string& table, const WrittenPart& part) const {
+  const auto found = writes_.find(table);
+  if (found == writes_.end()) return false;
+  const auto of_column = found->second.parts.find(part.column);
+  if (of_column == found->second.parts.end()) return false;
+  const auto since = of_column->second.emptied.find(part.number);
+  return since != of_column->second.emptied.end() && since->second == Version(table, part);
+}
+
 // ---- transactions
 
 void ServerSession::SetSavepoint() {
@@ -237,8 +272,7 @@ void ServerSession::SetSavepoint() {
 }
 
 void ServerSession::RollbackToSavepoint() {
-  queue_.clear();
-  queue_bytes_ = 0;
+  queue_.Clear();
   Run(std::string("ROLLBACK TO SAVEPOINT ") + kSavepoint);
   helpers_.clear();
   ForgetTables();
@@ -257,8 +291,7 @@ void ServerSession::Commit() {
 }
 
 void ServerSession::Rollback() {
-  queue_.clear();
-  queue_bytes_ = 0;
+  queue_.Clear();
   helpers_.clear();
   ForgetTables();
   dirty_ = false;

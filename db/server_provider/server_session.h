@@ -12,15 +12,27 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "db/odbc_provider/session.h"
 #include "db/odbc_provider/statement.h"
+#include "db/server_provider/change_queue.h"
 #include "db/server_provider/printer.h"
 #include "db/server_provider/server_table.h"
 #include "db/server_provider/sql_dialect.h"
 
 namespace vnt::db {
+
+// A recordset that somebody goes through.
+class Walk {
+ public:
+  virtual ~Walk() = default;
+  // The numbers that the column of that name has from the current row on, each once, `most` at most; none
+  // when the current row has another one than `current`.
+  virtual std::vector<std::int64_t> Upcoming(std::string_view column, std::int64_t current,
+                                             std::size_t most) = 0;
+};
 
 class ServerSession : public ServerTables {
  public:
@@ -43,9 +55,9 @@ class ServerSession : public ServerTables {
   std::unique_ptr<OdbcStatement> Open(std::string_view sql, const std::vector<std::string>& helpers = {});
   // Sends a statement that may wait. What it says is only known after the next Flush(), Run(), Open() or
   // Commit(), which then raises kErrRepeat.
-  void Enqueue(std::string sql, const std::vector<std::string>& helpers = {});
+  void Enqueue(QueuedChange change, const std::vector<std::string>& helpers = {});
   void Flush();
-  // While it is off, Enqueue() is Run(). Rows that statements of the queue affected are told to `told`.
+  // Rows that counted changes of the queue affected are told to `told`.
   void Defer(bool on, std::function<void(std::int64_t rows)> told);
   bool defers() const { return defers_; }
 
@@ -62,13 +74,18 @@ class ServerSession : public ServerTables {
 
   std::int64_t round_trips() const { return round_trips_; }
 
-  // How often a table has been written on this connection; recordsets tell by it whether what they have read
-  // still holds.
-  std::int64_t Writes(const std::string& table) const {
-    const auto found = writes_.find(table);
-    return found == writes_.end() ? 0 : found->second;
-  }
-  void NoteWrite(const std::string& table) { ++writes_[table]; }
+  // Counts how often a table, or a part of it, has been written on this connection; recordsets tell by it
+  // whether what they have read still holds.
+  std::int64_t Version(const std::string& table) const;
+  std::int64_t Version(const std::string& table, const WrittenPart& part) const;
+  // A change that touches rows of these parts alone, in each of their columns; without any: of the table.
+  void NoteWrite(const std::string& table, const std::vector<WrittenPart>& parts = {});
+  // All rows of the part have been deleted.
+  void NoteEmptied(const std::string& table, const WrittenPart& part);
+  bool IsEmptied(const std::string& table, const WrittenPart& part) const;
+
+  // Recordsets that are open, the newest last.
+  std::vector<Walk*>& walks() { return walks_; }
 
  private:
   void Begin();
@@ -80,15 +97,24 @@ class ServerSession : public ServerTables {
   bool tables_read_ = false;
   std::map<std::string, ServerTablePtr> tables_;  // by the name in small letters
   std::set<std::string> helpers_;                 // that there are
-  std::vector<std::string> queue_;
-  std::size_t queue_bytes_ = 0;
+  ChangeQueue queue_;
   bool defers_ = false;
   std::function<void(std::int64_t)> told_;
   bool in_transaction_ = false;
   bool dirty_ = false;
   bool in_doubt_ = false;
   std::int64_t round_trips_ = 0;
-  std::map<std::string, std::int64_t> writes_;
+  struct PartWrites {
+    std::int64_t all = 0;  // that told a number in the column
+    std::unordered_map<std::int64_t, std::int64_t> of;
+    std::unordered_map<std::int64_t, std::int64_t> emptied;  // the version since when
+  };
+  struct TableWrites {
+    std::int64_t all = 0;
+    std::map<std::string, PartWrites, std::less<>> parts;
+  };
+  std::map<std::string, TableWrites, std::less<>> writes_;
+  std::vector<Walk*> walks_;
 };
 
 }  // namespace vnt::db

@@ -45,6 +45,8 @@ struct ServerTable {
 
   // Position of the column of that name (any letter case), or -1.
   int FindColumn(std::string_view name) const;
+  // Whether rows with different values in the column can have no unique key in common.
+  bool Divides(std::string_view column) const;
 };
 
 using ServerTablePtr = std::shared_ptr<const ServerTable>;

@@ -35,8 +35,8 @@ class SqlDialect {
   virtual std::string DateConstant(double days) const = 0;
 
   virtual std::string ToReal(const std::string& sql) const = 0;
-  virtual std::string ToWhole(const std::string& sql) const = 0;  // of 64 bits, halves to even
-  virtual std::string ToExact(const std::string& sql) const = 0;   // a decimal
+  virtual std::string ToWhole(const std::string& sql) const = 0;        // of 64 bits, halves to even
+  virtual std::string ToExact(const std::string& sql) const = 0;        // a decimal
   virtual std::string TruthToNumber(const std::string& sql) const = 0;  // -1 and 0
   virtual std::string DateToDays(const std::string& sql) const = 0;
   virtual std::string DaysToDate(const std::string& sql) const = 0;
@@ -55,13 +55,15 @@ class SqlDialect {
   virtual std::string Like(const std::string& text, std::string_view pattern) const = 0;
   // A function of Access by its name in small letters, its arguments printed; nothing: there is none.
   // `helpers` gets definitions that must be made on the connection first.
-  virtual std::optional<std::string> Function(std::string_view name, const std::vector<std::string>& arguments,
+  virtual std::optional<std::string> Function(std::string_view name,
+                                              const std::vector<std::string>& arguments,
                                               std::vector<std::string>* helpers) const = 0;
   // First or last value of a group, by the order.
   virtual std::string FirstOf(const std::string& sql, const std::vector<std::string>& order,
                               bool last) const = 0;
   // The place of a row in a table without any key.
   virtual std::string_view place_column() const = 0;
+  virtual std::string PlaceConstant(const std::string& literal) const = 0;
 
   // What makes a table, with its order column and without indexes.
   virtual std::vector<std::string> CreateTable(const ServerTable& table) const = 0;
@@ -71,8 +73,8 @@ class SqlDialect {
   virtual std::string DropIndex(const ServerTable& table, const std::string& index) const = 0;
   virtual std::string AddColumn(const ServerTable& table, const ServerColumn& column) const = 0;
 
-  // One row for each column of each table, in their order: table, column, type, size, scale, required, default,
-  // automatic number, remark, spread, remark on the table.
+  // One row for each column of each table, in their order: table, column, type, size, scale, required,
+  // default, automatic number, remark, spread, remark on the table.
   virtual std::string ColumnsQuery() const = 0;
   // One row for each column of each index, in their order: table, index, unique, primary, column, descending.
   virtual std::string IndexesQuery() const = 0;
@@ -87,8 +89,8 @@ class SqlDialect {
 
   // What a failure is: the number of DbError, and whether the surroundings failed.
   virtual DbError ErrorOf(std::string_view state, const std::string& text) const = 0;
-  // A query for a number that is not 0 when the lock of that number could be had, for as long as the connection
-  // lives.
+  // A query for a number that is not 0 when the lock of that number could be had, for as long as the
+  // connection lives.
   virtual std::string TryLock(std::int64_t number) const = 0;
 };
 

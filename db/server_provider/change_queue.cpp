@@ -21,6 +21,10 @@ bool Exclude(const std::vector<WrittenPart>& a, const std::vector<WrittenPart>& 
 
 bool ChangeQueue::IsApart(const Group& group, const QueuedChange& change) {
   if (group.first.alone) return false;
+  const auto reads = [](const QueuedChange& reader, const QueuedChange& writer) {
+    return std::ranges::find(reader.reads, writer.table) != reader.reads.end();
+  };
+  if (reads(group.first, change) || reads(change, group.first)) return false;
   if (group.first.table != change.table) return true;
   // The newest ones are the likeliest to meet it.
   return std::all_of(group.parts.rbegin(), group.parts.rend(),
@@ -30,12 +34,12 @@ bool ChangeQueue::IsApart(const Group& group, const QueuedChange& change) {
 void ChangeQueue::Add(QueuedChange change) {
   ++changes_;
   bytes_ += change.row.size() + 2;
-  if (!change.alone) {
+  if (!change.alone && change.joins) {
     std::size_t looked = 0;
     for (auto group = groups_.rbegin(); group != groups_.rend() && looked < kLookBack; ++group, ++looked) {
       const QueuedChange& first = group->first;
-      const bool same = !first.alone && first.counted == change.counted && first.head == change.head &&
-                        first.tail == change.tail;
+      const bool same = !first.alone && first.joins && first.counted == change.counted &&
+                        first.head == change.head && first.tail == change.tail;
       if (same && !(change.repeats && group->known.contains(change.row))) {
         group->rows += ", " + change.row;
         if (change.repeats) group->known.insert(change.row);

@@ -31,9 +31,11 @@ struct QueuedChange {
   std::string head, row, tail;
   // Rows it touches: those with all of these numbers, in columns that divide the table (see above).
   std::vector<WrittenPart> parts;
-  bool alone = true;     // may read or change anything; `head` is the statement
-  bool counted = true;   // its rows are to be told
-  bool repeats = false;  // the same row must not stand in a statement twice
+  bool alone = true;               // may read or change anything; `head` is the statement
+  bool counted = true;             // its rows are to be told
+  bool repeats = false;            // the same row must not stand in a statement twice
+  bool joins = true;               // whether rows of several changes may stand in one statement
+  std::vector<std::string> reads;  // other tables
 };
 
 class ChangeQueue {

@@ -85,7 +85,8 @@ class Postgres final : public SqlDialect {
   std::vector<std::string> SessionSetup() const override {
     return {
         "SET client_min_messages = error; SET datestyle = 'ISO, YMD'; SET bytea_output = 'hex'; "
-        "SET standard_conforming_strings = on; SET jit = off; SET extra_float_digits = 1"};
+        "SET standard_conforming_strings = on; SET jit = off; SET plan_cache_mode = force_generic_plan; SET "
+        "extra_float_digits = 1"};
   }
 
   std::string Name(std::string_view name) const override { return Quoted(name, '"'); }
@@ -132,6 +133,17 @@ class Postgres final : public SqlDialect {
     std::string hex = "'\\x";
     for (const char c : value.bytes()) hex += fmt::format("{:02x}", static_cast<unsigned char>(c));
     return hex + "'";
+  }
+
+  std::string Placeholder(int number) const override { return fmt::format("${}", number + 1); }
+  std::string Prepare(const std::string& name, const std::string& sql, std::size_t numbers) const override {
+    std::string types;
+    for (std::size_t i = 0; i < numbers; ++i) types += i == 0 ? "int4" : ", int4";
+    return "PREPARE " + name + "(" + types + ") AS " + sql;
+  }
+  std::string ExecutePrepared(const std::string& name,
+                              const std::vector<std::int64_t>& numbers) const override {
+    return fmt::format("EXECUTE {}({})", name, fmt::join(numbers, ", "));
   }
 
   std::string ToReal(const std::string& sql) const override { return sql + "::float8"; }

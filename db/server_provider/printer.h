@@ -65,6 +65,8 @@ class ServerPrinter {
   ServerStatement ChangeRows(const jet::sql::Statement& s,
                              const std::vector<std::pair<const ServerColumn*, jet::Value>>& constants);
   ServerStatement InsertValues(const jet::sql::Statement& s);
+  // Parameters become placeholders of a statement that is prepared; else they are printed with their values.
+  void KeepParameters() { keeps_parameters_ = true; }
   // Of a query on the same server.
   ServerStatement InsertSelect(const jet::sql::Statement& s);
   // "INSERT INTO target (...) SELECT" of a table that has just been made for the query's columns.
@@ -162,6 +164,7 @@ class ServerPrinter {
   ServerTables& catalog_;
   std::string_view text_;
   const std::vector<jet::Value>& parameters_;
+  bool keeps_parameters_ = false;
   int next_alias_ = 0;
   std::vector<std::string> mentions_;
   std::vector<std::string> helpers_;

@@ -213,6 +213,12 @@ ServerPrinter::Printed ServerPrinter::PrintConstant(const Expr& e) {
 }
 
 ServerPrinter::Printed ServerPrinter::PrintParameter(const Expr& e) {
+  if (keeps_parameters_) {
+    Printed p;
+    p.sql = dialect_.Placeholder(e.number);
+    p.type = Type::kInteger;
+    return p;
+  }
   if (e.number >= std::ssize(parameters_)) {
     throw Error(
         ErrorKind::kInvalid,

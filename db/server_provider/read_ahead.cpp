@@ -278,6 +278,39 @@ std::vector<std::pair<const ServerColumn*, jet::Value>> TakeConstants(Statement&
   return constants;
 }
 
+std::vector<std::int64_t> TakeNumbers(Statement& s, const ServerTable& target,
+                                      std::vector<WrittenPart>* parts) {
+  std::vector<std::int64_t> numbers;
+  Select& select = *s.select;
+  if (!select.where || !select.unions.empty() || select.nested || select.top) return numbers;
+  std::vector<ExprPtr*> equals;
+  FindEquals(select.where, &equals);
+  for (ExprPtr* place : equals) {
+    const Expr& name = *(*place)->args[0];
+    Expr& constant = *(*place)->args[1];
+    if (constant.is_date || constant.value.kind() != ValueKind::kInteger) continue;
+    const std::int64_t number = constant.value.integer();
+    if (number != static_cast<std::int32_t>(number)) continue;
+    constant.kind = ExprKind::kParameter;
+    constant.number = static_cast<int>(numbers.size());
+    numbers.push_back(number);
+    // What goes into the target as this very column has this number there.
+    for (std::size_t i = 0; i < select.items.size(); ++i) {
+      const auto& item = select.items[i];
+      if (!item.expr || item.expr->kind != ExprKind::kColumn || !EqualNames(item.expr->name, name.name) ||
+          !EqualNames(item.expr->table, name.table))
+        continue;
+      const std::string& to = i < s.columns.size() ? s.columns[i].first
+                              : item.alias.empty() ? name.name
+                                                   : item.alias;
+      const int column = target.FindColumn(to);
+      if (column >= 0 && IsWhole(target.columns[column].type))
+        parts->push_back({target.columns[column].name, number});
+    }
+  }
+  return numbers;
+}
+
 std::vector<WrittenPart> PartsOf(const Statement& s, const ServerTable& target, bool* whole_part) {
   std::vector<WrittenPart> parts;
   *whole_part = false;

@@ -65,6 +65,11 @@ class ReadAhead {
 // The parts that a change is confined to: by the columns that it compares with, or sets to, a whole number.
 std::vector<WrittenPart> PartsOf(const jet::sql::Statement& s, const ServerTable& target, bool* whole_part);
 
+// Puts parameters in the place of whole numbers that an INSERT ... SELECT compares columns with, and tells
+// the parts that it is confined to by them. Nothing for other statements.
+std::vector<std::int64_t> TakeNumbers(jet::sql::Statement& s, const ServerTable& target,
+                                      std::vector<WrittenPart>* parts);
+
 // Takes "column = constant" out of the conditions of an UPDATE or DELETE of one table that reads no other;
 // nothing, and the statement as it was, for others.
 std::vector<std::pair<const ServerColumn*, jet::Value>> TakeConstants(jet::sql::Statement& s,

@@ -208,7 +208,14 @@ std::int64_t ServerConnection::ChangeRows(Statement& s, std::string_view text,
   if (s.kind == StatementKind::kInsertValues) {
     printed = printer.InsertValues(s);
   } else if (s.kind == StatementKind::kInsertSelect) {
+    std::vector<std::int64_t> numbers;
+    if (target && session_->defers()) numbers = TakeNumbers(s, *target, &parts);
+    if (!numbers.empty()) printer.KeepParameters();
     printed = printer.InsertSelect(s);
+    if (!numbers.empty()) {
+      const std::string name = session_->Prepared(printed.sql, numbers.size());
+      printed.head = session_->dialect().ExecutePrepared(name, numbers);
+    }
   } else {
     const auto constants = target && session_->defers()
                                ? TakeConstants(s, *target)
@@ -227,6 +234,10 @@ std::int64_t ServerConnection::ChangeRows(Statement& s, std::string_view text,
   change.row = std::move(printed.row);
   change.tail = std::move(printed.tail);
   change.repeats = s.kind == StatementKind::kUpdate;
+  if (s.kind == StatementKind::kInsertSelect) {
+    change.joins = false;
+    change.reads = std::move(printed.tables);
+  }
   for (WrittenPart& part : parts) {
     if (target->Divides(part.column)) change.parts.push_back(std::move(part));
   }

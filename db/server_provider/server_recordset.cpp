@@ -186,8 +186,14 @@ class ServerRecordset final : public PositionedRecordset, public Walk {
     // What others have done in between is still to be read.
     const bool fresh = seen_ == Version();
     if (session_->defers()) {
-      QueuedChange change{query_.base->name, std::move(head),   std::move(row), std::move(tail), {},
-                          /*alone=*/false,   /*counted=*/false, repeats};
+      QueuedChange change;
+      change.table = query_.base->name;
+      change.head = std::move(head);
+      change.row = std::move(row);
+      change.tail = std::move(tail);
+      change.alone = false;
+      change.counted = false;
+      change.repeats = repeats;
       for (const WrittenPart& part : parts) {
         if (query_.base->Divides(part.column)) change.parts.push_back(part);
       }

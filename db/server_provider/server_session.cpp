@@ -166,6 +166,15 @@ void ServerSession::MakeHelpers(const std::vector<std::string>& helpers) {
   }
 }
 
+std::string ServerSession::Prepared(const std::string& sql, std::size_t numbers) {
+  const auto known = prepared_.find(sql);
+  if (known != prepared_.end()) return known->second;
+  std::string name = "vnt_" + std::to_string(prepared_.size());
+  Run(dialect_->Prepare(name, sql, numbers));
+  prepared_.emplace(sql, name);
+  return name;
+}
+
 std::int64_t ServerSession::Run(std::string_view sql, const std::vector<std::string>& helpers) {
   Flush();
   Begin();

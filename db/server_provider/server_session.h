@@ -57,6 +57,8 @@ class ServerSession : public ServerTables {
   // Commit(), which then raises kErrRepeat.
   void Enqueue(QueuedChange change, const std::vector<std::string>& helpers = {});
   void Flush();
+  // The name of a statement that is prepared on this connection, now if it is not yet.
+  std::string Prepared(const std::string& sql, std::size_t numbers);
   // Rows that counted changes of the queue affected are told to `told`.
   void Defer(bool on, std::function<void(std::int64_t rows)> told);
   bool defers() const { return defers_; }
@@ -97,6 +99,7 @@ class ServerSession : public ServerTables {
   bool tables_read_ = false;
   std::map<std::string, ServerTablePtr> tables_;  // by the name in small letters
   std::set<std::string> helpers_;                 // that there are
+  std::map<std::string, std::string> prepared_;   // names of statements
   ChangeQueue queue_;
   bool defers_ = false;
   std::function<void(std::int64_t)> told_;

@@ -34,6 +34,12 @@ class SqlDialect {
   virtual std::string RealConstant(double value) const = 0;
   virtual std::string DateConstant(double days) const = 0;
 
+  // The n-th whole number of a prepared statement, from 0; how one is prepared, and carried out with numbers.
+  virtual std::string Placeholder(int number) const = 0;
+  virtual std::string Prepare(const std::string& name, const std::string& sql, std::size_t numbers) const = 0;
+  virtual std::string ExecutePrepared(const std::string& name,
+                                      const std::vector<std::int64_t>& numbers) const = 0;
+
   virtual std::string ToReal(const std::string& sql) const = 0;
   virtual std::string ToWhole(const std::string& sql) const = 0;        // of 64 bits, halves to even
   virtual std::string ToExact(const std::string& sql) const = 0;        // a decimal

@@ -126,6 +126,14 @@ void AddFix(CLI::App& app, Request& r) {
             "Order in which dates are read (default: that of the regional settings)");
   Named(fix->add_option("--data-level", options.data_level, "Data level (default: DataLevel of KV_SOFT.ini)"),
         "N");
+  auto* all_notices =
+      fix->add_flag("--all-notices", options.all_notices,
+                    "Of a data source: every notice by itself; fixes that reach beyond a notice once")
+          ->excludes("--notice");
+  Named(fix->add_option("--jobs", options.jobs, "With --all-notices: on so many connections (default 1)"),
+        "N")
+      ->check(Between(1, 64))
+      ->needs(all_notices);
   AddLogin(*fix, r.login);
   auto* quiet = fix->add_flag("--quiet", options.quiet, "Print errors only");
   fix->add_flag("--verbose", options.verbose, "Print every error that differs in a word")->excludes(quiet);

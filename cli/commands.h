@@ -40,6 +40,8 @@ struct FixOptions {
   std::string report;                 // path; empty: none
   std::optional<RecordFormat> report_format;
   bool quiet = false, verbose = false;
+  bool all_notices = false;  // each by itself, on `jobs` connections of a data source
+  int jobs = 1;
   std::optional<int> data_level;
   std::optional<platform::DateOrder> date_order;
 };

@@ -183,7 +183,7 @@ class Run {
 
   void RunRoutinesOnce(FixResult& result) {
     if (result.fix == nullptr) {
-      UnderTrap(StampHistory);
+      if (State().stamps_history) UnderTrap(StampHistory);
       return;
     }
     for (const FixRoutine& routine :

@@ -27,7 +27,7 @@ jet::NewColumn NewColumnOf(const ServerColumn& column) {
     made.scale = static_cast<std::uint8_t>(std::min<int>(column.scale, made.precision));
   }
   made.auto_number = column.auto_number;
-  made.required = column.required && column.type != jet::ColumnType::kBoolean;
+  made.required = column.required && !column.auto_number && column.type != jet::ColumnType::kBoolean;
   made.default_value = column.default_value;
   return made;
 }

@@ -39,6 +39,9 @@ constexpr int kFillFactor = 50;
 // Between the name of a table and that of its index: index names of Access need to differ within a table
 // only.
 constexpr char kIndexMark = '$';
+// Of the locks on notices: so that they meet no other program's.
+constexpr int kLockClass = 0x564E54;
+constexpr char kFoldMark[] = "$folded";
 
 std::string Quoted(std::string_view text, char quote) {
   std::string out(1, quote);
@@ -189,9 +192,7 @@ class Postgres final : public SqlDialect {
     return sql + (descending ? " DESC NULLS LAST" : " NULLS FIRST");
   }
 
-  std::string Limit(std::int64_t rows, bool with_ties) const override {
-    return fmt::format(" FETCH FIRST {} ROWS {}", rows, with_ties ? "WITH TIES" : "ONLY");
-  }
+  std::string Limit(std::int64_t rows) const override { return fmt::format(" LIMIT {}", rows); }
 
   std::string Round(const std::string& real, int digits) const override {
     const std::string scale = fmt::format("'1e{}'::float8", digits);
@@ -259,6 +260,7 @@ class Postgres final : public SqlDialect {
     bool has_key = false;
     for (const ServerIndex& index : table.indexes) {
       statements.push_back(CreateIndex(table, index));
+      if (std::string fold = FoldIndex(table, index); !fold.empty()) statements.push_back(std::move(fold));
       has_key = has_key || index.primary;
     }
     // Rows of a table without a key are told apart by their number.
@@ -330,7 +332,8 @@ class Postgres final : public SqlDialect {
            "CROSS JOIN LATERAL unnest(x.indkey) WITH ORDINALITY AS k(number, place) "
            "JOIN pg_attribute a ON a.attrelid = c.oid AND a.attnum = k.number "
            "WHERE pg_table_is_visible(c.oid) AND n.nspname NOT IN ('pg_catalog', 'information_schema') "
-           "AND n.nspname NOT LIKE 'pg_t%' AND x.indisvalid AND x.indpred IS NULL AND k.place <= "
+           "AND n.nspname NOT LIKE 'pg_t%' AND x.indisvalid AND x.indpred IS NULL AND x.indexprs IS NULL AND "
+           "k.place <= "
            "x.indnkeyatts "
            "ORDER BY c.relname COLLATE \"C\", x.indisprimary DESC, i.relname COLLATE \"C\", k.place";
   }
@@ -373,8 +376,12 @@ class Postgres final : public SqlDialect {
 
   DbError ErrorOf(std::string_view state, const std::string& text) const override;
 
-  std::string TryLock(std::int64_t number) const override {
-    return fmt::format("SELECT pg_try_advisory_lock({})::int", number);
+  std::string TryLock(std::int32_t number, bool shared) const override {
+    return fmt::format("SELECT pg_try_advisory_lock{}({}, {})::int", shared ? "_shared" : "", kLockClass,
+                       number);
+  }
+  std::string Unlock(std::int32_t number, bool shared) const override {
+    return fmt::format("SELECT pg_advisory_unlock{}({}, {})", shared ? "_shared" : "", kLockClass, number);
   }
 
  private:
@@ -393,6 +400,21 @@ class Postgres final : public SqlDialect {
 
   // Of a default of Access that is a constant; empty: it is none.
   std::string DefaultSql(const ServerColumn& column) const;
+  // In a unique key of Access, capitals and small letters are the same, and blanks at the end do not count.
+  std::string FoldIndex(const ServerTable& table, const ServerIndex& index) const {
+    std::string columns;
+    bool has_text = false;
+    for (const auto& [column, descending] : index.columns) {
+      const ServerColumn& of = table.columns[column];
+      const bool text = of.type == ColumnType::kText || of.type == ColumnType::kMemo;
+      has_text = has_text || text;
+      columns += columns.empty() ? "" : ", ";
+      columns += text ? "rtrim(upper(" + Name(of.name) + "), ' ')" : Name(of.name);
+    }
+    if (!index.unique || !has_text) return {};
+    return fmt::format("CREATE UNIQUE INDEX {} ON {} ({})",
+                       Name(table.name + kIndexMark + index.name + kFoldMark), Name(table.name), columns);
+  }
   static std::string TypeName(const ServerColumn& column);
   static std::string RemarkOf(const ServerColumn& column);
 

@@ -506,9 +506,10 @@ std::string ServerPrinter::PrintSingle(const Select& select, const Scope* outer,
 
   std::vector<std::string> order;
   if (ordered || select.top) PrintOrder(select, &scope, items, *columns, &order);
+  const std::vector<std::string> stated = order;
   const bool ties = select.top && !order.empty() && !select.distinct;
   // Rows of tables as the tables hold them, groups and distinct rows by their values.
-  if ((ordered || select.top) && !ties) {
+  if (ordered || select.top) {
     std::vector<std::string> terms;
     if (select.distinct) {
       for (std::size_t i = 0; i < items.size(); ++i) terms.push_back(fmt::format("{}", i + 1));
@@ -524,24 +525,49 @@ std::string ServerPrinter::PrintSingle(const Select& select, const Scope* outer,
   }
   const bool rows_of_one_table = scope.sources.size() == 1 && scope.sources[0].table && !select.distinct &&
                                  select.group_by.empty() && !select.having && !scope.aggregates;
-  std::string list;
-  for (std::size_t i = 0; i < items.size(); ++i) {
-    list += (i == 0 ? "" : ", ") + items[i].sql;
-    if (!is_result) list += fmt::format(" AS c{}", i);
-  }
+  std::vector<std::string> shown;
+  for (const Printed& item : items) shown.push_back(item.sql);
   if (rows_of_one_table && want_row && base != nullptr) {
     *base = scope.sources[0].table;
-    list += ", " + Join(RowSql(scope.sources[0]));
+    for (std::string& name : RowSql(scope.sources[0])) shown.push_back(std::move(name));
   }
   if (is_result) TellNamesApart(scope, columns);
+  if (select.top_percent)
+    throw Error(ErrorKind::kNotSupported, "TOP ... PERCENT is not supported on a server.");
+  const auto top = static_cast<std::int64_t>(select.top ? std::max(0.0, std::min(*select.top, 9e15)) : 0);
+  if (ties) return WithTies(shown, rest, stated, order, top, !is_result);
+  std::string list;
+  for (std::size_t i = 0; i < shown.size(); ++i) {
+    list += (i == 0 ? "" : ", ") + shown[i];
+    if (!is_result) list += fmt::format(" AS c{}", i);
+  }
   std::string sql = (select.distinct ? "SELECT DISTINCT " : "SELECT ") + list + rest;
   if (!order.empty()) sql += " ORDER BY " + Join(order);
-  if (select.top) {
-    if (select.top_percent)
-      throw Error(ErrorKind::kNotSupported, "TOP ... PERCENT is not supported on a server.");
-    sql += dialect_.Limit(static_cast<std::int64_t>(std::max(0.0, std::min(*select.top, 9e15))), ties);
+  return select.top ? sql + dialect_.Limit(top) : sql;
+}
+
+// Every row that compares equal to the last one comes, too; what breaks ties takes no part in that.
+std::string ServerPrinter::WithTies(const std::vector<std::string>& shown, const std::string& rest,
+                                    std::vector<std::string> stated, std::vector<std::string> order,
+                                    std::int64_t top, bool name_columns) const {
+  std::string inner, outer;
+  for (std::size_t i = 0; i < shown.size(); ++i) {
+    inner += fmt::format("{} AS n{}, ", shown[i], i);
+    outer += fmt::format("{}t.n{}", i == 0 ? "" : ", ", i);
+    if (name_columns) outer += fmt::format(" AS c{}", i);
   }
-  return sql;
+  // Positions mean nothing within OVER.
+  for (std::vector<std::string>* terms : {&stated, &order}) {
+    for (std::string& term : *terms) {
+      const std::size_t digits = std::min(term.find_first_not_of("0123456789"), term.size());
+      if (digits > 0) term = shown[std::stoul(term.substr(0, digits)) - 1] + term.substr(digits);
+    }
+  }
+  return fmt::format(
+      "SELECT {} FROM (SELECT {}rank() OVER (ORDER BY {}) AS ranked, row_number() OVER (ORDER BY {}) AS "
+      "place{}) "
+      "AS t WHERE t.ranked <= {} ORDER BY t.place",
+      outer, inner, Join(stated), Join(order), rest, top);
 }
 
 std::string ServerPrinter::PrintCompound(const Select& select, const Scope* outer,

@@ -111,6 +111,9 @@ class ServerPrinter {
                           bool want_row, std::vector<ServerOutput>* columns, ServerTablePtr* base);
   std::string PrintCompound(const jet::sql::Select& select, const Scope* outer,
                             std::vector<ServerOutput>* columns);
+  std::string WithTies(const std::vector<std::string>& shown, const std::string& rest,
+                       std::vector<std::string> stated, std::vector<std::string> order, std::int64_t top,
+                       bool name_columns) const;
   void PrintItems(const jet::sql::Select& select, Scope* scope, std::vector<Printed>* items,
                   std::vector<ServerOutput>* columns);
   void PrintOrder(const jet::sql::Select& select, Scope* scope, const std::vector<Printed>& items,

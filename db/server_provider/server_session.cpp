@@ -308,11 +308,21 @@ void ServerSession::Rollback() {
   if (!odbc_->is_lost()) odbc_->EndTransaction(false);
 }
 
-bool ServerSession::TryLock(std::int64_t number) {
-  const auto statement = Open(dialect_->TryLock(number));
-  statement->DescribeColumns();
-  std::vector<Value> row;
-  return statement->Fetch(&row) && row[0].ToInt32() != 0;
+bool ServerSession::TryLock(std::int32_t number, bool shared) {
+  bool has = false;
+  {
+    const auto statement = Open(dialect_->TryLock(number, shared));
+    statement->DescribeColumns();
+    std::vector<Value> row;
+    has = statement->Fetch(&row) && row[0].ToInt32() != 0;
+  }
+  Commit();
+  return has;
+}
+
+void ServerSession::Unlock(std::int32_t number, bool shared) {
+  Open(dialect_->Unlock(number, shared));
+  Commit();
 }
 
 }  // namespace vnt::db

@@ -54,7 +54,7 @@ class SqlDialect {
   virtual std::string Between(const std::string& value, const std::string& a, const std::string& b,
                               bool negated) const = 0;
   virtual std::string Order(const std::string& sql, bool descending) const = 0;
-  virtual std::string Limit(std::int64_t rows, bool with_ties) const = 0;
+  virtual std::string Limit(std::int64_t rows) const = 0;
   // Half to even after decimal scaling in double; whole numbers stay.
   virtual std::string Round(const std::string& real, int digits) const = 0;
   // As Access's LIKE, of a text and a pattern in capitals.
@@ -97,7 +97,8 @@ class SqlDialect {
   virtual DbError ErrorOf(std::string_view state, const std::string& text) const = 0;
   // A query for a number that is not 0 when the lock of that number could be had, for as long as the
   // connection lives.
-  virtual std::string TryLock(std::int64_t number) const = 0;
+  virtual std::string TryLock(std::int32_t number, bool shared) const = 0;
+  virtual std::string Unlock(std::int32_t number, bool shared) const = 0;
 };
 
 const SqlDialect& PostgresDialect();

@@ -66,15 +66,20 @@ void ChangeQueue::Clear() {
 std::string ChangeQueue::Text() const {
   std::string text;
   text.reserve(bytes_);
-  for (const Group& group : groups_)
-    text +=
-        group.first.alone ? group.first.head + "; " : group.first.head + group.rows + group.first.tail + "; ";
+  for (const Group& group : groups_) {
+    const QueuedChange& first = group.first;
+    if (!first.count.empty()) text += first.count + "; ";
+    text += (first.alone || !first.joins ? first.head : first.head + group.rows + first.tail) + "; ";
+  }
   return text;
 }
 
 std::vector<bool> ChangeQueue::Counted() const {
   std::vector<bool> counted;
-  for (const Group& group : groups_) counted.push_back(group.first.counted);
+  for (const Group& group : groups_) {
+    if (!group.first.count.empty()) counted.push_back(true);
+    counted.push_back(group.first.counted && group.first.count.empty());
+  }
   return counted;
 }
 

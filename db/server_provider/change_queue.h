@@ -32,6 +32,7 @@ struct QueuedChange {
   // Rows it touches: those with all of these numbers, in columns that divide the table (see above).
   std::vector<WrittenPart> parts;
   bool alone = true;               // may read or change anything; `head` is the statement
+  std::string count;               // a query for its rows, where the statement itself does not tell them
   bool counted = true;             // its rows are to be told
   bool repeats = false;            // the same row must not stand in a statement twice
   bool joins = true;               // whether rows of several changes may stand in one statement

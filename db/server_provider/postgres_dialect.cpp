@@ -183,6 +183,15 @@ class Postgres final : public SqlDialect {
     return type == ColumnType::kGuid ? "('{' || upper(" + sql + "::text) || '}')" : sql;
   }
 
+  std::string Differs(const std::string& column_sql, const std::string& sql,
+                      const ServerColumn& column) const override {
+    // -0 is not 0.
+    const char* bits = column.type == ColumnType::kDouble   ? "float8send"
+                       : column.type == ColumnType::kSingle ? "float4send"
+                                                            : "";
+    return fmt::format("{0}({1}) IS DISTINCT FROM {0}({2})", bits, column_sql, sql);
+  }
+
   std::string Between(const std::string& value, const std::string& a, const std::string& b,
                       bool negated) const override {
     return "(" + value + (negated ? " NOT" : "") + " BETWEEN SYMMETRIC " + a + " AND " + b + ")";

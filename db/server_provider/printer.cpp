@@ -124,8 +124,17 @@ ServerStatement ServerPrinter::Update(const Statement& s) {
     sets += (sets.empty() ? "" : ", ") + dialect_.Name(column.name) + " = " + value;
   };
   if (scope.sources.size() == 1) {
-    for (const auto& [column, value] : values) set(*column, value);
-    return Finished("UPDATE " + target->from_sql + " SET " + sets + where, *target->table);
+    std::string differs;
+    for (const auto& [column, value] : values) {
+      set(*column, value);
+      differs += (differs.empty() ? "" : " OR ") +
+                 dialect_.Differs(target->sql_alias + "." + dialect_.Name(column->name), value, *column);
+    }
+    const std::string update = "UPDATE " + target->from_sql + " SET " + sets;
+    ServerStatement printed = Finished(update + where, *target->table);
+    printed.change = update + (where.empty() ? " WHERE (" : where + " AND (") + differs + ")";
+    printed.count = "SELECT count(*)" + from + where;
+    return printed;
   }
   // Of several rows that match, the last one counts.
   const std::vector<std::string> rows = RowSql(*target);

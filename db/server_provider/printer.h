@@ -45,6 +45,8 @@ struct ServerStatement {
   std::string sql;
   // The same, with the constants that tell its rows apart: "head (row) tail"; an empty head: it has none.
   std::string head, row, tail;
+  // Of an UPDATE: only of rows that it changes, and a query for how many rows it is for.
+  std::string change, count;
   std::string target;  // the table that changes
   std::vector<std::string> tables;
   std::vector<std::string> helpers;

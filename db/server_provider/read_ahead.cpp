@@ -184,6 +184,7 @@ void ReadAhead::Read(Select& select, std::string_view text, bool want_row, const
         session_->Version(shape.table->name, WrittenPart{shape.lead_column, number});
   }
   parts->width = query.columns.size() + keys.size();
+  parts->conditions = names;
   statement->DescribeColumns();
   std::vector<Value> row;
   while (FetchRow(*statement, query.columns, keys, &row)) {
@@ -227,6 +228,7 @@ std::unique_ptr<ProviderRecordset> ReadAhead::Open(Select& select, std::string_v
   const std::shared_ptr<ReadParts>& parts = kept->second.parts;
   const ReadParts::Part& part = parts->parts[shape.number];
   std::vector<std::vector<Value>> rows;
+  std::vector<std::int64_t> places;
   if (part.version != version && !is_empty) return nullptr;
   if (part.version == version && !is_empty) {
     std::vector<Value> row;
@@ -240,6 +242,7 @@ std::unique_ptr<ProviderRecordset> ReadAhead::Open(Select& select, std::string_v
       row.erase(row.begin() + static_cast<std::ptrdiff_t>(columns),
                 row.begin() + static_cast<std::ptrdiff_t>(columns + shape.filters.size() + 1));
       rows.push_back(row);
+      places.push_back(position);
     }
   }
   if (shape.aggregate && rows.empty()) {
@@ -249,7 +252,8 @@ std::unique_ptr<ProviderRecordset> ReadAhead::Open(Select& select, std::string_v
     }
     rows.push_back(std::move(none));
   }
-  return OpenReadRecordset(session_, parts, WrittenPart{shape.lead_column, shape.number}, rows, options);
+  return OpenReadRecordset(session_, parts, WrittenPart{shape.lead_column, shape.number}, rows,
+                           std::move(places), options);
 }
 
 std::vector<std::pair<const ServerColumn*, jet::Value>> TakeConstants(Statement& s,

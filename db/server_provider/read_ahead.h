@@ -32,10 +32,11 @@ struct ReadParts {
     std::int64_t version = 0;
     std::vector<std::int64_t> rows;  // in `rows`
   };
-  ServerQuery query;                // of a single part; its text is not used
-  RowList rows;                     // columns of the query, filter columns, key
-  std::size_t width = 0;            // of `rows`
-  std::vector<std::int64_t> order;  // the numbers, as they will be asked for
+  ServerQuery query;                    // of a single part; its text is not used
+  RowList rows;                         // columns of the query, filter columns, key
+  std::size_t width = 0;                // of `rows`
+  std::vector<std::string> conditions;  // columns that decide which part, and which query, a row is in
+  std::vector<std::int64_t> order;      // the numbers, as they will be asked for
   std::unordered_map<std::int64_t, Part> parts;
 };
 

@@ -230,7 +230,10 @@ std::int64_t ServerConnection::ChangeRows(Statement& s, std::string_view text,
   QueuedChange change;
   change.table = printed.target;
   change.alone = printed.head.empty();
-  change.head = change.alone ? std::move(printed.sql) : std::move(printed.head);
+  change.head = !change.alone            ? std::move(printed.head)
+                : printed.change.empty() ? std::move(printed.sql)
+                                         : std::move(printed.change);
+  if (change.alone) change.count = std::move(printed.count);
   change.row = std::move(printed.row);
   change.tail = std::move(printed.tail);
   change.repeats = s.kind == StatementKind::kUpdate;

@@ -94,7 +94,8 @@ class ServerRecordset final : public PositionedRecordset, public Walk {
   }
 
   // Takes rows that have been read already.
-  void Take(const std::vector<std::vector<Value>>& rows) {
+  void Take(const std::vector<std::vector<Value>>& rows, std::vector<std::int64_t> places) {
+    places_ = std::move(places);
     for (const auto& row : rows) rows_.Append(row);
     Begin();
   }
@@ -203,6 +204,7 @@ class ServerRecordset final : public PositionedRecordset, public Walk {
                     "The current record of table \"" + query_.base->name + "\" has been deleted meanwhile.");
     }
     session_->NoteWrite(query_.base->name, parts);
+    seen_before_ = seen_;
     if (fresh) seen_ = Version();
   }
 
@@ -262,10 +264,29 @@ class ServerRecordset final : public PositionedRecordset, public Walk {
       }
       Write("UPDATE " + dialect.Name(query_.base->name) + " AS u SET " + sets + " FROM (VALUES ", row + ")",
             ") AS v(" + names + ")" + MatchKey(), /*repeats=*/true, Parts(&changes));
+      const bool whole = parts_ && seen_ == Version();
       for (const auto& [field, value] : kept)
         Keep(field, value, query_.base->columns[query_.columns[field].column].type);
       rows_.Replace(position, values_);
+      if (whole) KeepAhead(position, kept);
     });
+  }
+
+  // What has been read ahead holds this row, too: with the change it is as good as before.
+  void KeepAhead(std::int64_t position, const std::vector<std::pair<int, jet::Value>>& kept) {
+    if (position >= std::ssize(places_)) return;
+    for (const auto& [field, value] : kept) {
+      const std::string& name = query_.base->columns[query_.columns[field].column].name;
+      if (std::ranges::find(parts_->conditions, name) != parts_->conditions.end()) return;
+      if (std::ranges::find(query_.base->key, query_.columns[field].column) != query_.base->key.end()) return;
+    }
+    ReadParts::Part& part = parts_->parts[part_.number];
+    if (part.version != seen_before_) return;
+    std::vector<Value> row(parts_->width);
+    parts_->rows.Read(places_[position], &row);
+    for (const auto& [field, value] : kept) row[field] = values_[field];
+    parts_->rows.Replace(places_[position], row);
+    part.version = seen_;
   }
 
   void InsertRow(const FieldChanges& changes) override {
@@ -312,8 +333,9 @@ class ServerRecordset final : public PositionedRecordset, public Walk {
   std::vector<Key> keys_;
   std::shared_ptr<ReadParts> parts_;  // where the rows come from; null: from a query of their own
   WrittenPart part_;                  // the one that they are
+  std::vector<std::int64_t> places_;  // of the rows there
   RowList rows_;
-  std::int64_t seen_ = 0;
+  std::int64_t seen_ = 0, seen_before_ = 0;  // versions of the part: now, and before the last change
   std::int64_t reached_ = 0;
 };
 
@@ -364,11 +386,12 @@ std::unique_ptr<ProviderRecordset> OpenServerRecordset(std::shared_ptr<ServerSes
 std::unique_ptr<ProviderRecordset> OpenReadRecordset(std::shared_ptr<ServerSession> session,
                                                      std::shared_ptr<ReadParts> parts, WrittenPart part,
                                                      const std::vector<std::vector<Value>>& rows,
+                                                     std::vector<std::int64_t> places,
                                                      const RecordsetOptions& options) {
   ServerQuery query = parts->query;
   auto recordset = std::make_unique<ServerRecordset>(std::move(session), std::move(query), options,
                                                      std::move(parts), std::move(part));
-  recordset->Take(rows);
+  recordset->Take(rows, std::move(places));
   return recordset;
 }
 

@@ -38,10 +38,11 @@ Value FromServer(Value value, const ServerOutput& column);
 std::unique_ptr<ProviderRecordset> OpenServerRecordset(std::shared_ptr<ServerSession> session,
                                                        ServerQuery query, const RecordsetOptions& options);
 
-// Of rows that have been read ahead, those of one part.
+// Of rows that have been read ahead, those of one part; `places` are theirs in ReadParts::rows.
 std::unique_ptr<ProviderRecordset> OpenReadRecordset(std::shared_ptr<ServerSession> session,
                                                      std::shared_ptr<ReadParts> parts, WrittenPart part,
                                                      const std::vector<std::vector<Value>>& rows,
+                                                     std::vector<std::int64_t> places,
                                                      const RecordsetOptions& options);
 
 }  // namespace vnt::db

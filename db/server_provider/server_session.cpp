@@ -205,6 +205,18 @@ void ServerSession::Enqueue(QueuedChange change, const std::vector<std::string>&
   if (queue_.size() >= kQueuedChanges || queue_.bytes() >= kQueuedBytes) Flush();
 }
 
+namespace {
+
+// The rows that a statement affected, or the number that a query for them gives.
+std::int64_t CountOf(OdbcStatement& statement) {
+  statement.DescribeColumns();
+  std::vector<Value> row;
+  if (statement.columns().empty() || !statement.Fetch(&row)) return statement.RowCount();
+  return row[0].raw_integer();
+}
+
+}  // namespace
+
 void ServerSession::Flush() {
   if (queue_.empty()) return;
   const std::string all = queue_.Text();
@@ -218,7 +230,7 @@ void ServerSession::Flush() {
     statement.ExecuteDirect(all);
     std::size_t number = 0;
     do {
-      if (number < counted.size() && counted[number]) rows += statement.RowCount();
+      if (number < counted.size() && counted[number]) rows += CountOf(statement);
       ++number;
     } while (statement.NextResult());
   } catch (const DbError& error) {

@@ -51,6 +51,10 @@ class SqlDialect {
   // How a column is read, where its bare name does not do.
   virtual std::string Read(const std::string& sql, jet::ColumnType type) const = 0;
 
+  // Whether a column is to get another value than it has, to the bit; `sql` is what Cast() gave.
+  virtual std::string Differs(const std::string& column_sql, const std::string& sql,
+                              const ServerColumn& column) const = 0;
+
   virtual std::string Between(const std::string& value, const std::string& a, const std::string& b,
                               bool negated) const = 0;
   virtual std::string Order(const std::string& sql, bool descending) const = 0;

@@ -22,7 +22,10 @@ class ServerConnection final : public ProviderConnection {
   std::int64_t Execute(std::string_view sql, const std::vector<Value>& parameters) override;
   std::unique_ptr<ProviderRecordset> OpenRecordset(std::string_view sql, CursorType cursor,
                                                    LockType lock) override;
-  void Persist() override { Checkpoint(); }
+  // Of a fix that has changed nothing there is nothing to commit.
+  void Persist() override {
+    if (session_->is_dirty()) Checkpoint();
+  }
   void Checkpoint() override;
   void Mark() override;
   bool RevertToMark() override;

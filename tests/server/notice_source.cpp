@@ -113,7 +113,7 @@ cli::Outcome NoticeSource::Fix(const std::string& database, std::vector<std::str
 
 std::string NoticeSource::Rows(const std::string& database, const std::string& query) {
   std::vector<std::string> arguments = {"sql", database, query, "--csv"};
-  if (database == kSource) arguments.push_back(kUser);
+  if (database.starts_with("dsn:")) arguments.push_back(kUser);
   const cli::Outcome outcome = cli::RunCli(arguments);
   EXPECT_EQ(outcome.code, cli::kOk) << outcome.err;
   return outcome.out;

@@ -11,6 +11,7 @@
 #include "cli/completion.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
+#include "cli/server.h"
 #include "cli/waiting_journal.h"
 #include "db/engine_errors.h"
 #include "db/error.h"
@@ -32,6 +33,7 @@ int Dispatch(const Request& r, Streams& streams) {
   if (command == "compact") return Compact(r.file, streams);
   if (command == "diff") return Diff(r.diff, streams);
   if (command == "sql") return Sql(r.sql, streams);
+  if (command == "copy") return Copy(r.copy, streams);
   return Sample(r.sample, streams);
 }
 
@@ -46,6 +48,7 @@ void TellWaitingJournals(const Request& request, Streams& streams) {
   if (request.command == "fix" && request.fix.discard_journal) return;
   const bool writes = request.command == "fix" ? !request.fix.dry_run : request.command == "compact";
   for (const std::string& file : request.Files()) {
+    if (IsServerName(file)) continue;
     const std::string text = WaitingJournal(jet::PlatformFileSystem(), file, writes);
     if (!text.empty()) streams.err << fmt::format("vntfix: {}: {}\n", file, text);
   }
@@ -59,6 +62,7 @@ int RunCommand(const std::vector<std::string>& arguments, Streams& streams) {
   const std::optional<Request> request = ParseCommandLine(arguments, streams, &status);
   if (!request) return status;
   try {
+    UseLogin(request->login);
     TellWaitingJournals(*request, streams);
     return Dispatch(*request, streams);
   } catch (const jet::Error& e) {

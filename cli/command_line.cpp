@@ -67,6 +67,15 @@ CLI::Validator Between(int lowest, int highest) {
   return range;
 }
 
+// For the commands that take a data source in place of a file.
+void AddLogin(CLI::App& app, ServerLogin& login) {
+  Named(app.add_option("--user", login.user, "For a data source (dsn:NAME): the user (default: as it says)"),
+        "NAME");
+  Named(app.add_option("--password-file", login.password_file,
+                       "For a data source: a file with the password (default: as it says)"),
+        "FILE");
+}
+
 void AddFixChoice(CLI::App& fix, FixOptions& options) {
   auto* only = Named(fix.add_option("--only", options.only,
                                     "Only these fixes: numbers (7), ranges (7-9) or words of a caption "
@@ -87,7 +96,8 @@ void AddFixChoice(CLI::App& fix, FixOptions& options) {
 void AddFix(CLI::App& app, Request& r) {
   CLI::App* fix = app.add_subcommand("fix", "Run fixes on notice databases");
   FixOptions& options = r.fix;
-  fix->add_option("FILE", options.files, "Notice databases (.mdb or .accdb), one after the other")
+  fix->add_option("FILE", options.files,
+                  "Notice databases (.mdb, .accdb, or dsn:NAME for a data source), one after the other")
       ->required();
   Named(fix->add_option("--reference", options.reference,
                         "Pattern reference database (default: VeltRefdb of KV_SOFT.ini)"),
@@ -115,6 +125,15 @@ void AddFix(CLI::App& app, Request& r) {
             "Order in which dates are read (default: that of the regional settings)");
   Named(fix->add_option("--data-level", options.data_level, "Data level (default: DataLevel of KV_SOFT.ini)"),
         "N");
+  auto* all_notices =
+      fix->add_flag("--all-notices", options.all_notices,
+                    "Of a data source: every notice by itself; fixes that reach beyond a notice once")
+          ->excludes("--notice");
+  Named(fix->add_option("--jobs", options.jobs, "With --all-notices: on so many connections (default 1)"),
+        "N")
+      ->check(Between(1, 64))
+      ->needs(all_notices);
+  AddLogin(*fix, r.login);
   auto* quiet = fix->add_flag("--quiet", options.quiet, "Print errors only");
   fix->add_flag("--verbose", options.verbose, "Print every error that differs in a word")->excludes(quiet);
   fix->footer(R"(Examples:
@@ -146,9 +165,10 @@ void AddReading(CLI::App& app, Request& r) {
     AddFile(*command, r.file);
     return command;
   };
-  add("info", "Show what kind of file it is, what is in it, and who has it open");
-  add("tables", "List the tables and their numbers of rows")
-      ->add_flag("--all", r.all_tables, "System tables and other objects too");
+  AddLogin(*add("info", "Show what kind of file it is, what is in it, and who has it open"), r.login);
+  CLI::App* tables = add("tables", "List the tables and their numbers of rows");
+  tables->add_flag("--all", r.all_tables, "System tables and other objects too");
+  AddLogin(*tables, r.login);
   add("schema", "Print the tables as CREATE statements")->add_option("TABLE", r.table, "Only this table");
 
   CLI::App* exported = app.add_subcommand("export", "Print a table, or write all tables to files");
@@ -162,6 +182,7 @@ void AddReading(CLI::App& app, Request& r) {
         "FILE");
   exported->add_flag("--order-by-key", r.exported.order_by_key,
                      "Rows by primary key, not as the table holds them");
+  AddLogin(*exported, r.login);
   exported->footer(R"(Examples:
   vntfix export nightly.mdb notice
   vntfix export nightly.mdb --all csv-files --order-by-key
@@ -177,13 +198,15 @@ void AddReading(CLI::App& app, Request& r) {
       sql->add_flag("--read-only", r.sql.read_only, "Refuse every statement that would change something");
   sql->add_flag("--transaction", r.sql.transaction, "All statements or, when one fails, none")
       ->excludes(read_only);
+  AddLogin(*sql, r.login);
   sql->footer(R"(Examples:
   vntfix sql nightly.mdb "select ntc_id, st_cur from notice where st_cur <> '01'"
   vntfix sql nightly.mdb --transaction < corrections.sql
 )");
 
   CLI::App* diff = app.add_subcommand("diff", "Show what two databases differ in: exit status 1 if anything");
-  diff->add_option("OLD", r.diff.old_file, "Access database (.mdb or .accdb)")->required();
+  diff->add_option("OLD", r.diff.old_file, "Access database (.mdb, .accdb), or dsn:NAME for a data source")
+      ->required();
   diff->add_option("NEW", r.diff.new_file, "Access database to compare it with")->required();
   Named(diff->add_option("--notice", r.diff.compare.notice, "Only rows that belong to this notice"), "NUMBER")
       ->check(Between(1, std::numeric_limits<std::int32_t>::max()));
@@ -192,6 +215,7 @@ void AddReading(CLI::App& app, Request& r) {
       ->delimiter(',');
   diff->add_flag("--only-counts", r.diff.compare.only_counts, "How many rows differ, not which");
   AddChoice(*diff, "--format", r.diff.format, kDiffFormats, "Of what is printed (default: text)");
+  AddLogin(*diff, r.login);
   diff->footer(R"(Examples:
   vntfix diff before.mdb after.mdb --only-counts
   vntfix diff before.mdb after.accdb --notice 7 --format json
@@ -207,6 +231,17 @@ void AddMaking(CLI::App& app, Request& r) {
   AddFile(*made, r.file, "The new file");
   AddChoice(*made, "--format", r.format, kFormats,
             std::string(kFormatHelp) + " (default: by the name: ace14 for .accdb, else jet4)");
+  CLI::App* copy = app.add_subcommand("copy", "Copy the tables of a file or data source into another one");
+  copy->add_option("FROM", r.copy.from, "Access database (.mdb, .accdb), or dsn:NAME for a data source")
+      ->required();
+  copy->add_option("TO", r.copy.to, "The same; a file is made when it is missing")->required();
+  Named(copy->add_option("--notice", r.copy.notice,
+                         "Only rows that belong to this notice, also into tables "
+                         "that are there"),
+        "NUMBER")
+      ->check(Between(1, std::numeric_limits<std::int32_t>::max()));
+  AddLogin(*copy, r.login);
+  copy->footer("Examples:\n  vntfix copy nightly.mdb dsn:NOTICES\n  vntfix copy dsn:NOTICES nightly.accdb\n");
   CLI::App* sample = app.add_subcommand("sample", "Make a sample notice, reference and template database");
   sample->add_option("FOLDER", r.sample.folder, "Folder, made when missing")->required();
   Named(sample->add_option("--notices", r.sample.notices, "Number of notices, 10 to 100000 (default 100)"),
@@ -296,6 +331,7 @@ std::vector<std::string> Request::Files() const {
   if (command == "export") return {exported.file};
   if (command == "sql") return {sql.file};
   if (command == "diff") return {diff.old_file, diff.new_file};
+  if (command == "copy") return {copy.from, copy.to};
   if (command == "list" || command == "new" || command == "sample") return {};
   return {file};
 }

@@ -30,6 +30,8 @@ struct Request {
   ExportOptions exported;
   SqlOptions sql;
   SampleCommandOptions sample;
+  CopyOptions copy;
+  ServerLogin login;
 
   // The databases that the command opens.
   std::vector<std::string> Files() const;

@@ -19,6 +19,12 @@ using compare::MakeDiffWriter;
 using compare::OpenToCompare;
 using compare::OutputFailed;
 
+// Of data sources on servers; empty: as the data source says.
+struct ServerLogin {
+  std::string user;
+  std::string password_file;
+};
+
 struct FixOptions {
   std::vector<std::string> files;
   std::optional<std::string> reference;
@@ -34,6 +40,8 @@ struct FixOptions {
   std::string report;                 // path; empty: none
   std::optional<DiffFormat> format;   // of the report and of what `diff` prints; CSV: of the latter alone
   bool quiet = false, verbose = false;
+  bool all_notices = false;  // each by itself, on `jobs` connections of a data source
+  int jobs = 1;
   std::optional<int> data_level;
   std::optional<platform::DateOrder> date_order;
 };
@@ -91,6 +99,12 @@ struct SqlOptions {
   bool transaction = false;  // all statements or none
 };
 int Sql(const SqlOptions& options, Streams& streams);
+
+struct CopyOptions {
+  std::string from, to;
+  std::int32_t notice = 0;  // above 0: only this one
+};
+int Copy(const CopyOptions& options, Streams& streams);
 
 struct SampleCommandOptions {
   std::string folder;

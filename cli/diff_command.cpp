@@ -5,13 +5,14 @@
 
 #include "cli/commands.h"
 #include "cli/interruptible.h"
+#include "cli/server.h"
 
 namespace vnt::cli {
 
 int Diff(const DiffOptions& options, Streams& streams) {
   const Interruptible interruptible;
-  const auto old_database = OpenToCompare(jet::PlatformFileSystem(), options.old_file);
-  const auto new_database = OpenToCompare(jet::PlatformFileSystem(), options.new_file);
+  const ReadableDatabase old_database(options.old_file, options.compare.tables);
+  const ReadableDatabase new_database(options.new_file, options.compare.tables);
   const std::int32_t notice = options.compare.notice;
   if (notice > 0 && !compare::HasNotice(*old_database, notice) &&
       !compare::HasNotice(*new_database, notice)) {

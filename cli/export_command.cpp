@@ -11,6 +11,7 @@
 #include "cli/commands.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
+#include "cli/server.h"
 #include "cli/sqlite_export.h"
 #include "cli/tables.h"
 #include "compare/json_output.h"
@@ -189,7 +190,9 @@ int Export(const ExportOptions& options, Streams& streams) {
     return kUsage;
   }
   const Interruptible interruptible;
-  const auto database = jet::Database::Open(jet::PlatformFileSystem(), options.file, jet::OpenMode::kRead);
+  const ReadableDatabase database(options.file, options.table.empty()
+                                                    ? std::vector<std::string>()
+                                                    : std::vector<std::string>{options.table});
   if (is_sqlite) {
     ExportToSqlite(*database, options.output, options.order_by_key);
   } else if (!options.folder.empty()) {

@@ -10,6 +10,7 @@
 #include "cli/commands.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
+#include "cli/server.h"
 #include "cli/tables.h"
 #include "db/error.h"
 
@@ -106,6 +107,7 @@ int New(const std::string& file, std::optional<jet::Format> format, Streams& str
 }
 
 int Tables(const std::string& file, bool all, Streams& streams) {
+  if (IsServerName(file)) return ServerTables(file, streams);
   const auto database = OpenForReading(file);
   std::vector<std::vector<std::string>> rows;
   for (const jet::CatalogEntry& entry : SortedCatalog(*database)) {

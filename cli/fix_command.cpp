@@ -1,4 +1,5 @@
 // vntfix fix.
+#include <algorithm>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -15,11 +16,15 @@
 #include "access/store/file_kind.h"
 #include "cli/commands.h"
 #include "cli/fix_choice.h"
+#include "cli/fix_jobs.h"
 #include "cli/fix_printer.h"
+#include "cli/fix_settings.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
+#include "cli/server.h"
 #include "db/engine_errors.h"
 #include "db/services.h"
+#include "platform/in_force.h"
 #include "platform/paths.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
@@ -29,6 +34,22 @@
 #include "run/reference_check.h"
 
 namespace vnt::cli {
+
+void PrepareState(const FixOptions& options, Speaker& speaker, ProgramState& state) {
+  platform::SettingOverrides& settings = state.platform_services.settings;
+  if (options.reference) settings.Set("GLOBAL", "VeltRefdb", *options.reference);
+  if (options.empty_template) settings.Set("GLOBAL", "EmptyDBV6", *options.empty_template);
+  if (options.data_level) settings.Set("GLOBAL", "DataLevel", std::to_string(*options.data_level));
+  if (options.date_order) {
+    const bool day_first = *options.date_order == platform::DateOrder::kDayFirst;
+    settings.Set("intl", "sShortDate", day_first ? "d/M/yyyy" : "M/d/yyyy");
+  }
+  state.platform_services.messages = &speaker;
+  const db::Services& outer = platform::InForce<db::Services>();
+  state.db_services.server_user = outer.server_user;
+  state.db_services.server_password = outer.server_password;
+}
+
 namespace {
 
 FixSelection Select(const FixOptions& options) {
@@ -42,16 +63,6 @@ FixSelection Select(const FixOptions& options) {
     }
   }
   return selection;
-}
-
-void SetSettings(const FixOptions& options, platform::SettingOverrides& settings) {
-  if (options.reference) settings.Set("GLOBAL", "VeltRefdb", *options.reference);
-  if (options.empty_template) settings.Set("GLOBAL", "EmptyDBV6", *options.empty_template);
-  if (options.data_level) settings.Set("GLOBAL", "DataLevel", std::to_string(*options.data_level));
-  if (options.date_order) {
-    const bool day_first = *options.date_order == platform::DateOrder::kDayFirst;
-    settings.Set("intl", "sShortDate", day_first ? "d/M/yyyy" : "M/d/yyyy");
-  }
 }
 
 // The notices of the open database that were asked for; a number that stands for none is a ChoiceError.
@@ -76,6 +87,13 @@ std::vector<std::int32_t> FindNotices(const std::vector<NoticeRange>& ranges) {
 // changed.
 bool IsNoticeDatabase(const std::string& file) {
   return jet::Database::Open(db::Files(), file, jet::OpenMode::kRead)->FindTable("vnt_ooak") != nullptr;
+}
+
+// Two runs keep off one notice, and a run for all notices off every other.
+bool LockNotices(db::ServerSession& session, const std::vector<std::int32_t>& notices) {
+  if (!session.TryLock(0, /*shared=*/!notices.empty())) return false;
+  return std::ranges::all_of(notices,
+                             [&](std::int32_t notice) { return session.TryLock(notice, /*shared=*/false); });
 }
 
 std::string ReferenceNamedBy(const FixOptions& options) {
@@ -149,8 +167,7 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
   std::unique_ptr<jet::FileSystem> overlay;
   if (options.dry_run) overlay = jet::MakeOverlay(db::Files());
   ProgramState state;
-  state.platform_services.messages = &speaker;
-  SetSettings(options, state.platform_services.settings);
+  PrepareState(options, speaker, state);
   state.db_services.files = overlay.get();
   ScopedProgramState scoped_state(state);
   state.current_database = file;
@@ -161,12 +178,19 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
     if (fixed.record.result.refused) fixed.record.refusal = text;
     fixed.status = status;
   };
+  const bool on_server = IsServerName(file);
+  if (on_server && (options.dry_run || options.backup || options.discard_journal)) {
+    refuse("--dry-run, --backup and --discard-journal are for files.", kUsage);
+    return fixed;
+  }
   try {
     if (options.discard_journal && jet::DropJournal(jet::PlatformFileSystem(), file,
                                                     jet::JournalPath(jet::PlatformFileSystem(), file))) {
       speaker.Say("the journal of a run that did not end was dropped; what that run had saved is lost.");
     }
-    if (!IsNoticeDatabase(file)) {
+    std::shared_ptr<db::ServerSession> locks;
+    if (on_server) locks = OpenServerSession(file);
+    if (on_server ? locks->Find("vnt_ooak") == nullptr : !IsNoticeDatabase(file)) {
       refuse("this is no notice database: it has no table vnt_ooak.", kRefused);
       return fixed;
     }
@@ -175,6 +199,10 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
     if (State().read_only) speaker.Say(State().read_only_reason);
     notices = FindNotices(ranges);
     if (!notices.empty()) State().ntc_id = notices.front();
+    if (locks && !LockNotices(*locks, notices)) {
+      refuse("another run is at work on it.", kRefused);
+      return fixed;
+    }
     State().needs_reference = NeedsReference(selection);
     if (const std::string fault = ReferenceFault(selection, ReferenceNamedBy(options)); !fault.empty()) {
       refuse(fault, kRefused);
@@ -279,6 +307,13 @@ int Fix(const FixOptions& options, Streams& streams) {
   DifferencePrinter differences(options, streams.out);
   int status = kOk;
   std::vector<RunRecord> records;
+  if (options.all_notices) {
+    if (options.files.size() != 1 || !IsServerName(options.files[0])) {
+      streams.err << "vntfix: --all-notices takes one data source (dsn:NAME).\n";
+      return kUsage;
+    }
+    return FixAllNotices(options.files[0], options, selection, streams);
+  }
   for (const std::string& file : options.files) {
     Fixed fixed = FixFile(file, options, selection, ranges, lines, differences);
     status = Worse(status, fixed.status);

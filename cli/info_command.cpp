@@ -8,6 +8,7 @@
 #include "cli/commands.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
+#include "cli/server.h"
 #include "cli/tables.h"
 #include "cli/waiting_journal.h"
 
@@ -131,6 +132,7 @@ void PrintState(jet::FileSystem& files, const std::string& path, jet::File& file
 }  // namespace
 
 int Info(const std::string& path, Streams& streams) {
+  if (IsServerName(path)) return ServerInfo(path, streams);
   const Interruptible interruptible;
   jet::FileSystem& files = jet::PlatformFileSystem();
   const auto file = files.Open(path, jet::OpenMode::kRead);

@@ -13,9 +13,12 @@
 #include "cli/commands.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
+#include "cli/server.h"
 #include "db/connection.h"
 #include "db/connection_string.h"
 #include "db/error.h"
+#include "db/services.h"
+#include "platform/in_force.h"
 
 namespace vnt::cli {
 namespace {
@@ -175,7 +178,10 @@ int Sql(const SqlOptions& options, Streams& streams) {
   connection.Mode = only_queries || options.read_only ? db::AccessMode::kRead : db::AccessMode::kReadWrite;
   Place place(options.file, statements.size());
   try {
-    connection.Open("Provider=Microsoft.ACE.OLEDB.12.0;" + db::DataSource(options.file) + ";");
+    const db::Services& services = platform::InForce<db::Services>();
+    connection.Open(IsServerName(options.file)
+                        ? db::ServerSource(options.file, services.server_user, services.server_password)
+                        : "Provider=Microsoft.ACE.OLEDB.12.0;" + db::DataSource(options.file) + ";");
     if (options.transaction) connection.Mark();
   } catch (const db::DbError& error) {
     TellError(error, place.Text(), streams.err);

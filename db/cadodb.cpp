@@ -1,7 +1,9 @@
 #include "db/cadodb.h"
 
 #include "db/connection_string.h"
+#include "db/services.h"
 #include "platform/desktop.h"
+#include "platform/in_force.h"
 #include "platform/messages.h"
 
 namespace vnt::db {
@@ -28,6 +30,11 @@ void cadodb::OpenADOConnection() {
   const std::string name = TextOf(DBName);
   cn_ = std::make_unique<Connection>();
   cn_->Mode = Mode;
+  if (IsServerName(name)) {
+    const Services& services = platform::InForce<Services>();
+    cn_->Open(ServerSource(name, services.server_user, services.server_password));
+    return;
+  }
   // The search is for these four characters anywhere and in this letter case, so that "old.mdb.bak" goes to
   // the first provider and "OLD.MDB" to the second; databases in the field are named to fit.
   if (name.find(".mdb") != std::string::npos) {

@@ -21,7 +21,7 @@ class cadodb {
   // Copies the connection string of `other` into the held connection.
   void SetCn(const Connection& other);
 
-  Value DBName;    // Access file; Null until set
+  Value DBName;    // Access file, or "dsn:NAME" for a data source on a server; Null until set
   Value username;  // user id for OpenIngresAdoConnection
   Value DsName;    // ODBC data source name
 

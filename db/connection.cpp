@@ -10,6 +10,7 @@
 #include "db/connection_string.h"
 #include "db/odbc_provider/odbc_provider.h"
 #include "db/provider.h"
+#include "db/server_provider/server_provider.h"
 #include "db/services.h"
 #include "platform/in_force.h"
 
@@ -53,6 +54,10 @@ std::shared_ptr<ProviderConnection> OpenProvider(const ConnectionSettings& setti
     throw DbError(kErrFailed, kSource, "The connection string names no provider.");
   }
   if (jet::EqualWords(*provider, "MSDASQL")) return OpenOdbc(settings);
+  if (jet::EqualWords(*provider, "VNTFix.Server")) {
+    return OpenServer(settings, mode == AccessMode::kRead,
+                      [](std::int64_t rows) { Tell({}, rows, nullptr); });
+  }
   const bool jet = jet::EqualWords(*provider, "Microsoft.Jet.OLEDB.4.0");
   if (jet || jet::EqualWords(*provider, "Microsoft.ACE.OLEDB.12.0")) {
     const std::string* file = settings.Find("data source");
@@ -130,6 +135,8 @@ void Connection::Resume() { provider().Resume(); }
 jet::File* Connection::SavedFile() { return provider().SavedFile(); }
 
 bool Connection::IsSaved() { return provider().IsSaved(); }
+
+void Connection::SetDeferring(bool on) { provider().SetDeferring(on); }
 
 namespace {
 

@@ -3,7 +3,8 @@
 //
 //   "Microsoft.Jet.OLEDB.4.0"    the built-in Access engine, Jet 4 files only
 //   "Microsoft.ACE.OLEDB.12.0"   the built-in Access engine, Jet 4 and ACE files
-//   "MSDASQL"                    the platform's ODBC manager
+//   "MSDASQL"                    the platform's ODBC manager; statements go to the driver as they are
+//   "VNTFix.Server"              the same, but statements are Access SQL, which is translated for the server
 //
 // Every failure is a DbError.
 #pragma once
@@ -97,6 +98,10 @@ class Connection {
   jet::File* SavedFile();
   // Whether that file holds everything that was executed.
   bool IsSaved();
+  // While it is on, a server may be sent changes later, several of them together, before a query that depends
+  // on them, Persist(), or when it is switched off; a failure of one of them is then told by an error
+  // kErrRepeat there. No effect elsewhere.
+  void SetDeferring(bool on);
 
  private:
   friend class Recordset;

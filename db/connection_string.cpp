@@ -67,18 +67,33 @@ ConnectionSettings::ConnectionSettings(std::string_view rest) {
   }
 }
 
+namespace {
+
+std::string InQuotes(std::string_view value) {
+  std::string quoted = "\"";
+  for (const char c : value) {
+    quoted.push_back(c);
+    if (c == '"') quoted.push_back(c);
+  }
+  return quoted + "\"";
+}
+
+}  // namespace
+
+std::string ServerSource(std::string_view database, const std::string& user, const std::string& password) {
+  std::string text = "PROVIDER=VNTFix.Server;DSN=" + InQuotes(database.substr(kServerPrefix.size())) + ";";
+  if (!user.empty()) text += "UID=" + InQuotes(user) + ";";
+  if (!password.empty()) text += "PWD=" + InQuotes(password) + ";";
+  return text;
+}
+
 std::string DataSource(const std::string& file) {
   constexpr char kKey[] = "Data Source";
   const std::string plain = std::string(kKey) + "=" + file;
   const bool is_ambiguous = file.starts_with('"') || file.starts_with('\'') ||
                             (file.find(';') != std::string::npos && file.find('=') != std::string::npos);
   if (!is_ambiguous && *ConnectionSettings(plain + ";").Find(kKey) == file) return plain;
-  std::string quoted = std::string(kKey) + "=\"";
-  for (const char c : file) {
-    quoted.push_back(c);
-    if (c == '"') quoted.push_back(c);
-  }
-  return quoted + "\"";
+  return std::string(kKey) + "=" + InQuotes(file);
 }
 
 const std::string* ConnectionSettings::Find(std::string_view key) const {

@@ -22,6 +22,12 @@ class ConnectionSettings {
   std::vector<std::pair<std::string, std::string>> settings_;
 };
 
+// What a name of a database begins with that is a data source on a server: "dsn:NAME".
+inline constexpr std::string_view kServerPrefix = "dsn:";
+inline bool IsServerName(std::string_view database) { return database.starts_with(kServerPrefix); }
+// The connection string for such a name; without user or password the data source's own are taken.
+std::string ServerSource(std::string_view database, const std::string& user, const std::string& password);
+
 // "Data Source=" and the file name: as it stands when it reads back as the same name, else in quotes.
 std::string DataSource(const std::string& file);
 

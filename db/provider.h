@@ -56,6 +56,7 @@ class ProviderConnection {
   virtual void Resume() {}
   virtual jet::File* SavedFile() { return nullptr; }
   virtual bool IsSaved() { return true; }
+  virtual void SetDeferring(bool) {}
 };
 
 // Serves a connection in place of the provider that its string names; see services.h.

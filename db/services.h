@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <string>
 
 #include "db/connection.h"
 #include "db/provider.h"
@@ -24,6 +25,8 @@ struct Services {
   // engine's own.
   jet::FileSystem* files = nullptr;
   const jet::PageStoreOptions* page_options = nullptr;
+  // For data sources on servers; empty: as the data source says.
+  std::string server_user, server_password;
 };
 
 // The file system in force.

@@ -29,6 +29,7 @@ struct ProgramState {
   std::string read_only_reason;  // why the database open now cannot be changed; empty: it can
   bool dry_run = false;          // files beside the database, such as logs, are not written either
   bool counts_changes = false;   // a run finds out how many rows each fix has really changed
+  bool stamps_history = true;    // at the end of a run; false: a further part of it will do that
   std::int16_t version_no = 0;
   std::int16_t version_no_sub = 0;
   std::string source_fault;  // why the data source could not be reached at start-up; empty: it could

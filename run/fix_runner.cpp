@@ -97,6 +97,8 @@ class Counter {
   // Counts in `result` from now on.
   void Start(FixResult& result) {
     result_ = &result;
+    result.errors.clear();
+    result.statements = result.rows = 0;
     steps_ = 0;
     start_ = std::chrono::steady_clock::now();
   }
@@ -151,15 +153,7 @@ class Run {
       observer_.FixStarts(*result.fix, static_cast<int>(done_) + 1,
                           static_cast<int>(result_.fixes.size()) - 1);
     }
-    counter_.Start(result);
-    if (result.fix == nullptr) {
-      UnderTrap(StampHistory);
-    } else {
-      for (const FixRoutine& routine :
-           std::span(result.fix->routines).first(static_cast<std::size_t>(result.fix->routine_count))) {
-        UnderTrap(routine.run);
-      }
-    }
+    RunRoutines(result);
     EndCounting(result);
     if (State().counts_changes) CountChanges(result);
     saving_ = true;
@@ -168,6 +162,35 @@ class Run {
     EndCounting(result);
     observer_.FixEnds(result);
     told_ = done_;
+  }
+
+  // Changes may be put off (on a server); when one of them turns out to fail, what the fix did is taken back
+  // and it runs again, each statement at once, so that the error comes where it belongs.
+  void RunRoutines(FixResult& result) {
+    db::Connection* const cn = OpenMain();
+    counter_.Start(result);
+    try {
+      if (cn != nullptr) cn->SetDeferring(true);
+      RunRoutinesOnce(result);
+      if (cn != nullptr) cn->SetDeferring(false);
+    } catch (const db::DbError& error) {
+      if (error.number() != db::kErrRepeat || cn == nullptr) throw;
+      cn->RevertToMark();
+      cn->SetDeferring(false);
+      counter_.Start(result);
+      RunRoutinesOnce(result);
+    }
+  }
+
+  void RunRoutinesOnce(FixResult& result) {
+    if (result.fix == nullptr) {
+      if (State().stamps_history) UnderTrap(StampHistory);
+      return;
+    }
+    for (const FixRoutine& routine :
+         std::span(result.fix->routines).first(static_cast<std::size_t>(result.fix->routine_count))) {
+      UnderTrap(routine.run);
+    }
   }
 
   // A look that fails costs the run nothing but the number.

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "access/file/file.h"
+#include "db/connection_string.h"
 #include "db/services.h"
 #include "fixes/reference_tables.h"
 #include "platform/messages.h"
@@ -120,8 +121,10 @@ void RefreshWhole() {
 }  // namespace
 
 void OpenAccessDatabase() {
+  const bool on_server = db::IsServerName(State().current_database);
   auto main = OpenCurrentDatabase();
-  auto second = OpenCurrentDatabase();
+  // No fix asks it; on a server it would cost a connection.
+  auto second = on_server ? nullptr : OpenCurrentDatabase();
   FormerDatabase former(std::move(main), std::move(second));
 
   State().read_only = IsDatabaseReadOnly();
@@ -129,6 +132,11 @@ void OpenAccessDatabase() {
     platform::ShowMessage("Database is readonly.  VNTFixdb cannot update a readonly database.",
                           platform::MessageStyle::kCritical);
     if (State().active) throw EndProgram{1};  // refused
+  }
+  if (on_server) {
+    // The row that was written back is not to keep others waiting, and every fix is a transaction.
+    MainCn().Checkpoint();
+    State().persist_interval = std::chrono::milliseconds(0);
   }
   ReadDatabaseVersion();
   if (IsVersionRefreshedWhenOpened()) RefreshWhole();
@@ -139,7 +147,7 @@ void ReopenAccessDatabase() {
   DropConnections();
   try {
     State().main_connection = OpenCurrentDatabase();
-    State().second_connection = OpenCurrentDatabase();
+    if (!db::IsServerName(State().current_database)) State().second_connection = OpenCurrentDatabase();
   } catch (const std::exception&) {
     DropConnections();
     State().current_database.clear();

@@ -7,6 +7,7 @@
 #include <fmt/format.h>
 
 #include "db/cadodb.h"
+#include "db/connection_string.h"
 #include "fixes/antenna_patterns.h"
 #include "fixes/reference_tables.h"
 #include "platform/paths.h"
@@ -39,6 +40,7 @@ const Need* NeedOf(const FixEntry& fix) {
 }
 
 bool IsCurrentDatabase(const std::string& path) {
+  if (db::IsServerName(State().current_database)) return false;
   std::error_code error;
   return std::filesystem::equivalent(platform::PathOf(path), platform::PathOf(State().current_database),
                                      error);

@@ -119,7 +119,8 @@ OdbcSession::~OdbcSession() {
 void OdbcSession::RequireUsable() const {
   if (closed_) throw DbError(kErrObjectClosed, kOdbcSource, "The connection has been closed.");
   if (lost_) {
-    throw DbError(kErrFailed, kOdbcSource, "The connection to the data source \"" + name_ + "\" is lost.");
+    throw DbError(kErrFailed, kOdbcSource, "The connection to the data source \"" + name_ + "\" is lost.",
+                  make_error_ != nullptr);
   }
 }
 
@@ -133,10 +134,12 @@ bool OdbcSession::IsDead(std::string_view state) const {
 void OdbcSession::Check(SQLRETURN result, SQLSMALLINT handle_type, SQLHANDLE handle) {
   if (SQL_SUCCEEDED(result) || result == SQL_NO_DATA) return;
   Diagnosis d = Diagnose(handle_type, handle);
-  if (handle_type == SQL_HANDLE_STMT && IsDead(d.state)) {
+  if ((handle_type == SQL_HANDLE_STMT || make_error_) && IsDead(d.state)) {
     lost_ = true;
     d.text = "The connection to the data source \"" + name_ + "\" is lost: " + d.text;
+    if (make_error_) throw DbError(kErrFailed, kOdbcSource, std::move(d.text), true);
   }
+  if (make_error_) throw make_error_(d.state, d.text);
   throw DbError(d.native != 0 ? d.native : kErrFailed, kOdbcSource, std::move(d.text));
 }
 

@@ -2,6 +2,7 @@
 // driver's diagnosis becomes a DbError.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -31,6 +32,14 @@ class OdbcSession {
   // DbError kErrObjectClosed when closed; the error of a lost connection, without asking the driver again,
   // when it is lost.
   void RequireUsable() const;
+
+  // What a driver's diagnosis becomes, in place of the driver's native number; a lost connection is always a
+  // failure of the surroundings then.
+  using ErrorMaker = std::function<DbError(std::string_view state, const std::string& text)>;
+  void SetErrorMaker(ErrorMaker maker) { make_error_ = std::move(maker); }
+  // The product that serves the data source, as its driver calls it.
+  std::string ServerName() const { return InfoText(SQL_DBMS_NAME); }
+  bool is_lost() const { return lost_; }
 
   // Raises what the driver says about a call on `handle`, unless the call went well or found no data.
   void Check(SQLRETURN result, SQLSMALLINT handle_type, SQLHANDLE handle);
@@ -63,6 +72,7 @@ class OdbcSession {
   bool one_result_ = false;
   bool closed_ = false;
   bool lost_ = false;
+  ErrorMaker make_error_;
   std::map<std::string, std::vector<std::string>, std::less<>> primary_keys_;
 };
 

@@ -51,7 +51,11 @@ double DateOf(const SQL_TIMESTAMP_STRUCT& t) {
   p.hour = t.hour;
   p.minute = t.minute;
   p.second = t.second;
-  return JoinDate(p);
+  const double date = JoinDate(p);
+  if (t.fraction == 0) return date;
+  // The time of day counts forward from midnight before 1899-12-30, too.
+  const double part = t.fraction / 1e9 / 86400;
+  return date < 0 ? date - part : date + part;
 }
 
 SQLSMALLINT TypeOf(const Value& value) {
@@ -229,6 +233,12 @@ std::int64_t OdbcStatement::RowCount() {
   SQLLEN rows = 0;
   SQLRowCount(handle_, &rows);
   return rows > 0 ? rows : 0;
+}
+
+bool OdbcStatement::NextResult() {
+  const SQLRETURN result = SQLMoreResults(handle_);
+  Check(result);
+  return result != SQL_NO_DATA;
 }
 
 void OdbcStatement::DescribeColumns() {

@@ -48,6 +48,9 @@ class OdbcStatement {
   // Rows affected by the last execution; 0 for one that gives rows.
   std::int64_t RowCount();
 
+  // Goes to the result of the next of several statements that were sent together; false when there is none.
+  bool NextResult();
+
   // Called once after the first execution that gives rows.
   void DescribeColumns();
   const std::vector<OdbcColumn>& columns() const { return columns_; }

@@ -96,6 +96,19 @@ bool LockNotices(db::ServerSession& session, const std::vector<std::int32_t>& no
                              [&](std::int32_t notice) { return session.TryLock(notice, /*shared=*/false); });
 }
 
+// The same of a data source, without reading what tables it has.
+bool IsNoticeSource(db::ServerSession& session) {
+  try {
+    session.Open("SELECT version_no FROM vnt_ooak WHERE 1 = 0");
+    session.Commit();
+    return true;
+  } catch (const db::DbError& error) {
+    if (error.number() != db::kErrMissingTable) throw;
+    session.Rollback();
+    return false;
+  }
+}
+
 std::string ReferenceNamedBy(const FixOptions& options) {
   if (options.reference) return "--reference";
   return fmt::format("--reference, else VeltRefdb in section [GLOBAL] of {}", platform::SettingsFile());
@@ -190,7 +203,7 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
     }
     std::shared_ptr<db::ServerSession> locks;
     if (on_server) locks = OpenServerSession(file);
-    if (on_server ? locks->Find("vnt_ooak") == nullptr : !IsNoticeDatabase(file)) {
+    if (on_server ? !IsNoticeSource(*locks) : !IsNoticeDatabase(file)) {
       refuse("this is no notice database: it has no table vnt_ooak.", kRefused);
       return fixed;
     }

@@ -82,7 +82,9 @@ class Postgres final : public SqlDialect {
   std::string_view server_name() const override { return "PostgreSQL"; }
 
   std::string_view driver_settings() const override {
-    return "BoolsAsChar=0;LFConversion=0;UseServerSidePrepare=0;ByteaAsLongVarBinary=1;UpdatableCursors=0;";
+    // Protocol 7.4-2: a statement that fails takes back itself, not the transaction.
+    return "Protocol=7.4-2;BoolsAsChar=0;LFConversion=0;UseServerSidePrepare=0;ByteaAsLongVarBinary=1;"
+           "UpdatableCursors=0;";
   }
 
   std::vector<std::string> SessionSetup() const override {

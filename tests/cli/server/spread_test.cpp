@@ -3,8 +3,8 @@
 #include <fstream>
 #include <string>
 
+#include "tests/cli/server/notice_source.h"
 #include "tests/db/postgres_server.h"
-#include "tests/server/notice_source.h"
 
 namespace vnt::test {
 namespace {

@@ -2,7 +2,7 @@
 #include <string>
 
 #include "run/catalogue.h"
-#include "tests/server/notice_source.h"
+#include "tests/cli/server/notice_source.h"
 
 namespace vnt::test {
 namespace {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "tests/server/notice_source.h"
+#include "tests/cli/server/notice_source.h"
 
 namespace vnt::test {
 namespace {

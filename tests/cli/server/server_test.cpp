@@ -4,7 +4,7 @@
 #include <fstream>
 #include <string>
 
-#include "tests/server/notice_source.h"
+#include "tests/cli/server/notice_source.h"
 
 namespace vnt::test {
 namespace {

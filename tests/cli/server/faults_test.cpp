@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <string>
 
+#include "tests/cli/server/notice_source.h"
 #include "tests/db/postgres_server.h"
-#include "tests/server/notice_source.h"
 
 namespace vnt::test {
 namespace {

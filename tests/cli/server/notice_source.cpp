@@ -1,4 +1,4 @@
-#include "tests/server/notice_source.h"
+#include "tests/cli/server/notice_source.h"
 
 #include "tests/db/postgres_server.h"
 

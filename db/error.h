@@ -11,8 +11,8 @@ namespace vnt::db {
 inline constexpr std::int32_t kErrOverflow = 6;
 inline constexpr std::int32_t kErrTypeMismatch = 13;
 inline constexpr std::int32_t kErrInterrupted = 18;  // by the user
-// A change that was put off failed when it was sent: whoever put it off goes back to the last mark, and does it
-// all again with nothing put off.
+// A change that was put off failed when it was sent: whoever put it off goes back to the last mark, and does
+// it all again with nothing put off.
 inline constexpr std::int32_t kErrRepeat = 19;
 inline constexpr std::int32_t kErrInvalidUseOfNull = 94;
 inline constexpr std::int32_t kErrNoCurrentRecord = 3021;

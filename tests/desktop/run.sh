@@ -43,7 +43,8 @@ for file in notices.mdb new.accdb plain plain-too; do
   type=$(gio info -a standard::content-type "$folder/s/$file" | sed -n 's/.*content-type: //p')
   [ "$type" == application/vnd.ms-access ] || fail "$file is of type $type."
 done
-gio mime application/vnd.ms-access | grep -q vntfixdb.desktop || fail "Databases are not offered to the window."
+gio mime application/vnd.ms-access >"$folder/offered"
+grep -q vntfixdb.desktop "$folder/offered" || fail "Databases are not offered to the window."
 unset XDG_DATA_HOME XDG_DATA_DIRS
 
 # What a start of a run would take is at hand, so that one would be seen.

@@ -75,7 +75,8 @@ TEST_F(CompletionTest, EveryCommandAndOption) {
     const auto offered = Words(Complete({command, "--"}));
     std::istringstream lines(help.substr(help.find("\nOptions:\n"), help.find("\nEnvironment:")));
     for (std::string word; lines >> word && word != "Environment:";) {
-      if (!word.starts_with("--") || word.ends_with(",") || word.ends_with(";") || word.ends_with(":")) continue;
+      if (!word.starts_with("--") || word.ends_with(",") || word.ends_with(";") || word.ends_with(":"))
+        continue;
       EXPECT_THAT(offered, Contains(word)) << command;
     }
     EXPECT_GE(offered.size(), 1U);

@@ -22,7 +22,7 @@ printf '[VNTFIXV7]\nCurDatabase=%s/nowhere.mdb\n' "$folder" >"$folder/KV_SOFT.in
 refused "nowhere.mdb"
 
 # The conventional words, alone, print and end; whatever else is a run.
-for word in --help -h; do "$program" $word | grep -q '^VNTFixdb TEXT'; done
+for word in --help -h; do "$program" $word | grep '^VNTFixdb TEXT' >/dev/null; done
 "$program" --version | grep -Eq '^VNTFixdb [0-9]+\.[0-9]+\.[0-9]+$'
 refused "nowhere.mdb"
 

@@ -129,7 +129,7 @@ void AddFix(CLI::App& app, Request& r) {
       fix->add_flag("--all-notices", options.all_notices,
                     "Of a data source: every notice by itself; fixes that reach beyond a notice once")
           ->excludes("--notice");
-  Named(fix->add_option("--jobs", options.jobs, "With --all-notices: on so many connections (default 1)"),
+  Named(fix->add_option("--jobs", options.jobs, "How many connections --all-notices works on (default 1)"),
         "N")
       ->check(Between(1, 64))
       ->needs(all_notices);

@@ -256,6 +256,44 @@ std::unique_ptr<ProviderRecordset> ReadAhead::Open(Select& select, std::string_v
                            std::move(places), options);
 }
 
+namespace {
+
+// Conditions on which more rows depend the more numbers they allow. False when there are others, but for
+// those that hold no subquery.
+bool FindNested(ExprPtr& e, bool nested, std::vector<ExprPtr*>* found) {
+  if (e->kind == ExprKind::kLogic && (e->op == Op::kAnd || e->op == Op::kOr))
+    return FindNested(e->args[0], nested, found) && FindNested(e->args[1], nested, found);
+  if (e->kind == ExprKind::kInSelect && !e->negated) {
+    Select& select = *e->select;
+    const bool plain = !select.top && !select.nested && select.unions.empty() && select.group_by.empty() &&
+                       !select.having && select.in_file.empty() && select.from.size() == 1 && select.where &&
+                       select.from[0]->kind == TableRef::kTable && !HasAggregateOrQuery(*e->args[0]) &&
+                       std::ranges::none_of(select.items, [](const auto& item) {
+                         return item.expr && HasAggregateOrQuery(*item.expr);
+                       });
+    return plain && FindNested(select.where, true, found);
+  }
+  if (HasAggregateOrQuery(*e)) return false;
+  if (nested && e->kind == ExprKind::kCompare && e->op == Op::kEqual &&
+      e->args[0]->kind == ExprKind::kColumn && e->args[1]->kind == ExprKind::kConstant &&
+      !e->args[1]->is_date && e->args[1]->value.kind() == ValueKind::kInteger)
+    found->push_back(&e);
+  return true;
+}
+
+}  // namespace
+
+std::optional<std::int64_t> TakeNestedNumber(Statement& s) {
+  if (s.kind != StatementKind::kDelete || s.select->from.size() != 1 || !s.select->where) return {};
+  std::vector<ExprPtr*> found;
+  if (!FindNested(s.select->where, false, &found) || found.size() != 1) return {};
+  ExprPtr& compare = *found[0];
+  const std::int64_t number = compare->args[1]->value.integer();
+  compare->kind = ExprKind::kInList;
+  compare->args[1]->value = jet::Value::Integer(kMark);
+  return number;
+}
+
 std::vector<std::pair<const ServerColumn*, jet::Value>> TakeConstants(Statement& s,
                                                                       const ServerTable& target) {
   std::vector<std::pair<const ServerColumn*, jet::Value>> constants;

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -62,6 +63,12 @@ class ReadAhead {
   };
   std::map<std::string, Kept, std::less<>> kept_;  // by the text without its constants
 };
+
+// Puts kMark in the place of the one whole number that a DELETE compares a column with in a subquery, such as
+// "... OR grp_id IN (SELECT grp_id FROM grp WHERE ntc_id = 12)", where a list of numbers may stand as well:
+// what is deleted for each number by itself is deleted for all of them. Nothing for other statements.
+inline constexpr std::int64_t kMark = 2147480001;
+std::optional<std::int64_t> TakeNestedNumber(jet::sql::Statement& s);
 
 // The parts that a change is confined to: by the columns that it compares with, or sets to, a whole number.
 std::vector<WrittenPart> PartsOf(const jet::sql::Statement& s, const ServerTable& target, bool* whole_part);

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "access/base/error.h"
@@ -192,6 +194,22 @@ std::int64_t ServerConnection::Change(Statement& s, std::string_view text,
   }
 }
 
+namespace {
+
+// See TakeNestedNumber. A statement that reads its own table in the subquery stays alone.
+void SplitAtMark(std::int64_t number, ServerStatement* printed) {
+  const std::string mark = std::to_string(kMark);
+  const std::size_t at = printed->sql.find(mark);
+  std::string head = printed->sql.substr(0, at), tail = printed->sql.substr(at + mark.size());
+  printed->row = std::to_string(number);
+  printed->sql = head + printed->row + tail;
+  if (std::ranges::count(printed->tables, printed->target) != 1) return;
+  printed->head = std::move(head);
+  printed->tail = std::move(tail);
+}
+
+}  // namespace
+
 std::int64_t ServerConnection::ChangeRows(Statement& s, std::string_view text,
                                           const std::vector<jet::Value>& parameters) {
   ServerPrinter printer(session_->dialect(), *session_, text, parameters);
@@ -205,6 +223,7 @@ std::int64_t ServerConnection::ChangeRows(Statement& s, std::string_view text,
   std::vector<WrittenPart> parts;
   if (target) parts = PartsOf(s, *target, &whole_part);
   ServerStatement printed;
+  std::optional<std::int64_t> nested;
   if (s.kind == StatementKind::kInsertValues) {
     printed = printer.InsertValues(s);
   } else if (s.kind == StatementKind::kInsertSelect) {
@@ -220,10 +239,13 @@ std::int64_t ServerConnection::ChangeRows(Statement& s, std::string_view text,
     const auto constants = target && session_->defers()
                                ? TakeConstants(s, *target)
                                : std::vector<std::pair<const ServerColumn*, jet::Value>>();
+    if (constants.empty() && session_->defers() && text.find(std::to_string(kMark)) == std::string_view::npos)
+      nested = TakeNestedNumber(s);
     printed = !constants.empty()                 ? printer.ChangeRows(s, constants)
               : s.kind == StatementKind::kUpdate ? printer.Update(s)
                                                  : printer.Delete(s);
   }
+  if (nested) SplitAtMark(*nested, &printed);
   session_->NoteWrite(printed.target, parts);
   if (whole_part) session_->NoteEmptied(printed.target, parts[0]);
   if (!session_->defers()) return session_->Run(printed.sql, printed.helpers);
@@ -237,9 +259,10 @@ std::int64_t ServerConnection::ChangeRows(Statement& s, std::string_view text,
   change.row = std::move(printed.row);
   change.tail = std::move(printed.tail);
   change.repeats = s.kind == StatementKind::kUpdate;
-  if (s.kind == StatementKind::kInsertSelect) {
-    change.joins = false;
+  if (s.kind == StatementKind::kInsertSelect) change.joins = false;
+  if (s.kind == StatementKind::kInsertSelect || nested) {
     change.reads = std::move(printed.tables);
+    if (nested) std::erase(change.reads, change.table);
   }
   for (WrittenPart& part : parts) {
     if (target->Divides(part.column)) change.parts.push_back(std::move(part));

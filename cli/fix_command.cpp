@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <sstream>
 #include <string>
 
 #include <fmt/format.h>
@@ -171,6 +172,62 @@ Fixed NotRunYet(const std::string& file, const FixOptions& options) {
   return fixed;
 }
 
+struct Refusal {
+  std::string text;
+  int status = kRefused;
+};
+
+// Opens the file of the state in force, and looks for what keeps a run from being begun.
+std::optional<Refusal> OpenForRun(const FixOptions& options, const FixSelection& selection,
+                                  const std::vector<NoticeRange>& ranges, Speaker& speaker,
+                                  db::ServerSession* server, std::vector<std::int32_t>* notices) {
+  if (server != nullptr ? !IsNoticeSource(*server) : !IsNoticeDatabase(State().current_database)) {
+    return Refusal{"this is no notice database: it has no table vnt_ooak."};
+  }
+  OpenAccessDatabase();
+  // The message about it has been shown; it does not say why.
+  if (State().read_only) speaker.Say(State().read_only_reason);
+  *notices = FindNotices(ranges);
+  if (!notices->empty()) State().ntc_id = notices->front();
+  if (server != nullptr && !LockNotices(*server, *notices)) return Refusal{"another run is at work on it."};
+  State().needs_reference = NeedsReference(selection);
+  if (std::string fault = ReferenceFault(selection, ReferenceNamedBy(options)); !fault.empty()) {
+    return Refusal{std::move(fault)};
+  }
+  return {};
+}
+
+// Drops a waiting journal if the run can be begun without it; what that needs is tried on changes in memory
+// first.
+std::optional<Refusal> DiscardJournal(const std::string& file, const FixOptions& options,
+                                      const FixSelection& selection, const std::vector<NoticeRange>& ranges,
+                                      Speaker& speaker) {
+  const std::string journal = jet::JournalPath(db::Files(), file);
+  {
+    const auto rehearsal = jet::MakeOverlay(db::Files());
+    if (!jet::DropJournal(*rehearsal, file, journal)) return {};
+    std::ostringstream unheard;
+    Speaker silent(unheard, file);
+    ProgramState state;
+    PrepareState(options, silent, state);
+    state.db_services.files = rehearsal.get();
+    const ScopedProgramState in_force(state);
+    state.current_database = file;
+    std::vector<std::int32_t> notices;
+    std::optional<Refusal> refusal = OpenForRun(options, selection, ranges, silent, nullptr, &notices);
+    if (state.main_connection) state.main_connection->Cn().Drop();
+    if (refusal) return refusal;
+  }
+  if (options.backup) {
+    const std::string fault = WhyNoBackup(db::Files(), file, *options.backup);
+    if (!fault.empty()) return Refusal{fault};
+  }
+  if (jet::DropJournal(db::Files(), file, journal)) {
+    speaker.Say("the journal of a run that did not end was dropped; what that run had saved is lost.");
+  }
+  return {};
+}
+
 // One file, on a state of its own.
 Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelection& selection,
               const std::vector<NoticeRange>& ranges, Streams& streams, DifferencePrinter& differences) {
@@ -197,28 +254,13 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
     return fixed;
   }
   try {
-    if (options.discard_journal && jet::DropJournal(jet::PlatformFileSystem(), file,
-                                                    jet::JournalPath(jet::PlatformFileSystem(), file))) {
-      speaker.Say("the journal of a run that did not end was dropped; what that run had saved is lost.");
-    }
+    std::optional<Refusal> refusal;
+    if (options.discard_journal) refusal = DiscardJournal(file, options, selection, ranges, speaker);
     std::shared_ptr<db::ServerSession> locks;
     if (on_server) locks = OpenServerSession(file);
-    if (on_server ? !IsNoticeSource(*locks) : !IsNoticeDatabase(file)) {
-      refuse("this is no notice database: it has no table vnt_ooak.", kRefused);
-      return fixed;
-    }
-    OpenAccessDatabase();
-    // The message about it has been shown; it does not say why.
-    if (State().read_only) speaker.Say(State().read_only_reason);
-    notices = FindNotices(ranges);
-    if (!notices.empty()) State().ntc_id = notices.front();
-    if (locks && !LockNotices(*locks, notices)) {
-      refuse("another run is at work on it.", kRefused);
-      return fixed;
-    }
-    State().needs_reference = NeedsReference(selection);
-    if (const std::string fault = ReferenceFault(selection, ReferenceNamedBy(options)); !fault.empty()) {
-      refuse(fault, kRefused);
+    if (!refusal) refusal = OpenForRun(options, selection, ranges, speaker, locks.get(), &notices);
+    if (refusal) {
+      refuse(refusal->text, refusal->status);
       return fixed;
     }
     if (!notices.empty()) TellReach(selection, speaker);
@@ -239,13 +281,13 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
       speaker.Say("the run is done, but undo will not find what it left: " + fixed.record.fault);
       if (fixed.status == kOk) fixed.status = kUnwritten;
     }
-    if (options.diff && !fixed.record.result.refused && CloseDatabases()) {
+    if (options.diff && !fixed.record.result.refused && InterruptedStatus() == 0 && CloseDatabases()) {
       differences.Print(file, *overlay);
     }
   } catch (const ChoiceError& error) {
     refuse(error.what(), kUsage);
   } catch (const jet::Error& error) {
-    refuse(ErrorText(db::ToDbError(error)), kRefused);
+    refuse(ErrorText(db::ToDbError(error)), InterruptedStatus() != 0 ? InterruptedStatus() : kRefused);
   } catch (const OutputFailed&) {
     fixed.status = kUnwritten;
   } catch (const db::DbError& error) {

@@ -19,8 +19,8 @@ int Undo(const UndoOptions& options, Streams& streams) {
     return kOk;
   }
   const Undone undone = UndoLastRun(jet::PlatformFileSystem(), options.file, options.folder, options.force);
-  streams.out << fmt::format("{} is what it was before the run: {}\nWhat it was until now: {}\n",
-                             options.file, undone.restored, undone.kept);
+  streams.out << fmt::format("{} is what it was before the {}: {}\nWhat it was until now: {}\n", options.file,
+                             undone.restored, undone.kept);
   return kOk;
 }
 

@@ -32,6 +32,12 @@ std::string FolderOf(const std::string& file, const std::string& folder) {
   return parent.empty() ? "." : Utf8Of(parent);
 }
 
+std::string AbsolutePath(jet::FileSystem& files, const std::string& path) {
+  std::error_code error;
+  const fs::path absolute = fs::absolute(PathOf(path), error);
+  return files.ResolveLinks(error ? path : Utf8Of(absolute.lexically_normal()));
+}
+
 std::string NewBackupPath(jet::FileSystem& files, const std::string& file, const std::string& folder) {
   const auto now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
   const std::string name =
@@ -121,8 +127,17 @@ std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::strin
   return path;
 }
 
+std::string WhyNoBackup(jet::FileSystem& files, const std::string& file, const std::string& folder) {
+  const std::string path = NewBackupPath(files, files.ResolveLinks(file), folder);
+  const std::string reason = files.WhyNotCreate(path);
+  return reason.empty() ? reason : fmt::format("The backup {} cannot be made: {}.", path, reason);
+}
+
 void RecordBackup(jet::FileSystem& files, const RunRecord& record) {
-  const std::string text = RecordText(record, RecordFormat::kJson);
+  RunRecord placed = record;
+  // Whoever undoes the run may stand in another folder.
+  placed.file = AbsolutePath(files, record.file);
+  const std::string text = RecordText(placed, RecordFormat::kJson);
   const auto backup = files.Open(record.backup, jet::OpenMode::kRead);
   jet::CreateBeside(files, record.backup + kRecordExtension,
                     jet::Bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()), *backup);
@@ -190,17 +205,26 @@ const Backup* FindOwn(const std::vector<Backup>& backups, const std::string& now
   return nullptr;
 }
 
-// The newest backup that is of this file, as far as anything tells, and not what the file is already.
+// The newest backup that is of this file, as far as anything tells, as it was made, and not what the file is
+// already.
 const Backup* FindToForce(jet::FileSystem& files, const std::vector<Backup>& backups, const std::string& file,
                           const std::string& now) {
+  const std::string path = AbsolutePath(files, file);
   for (const Backup& backup : backups) {
+    std::string before;
     try {
-      const std::string of = ReadRecord(backup.path + kRecordExtension).file;
-      if (files.ResolveLinks(of) != files.ResolveLinks(file)) continue;
+      const RecordedState state = ReadRecord(backup.path + kRecordExtension);
+      // Beside the file the name tells enough; a folder may have been moved. Elsewhere others have files of
+      // that name.
+      const bool is_beside =
+          PathOf(path).parent_path() == PathOf(AbsolutePath(files, backup.path)).parent_path();
+      if (!is_beside && AbsolutePath(files, state.file) != path) continue;
+      before = state.before;
     } catch (const jet::Error&) {
       // its run never came to its end
     }
-    if (jet::Fingerprint(*files.Open(backup.path, jet::OpenMode::kRead)) != now) return &backup;
+    const std::string content = jet::Fingerprint(*files.Open(backup.path, jet::OpenMode::kRead));
+    if (content != now && (before.empty() || content == before)) return &backup;
   }
   return nullptr;
 }
@@ -212,7 +236,8 @@ Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::s
   const std::vector<Backup> backups = FindBackups(files, file, folder);
   if (backups.empty()) {
     throw jet::Error(jet::ErrorKind::kNotFound,
-                     fmt::format("There is no backup of {} in {}.", file, FolderOf(file, folder)));
+                     fmt::format("There is no backup of {} in the folder {}.", file,
+                                 AbsolutePath(files, FolderOf(file, folder))));
   }
   CurrentFile current(files, file, force);
   RunRecord record;
@@ -230,9 +255,10 @@ Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::s
   const Backup* chosen = FindOwn(backups, record.before);
   if (chosen == nullptr && force) chosen = FindToForce(files, backups, file, record.before);
   if (chosen == nullptr && force) {
-    throw jet::Error(jet::ErrorKind::kNotFound,
-                     fmt::format("There is no backup of {} in {} that differs from what it is now.", file,
-                                 FolderOf(file, folder)));
+    throw jet::Error(
+        jet::ErrorKind::kNotFound,
+        fmt::format("There is no backup of {} in the folder {} that differs from what it is now.", file,
+                    AbsolutePath(files, FolderOf(file, folder))));
   }
   if (chosen == nullptr) {
     StateFor(backups.front().path, false);  // says what is wrong with the newest one, if it is that
@@ -270,7 +296,7 @@ Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::s
                      fmt::format("{} was changed by another program meanwhile. It stays as it is.", file));
   }
   replacement->Commit();
-  return {chosen->path, record.backup};
+  return {chosen->path, record.backup, state.kind == RecordKind::kUndo};
 }
 
 }  // namespace vnt

@@ -19,6 +19,10 @@ namespace vnt {
 std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::string& folder,
                        const jet::CopyProgress& progress = {});
 
+// Why no backup of the file can be made in the folder, or beside it when that is empty; empty: one can, as
+// far as can be told without making it.
+std::string WhyNoBackup(jet::FileSystem& files, const std::string& file, const std::string& folder);
+
 // Writes the record beside the backup that it names, with the rights of that. jet::Error.
 void RecordBackup(jet::FileSystem& files, const RunRecord& record);
 
@@ -32,8 +36,9 @@ struct Backup {
 std::vector<Backup> FindBackups(jet::FileSystem& files, const std::string& path, const std::string& folder);
 
 struct Undone {
-  std::string restored;  // the backup whose content the database has now
-  std::string kept;      // the backup of what it had before
+  std::string restored;     // the backup whose content the database has now
+  std::string kept;         // the backup of what it had before
+  bool of_undoing = false;  // what was undone was an undoing
 };
 // Puts the backup of the run back that left the database as it is, and makes what was there a backup in its
 // turn, so that undoing can be undone. With `force`, where no run left it so, the newest backup of it that

@@ -12,6 +12,7 @@
 #include "platform/environment.h"
 #include "platform/paths.h"
 #include "platform/settings.h"
+#include "program/program_state.h"
 #include "run/run_record.h"
 
 namespace vnt {
@@ -78,10 +79,18 @@ std::string ReportLine(const FixResult& result) {
 
 void RunReport::FixEnds(const FixResult& result) { out_ << ReportLine(result) << std::endl; }
 
-void StartUnattendedReport() {
-  for (const RecordFormat format : {RecordFormat::kText, RecordFormat::kJson}) {
-    OpenReport(std::ios::trunc, format);
+std::string StartUnattendedReport() {
+  const auto path = ReportPath();
+  if (path.empty()) return {};
+  if (jet::IsDatabaseOrJournal(path)) {
+    return fmt::format("The report {} would overwrite a database. It is not written.",
+                       platform::Utf8Of(path));
   }
+  std::ofstream file = OpenReport(std::ios::trunc, FormatOfName(platform::Utf8Of(path)));
+  // Some places tell only when something is written.
+  file << (UnattendedReportIsRecord() ? " " : "") << std::flush;
+  if (file) return {};
+  return fmt::format("The report {} cannot be written.", platform::Utf8Of(path));
 }
 
 bool UnattendedReportIsRecord() {
@@ -90,6 +99,16 @@ bool UnattendedReportIsRecord() {
 
 void WriteUnattendedRecord(const RunRecord& record) {
   OpenReport(std::ios::trunc, RecordFormat::kJson) << RecordText(record, RecordFormat::kJson) << std::flush;
+}
+
+void WriteUnattendedRefusal(std::string_view why) {
+  RunRecord record;
+  record.file = State().current_database;
+  if (State().ntc_id > 0) record.notices.push_back(State().ntc_id);
+  record.started = record.ended = std::chrono::system_clock::now();
+  record.result.refused = true;
+  record.refusal = why;
+  WriteUnattendedRecord(record);
 }
 
 std::unique_ptr<RunObserver> MakeUnattendedReport() {

@@ -35,12 +35,15 @@ class RunReport : public RunObserver {
 // all of these do nothing.
 
 // Empties the file.
-void StartUnattendedReport();
+// Gives a sentence on why it cannot be written; empty: it can, or none is wanted.
+std::string StartUnattendedReport();
 // Adds the line of each fix.
 std::unique_ptr<RunObserver> MakeUnattendedReport();
 // Whether the record is wanted, and writes it.
 bool UnattendedReportIsRecord();
 void WriteUnattendedRecord(const RunRecord& record);
+// The same for a run that was refused before it began.
+void WriteUnattendedRefusal(std::string_view why);
 // Adds a message that nobody could be shown.
 void ReportMessage(std::string_view text);
 

@@ -38,6 +38,7 @@ std::int16_t ReadDataLevel() {
 
 bool Refuse(std::string_view message) {
   platform::ShowMessage(message, platform::MessageStyle::kInformation);
+  if (!State().active) WriteUnattendedRefusal(message);
   return false;
 }
 
@@ -62,6 +63,7 @@ bool OpenPreparedDatabase(StartUpHost& host) {
     host.OpenAccessDatabase();
   } catch (const db::DbError& error) {
     ShowError(error);
+    if (!State().active) WriteUnattendedRefusal(error.description());
     return false;
   }
   return true;
@@ -131,7 +133,9 @@ std::optional<int> StartUp(std::string_view command_line, StartUpHost& host) {
   const RunMode mode = RunModeOf(command_line);
   State().ntc_id = 0;
   State().active = mode == RunMode::kPreparedInteractive;
-  if (mode == RunMode::kUnattended) StartUnattendedReport();
+  if (mode == RunMode::kUnattended) {
+    if (const std::string fault = StartUnattendedReport(); !fault.empty()) host.Tell(fault);
+  }
   try {
     if (mode != RunMode::kInteractive && !OpenPreparedDatabase(host)) {
       CloseDatabases();

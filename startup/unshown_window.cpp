@@ -38,6 +38,7 @@ bool UnshownWindow::Automatic_Fix() {
   } catch (const db::DbError& error) {
     // Nothing was run: no backup could be made.
     ShowError(error);
+    WriteUnattendedRefusal(error.description());
     return false;
   }
 }

@@ -427,7 +427,10 @@ void frmMain::mnuFileUndo_Click() {
     if (error.kind() != jet::ErrorKind::kInterrupted) Alarm(error.what());
     return;
   }
-  Inform(file + " is what it was before its last run.\nWhat it was until now: " + undone.kept);
+  Inform(
+      file +
+      (undone.of_undoing ? " is what it was before it was undone." : " is what it was before its last run.") +
+      "\nWhat it was until now: " + undone.kept);
 }
 
 void frmMain::OnClose(wxCloseEvent& event) {

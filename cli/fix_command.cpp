@@ -29,6 +29,7 @@
 #include "platform/paths.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
+#include "run/backup.h"
 #include "run/databases.h"
 #include "run/guards.h"
 #include "run/recorded_run.h"

@@ -20,7 +20,7 @@ int Undo(const UndoOptions& options, Streams& streams) {
   }
   const Undone undone = UndoLastRun(jet::PlatformFileSystem(), options.file, options.folder, options.force);
   streams.out << fmt::format("{} is what it was before the {}: {}\nWhat it was until now: {}\n", options.file,
-                             undone.restored, undone.kept);
+                             undone.of_undoing ? "undoing" : "run", undone.restored, undone.kept);
   return kOk;
 }
 

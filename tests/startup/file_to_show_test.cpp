@@ -2,6 +2,7 @@
 #include "startup/file_to_show.h"
 
 #include <chrono>
+#include <fstream>
 
 #include "access/store/database.h"
 #include "run/databases.h"
@@ -46,7 +47,10 @@ class FileToShowTest : public testing::ProgramSurroundings, public StartUpHost {
   MainWindow& LoadWindow() override { return window_; }
 
   std::string At(const std::string& name) const { return test::Utf8Of(folder_ / name); }
-  std::string Bytes(const std::string& path) const { return ReadFile(test::PathOf(path)); }
+  static std::string Bytes(const std::string& path) {
+    std::ifstream stream(test::PathOf(path), std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
 
   // A database with a row of vnt_ooak, or an empty one.
   std::string Make(const std::string& name, int version, int sub_version) const {

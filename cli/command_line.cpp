@@ -256,7 +256,8 @@ void AddMaking(CLI::App& app, Request& r) {
 void TakeBackupFolder(Request& r) {
   FixOptions& options = r.fix;
   if (r.backup || !r.backup_folder.empty()) options.backup = r.backup_folder;
-  if (!r.backup || !r.backup_folder.empty()) return;
+  // A folder alone stands where a file should.
+  if (!r.backup || !r.backup_folder.empty() || options.files.size() < 2) return;
   const auto folder = std::ranges::find_if(options.files, [](const std::string& file) {
     std::error_code error;
     return std::filesystem::is_directory(platform::PathOf(file), error);

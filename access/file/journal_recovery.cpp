@@ -79,11 +79,6 @@ std::optional<Journal::Waiting> Journal::Recover(bool writable) {
     header_->Encode(committed_.data());
     return waiting;
   }
-  // A run that was killed before it saved anything leaves no header, and an older file. A younger file was
-  // written after the journal: what the journal holds may be needed.
-  if (!headers.newest && !at_work && database_.Stamp().modified > file_->Stamp().modified) {
-    ThrowDamaged(path_, "it has no header, and the database was changed after it was written");
-  }
   if (writable) {
     file_.reset();
     files_.Remove(path_);

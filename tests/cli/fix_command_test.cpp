@@ -174,12 +174,33 @@ TEST_F(FixCommand, AJournalIsDroppedOnPurposeOnly) {
   fs::copy_file(folder_ / "kept", test::PathOf(copy + "-vntjournal"));
   EXPECT_THAT(RunCli({"export", copy, "notice"}).out, HasSubstr("\"ZZZ\""));
   EXPECT_EQ(Fix({copy, "--only", "3", "--discard-journal", "--dry-run"}).code, kUsage);
+  // Not for a run that cannot be begun.
+  EXPECT_EQ(Fix({copy, "--only", "3", "--discard-journal", "--notice", "5"}).code, kUsage);
+  EXPECT_EQ(Fix({copy, "--only", "3", "--discard-journal", "--backup-folder", At("nowhere")}).code, kRefused);
+  EXPECT_THAT(RunCli({"export", copy, "notice"}).out, HasSubstr("\"ZZZ\""));
   const Outcome dropped = Fix({copy, "--only", "3", "--discard-journal"});
   EXPECT_EQ(dropped.code, kOk) << dropped.err;
   EXPECT_THAT(dropped.err, HasSubstr("the journal of a run that did not end was dropped"));
   EXPECT_THAT(RunCli({"export", copy, "notice"}).out, testing::Not(HasSubstr("\"ZZZ\"")));
   EXPECT_EQ(Fix({copy, "--only", "3", "--discard-journal"}).err, "");
   EXPECT_EQ(RunCli({"check", copy}).code, kOk);
+}
+
+TEST_F(FixCommand, AFolderAloneIsNoFile) {
+  EXPECT_EQ(Fix({folder_.string(), "--backup", "--only", "3"}).code, kRefused);
+}
+
+TEST_F(FixCommand, ForceTakesNoBackupOfAnotherFile) {
+  const std::string backups = At("backups"), first = At("a/n.mdb"), second = At("b/n.mdb");
+  for (const char* folder : {"a", "b", "backups"}) fs::create_directory(test::PathOf(At(folder)));
+  fs::copy_file(test::PathOf(file_), test::PathOf(first));
+  fs::copy_file(test::PathOf(file_), test::PathOf(second));
+  EXPECT_EQ(RunCli({"sql", second, "delete from history"}).code, kOk);
+  EXPECT_EQ(Fix({second, "--only", "3", "--backup-folder", backups}).code, kOk);
+  EXPECT_EQ(RunCli({"sql", first, "delete from gpub"}).code, kOk);
+  const Outcome undo = RunCli({"undo", first, "--force", "--backup-folder", backups});
+  EXPECT_EQ(undo.code, kRefused);
+  EXPECT_THAT(undo.err, HasSubstr("There is no backup of "));
 }
 
 TEST_F(FixCommand, TheDifferencesOfADryRunAreADocumentAsInDiff) {

@@ -22,6 +22,8 @@ NAMED_ROLES = {
     pyatspi.ROLE_TABLE_COLUMN_HEADER, pyatspi.ROLE_PAGE_TAB, pyatspi.ROLE_PAGE_TAB_LIST, pyatspi.ROLE_PROGRESS_BAR,
     pyatspi.ROLE_FRAME, pyatspi.ROLE_DIALOG, pyatspi.ROLE_ALERT, pyatspi.ROLE_FILE_CHOOSER
 }
+# What accessible.sh tries once more.
+NO_WINDOW = 75
 NO_ROLES = {pyatspi.ROLE_INVALID, pyatspi.ROLE_UNKNOWN}
 
 
@@ -59,7 +61,12 @@ class Program:
     def __init__(self, folder, *arguments):
         environment = dict(os.environ, VNTFIX_WINDIR=folder, VNTFIX_CDRIVE=folder + "/c", XDG_CONFIG_HOME=folder + "/x")
         self.process = subprocess.Popen([PROGRAM, *arguments], env=environment, stderr=subprocess.PIPE, text=True)
-        self.main = wait("the window", lambda: self.window("Fix Electronic Notification Database V7"))
+        try:
+            self.main = wait("the window", lambda: self.window("Fix Electronic Notification Database V7"))
+        except AssertionError as error:
+            self.process.kill()
+            print(error, file=sys.stderr)
+            sys.exit(NO_WINDOW)
 
     def windows(self):
         for application in children(pyatspi.Registry.getDesktop(0)):

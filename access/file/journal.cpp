@@ -87,6 +87,14 @@ void Journal::MakeFile() {
     files_.Remove(path_);
   }
   file_ = files_.OpenCompanion(path_, OpenMode::kCreateNew, database_);
+  try {
+    // Before there is a record: headers that are lost later are not taken for those of a journal without a
+    // state.
+    SayNothing();
+  } catch (...) {
+    Discard();
+    throw;
+  }
 }
 
 void Journal::NoteFileContent(PageNo page, std::uint8_t* record, std::uint32_t page_size) {
@@ -222,11 +230,12 @@ void Journal::BeginApplying(const std::vector<JournalPage>& changed) {
   WriteHeader(Phase::kApplying);
 }
 
-// The second one goes first: without it the first counts only when it is whole.
-void Journal::Void() {
-  const std::uint8_t zeros[kHeaderBytes] = {};
+// The second one goes first: beside it the first counts only when it is whole.
+void Journal::SayNothing() {
+  std::uint8_t bytes[kHeaderBytes];
+  JournalHeader().Encode(bytes);
   for (const std::uint64_t offset : {kHeaderOffsets[1], kHeaderOffsets[0]}) {
-    file_->Write(offset, zeros);
+    file_->Write(offset, bytes);
     file_->Sync();
   }
   header_may_stand_ = false;
@@ -238,7 +247,7 @@ void Journal::Finish() {
     files_.Remove(path_);
   } catch (const Error&) {
     file_ = files_.OpenCompanion(path_, OpenMode::kReadWrite, database_);
-    Void();
+    SayNothing();
   }
   Reset();
   try {
@@ -258,7 +267,7 @@ bool Journal::Abandon() noexcept {
         file_->Sync();
       }
     } else {
-      Void();
+      SayNothing();
     }
     in_doubt_ = false;
     return true;
@@ -271,7 +280,7 @@ bool Journal::Abandon() noexcept {
 void Journal::Drop() noexcept {
   if (file_ == nullptr) return;
   try {
-    Void();
+    SayNothing();
   } catch (const std::exception&) {
     // It says when the file was changed last, so it will be refused.
   }

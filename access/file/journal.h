@@ -16,23 +16,24 @@
 //    96 zeros                                56 digest, u64
 //   128 content of the page
 //
-// Life of a journal: pages that do not fit in the cache are written to it as they come, each with the next
-// number. When all changed pages are there, Commit() writes the header in one place and syncs, and then
-// writes it in the other and syncs: from then on the state is durable, though the database file has not been
-// touched. Records of a committed state are never overwritten before the next state is committed; a page that
-// changes again gets another record. When the database file is to be brought up to date, both headers say so
-// first (the phase kApplying); when the file is complete and synced, the journal is removed. Should it come
-// back after a power loss, every sector of the file is found to be new, and it is applied again.
+// Life of a journal: it begins with both headers saying that it holds nothing (the phase kNothing), synced.
+// Pages that do not fit in the cache are written to it as they come, each with the next number. When all
+// changed pages are there, Commit() writes the header in one place and syncs, and then writes it in the other
+// and syncs: from then on the state is durable, though the database file has not been touched. Records of a
+// committed state are never overwritten before the next state is committed; a page that changes again gets
+// another record. When the database file is to be brought up to date, both headers say so first (the phase
+// kApplying); when the file is complete and synced, the journal is removed. Should it come back after a power
+// loss, every sector of the file is found to be new, and it is applied again.
 //
-// Where only the first header is that new, the commit was cut short and records may be missing: then what the
-// second one says holds. If that says nothing, records may be missing of a file that has not been touched
-// since; of one that has, the second header is lost, and what is missing is damage.
+// Where the second header is older than the first, the commit was cut short and records may be missing: then
+// what the second one says holds, be it nothing.
 //
 // So one header may be torn by a crash, or be damaged, and the other one tells the state that was committed
 // last: of each page the record with the highest number up to the header's. How many they are, and the
 // digest, the sum of their checksums, vouch for all of them. A journal has no state, and may be removed, only
-// when the second header was never written and the first one is not whole. Everything else that cannot be
-// read is damage, and refused.
+// when a header says that there is nothing and no other one says more, or when it was cut short before its
+// headers were there: nothing but zeros, and no room for a record. Everything else that cannot be read is
+// damage, and refused.
 //
 // A journal must not be applied to a file that was replaced or changed since it was written. While the phase
 // is kCommitted the file was last changed when the header says so, and every sector of the pages in the
@@ -110,7 +111,7 @@ class Journal {
   // What holds is an older record of the page than this one, or none. The slot is, or gets, released.
   void GiveUp(Slot slot) { given_up_.push_back(slot); }
 
-  enum class Phase : std::uint32_t { kCommitted = 1, kApplying = 2 };
+  enum class Phase : std::uint32_t { kNothing = 0, kCommitted = 1, kApplying = 2 };
   // Makes the state durable in which the pages `changed` (ascending) differ from the database file of
   // `file_pages` pages, and `pages` is the number of all.
   void Commit(PageNo file_pages, PageNo pages, const std::vector<JournalPage>& changed, Phase phase);
@@ -140,11 +141,10 @@ class Journal {
   void Seal(Slot slot, PageNo page, std::uint8_t* record);
   void VoidGivenUp();
   void WriteHeader(Phase phase);
-  void Void();
+  void SayNothing();
   void NoteOthers(const std::vector<JournalPage>& changed);
   Waiting ReadState(const JournalHeader& header);
   // Whether the database is as it was when the header was written, by size and time of its last change.
-  bool IsUntouched(const JournalHeader& header);
   void Reset();
 
   FileSystem& files_;
@@ -153,7 +153,7 @@ class Journal {
   std::uint32_t page_size_;
   std::unique_ptr<File> file_;
   std::unique_ptr<JournalHeader> header_;  // the last one written, or to be written next
-  bool header_may_stand_ = false;          // in the file, valid
+  bool header_may_stand_ = false;          // in the file, with a state
   bool has_state_ = false;
   bool in_doubt_ = false;                               // a header was written that may, or may not, be found
   std::array<std::uint8_t, kHeaderBytes> committed_{};  // the header of that state

@@ -10,8 +10,23 @@ namespace jet::internal {
 namespace {
 
 constexpr std::size_t kHeaderBytes = Journal::kHeaderBytes;
-constexpr char kMagic[8] = {'p', 'g', 'j', 'r', 'n', 'l', '\x1A', '\x04'};
+constexpr char kMagic[8] = {'p', 'g', 'j', 'r', 'n', 'l', '\x1A', '\x05'};
 constexpr std::size_t kVersionByte = 7;
+constexpr std::uint64_t kHeadersEnd = kHeaderOffsets[1] + kHeaderBytes;
+
+// Whether a header that says that there is nothing was being written here, or was to be.
+bool IsBeginOfNothing(const std::uint8_t* bytes) {
+  std::uint8_t nothing[kHeaderBytes];
+  JournalHeader().Encode(nothing);
+  std::size_t same = 0;
+  while (same < kHeaderBytes && bytes[same] == nothing[same]) ++same;
+  return std::all_of(bytes + same, bytes + kHeaderBytes, [](std::uint8_t byte) { return byte == 0; });
+}
+
+std::optional<JournalHeader> StateOf(std::optional<JournalHeader> header) {
+  if (header && header->phase == Journal::Phase::kNothing) return std::nullopt;
+  return header;
+}
 
 }  // namespace
 
@@ -81,7 +96,7 @@ void ThrowDamaged(const std::string& path, const char* what) {
 
 JournalHeaders ReadHeaders(File& journal, const std::string& path) {
   std::optional<JournalHeader> places[std::size(kHeaderOffsets)];
-  bool second_written = false, other_version = false;
+  bool other_version = false, never_made = true;
   const std::uint64_t size = journal.Size();
   for (std::size_t i = 0; i < std::size(kHeaderOffsets); ++i) {
     const std::uint64_t offset = kHeaderOffsets[i];
@@ -90,12 +105,9 @@ JournalHeaders ReadHeaders(File& journal, const std::string& path) {
       journal.Read(offset, MutableBytes(bytes, std::min<std::uint64_t>(size - offset, kHeaderBytes)));
     }
     places[i] = JournalHeader::Decode(bytes);
-    if (size < kHeaderBytes && std::memcmp(bytes, kMagic, sizeof kMagic) == 0) {
-      ThrowDamaged(path, "it ends within its header");
-    }
     other_version |= !places[i] && std::memcmp(bytes, kMagic, kVersionByte) == 0 &&
                      bytes[kVersionByte] != kMagic[kVersionByte];
-    second_written = std::any_of(bytes, bytes + kHeaderBytes, [](std::uint8_t byte) { return byte != 0; });
+    never_made &= IsBeginOfNothing(bytes);
   }
   auto& [first, second] = places;
   if (!first && !second) {
@@ -106,16 +118,16 @@ JournalHeaders ReadHeaders(File& journal, const std::string& path) {
                               "journal away, which gives up what it holds.",
                               path));
     }
-    if (second_written) ThrowDamaged(path, "neither of its headers is whole");
+    if (!never_made || size > kHeadersEnd) ThrowDamaged(path, "neither of its headers is whole");
     return {};
   }
   JournalHeaders headers;
   if (first && (!second || first->sequence > second->sequence)) {
-    headers.cut_short = second || !second_written;
-    headers.before = std::move(second);
-    headers.newest = std::move(first);
+    headers.cut_short = second.has_value();
+    headers.before = StateOf(std::move(second));
+    headers.newest = StateOf(std::move(first));
   } else {
-    headers.newest = std::move(second);
+    headers.newest = StateOf(std::move(second));
   }
   return headers;
 }

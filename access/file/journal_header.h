@@ -33,7 +33,7 @@ struct JournalHeader {
     std::uint64_t hash = 0;
   };
   std::uint32_t page_size = 0;
-  Journal::Phase phase = Journal::Phase::kCommitted;
+  Journal::Phase phase = Journal::Phase::kNothing;
   PageNo file_pages = 0;
   PageNo pages = 0;
   std::uint32_t records = 0;
@@ -54,9 +54,9 @@ struct JournalHeader {
 };
 
 struct JournalHeaders {
-  std::optional<JournalHeader> newest;  // none: the journal was never committed
-  // The second place does not hold the newest one yet: the commit was cut short, if it was not the newest's
-  // change of phase. What it holds is the state before, or nothing.
+  std::optional<JournalHeader> newest;  // none: the journal has no state
+  // The second place holds what was before the newest one, a state or nothing: the commit was cut short, if
+  // it was not the newest's change of phase.
   bool cut_short = false;
   std::optional<JournalHeader> before;
 };

@@ -65,11 +65,8 @@ std::optional<Journal::Waiting> Journal::Recover(bool writable) {
       waiting = ReadState(**header);
       *header_ = std::move(**header);
     } catch (const Error& error) {
-      // Of a commit that was cut short the records may be missing. It was never said to be durable. But a
-      // second header may be lost, too: that the first commit was cut short shows in a file that nobody has
-      // touched since.
+      // Of a commit that was cut short the records may be missing. It was never said to be durable.
       if (error.kind() != ErrorKind::kCorrupt || !std::exchange(headers.cut_short, false)) throw;
-      if (!headers.before && !IsUntouched(**header)) throw;
       continue;
     }
     header_may_stand_ = true;
@@ -85,11 +82,6 @@ std::optional<Journal::Waiting> Journal::Recover(bool writable) {
   }
   Reset();
   return std::nullopt;
-}
-
-bool Journal::IsUntouched(const JournalHeader& header) {
-  return database_.Stamp().modified == header.modified &&
-         database_.Size() == std::uint64_t{header.file_pages} * page_size_;
 }
 
 // Reads every record and looks at every page of the database that one is for.

@@ -87,9 +87,8 @@ void KillHalfway(MemoryFileSystem& files) {
   FAIL() << "the file was never touched";
 }
 
-// Without a second header a journal may be that of a commit that was cut short, which is nothing to keep; not
-// where the file was touched since.
-TEST(Journal, IsKeptWithoutItsSecondHeaderWhenTheFileIsHalfWritten) {
+// Headers that are lost are not taken for those of a journal that has nothing to keep.
+TEST(Journal, IsKeptWithoutItsHeadersWhenTheFileIsHalfWritten) {
   const std::string zeros(512, '\0');
   const struct {
     const char* what;
@@ -101,6 +100,9 @@ TEST(Journal, IsKeptWithoutItsSecondHeaderWhenTheFileIsHalfWritten) {
        [&](std::string j) { return j.replace(4096, 512, zeros).substr(0, j.size() - 1); }},
       {"without it, and with a damaged record",
        [&](std::string j) { return j.replace(4096, 512, zeros).replace(15000, 3, "bad"); }},
+      {"without both", [&](std::string j) { return j.replace(0, 512, zeros).replace(4096, 512, zeros); }},
+      {"with nothing but zeros", [](const std::string& j) { return std::string(j.size(), '\0'); }},
+      {"cut off within its first header", [](const std::string& j) { return j.substr(0, 40); }},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.what);
@@ -121,16 +123,44 @@ TEST(Journal, IsKeptWithoutItsSecondHeaderWhenTheFileIsHalfWritten) {
   EXPECT_EQ(StateOf(files.Content(kPath)), 1) << "one header is enough";
 }
 
-// A journal that was never committed has no second header, and the first one, if at all, is torn.
+// A program was killed when it had written the records, and no header.
+std::string JournalWithoutAState() {
+  for (std::uint64_t more = 1; more < 100; ++more) {
+    MemoryFileSystem files;
+    files.SetContent(kPath, OldContent());
+    auto store = OpenStore(files);
+    FirstWork(*store);
+    files.FailAt(files.operations() + more, MemoryFileSystem::Failure::kIo, true);
+    EXPECT_THROW(store->Persist(), Error);
+    if (files.Exists(kJournal) && files.Content(kJournal).size() > 8192 + kPage)
+      return files.Content(kJournal);
+  }
+  ADD_FAILURE() << "no record was written";
+  return std::string(8192, 'x');
+}
+
+// Before there is room for a record, both headers say that there is nothing.
 TEST(Journal, IsRemovedOnlyWhenItWasNeverCommitted) {
+  const std::string written = JournalWithoutAState();
+  const std::string nothing = written.substr(0, 512), made = written.substr(0, 4096 + 512);
+  ASSERT_EQ(nothing, written.substr(4096, 512));
   const struct {
     std::string journal;
     bool removed;
   } cases[] = {
       {std::string(), true},
-      {std::string(511, 'x'), true},
-      {std::string(5000, '\0'), true},
-      {std::string("pgjrnl\x1A\x04") + std::string(600, 'x'), true},
+      {std::string(4608, '\0'), true},
+      {made, true},
+      {nothing, true},
+      {made.substr(0, 300), true},
+      {made.substr(0, 4096 + 300), true},
+      {std::string(4096, '\0') + nothing, true},
+      {written, true},
+      {written + "x", true},
+      {std::string(4609, '\0'), false},
+      {written.substr(0, 300) + std::string(9000, '\0'), false},
+      {std::string(511, 'x'), false},
+      {std::string("pgjrnl\x1A\x05") + std::string(600, 'x'), false},
       {std::string("pgjrnl\x1A\x03") + std::string(600, 'x'), false},
       {std::string(20000, 'x'), false},
       {std::string(4096, '\0') + "x", false},

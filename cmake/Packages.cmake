@@ -9,8 +9,8 @@ set(VNT_DOC_OF_vntfixdb ${CMAKE_INSTALL_DATADIR}/doc/vntfixdb)
 set(VNT_MAINTAINER "VNTFixdb maintainers <maintainers@vntfixdb.invalid>" CACHE STRING
   "Who answers for the packages: name and mail address")
 
-install(FILES README.md DESTINATION ${VNT_DOC_OF_vntfix} COMPONENT vntfix)
-install(FILES docs/ingres.md docs/diff.schema.json docs/run-report.schema.json
+install(FILES packaging/debian/README.md DESTINATION ${VNT_DOC_OF_vntfix} COMPONENT vntfix)
+install(FILES docs/server.md docs/ingres.md docs/diff.schema.json docs/run-report.schema.json
   DESTINATION ${VNT_DOC_OF_vntfix}/docs COMPONENT vntfix)
 
 # Where each shell looks for what packages bring along.

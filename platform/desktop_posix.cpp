@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -77,6 +78,31 @@ bool OpenWith(const std::string& name, const std::string& path) {
   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
+// The first line that a command prints; empty when it fails or prints nothing.
+std::string FirstLine(const std::string& program, const std::string& request, const std::string& argument) {
+  std::string command = "'" + program + "' query " + request + " '";
+  for (const char c : argument) {
+    if (c == '\'') command += "'\\'";
+    command += c;
+  }
+  command += "' 2>/dev/null";
+  FILE* const output = popen(command.c_str(), "re");
+  if (output == nullptr) return {};
+  std::string line;
+  for (int c = std::getc(output); c != EOF; c = std::getc(output)) line += static_cast<char>(c);
+  if (pclose(output) != 0) return {};
+  return line.substr(0, line.find('\n'));
+}
+
+// xdg-open hands to the browser what no program is associated with, and the browser offers to save it. False
+// when the desktop says that there is none.
+bool HasProgramFor(const std::string& path) {
+  const std::string xdg_mime = FindProgram("xdg-mime");
+  if (xdg_mime.empty()) return true;
+  const std::string type = FirstLine(xdg_mime, "filetype", path);
+  return type.empty() || !FirstLine(xdg_mime, "default", type).empty();
+}
+
 std::vector<std::string> ReadLines(const fs::path& file) {
   std::vector<std::string> lines;
   std::ifstream stream(file);
@@ -108,7 +134,7 @@ void SetLine(std::vector<std::string>& lines, std::string_view section, std::str
 
 bool OpenDocument(const std::string& path) {
   std::error_code ignored;
-  return fs::exists(path, ignored) && OpenWith("xdg-open", path);
+  return fs::exists(path, ignored) && HasProgramFor(path) && OpenWith("xdg-open", path);
 }
 
 bool OpenInBrowser(const std::string& path) {

@@ -24,6 +24,23 @@ TEST_F(DesktopTest, OpensDocument) {
   EXPECT_TRUE(OpenDocument(document)) << "an opener that stays while the document is shown";
 }
 
+TEST_F(DesktopTest, ADocumentWithoutAProgramIsNotGivenToTheBrowser) {
+  const std::string document = WriteFile("it's help.chm", "help").string();
+  InstallOpener("exit 0\n");
+  const struct {
+    const char* says;
+    bool opened;
+  } cases[] = {
+      {"[ \"$2\" = default ] || { [ -e \"$3\" ] && echo application/vnd.ms-htmlhelp; }", false},
+      {"[ \"$2\" = filetype ] && echo application/vnd.ms-htmlhelp || echo \"viewer-of-$3.desktop\"", true},
+      {"exit 2", true},
+  };
+  for (const auto& c : cases) {
+    InstallProgram("xdg-mime", std::string(c.says) + "\n");
+    EXPECT_EQ(OpenDocument(document), c.opened) << c.says;
+  }
+}
+
 TEST_F(DesktopTest, UserSettingsAreKeptSideBySide) {
   SaveUserSetting("Settings", "MainLeft", -150);
   SaveUserSetting("Settings", "MainTop", 20);

@@ -76,8 +76,9 @@ class Surroundings : public ::testing::Test {
   }
 
   // A program named xdg-open that runs `script`, and nothing else on the search path but /bin.
-  void InstallOpener(const std::string& script) {
-    const auto file = WriteFile("bin/xdg-open", "#!/bin/sh\n" + script);
+  void InstallOpener(const std::string& script) { InstallProgram("xdg-open", script); }
+  void InstallProgram(const std::string& name, const std::string& script) {
+    const auto file = WriteFile("bin/" + name, "#!/bin/sh\n" + script);
     fs::permissions(file, fs::perms::owner_all);
     SetEnvironment("PATH", (folder_ / "bin").string() + ":/bin");
   }

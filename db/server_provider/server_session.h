@@ -18,7 +18,7 @@
 #include "db/odbc_provider/session.h"
 #include "db/odbc_provider/statement.h"
 #include "db/server_provider/change_queue.h"
-#include "db/server_provider/printer.h"
+#include "db/server_provider/server_printer.h"
 #include "db/server_provider/server_table.h"
 #include "db/server_provider/sql_dialect.h"
 

@@ -30,14 +30,16 @@ std::string Printer::WhereSql(const Select& select, Scope* scope) {
 void Printer::PrintItems(const Select& select, bool exact, Scope* scope, std::vector<Item>* items,
                          std::vector<OutputColumn>* columns) {
   const auto add = [&](Printed p, std::string name) {
-    items->push_back(ItemOf(p, exact, items->size() + 1));
-    columns->push_back({std::move(name), p.type, std::move(p.table), p.column});
+    columns->push_back({std::move(name), p.type, p.table, p.column});
+    std::string value = select.distinct ? AsOperand(p).sql : std::string();
+    items->push_back(ItemOf(std::move(p), exact, columns->size()));
+    items->back().value = std::move(value);
   };
   int unnamed = 0;
   for (const SelectItem& item : select.items) {
     if (!item.star) {
       Printed p = Print(*item.expr, scope);
-      std::string name = item.alias.empty() ? p.name : item.alias;
+      std::string name = item.alias.empty() ? std::move(p.name) : item.alias;
       // The name Access makes up.
       if (name.empty()) name = fmt::format("Expr{}", 1000 + unnamed++);
       add(std::move(p), std::move(name));
@@ -49,7 +51,7 @@ void Printer::PrintItems(const Select& select, bool exact, Scope* scope, std::ve
       any = true;
       for (int i = 0; i < s.CountColumns(); ++i) {
         Printed p = ColumnOf(s, i);
-        std::string name = p.name;
+        std::string name = std::move(p.name);
         add(std::move(p), std::move(name));
       }
     }
@@ -224,7 +226,7 @@ std::string Printer::PrintSingle(const Select& select, const Scope* outer, Use u
   }
   if (base != nullptr && scope.sources.size() == 1 && scope.sources[0].table && !select.distinct &&
       !is_grouped) {
-    for (std::string& name : RowNames(scope.sources[0])) items.push_back({std::move(name), {}, {}});
+    for (std::string& name : RowNames(scope.sources[0])) items.push_back({std::move(name), {}});
     *base = scope.sources[0].table;
   }
   if (use == Use::kResult) TellNamesApart(columns);

@@ -69,12 +69,13 @@ class Printer {
   // Of columns that a UNION puts below each other.
   virtual Type UnionType(Type a, Type b) const = 0;
 
-  // An output column: as it is shown; as ORDER BY uses it, which may be by its position; as a value.
+  // An output column: as it is shown; as ORDER BY uses it, which may be by its position.
   struct Item {
-    std::string shown, sorted, value;
+    std::string shown, sorted;
     bool by_position = true;  // sorting by the position is sorting by the value
+    std::string value = {};   // of DISTINCT
   };
-  virtual Item ItemOf(const Printed& p, bool exact, std::size_t position) const = 0;
+  virtual Item ItemOf(Printed p, bool exact, std::size_t position) const = 0;
   // As GROUP BY uses it.
   virtual std::string GroupSql(const Printed& operand) const = 0;
   // As ORDER BY uses it, where it is no output column.

@@ -127,9 +127,11 @@ std::string Translator::PercentSql(double percent) const {
   return fmt::format("max(1, CAST(t.total * {:.10g} / 100.0 + 0.999999 AS INTEGER))", percent);
 }
 
-Printer::Item Translator::ItemOf(const Printed& p, bool exact, std::size_t) const {
-  const Printed value = AsOperand(p);
-  return {exact ? StoredSql(value) : value.sql, SortSql(value), value.sql, value.type != Type::kDecimal};
+Printer::Item Translator::ItemOf(Printed p, bool exact, std::size_t) const {
+  p = AsOperand(std::move(p));
+  std::string sorted = SortSql(p);
+  const bool is_decimal = p.type == Type::kDecimal;
+  return {is_decimal && exact ? std::move(p.exact) : std::move(p.sql), std::move(sorted), !is_decimal};
 }
 
 std::string Translator::GroupSql(const Printed& operand) const {
@@ -140,7 +142,8 @@ std::string Translator::SortSql(const Printed& operand) const {
   std::string sql = GroupSql(operand);
   // A number would be taken for a position.
   const bool is_column = sql.size() > 2 && sql[0] == 'a' && sql.find_first_of(" (,") == std::string::npos;
-  return is_column ? sql : "+(" + sql + ")";
+  if (!is_column) sql = "+(" + sql + ")";
+  return sql;
 }
 
 }  // namespace jet::sql

@@ -98,7 +98,7 @@ class Translator final : private Printer {
   std::string Limit(std::int64_t rows) const override;
   std::string PercentSql(double percent) const override;
   Type UnionType(Type a, Type b) const override { return a == b ? a : Type::kUnknown; }
-  Item ItemOf(const Printed& p, bool exact, std::size_t position) const override;
+  Item ItemOf(Printed p, bool exact, std::size_t position) const override;
   std::string GroupSql(const Printed& operand) const override;
   std::string SortSql(const Printed& operand) const override;
 

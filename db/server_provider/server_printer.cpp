@@ -92,8 +92,8 @@ std::string ServerPrinter::PercentSql(double) const {
   throw Error(ErrorKind::kNotSupported, "TOP ... PERCENT is not supported on a server.");
 }
 
-Printer::Item ServerPrinter::ItemOf(const Printed& p, bool, std::size_t position) const {
-  return {p.sql, fmt::format("{}", position), ValueSql(p)};
+Printer::Item ServerPrinter::ItemOf(Printed p, bool, std::size_t position) const {
+  return {std::move(p.sql), fmt::format("{}", position)};
 }
 
 // ---- statements

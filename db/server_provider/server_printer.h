@@ -85,7 +85,7 @@ class ServerPrinter final : private jet::sql::Printer {
   std::string Limit(std::int64_t rows) const override { return dialect_.Limit(rows); }
   std::string PercentSql(double percent) const override;
   Type UnionType(Type a, Type b) const override { return jet::sql::Common(a, b); }
-  Item ItemOf(const Printed& p, bool exact, std::size_t position) const override;
+  Item ItemOf(Printed p, bool exact, std::size_t position) const override;
   std::string GroupSql(const Printed& operand) const override { return operand.sql; }
   std::string SortSql(const Printed& operand) const override { return operand.sql; }
 

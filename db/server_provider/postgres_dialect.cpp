@@ -59,14 +59,16 @@ class Postgres final : public PostgresTables {
   std::string_view driver_settings() const override {
     // Protocol 7.4-2: a statement that fails takes back itself, not the transaction.
     return "Protocol=7.4-2;BoolsAsChar=0;LFConversion=0;UseServerSidePrepare=0;ByteaAsLongVarBinary=1;"
-           "UpdatableCursors=0;";
+           // The driver would send the timeout anew with many statements; SessionSetup() sends it once.
+           "UpdatableCursors=0;IgnoreTimeout=1;";
   }
 
-  std::vector<std::string> SessionSetup() const override {
+  std::vector<std::string> SessionSetup(int seconds) const override {
     return {
         "SET client_min_messages = error; SET datestyle = 'ISO, YMD'; SET bytea_output = 'hex'; "
         "SET standard_conforming_strings = on; SET jit = off; SET plan_cache_mode = force_generic_plan; SET "
-        "extra_float_digits = 1"};
+        "extra_float_digits = 1; SET statement_timeout = " +
+        std::to_string(seconds * 1000)};
   }
 
   std::string Name(std::string_view name) const override { return Quoted(name, '"'); }

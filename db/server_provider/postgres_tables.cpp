@@ -273,7 +273,11 @@ std::vector<std::string> PostgresTables::KeyOfRemark(std::string_view remark) co
 
 // ---- the catalog
 
-std::string PostgresTables::ColumnsQuery() const {
+std::string PostgresTables::IsTable(std::string_view table) const {
+  return table.empty() ? std::string() : "AND lower(c.relname) = lower(" + TextConstant(table) + ") ";
+}
+
+std::string PostgresTables::ColumnsQuery(std::string_view table) const {
   return "SELECT c.relname, a.attname, t.typname, "
          "CASE WHEN a.atttypmod < 0 THEN 0 WHEN t.typname IN ('varchar', 'bpchar') THEN a.atttypmod - 4 "
          "WHEN t.typname = 'numeric' THEN ((a.atttypmod - 4) >> 16) & 65535 ELSE 0 END, "
@@ -286,10 +290,11 @@ std::string PostgresTables::ColumnsQuery() const {
          "LEFT JOIN pg_attrdef d ON d.adrelid = c.oid AND d.adnum = a.attnum "
          "WHERE c.relkind IN ('r', 'p', 'f') AND NOT c.relispartition AND pg_table_is_visible(c.oid) "
          "AND n.nspname NOT IN ('pg_catalog', 'information_schema') AND n.nspname NOT LIKE 'pg_temp%' "
-         "AND a.attnum > 0 AND NOT a.attisdropped ORDER BY c.relname COLLATE \"C\", a.attnum";
+         "AND a.attnum > 0 AND NOT a.attisdropped " +
+         IsTable(table) + "ORDER BY c.relname COLLATE \"C\", a.attnum";
 }
 
-std::string PostgresTables::IndexesQuery() const {
+std::string PostgresTables::IndexesQuery(std::string_view table) const {
   return "SELECT c.relname, i.relname, x.indisunique::int, x.indisprimary::int, a.attname, "
          "(x.indoption[k.place::int - 1] & 1)::int "
          "FROM pg_index x JOIN pg_class c ON c.oid = x.indrelid JOIN pg_class i ON i.oid = x.indexrelid "
@@ -298,8 +303,8 @@ std::string PostgresTables::IndexesQuery() const {
          "JOIN pg_attribute a ON a.attrelid = c.oid AND a.attnum = k.number "
          "WHERE pg_table_is_visible(c.oid) AND n.nspname NOT IN ('pg_catalog', 'information_schema') "
          "AND n.nspname NOT LIKE 'pg_t%' AND x.indisvalid AND x.indpred IS NULL AND x.indexprs IS NULL AND "
-         "k.place <= "
-         "x.indnkeyatts "
+         "k.place <= x.indnkeyatts " +
+         IsTable(table) +
          "ORDER BY c.relname COLLATE \"C\", x.indisprimary DESC, i.relname COLLATE \"C\", k.place";
 }
 

@@ -30,8 +30,8 @@ class PostgresTables : public SqlDialect {
   std::string CreateIndex(const ServerTable& table, const ServerIndex& index) const override;
   std::string DropIndex(const ServerTable& table, const std::string& index) const override;
   std::string AddColumn(const ServerTable& table, const ServerColumn& column) const override;
-  std::string ColumnsQuery() const override;
-  std::string IndexesQuery() const override;
+  std::string ColumnsQuery(std::string_view table) const override;
+  std::string IndexesQuery(std::string_view table) const override;
   void SetType(std::string_view type, int size, int scale, std::string_view remark,
                ServerColumn* column) const override;
   std::string DefaultOf(std::string_view sql) const override;
@@ -44,6 +44,8 @@ class PostgresTables : public SqlDialect {
   std::string ColumnSql(const ServerColumn& column) const;
   // Empty: the key needs none.
   std::string FoldIndex(const ServerTable& table, const ServerIndex& index) const;
+  // For the condition of a query of the catalog.
+  std::string IsTable(std::string_view table) const;
 };
 
 }  // namespace vnt::db

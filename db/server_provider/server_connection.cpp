@@ -286,7 +286,7 @@ std::int64_t ServerConnection::SelectInto(const Statement& s, std::string_view t
     count = session_->Run(fill.sql, fill.helpers);
   }
   for (const std::string& sql : session_->dialect().CreateIndexes(table)) session_->Run(sql);
-  session_->ForgetTables();
+  session_->ForgetTable(table.name);
   session_->NoteWrite(table.name);
   ahead_.Forget();
   return count;
@@ -334,7 +334,7 @@ void ServerConnection::Define(const Statement& s) {
       throw Error(ErrorKind::kNotSupported, "The statement is not supported on a server.");
   }
   session_->NoteWrite(s.table);
-  session_->ForgetTables();
+  session_->ForgetTable(s.table);
   ahead_.Forget();
 }
 

@@ -46,7 +46,8 @@ class ServerSession : public ServerTables {
   ServerTablePtr Find(std::string_view name) override;
   // By name.
   std::vector<ServerTablePtr> Tables();
-  // After a definition has changed.
+  // After the definition of a table has changed; of any table.
+  void ForgetTable(const std::string& name) { changed_.insert(name); }
   void ForgetTables() { tables_read_ = false; }
 
   // Sends a statement at once, behind those that wait; gives the number of rows affected.
@@ -94,12 +95,14 @@ class ServerSession : public ServerTables {
  private:
   void Begin();
   void MakeHelpers(const std::vector<std::string>& helpers);
-  void ReadTables();
+  // All, or that one.
+  void ReadTables(const std::string& name = {});
 
   std::unique_ptr<OdbcSession> odbc_;
   const SqlDialect* dialect_ = nullptr;
   bool tables_read_ = false;
   std::map<std::string, ServerTablePtr> tables_;  // by the name in small letters
+  std::set<std::string> changed_;                 // tables whose definition has changed since
   std::set<std::string> helpers_;                 // that there are
   std::map<std::string, std::string> prepared_;   // names of statements
   ChangeQueue queue_;

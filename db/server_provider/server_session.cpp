@@ -328,20 +328,38 @@ void ServerSession::Rollback() {
   if (!odbc_->is_lost()) odbc_->EndTransaction(false);
 }
 
-bool ServerSession::TryLock(std::int32_t number, bool shared) {
-  bool has = false;
-  {
-    const auto statement = Open(dialect_->TryLock(number, shared));
-    statement->DescribeColumns();
-    std::vector<Value> row;
-    has = statement->Fetch(&row) && row[0].ToInt32() != 0;
-  }
-  Commit();
-  return has;
+namespace {
+
+// Sent together.
+std::string EachOf(const std::vector<std::int32_t>& numbers,
+                   const std::function<std::string(std::int32_t)>& text) {
+  std::string all;
+  for (const std::int32_t number : numbers) all += text(number) + "; ";
+  return all;
 }
 
-void ServerSession::Unlock(std::int32_t number, bool shared) {
-  Open(dialect_->Unlock(number, shared));
+}  // namespace
+
+bool ServerSession::TryLock(const std::vector<std::int32_t>& numbers, bool shared) {
+  std::vector<std::int32_t> had;
+  {
+    const auto statement = Open(EachOf(numbers, [&](auto n) { return dialect_->TryLock(n, shared); }));
+    std::vector<Value> row;
+    std::size_t i = 0;
+    do {
+      statement->DescribeColumns();
+      if (statement->Fetch(&row) && row[0].ToInt32() != 0) had.push_back(numbers[i]);
+      ++i;
+    } while (i < numbers.size() && statement->NextResult());
+  }
+  Commit();
+  if (had.size() == numbers.size()) return true;
+  if (!had.empty()) Unlock(had, shared);
+  return false;
+}
+
+void ServerSession::Unlock(const std::vector<std::int32_t>& numbers, bool shared) {
+  Open(EachOf(numbers, [&](auto n) { return dialect_->Unlock(n, shared); }));
   Commit();
 }
 

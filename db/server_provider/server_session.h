@@ -72,10 +72,10 @@ class ServerSession : public ServerTables {
   // Whether the outcome of the last Commit() is not known.
   bool is_in_doubt() const { return in_doubt_; }
 
-  // A lock that lasts as long as the connection, or until Unlock(). False: another connection has it, and not
-  // shared.
-  bool TryLock(std::int32_t number, bool shared);
-  void Unlock(std::int32_t number, bool shared);
+  // Locks that last as long as the connection, or until Unlock(): all of them, or none. False: another
+  // connection has one of them, and not shared.
+  bool TryLock(const std::vector<std::int32_t>& numbers, bool shared);
+  void Unlock(const std::vector<std::int32_t>& numbers, bool shared);
 
   std::int64_t round_trips() const { return round_trips_; }
 

@@ -1,6 +1,6 @@
-// Walks parsed Access SQL and prints it in the words of a database: looks names up, infers what types can be
-// known, and keeps the rules that hold wherever the rows lie (either bound of BETWEEN may be the lower one,
-// TOP keeps ties, rows come in the order in which their tables hold them, Null joined with "+" is Null).
+// Walks parsed Access SQL and prints it in the words of a database: looks names up, and keeps the rules that
+// hold wherever the rows lie (what may be compared with what, TOP keeps ties, rows come in the order in which
+// their tables hold them).
 //
 // A table or query in a FROM list becomes "... AS aN". What a database says in words of its own is virtual; a
 // printer for another one derives from this and gives just that.
@@ -31,8 +31,6 @@ class Printer {
 
  protected:
   explicit Printer(std::string_view text) : text_(text) {}
-  Printer(const Printer&) = default;
-  Printer& operator=(const Printer&) = delete;
 
   struct Printed {
     std::string sql;

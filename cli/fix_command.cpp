@@ -93,9 +93,8 @@ bool IsNoticeDatabase(const std::string& file) {
 
 // Two runs keep off one notice, and a run for all notices off every other.
 bool LockNotices(db::ServerSession& session, const std::vector<std::int32_t>& notices) {
-  if (!session.TryLock(0, /*shared=*/!notices.empty())) return false;
-  return std::ranges::all_of(notices,
-                             [&](std::int32_t notice) { return session.TryLock(notice, /*shared=*/false); });
+  return session.TryLock({0}, /*shared=*/!notices.empty()) &&
+         (notices.empty() || session.TryLock(notices, /*shared=*/false));
 }
 
 // The same of a data source, without reading what tables it has.

@@ -12,7 +12,15 @@ bool IsRestricted(NoticeTest test) {
 std::string CurrentNotice(const Restriction& restriction, NoticeTest test) {
   if (restriction.before.empty() || !IsRestricted(test)) return {};
   std::string text(restriction.before);
-  text += std::to_string(State().ntc_id);
+  if (State().notices.empty()) {
+    text += std::to_string(State().ntc_id);
+  } else {
+    // "ntc_id = 12" becomes "ntc_id in (12, 13)".
+    text.resize(text.rfind('='));
+    for (const std::int32_t notice : State().notices)
+      text += (text.back() == ' ' ? "in (" : ", ") + std::to_string(notice);
+    text += ')';
+  }
   text += restriction.after;
   return text;
 }

@@ -17,7 +17,8 @@ enum class NoticeTest {
 // Whether the current notice narrows the work of a routine that makes this test.
 bool IsRestricted(NoticeTest test = NoticeTest::kAboveZero);
 
-// Text around the number of the current notice. An empty `before` means that the statement is never narrowed.
+// Text around the number of the current notice, behind a "=". An empty `before` means that the statement is
+// never narrowed.
 struct Restriction {
   std::string_view before;
   std::string_view after;
@@ -36,7 +37,8 @@ inline constexpr Restriction kWhereGroups{" where grp_id in (select grp_id from 
 inline constexpr Restriction kWhereGroupsWide{"  where grp_id in (select grp_id from grp where ntc_id = ",
                                               ")"};
 
-// Restriction text around the number of the current notice; empty when no notice narrows the work.
+// Restriction text around the number of the current notice, or those of several; empty when no notice narrows
+// the work.
 std::string CurrentNotice(const Restriction& restriction, NoticeTest test = NoticeTest::kAboveZero);
 
 }  // namespace vnt

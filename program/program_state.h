@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "db/cadodb.h"
 #include "db/services.h"
@@ -16,9 +17,17 @@
 
 namespace vnt {
 
+// What of a run that cannot come to its end is kept.
+enum class Keeping : std::uint8_t {
+  kFixes,     // those that were finished
+  kWholeRun,  // nothing
+  kCleanRun,  // nothing; and an error of a fix ends the run, too
+};
+
 struct ProgramState {
-  std::string current_database;  // Access file or Ingres data source name; empty: none is open
-  std::int32_t ntc_id = 0;       // 0: the whole database; above 0: one notice
+  std::string current_database;       // Access file or Ingres data source name; empty: none is open
+  std::int32_t ntc_id = 0;            // 0: the whole database; above 0: one notice
+  std::vector<std::int32_t> notices;  // several that are worked on together, and not ntc_id alone
   std::unique_ptr<db::cadodb> main_connection;
   std::unique_ptr<db::cadodb>
       second_connection;  // by design: opened and closed with the first, no fix asks it
@@ -30,6 +39,7 @@ struct ProgramState {
   bool dry_run = false;          // files beside the database, such as logs, are not written either
   bool counts_changes = false;   // a run finds out how many rows each fix has really changed
   bool stamps_history = true;    // at the end of a run; false: a further part of it will do that
+  Keeping keeping = Keeping::kFixes;
   std::int16_t version_no = 0;
   std::int16_t version_no_sub = 0;
   std::string source_fault;  // why the data source could not be reached at start-up; empty: it could

@@ -155,6 +155,8 @@ class Run {
     }
     RunRoutines(result);
     EndCounting(result);
+    if (State().keeping == Keeping::kCleanRun && !result.errors.empty())
+      throw db::DbError(result.errors.front());
     if (State().counts_changes) CountChanges(result);
     saving_ = true;
     ++done_;
@@ -165,16 +167,21 @@ class Run {
   }
 
   // Changes may be put off (on a server); when one of them turns out to fail, what the fix did is taken back
-  // and it runs again, each statement at once, so that the error comes where it belongs.
+  // and it runs again, each statement at once, so that the error comes where it belongs. A run that is kept
+  // whole has no place to go back to but its begin: it puts nothing off, or ends.
   void RunRoutines(FixResult& result) {
     db::Connection* const cn = OpenMain();
     counter_.Start(result);
+    if (State().keeping == Keeping::kWholeRun) {
+      if (cn != nullptr) cn->SetDeferring(false);
+      return RunRoutinesOnce(result);
+    }
     try {
       if (cn != nullptr) cn->SetDeferring(true);
       RunRoutinesOnce(result);
       if (cn != nullptr) cn->SetDeferring(false);
     } catch (const db::DbError& error) {
-      if (error.number() != db::kErrRepeat || cn == nullptr) throw;
+      if (error.number() != db::kErrRepeat || cn == nullptr || State().keeping != Keeping::kFixes) throw;
       cn->RevertToMark();
       cn->SetDeferring(false);
       counter_.Start(result);
@@ -235,6 +242,7 @@ class Run {
 
   // What is done now is what a failing fix is taken back to.
   void SetBorder() {
+    if (done_ > 0 && State().keeping != Keeping::kFixes) return;
     if (db::Connection* cn = OpenMain()) cn->Mark();
     marked_ = done_;
   }
@@ -242,7 +250,9 @@ class Run {
   // What was done becomes durable, if it is time.
   void Save(bool last) {
     const auto now = std::chrono::steady_clock::now();
-    if (!last && now - last_persist_ < State().persist_interval) return;
+    const bool is_time =
+        State().keeping == Keeping::kFixes && now - last_persist_ >= State().persist_interval;
+    if (!last && !is_time) return;
     Trapped([last] {
       db::Connection* const cn = OpenMain();
       if (cn == nullptr) return;

@@ -243,34 +243,8 @@ void Session::Impl::PlanInsert(Statement& s, std::string_view text, Plan* plan) 
   plan->columns = std::move(t.columns);
   plan->tables = std::move(t.tables);
   plan->insert_sources.assign(def.columns.size(), -1);
-  const auto assign = [&](const std::string& name, std::size_t source) {
-    const int column = def.FindColumn(name);
-    if (column < 0) {
-      throw Error(ErrorKind::kNoColumn, fmt::format("No column '{}' in '{}'.", name, def.name));
-    }
-    int& slot = plan->insert_sources[column];
-    if (slot >= 0)
-      throw Error(ErrorKind::kInvalid, fmt::format("The column '{}' is given two values.", name));
-    slot = source;
-  };
-  const std::size_t given = plan->columns.size();
-  if (!s.columns.empty()) {
-    if (s.columns.size() != given) {
-      throw Error(ErrorKind::kInvalid, fmt::format("INSERT INTO '{}' names {} columns but gives {} values.",
-                                                   def.name, s.columns.size(), given));
-    }
-    for (std::size_t i = 0; i < given; ++i) assign(s.columns[i].first, i);
-  } else if (values) {
-    if (def.columns.size() != given) {
-      throw Error(ErrorKind::kInvalid,
-                  fmt::format("INSERT INTO '{}' gives {} values, but the table has {} columns.", def.name,
-                              given, def.columns.size()));
-    }
-    for (std::size_t i = 0; i < given; ++i) plan->insert_sources[i] = i;
-  } else {
-    // Columns are matched by name.
-    for (std::size_t i = 0; i < given; ++i) assign(plan->columns[i].name, i);
-  }
+  const std::vector<int> columns = InsertColumns(CatalogTable({}, plan->target), s, plan->columns);
+  for (std::size_t i = 0; i < columns.size(); ++i) plan->insert_sources[columns[i]] = static_cast<int>(i);
   if (!values) return;
   for (const ExprPtr& e : s.values) plan->insert_values.push_back(InsertValueOf(*e, s.parameters));
 }
@@ -410,38 +384,16 @@ std::int64_t Session::Impl::RunSelectInto(const std::shared_ptr<Plan>& plan,
   for (const OutputColumn& c : plan->columns) {
     NewColumn n;
     n.name = c.name;
-    if (c.table && c.column >= 0) {
+    if (const ColumnDef* def = StoredColumn(c)) {
       // A column shown unchanged keeps its type and length, nothing else.
-      const ColumnDef& def = c.table->def().columns[c.column];
-      n.type = def.type;
-      n.characters = def.type == ColumnType::kText ? def.max_characters() : def.length;
-      n.fixed_length = def.fixed && (def.type == ColumnType::kText || def.type == ColumnType::kBinary);
-      n.precision = def.precision;
-      n.scale = def.scale;
-      n.auto_number = def.auto_number && plan->tables.size() == 1;
+      n.type = def->type;
+      n.characters = def->type == ColumnType::kText ? def->max_characters() : def->length;
+      n.fixed_length = def->fixed && (def->type == ColumnType::kText || def->type == ColumnType::kBinary);
+      n.precision = def->precision;
+      n.scale = def->scale;
+      n.auto_number = def->auto_number && plan->tables.size() == 1;
     } else {
-      switch (c.type) {
-        case Type::kBoolean:
-          n.type = ColumnType::kBoolean;
-          break;
-        case Type::kInteger:
-          n.type = ColumnType::kLong;
-          break;
-        case Type::kDecimal:
-        case Type::kReal:
-          n.type = ColumnType::kDouble;
-          break;
-        case Type::kDate:
-          n.type = ColumnType::kDateTime;
-          break;
-        case Type::kBlob:
-          n.type = ColumnType::kOle;
-          break;
-        default:
-          n.type = ColumnType::kText;
-          n.characters = 255;
-          break;
-      }
+      n.type = ColumnTypeFor(c.type);
     }
     columns.push_back(std::move(n));
   }

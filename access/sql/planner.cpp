@@ -189,11 +189,10 @@ void Session::Impl::PlanQuery(const Statement& s, std::string_view text, Plan* p
   for (const OutputColumn& c : plan->columns) {
     ResultColumn r;
     r.name = c.name;
-    if (c.table && c.column >= 0) {
-      const ColumnDef& def = c.table->def().columns[c.column];
-      r.table = c.table->def().name;
-      r.column = def.name;
-      r.type = def.type;
+    if (c.table) {
+      r.table = c.table->TableName();
+      r.column = c.table->ColumnName(c.column);
+      r.type = c.table->TypeOfColumn(c.column);
     } else if (c.type == Type::kDate) {
       r.type = ColumnType::kDateTime;
     } else if (c.type == Type::kBoolean) {

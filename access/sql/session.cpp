@@ -63,7 +63,7 @@ std::optional<std::string> Session::Impl::FindQuery(const std::string& name, con
   return SavedQueryText(from, name);
 }
 
-CatalogTable Session::Impl::Find(const std::string& name, const std::string& file) {
+std::shared_ptr<const CatalogTable> Session::Impl::Find(const std::string& name, const std::string& file) {
   const std::string id = LowerText(file) + '\n' + LowerText(name);
   auto it = declared.find(id);
   if (it == declared.end()) {
@@ -84,7 +84,7 @@ CatalogTable Session::Impl::Find(const std::string& name, const std::string& fil
     DeclareTable(&connection->host, *d);
     it = declared.emplace(id, std::move(d)).first;
   }
-  return {it->second->sql_name, it->second->table->def().name, it->second->table};
+  return std::make_shared<CatalogTable>(it->second->sql_name, it->second->table);
 }
 
 namespace {

@@ -22,7 +22,7 @@ struct Session::Impl : TableCatalog {
   Impl(std::shared_ptr<Database> database, Opener opener);
   ~Impl() override;
 
-  CatalogTable Find(const std::string& name, const std::string& file) override;
+  std::shared_ptr<const CatalogTable> Find(const std::string& name, const std::string& file) override;
   std::optional<std::string> FindQuery(const std::string& name, const std::string& file) override;
   // Of the session's own database when `file` is empty.
   std::shared_ptr<Database> DatabaseOf(const std::string& file);

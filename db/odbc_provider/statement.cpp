@@ -9,8 +9,6 @@
 namespace vnt::db {
 namespace {
 
-constexpr SQLULEN kStatementSeconds = 600;
-
 bool IsBinary(SQLSMALLINT type) {
   return type == SQL_BINARY || type == SQL_VARBINARY || type == SQL_LONGVARBINARY;
 }
@@ -131,7 +129,7 @@ OdbcStatement::OdbcStatement(OdbcSession& session) : session_(session) {
   session_.RequireUsable();
   session_.Check(SQLAllocHandle(SQL_HANDLE_STMT, session_.handle(), &handle_), SQL_HANDLE_DBC,
                  session_.handle());
-  SQLSetStmtAttrW(handle_, SQL_ATTR_QUERY_TIMEOUT, reinterpret_cast<SQLPOINTER>(kStatementSeconds), 0);
+  SQLSetStmtAttrW(handle_, SQL_ATTR_QUERY_TIMEOUT, reinterpret_cast<SQLPOINTER>(SQLULEN{kSeconds}), 0);
 }
 
 OdbcStatement::~OdbcStatement() { SQLFreeHandle(SQL_HANDLE_STMT, handle_); }

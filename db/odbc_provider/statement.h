@@ -30,7 +30,9 @@ Value ToColumn(const Value& value, const OdbcColumn& column);
 
 class OdbcStatement {
  public:
-  // Statements that take longer than 10 minutes are given up.
+  // Statements that take longer are given up.
+  static constexpr int kSeconds = 600;
+
   explicit OdbcStatement(OdbcSession& session);
   ~OdbcStatement();
   OdbcStatement(const OdbcStatement&) = delete;

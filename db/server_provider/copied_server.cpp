@@ -134,7 +134,7 @@ class CopiedServer final : public CopiedDatabase {
     loader.Finish();
     if (!existing) {
       for (const std::string& sql : dialect.CreateIndexes(target)) session_->Run(sql);
-      session_->ForgetTables();
+      session_->ForgetTable(target.name);
     }
     return count;
   }

@@ -1,16 +1,4 @@
-// PostgreSQL, 15 and later.
-//
-//   Access             column                       Access             column
-//   Yes/No             boolean                      Currency           numeric(19,4), remark
-//   Byte               smallint, remark             Decimal(p,s)       numeric(p,s)
-//   Integer, Long      smallint, integer            Text(n)            varchar(n)
-//   Large Number       bigint                       Memo               text
-//   Single, Double     real, double precision       Binary(n), OLE     bytea, remark on the former
-//   Date/Time          timestamp                    GUID               uuid
-//
-// Texts have the collation "C", so that they are compared and sorted letter by letter. A remark is a comment
-// on the column that begins with "vntfix ". The number of kOrderColumn comes from one sequence for all
-// tables.
+// What PostgreSQL says in words of its own: literals, casts, functions, errors, locks.
 #include <fmt/format.h>
 #include <utf8.h>
 
@@ -21,7 +9,8 @@
 #include "access/base/calendar.h"
 #include "access/base/error.h"
 #include "access/base/text.h"
-#include "db/server_provider/sql_dialect.h"
+#include "access/sql/printer.h"
+#include "db/server_provider/postgres_tables.h"
 
 namespace vnt::db {
 namespace {
@@ -30,18 +19,10 @@ using jet::ColumnType;
 using jet::Error;
 using jet::ErrorKind;
 using jet::ValueKind;
+using jet::sql::NumberIn;
 
-constexpr char kRemark[] = "vntfix ";
-constexpr char kKeyRemark[] = "vntfix key ";
-constexpr char kSequence[] = "vnt_row_seq";
-// Fixes change most rows of a table: room for the new ones beside the old keeps indexes out of it.
-constexpr int kFillFactor = 50;
-// Between the name of a table and that of its index: index names of Access need to differ within a table
-// only.
-constexpr char kIndexMark = '$';
 // Of the locks on notices: so that they meet no other program's.
 constexpr int kLockClass = 0x564E54;
-constexpr char kFoldMark[] = "$folded";
 
 std::string Quoted(std::string_view text, char quote) {
   std::string out(1, quote);
@@ -50,12 +31,6 @@ std::string Quoted(std::string_view text, char quote) {
     if (c == quote) out += c;
   }
   return out + quote;
-}
-
-double RealOf(const jet::Value& v) {
-  return v.kind() == ValueKind::kInteger   ? static_cast<double>(v.integer())
-         : v.kind() == ValueKind::kDecimal ? v.decimal().ToDouble()
-                                           : v.real();
 }
 
 // Days count from 1899-12-30; before it the time of day still counts forward from midnight.
@@ -77,21 +52,23 @@ std::string Timestamp(double date) {
   return text;
 }
 
-class Postgres final : public SqlDialect {
+class Postgres final : public PostgresTables {
  public:
   std::string_view server_name() const override { return "PostgreSQL"; }
 
   std::string_view driver_settings() const override {
     // Protocol 7.4-2: a statement that fails takes back itself, not the transaction.
     return "Protocol=7.4-2;BoolsAsChar=0;LFConversion=0;UseServerSidePrepare=0;ByteaAsLongVarBinary=1;"
-           "UpdatableCursors=0;";
+           // The driver would send the timeout anew with many statements; SessionSetup() sends it once.
+           "UpdatableCursors=0;IgnoreTimeout=1;";
   }
 
-  std::vector<std::string> SessionSetup() const override {
+  std::vector<std::string> SessionSetup(int seconds) const override {
     return {
         "SET client_min_messages = error; SET datestyle = 'ISO, YMD'; SET bytea_output = 'hex'; "
         "SET standard_conforming_strings = on; SET jit = off; SET plan_cache_mode = force_generic_plan; SET "
-        "extra_float_digits = 1"};
+        "extra_float_digits = 1; SET statement_timeout = " +
+        std::to_string(seconds * 1000)};
   }
 
   std::string Name(std::string_view name) const override { return Quoted(name, '"'); }
@@ -110,16 +87,16 @@ class Postgres final : public SqlDialect {
     if (value.is_null()) return type == ColumnType::kBoolean ? "FALSE" : "NULL";
     switch (type) {
       case ColumnType::kBoolean:
-        return RealOf(value) != 0 ? "TRUE" : "FALSE";
+        return NumberIn(value) != 0 ? "TRUE" : "FALSE";
       case ColumnType::kSingle: {
-        const auto single = static_cast<float>(RealOf(value));
+        const auto single = static_cast<float>(NumberIn(value));
         // One that is too large for it is the server's to refuse.
-        return std::isfinite(single) ? fmt::format("'{}'", single) : fmt::format("'{}'", RealOf(value));
+        return std::isfinite(single) ? fmt::format("'{}'", single) : fmt::format("'{}'", NumberIn(value));
       }
       case ColumnType::kDouble:
-        return fmt::format("'{}'", RealOf(value));
+        return fmt::format("'{}'", NumberIn(value));
       case ColumnType::kDateTime:
-        return "'" + Timestamp(RealOf(value)) + "'";
+        return "'" + Timestamp(NumberIn(value)) + "'";
       default:
         break;
     }
@@ -177,7 +154,7 @@ class Postgres final : public SqlDialect {
       case ColumnType::kDecimal:
         return sql + "::numeric";
       default:
-        return sql + "::" + TypeName(column);
+        return sql + "::" + PostgresType(column);
     }
   }
 
@@ -250,141 +227,6 @@ class Postgres final : public SqlDialect {
   std::string_view place_column() const override { return "ctid"; }
   std::string PlaceConstant(const std::string& literal) const override { return literal + "::tid"; }
 
-  std::vector<std::string> CreateTable(const ServerTable& table) const override {
-    std::vector<std::string> statements{fmt::format("CREATE SEQUENCE IF NOT EXISTS {}", kSequence)};
-    std::string columns;
-    for (const ServerColumn& column : table.columns) columns += ColumnSql(column) + ", ";
-    statements.push_back(
-        fmt::format("CREATE TABLE {} ({}{} bigint NOT NULL DEFAULT nextval('{}')) "
-                    "WITH (fillfactor = {})",
-                    Name(table.name), columns, Name(kOrderColumn), kSequence, kFillFactor));
-    for (const ServerColumn& column : table.columns) {
-      if (const std::string remark = RemarkOf(column); !remark.empty())
-        statements.push_back(fmt::format("COMMENT ON COLUMN {}.{} IS {}", Name(table.name), Name(column.name),
-                                         TextConstant(remark)));
-    }
-    return statements;
-  }
-
-  std::vector<std::string> CreateIndexes(const ServerTable& table) const override {
-    std::vector<std::string> statements;
-    bool has_key = false;
-    for (const ServerIndex& index : table.indexes) {
-      statements.push_back(CreateIndex(table, index));
-      if (std::string fold = FoldIndex(table, index); !fold.empty()) statements.push_back(std::move(fold));
-      has_key = has_key || index.primary;
-    }
-    // Rows of a table without a key are told apart by their number.
-    if (!has_key) {
-      statements.push_back(fmt::format("CREATE UNIQUE INDEX {} ON {} ({})",
-                                       Name(table.name + kIndexMark + kOrderColumn), Name(table.name),
-                                       Name(kOrderColumn)));
-    }
-    for (const ServerColumn& column : table.columns) {
-      if (!column.auto_number) continue;
-      statements.push_back(fmt::format(
-          "SELECT setval(pg_get_serial_sequence({0}, {1}), greatest(max({2}), 1), max({2}) >= 1) FROM {3}",
-          TextConstant(Name(table.name)), TextConstant(column.name), Name(column.name), Name(table.name)));
-    }
-    statements.push_back("ANALYZE " + Name(table.name));
-    return statements;
-  }
-
-  std::string CreateIndex(const ServerTable& table, const ServerIndex& index) const override {
-    std::string columns;
-    for (const auto& [column, descending] : index.columns) {
-      columns += (columns.empty() ? "" : ", ") + Name(table.columns[column].name);
-      if (!index.primary && descending) columns += " DESC";
-    }
-    const std::string name = Name(table.name + kIndexMark + index.name);
-    if (index.primary)
-      return fmt::format("ALTER TABLE {} ADD CONSTRAINT {} PRIMARY KEY ({})", Name(table.name), name,
-                         columns);
-    return fmt::format("CREATE {}INDEX {} ON {} ({})", index.unique ? "UNIQUE " : "", name, Name(table.name),
-                       columns);
-  }
-
-  std::string DropIndex(const ServerTable& table, const std::string& index) const override {
-    for (const ServerIndex& known : table.indexes) {
-      if (!jet::EqualNames(known.name, index)) continue;
-      const std::string name = Name(table.name + kIndexMark + known.name);
-      return known.primary ? fmt::format("ALTER TABLE {} DROP CONSTRAINT {}", Name(table.name), name)
-                           : "DROP INDEX " + name;
-    }
-    throw Error(ErrorKind::kNotFound,
-                fmt::format("The index '{}' of '{}' does not exist.", index, table.name));
-  }
-
-  std::string AddColumn(const ServerTable& table, const ServerColumn& column) const override {
-    return fmt::format("ALTER TABLE {} ADD COLUMN {}", Name(table.name), ColumnSql(column));
-  }
-
-  std::string ColumnsQuery() const override {
-    return "SELECT c.relname, a.attname, t.typname, "
-           "CASE WHEN a.atttypmod < 0 THEN 0 WHEN t.typname IN ('varchar', 'bpchar') THEN a.atttypmod - 4 "
-           "WHEN t.typname = 'numeric' THEN ((a.atttypmod - 4) >> 16) & 65535 ELSE 0 END, "
-           "CASE WHEN t.typname = 'numeric' AND a.atttypmod >= 0 THEN (a.atttypmod - 4) & 65535 ELSE 0 END, "
-           "a.attnotnull::int, coalesce(pg_get_expr(d.adbin, d.adrelid), ''), (a.attidentity <> '')::int, "
-           "coalesce(col_description(c.oid, a.attnum), ''), (c.relkind <> 'r')::int, "
-           "coalesce(obj_description(c.oid, 'pg_class'), '') "
-           "FROM pg_class c JOIN pg_attribute a ON a.attrelid = c.oid JOIN pg_type t ON t.oid = a.atttypid "
-           "JOIN pg_namespace n ON n.oid = c.relnamespace "
-           "LEFT JOIN pg_attrdef d ON d.adrelid = c.oid AND d.adnum = a.attnum "
-           "WHERE c.relkind IN ('r', 'p', 'f') AND NOT c.relispartition AND pg_table_is_visible(c.oid) "
-           "AND n.nspname NOT IN ('pg_catalog', 'information_schema') AND n.nspname NOT LIKE 'pg_temp%' "
-           "AND a.attnum > 0 AND NOT a.attisdropped ORDER BY c.relname COLLATE \"C\", a.attnum";
-  }
-
-  std::string IndexesQuery() const override {
-    return "SELECT c.relname, i.relname, x.indisunique::int, x.indisprimary::int, a.attname, "
-           "(x.indoption[k.place::int - 1] & 1)::int "
-           "FROM pg_index x JOIN pg_class c ON c.oid = x.indrelid JOIN pg_class i ON i.oid = x.indexrelid "
-           "JOIN pg_namespace n ON n.oid = c.relnamespace "
-           "CROSS JOIN LATERAL unnest(x.indkey) WITH ORDINALITY AS k(number, place) "
-           "JOIN pg_attribute a ON a.attrelid = c.oid AND a.attnum = k.number "
-           "WHERE pg_table_is_visible(c.oid) AND n.nspname NOT IN ('pg_catalog', 'information_schema') "
-           "AND n.nspname NOT LIKE 'pg_t%' AND x.indisvalid AND x.indpred IS NULL AND x.indexprs IS NULL AND "
-           "k.place <= "
-           "x.indnkeyatts "
-           "ORDER BY c.relname COLLATE \"C\", x.indisprimary DESC, i.relname COLLATE \"C\", k.place";
-  }
-
-  void SetType(std::string_view type, int size, int scale, std::string_view remark,
-               ServerColumn* column) const override;
-
-  std::string DefaultOf(std::string_view sql) const override {
-    if (sql.starts_with('\'')) {
-      const std::size_t end = sql.rfind('\'');
-      std::string text = "\"";
-      for (std::size_t i = 1; i < end; ++i) {
-        if (sql[i] == '\'') ++i;
-        text += sql[i];
-        if (sql[i] == '"') text += '"';
-      }
-      return text + "\"";
-    }
-    if (sql == "true" || sql == "false") return sql == "true" ? "True" : "";
-    const bool number = !sql.empty() && sql.find_first_not_of("0123456789.-()") == std::string_view::npos;
-    return number ? std::string(sql) : std::string();
-  }
-
-  std::vector<std::string> KeyOfRemark(std::string_view remark) const override {
-    std::vector<std::string> names;
-    if (!remark.starts_with(kKeyRemark)) return names;
-    remark.remove_prefix(std::strlen(kKeyRemark));
-    while (!remark.empty()) {
-      const std::size_t comma = std::min(remark.find(','), remark.size());
-      names.emplace_back(jet::TrimBlanks(remark.substr(0, comma)));
-      remark.remove_prefix(std::min(comma + 1, remark.size()));
-    }
-    return names;
-  }
-
-  std::string IndexName(std::string_view table, std::string_view server_name) const override {
-    const std::string start = std::string(table) + kIndexMark;
-    return std::string(server_name.starts_with(start) ? server_name.substr(start.size()) : server_name);
-  }
-
   DbError ErrorOf(std::string_view state, const std::string& text) const override;
 
   std::string TryLock(std::int32_t number, bool shared) const override {
@@ -408,149 +250,7 @@ class Postgres final : public SqlDialect {
     }
     return set + "]";
   }
-
-  // Of a default of Access that is a constant; empty: it is none.
-  std::string DefaultSql(const ServerColumn& column) const;
-  // In a unique key of Access, capitals and small letters are the same, and blanks at the end do not count.
-  std::string FoldIndex(const ServerTable& table, const ServerIndex& index) const {
-    std::string columns;
-    bool has_text = false;
-    for (const auto& [column, descending] : index.columns) {
-      const ServerColumn& of = table.columns[column];
-      const bool text = of.type == ColumnType::kText || of.type == ColumnType::kMemo;
-      has_text = has_text || text;
-      columns += columns.empty() ? "" : ", ";
-      columns += text ? "rtrim(upper(" + Name(of.name) + "), ' ')" : Name(of.name);
-    }
-    if (!index.unique || !has_text) return {};
-    return fmt::format("CREATE UNIQUE INDEX {} ON {} ({})",
-                       Name(table.name + kIndexMark + index.name + kFoldMark), Name(table.name), columns);
-  }
-  static std::string TypeName(const ServerColumn& column);
-  static std::string RemarkOf(const ServerColumn& column);
-
-  std::string ColumnSql(const ServerColumn& column) const {
-    std::string sql = Name(column.name) + " " + TypeName(column);
-    if (jet::ColumnType t = column.type;
-        t == ColumnType::kText || t == ColumnType::kMemo || t == ColumnType::kDateTimeExtended)
-      sql += " COLLATE \"C\"";
-    if (column.auto_number) sql += " GENERATED BY DEFAULT AS IDENTITY";
-    const std::string value = column.auto_number ? std::string() : DefaultSql(column);
-    if (!value.empty()) sql += " DEFAULT " + value;
-    if (column.required || column.type == ColumnType::kBoolean) sql += " NOT NULL";
-    if (column.type == ColumnType::kBoolean && value.empty()) sql += " DEFAULT FALSE";
-    if (column.type == ColumnType::kByte)
-      sql += fmt::format(" CHECK ({} BETWEEN 0 AND 255)", Name(column.name));
-    return sql;
-  }
 };
-
-std::string Postgres::DefaultSql(const ServerColumn& column) const {
-  std::string_view text = jet::TrimBlanks(column.default_value);
-  if (text.starts_with('=')) text.remove_prefix(1);
-  if (text.size() >= 2 && (text.front() == '"' || text.front() == '\'') && text.back() == text.front()) {
-    std::string constant;
-    for (std::size_t i = 1; i + 1 < text.size(); ++i) {
-      constant += text[i];
-      if (text[i] == text.front()) ++i;
-    }
-    return TextConstant(constant);
-  }
-  if (jet::EqualWords(text, "true") || jet::EqualWords(text, "yes"))
-    return column.type == ColumnType::kBoolean ? "TRUE" : "-1";
-  if (text.empty() || text.find_first_not_of("0123456789.-") != std::string_view::npos) return {};
-  if (column.type == ColumnType::kBoolean) return text == "0" ? "FALSE" : "TRUE";
-  return "'" + std::string(text) + "'";
-}
-
-std::string Postgres::TypeName(const ServerColumn& column) {
-  switch (column.type) {
-    case ColumnType::kBoolean:
-      return "boolean";
-    case ColumnType::kByte:
-    case ColumnType::kInteger:
-      return "smallint";
-    case ColumnType::kLong:
-      return "integer";
-    case ColumnType::kBigInt:
-      return "bigint";
-    case ColumnType::kCurrency:
-      return "numeric(19,4)";
-    case ColumnType::kDecimal:
-      return column.precision > 0 ? fmt::format("numeric({},{})", column.precision, column.scale) : "numeric";
-    case ColumnType::kSingle:
-      return "real";
-    case ColumnType::kDouble:
-      return "double precision";
-    case ColumnType::kDateTime:
-      return "timestamp";
-    case ColumnType::kText:
-      return column.characters > 0 ? fmt::format("varchar({})", column.characters) : "text";
-    case ColumnType::kMemo:
-    case ColumnType::kDateTimeExtended:
-      return "text";
-    case ColumnType::kGuid:
-      return "uuid";
-    case ColumnType::kBinary:
-    case ColumnType::kOle:
-      return "bytea";
-    default:
-      throw Error(ErrorKind::kNotSupported,
-                  fmt::format("The type of column '{}' has no counterpart on the server.", column.name));
-  }
-}
-
-std::string Postgres::RemarkOf(const ServerColumn& column) {
-  switch (column.type) {
-    case ColumnType::kByte:
-      return std::string(kRemark) + "Byte";
-    case ColumnType::kCurrency:
-      return std::string(kRemark) + "Currency";
-    case ColumnType::kBinary:
-      return fmt::format("{}Binary({})", kRemark, column.characters);
-    case ColumnType::kDateTimeExtended:
-      return std::string(kRemark) + "DateTimeExtended";
-    default:
-      return {};
-  }
-}
-
-void Postgres::SetType(std::string_view type, int size, int scale, std::string_view remark,
-                       ServerColumn* column) const {
-  static constexpr std::pair<const char*, ColumnType> kTypes[] = {{"bool", ColumnType::kBoolean},
-                                                                  {"int2", ColumnType::kInteger},
-                                                                  {"int4", ColumnType::kLong},
-                                                                  {"int8", ColumnType::kBigInt},
-                                                                  {"float4", ColumnType::kSingle},
-                                                                  {"float8", ColumnType::kDouble},
-                                                                  {"numeric", ColumnType::kDecimal},
-                                                                  {"timestamp", ColumnType::kDateTime},
-                                                                  {"timestamptz", ColumnType::kDateTime},
-                                                                  {"date", ColumnType::kDateTime},
-                                                                  {"bytea", ColumnType::kOle},
-                                                                  {"uuid", ColumnType::kGuid},
-                                                                  {"varchar", ColumnType::kText},
-                                                                  {"bpchar", ColumnType::kText}};
-  column->type = ColumnType::kMemo;
-  for (const auto& [name, meant] : kTypes) {
-    if (type == name) column->type = meant;
-  }
-  if (column->type == ColumnType::kText) {
-    column->characters = size;
-    // More than a Text of Access can hold.
-    if (size == 0 || size > 255) column->type = ColumnType::kMemo;
-  }
-  if (column->type == ColumnType::kDecimal) column->precision = size, column->scale = scale;
-  if (!remark.starts_with(kRemark)) return;
-  remark.remove_prefix(std::strlen(kRemark));
-  if (remark == "Byte") column->type = ColumnType::kByte;
-  if (remark == "Currency") column->type = ColumnType::kCurrency;
-  if (remark == "DateTimeExtended") column->type = ColumnType::kDateTimeExtended;
-  if (remark.starts_with("Binary(")) {
-    column->type = ColumnType::kBinary;
-    column->characters = std::atoi(std::string(remark.substr(7)).c_str());
-  }
-}
 
 // ---- functions
 
@@ -570,63 +270,64 @@ std::string CaseFunction(const std::string& name, const char* of_ascii, char32_t
          of_ascii + "(t COLLATE \"C\") ELSE translate(t, '" + from + "', '" + to + "') END $f$";
 }
 
+struct Pattern {
+  std::string_view name;
+  const char* sql;
+};
+// {0}, {1}, {2}: the arguments.
+constexpr Pattern kPatterns[] = {
+    {"left", "left({0}, {1}::int4)"},
+    {"right", "right({0}, {1}::int4)"},
+    {"len", "char_length({0})"},
+    {"trim", "btrim({0}, ' ')"},
+    {"ltrim", "ltrim({0}, ' ')"},
+    {"rtrim", "rtrim({0}, ' ')"},
+    {"chr", "chr({0}::int4)"},
+    {"chrw", "chr({0}::int4)"},
+    {"asc", "ascii({0})"},
+    {"ascw", "ascii({0})"},
+    {"string", "repeat(left({1}, 1), {0}::int4)"},
+    {"space", "repeat(' ', {0}::int4)"},
+    {"replace", "replace({0}, {1}, {2})"},
+    {"strreverse", "reverse({0})"},
+    {"cstr", "{0}"},
+    {"abs", "abs({0})"},
+    {"int", "floor({0})"},
+    {"fix", "trunc({0})"},
+    {"sgn", "sign({0})::int8"},
+    {"sqr", "sqrt({0})"},
+    {"exp", "exp({0})"},
+    {"log", "ln({0})"},
+    {"sin", "sin({0})"},
+    {"cos", "cos({0})"},
+    {"tan", "tan({0})"},
+    {"atn", "atan({0})"},
+    {"power", "power({0}, {1})"},
+    {"cdbl", "{0}"},
+    {"csng", "{0}::float4::float8"},
+    {"cint", "{0}::int2::int8"},
+    {"clng", "{0}::int4::int8"},
+    {"now", "date_trunc('second', localtimestamp)"},
+    {"date", "current_date::timestamp"},
+    {"time", "(timestamp '1899-12-30' + date_trunc('second', localtime))"},
+    {"year", "extract(year FROM {0})::int8"},
+    {"month", "extract(month FROM {0})::int8"},
+    {"day", "extract(day FROM {0})::int8"},
+    {"hour", "extract(hour FROM {0})::int8"},
+    {"minute", "extract(minute FROM {0})::int8"},
+    {"second", "trunc(extract(second FROM {0}))::int8"},
+    {"weekday", "(extract(dow FROM {0})::int8 + 1)"},
+    {"dateserial",
+     "(make_timestamp({0}::int4, 1, 1, 0, 0, 0) + make_interval(months => {1}::int4 - 1, days => {2}::int4 "
+     "- "
+     "1))"},
+    {"stdev", "stddev_samp({0})"},
+    {"stdevp", "stddev_pop({0})"},
+    {"var", "var_samp({0})"},
+    {"varp", "var_pop({0})"}};
+
 std::optional<std::string> Postgres::Function(std::string_view name, const std::vector<std::string>& a,
                                               std::vector<std::string>* helpers) const {
-  struct Pattern {
-    std::string_view name;
-    const char* sql;
-  };
-  // {0}, {1}, {2}: the arguments.
-  static constexpr Pattern kPatterns[] = {
-      {"left", "left({0}, {1}::int4)"},
-      {"right", "right({0}, {1}::int4)"},
-      {"len", "char_length({0})"},
-      {"trim", "btrim({0}, ' ')"},
-      {"ltrim", "ltrim({0}, ' ')"},
-      {"rtrim", "rtrim({0}, ' ')"},
-      {"chr", "chr({0}::int4)"},
-      {"chrw", "chr({0}::int4)"},
-      {"asc", "ascii({0})"},
-      {"ascw", "ascii({0})"},
-      {"string", "repeat(left({1}, 1), {0}::int4)"},
-      {"space", "repeat(' ', {0}::int4)"},
-      {"replace", "replace({0}, {1}, {2})"},
-      {"strreverse", "reverse({0})"},
-      {"cstr", "{0}"},
-      {"abs", "abs({0})"},
-      {"int", "floor({0})"},
-      {"fix", "trunc({0})"},
-      {"sgn", "sign({0})::int8"},
-      {"sqr", "sqrt({0})"},
-      {"exp", "exp({0})"},
-      {"log", "ln({0})"},
-      {"sin", "sin({0})"},
-      {"cos", "cos({0})"},
-      {"tan", "tan({0})"},
-      {"atn", "atan({0})"},
-      {"power", "power({0}, {1})"},
-      {"cdbl", "{0}"},
-      {"csng", "{0}::float4::float8"},
-      {"cint", "{0}::int2::int8"},
-      {"clng", "{0}::int4::int8"},
-      {"now", "date_trunc('second', localtimestamp)"},
-      {"date", "current_date::timestamp"},
-      {"time", "(timestamp '1899-12-30' + date_trunc('second', localtime))"},
-      {"year", "extract(year FROM {0})::int8"},
-      {"month", "extract(month FROM {0})::int8"},
-      {"day", "extract(day FROM {0})::int8"},
-      {"hour", "extract(hour FROM {0})::int8"},
-      {"minute", "extract(minute FROM {0})::int8"},
-      {"second", "trunc(extract(second FROM {0}))::int8"},
-      {"weekday", "(extract(dow FROM {0})::int8 + 1)"},
-      {"dateserial",
-       "(make_timestamp({0}::int4, 1, 1, 0, 0, 0) + make_interval(months => {1}::int4 - 1, days => {2}::int4 "
-       "- "
-       "1))"},
-      {"stdev", "stddev_samp({0})"},
-      {"stdevp", "stddev_pop({0})"},
-      {"var", "var_samp({0})"},
-      {"varp", "var_pop({0})"}};
   if (name == "ucase" || name == "lcase") {
     static const std::array<std::string, 2> kDefinitions = {
         CaseFunction("pg_temp.vnt_ucase", "upper", jet::ToUpper),

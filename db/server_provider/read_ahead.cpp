@@ -5,7 +5,6 @@
 
 #include "access/base/text.h"
 #include "access/sql/lexer.h"
-#include "access/sql/translate_support.h"
 
 namespace vnt::db {
 

@@ -21,7 +21,7 @@
 
 #include "access/sql/ast.h"
 #include "db/row_list.h"
-#include "db/server_provider/printer.h"
+#include "db/server_provider/server_printer.h"
 #include "db/server_provider/server_recordset.h"
 #include "db/server_provider/server_session.h"
 

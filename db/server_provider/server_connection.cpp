@@ -83,8 +83,6 @@ void Bind(Statement& s, const std::vector<jet::Value>& values) {
 }
 
 ServerColumn ColumnFor(const ServerOutput& out) {
-  using jet::ColumnType;
-  using jet::sql::Type;
   ServerColumn column;
   column.name = out.name;
   if (out.column_type) {
@@ -94,28 +92,8 @@ ServerColumn ColumnFor(const ServerOutput& out) {
     column.scale = out.scale;
     return column;
   }
-  switch (out.type) {
-    case Type::kBoolean:
-      column.type = ColumnType::kBoolean;
-      break;
-    case Type::kInteger:
-      column.type = ColumnType::kLong;
-      break;
-    case Type::kDecimal:
-    case Type::kReal:
-      column.type = ColumnType::kDouble;
-      break;
-    case Type::kDate:
-      column.type = ColumnType::kDateTime;
-      break;
-    case Type::kBlob:
-      column.type = ColumnType::kOle;
-      break;
-    default:
-      column.type = ColumnType::kText;
-      column.characters = 255;
-      break;
-  }
+  column.type = jet::sql::ColumnTypeFor(out.type);
+  if (column.type == jet::ColumnType::kText) column.characters = 255;
   return column;
 }
 
@@ -278,7 +256,7 @@ std::int64_t ServerConnection::InsertFromFile(const Statement& s, std::string_vi
   const ServerTablePtr target = session_->Find(s.table);
   if (!target) throw Error(ErrorKind::kNoTable, fmt::format("The table '{}' does not exist.", s.table));
   if (names.empty()) names = rows.names();
-  return rows.Load(*session_, *target, ServerPrinter::TargetColumns(*target, names));
+  return rows.Load(*session_, *target, jet::sql::ColumnsNamed(*target, names));
 }
 
 std::int64_t ServerConnection::SelectInto(const Statement& s, std::string_view text,
@@ -308,7 +286,7 @@ std::int64_t ServerConnection::SelectInto(const Statement& s, std::string_view t
     count = session_->Run(fill.sql, fill.helpers);
   }
   for (const std::string& sql : session_->dialect().CreateIndexes(table)) session_->Run(sql);
-  session_->ForgetTables();
+  session_->ForgetTable(table.name);
   session_->NoteWrite(table.name);
   ahead_.Forget();
   return count;
@@ -356,7 +334,7 @@ void ServerConnection::Define(const Statement& s) {
       throw Error(ErrorKind::kNotSupported, "The statement is not supported on a server.");
   }
   session_->NoteWrite(s.table);
-  session_->ForgetTables();
+  session_->ForgetTable(s.table);
   ahead_.Forget();
 }
 

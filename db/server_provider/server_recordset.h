@@ -6,7 +6,7 @@
 #include <memory>
 
 #include "db/provider.h"
-#include "db/server_provider/printer.h"
+#include "db/server_provider/server_printer.h"
 #include "db/server_provider/server_session.h"
 
 namespace vnt::db {

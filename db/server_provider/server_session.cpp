@@ -21,8 +21,8 @@ const SqlDialect* DialectOf(const std::string& server_name) {
   return nullptr;
 }
 
-// The settings, and the driver's.
-ConnectionSettings With(const ConnectionSettings& settings, std::string_view more) {
+// The settings as a connection string, and the driver's.
+std::string TextOf(const ConnectionSettings& settings, std::string_view more) {
   std::string text;
   for (const auto& [key, value] : settings.all()) {
     if (jet::EqualWords(key, "provider")) continue;
@@ -30,27 +30,26 @@ ConnectionSettings With(const ConnectionSettings& settings, std::string_view mor
     for (const char c : value) text += c == '"' ? "\"\"" : std::string(1, c);
     text += "\";";
   }
-  return ConnectionSettings(text + std::string(more));
+  return text + std::string(more);
 }
 
 }  // namespace
 
 ServerSession::ServerSession(const ConnectionSettings& settings) {
-  // Which driver settings are understood is only known when somebody has answered.
-  std::string server;
-  {
-    const OdbcSession asked(settings);
-    server = asked.ServerName();
-  }
+  // Which driver settings are understood is only known when somebody has answered; each data source is asked
+  // once.
+  static std::map<std::string, std::string, std::less<>> servers;
+  std::string& server = servers[TextOf(settings, {})];
+  if (server.empty()) server = OdbcSession(settings).ServerName();
   dialect_ = DialectOf(server);
   if (dialect_ == nullptr) {
     throw DbError(kErrFailed, kOdbcSource,
                   "The data source is served by \"" + server + "\", whose SQL is not known here.");
   }
-  odbc_ = std::make_unique<OdbcSession>(With(settings, dialect_->driver_settings()));
+  odbc_ = std::make_unique<OdbcSession>(ConnectionSettings(TextOf(settings, dialect_->driver_settings())));
   odbc_->SetErrorMaker(
       [this](std::string_view state, const std::string& text) { return dialect_->ErrorOf(state, text); });
-  for (const std::string& sql : dialect_->SessionSetup()) {
+  for (const std::string& sql : dialect_->SessionSetup(OdbcStatement::kSeconds)) {
     OdbcStatement statement(*odbc_);
     statement.ExecuteDirect(sql);
   }
@@ -69,12 +68,15 @@ ServerSession::~ServerSession() {
 
 ServerTablePtr ServerSession::Find(std::string_view name) {
   if (!tables_read_) ReadTables();
+  const auto changed =
+      std::ranges::find_if(changed_, [&](const std::string& of) { return jet::EqualNames(of, name); });
+  if (changed != changed_.end()) ReadTables(std::string(*changed));
   const auto found = tables_.find(jet::LowerText(name));
   return found == tables_.end() ? nullptr : found->second;
 }
 
 std::vector<ServerTablePtr> ServerSession::Tables() {
-  if (!tables_read_) ReadTables();
+  if (!tables_read_ || !changed_.empty()) ReadTables();
   std::vector<ServerTablePtr> tables;
   for (const auto& [name, table] : tables_) tables.push_back(table);
   return tables;
@@ -96,9 +98,9 @@ void ForEach(OdbcStatement& statement, Row&& row) {
 
 }  // namespace
 
-void ServerSession::ReadTables() {
+void ServerSession::ReadTables(const std::string& name) {
   std::map<std::string, std::shared_ptr<ServerTable>> tables;
-  ForEach(*Open(dialect_->ColumnsQuery()), [&](const std::vector<std::string>& cells) {
+  ForEach(*Open(dialect_->ColumnsQuery(name)), [&](const std::vector<std::string>& cells) {
     std::shared_ptr<ServerTable>& table = tables[jet::LowerText(cells[0])];
     if (!table) {
       table = std::make_shared<ServerTable>();
@@ -119,22 +121,22 @@ void ServerSession::ReadTables() {
     if (!table->key.empty() || cells[10].empty()) return;
     // Complete when the last column of the key has come.
     std::vector<int> key;
-    for (const std::string& name : dialect_->KeyOfRemark(cells[10])) {
-      const int position = table->FindColumn(name);
+    for (const std::string& of_key : dialect_->KeyOfRemark(cells[10])) {
+      const int position = table->FindColumn(of_key);
       if (position < 0) return;
       key.push_back(position);
     }
     table->key = std::move(key);
   });
-  ForEach(*Open(dialect_->IndexesQuery()), [&](const std::vector<std::string>& cells) {
+  ForEach(*Open(dialect_->IndexesQuery(name)), [&](const std::vector<std::string>& cells) {
     const auto found = tables.find(jet::LowerText(cells[0]));
     if (found == tables.end()) return;
     ServerTable& table = *found->second;
     const int column = table.FindColumn(cells[4]);
     if (column < 0) return;
-    const std::string name = dialect_->IndexName(table.name, cells[1]);
-    if (table.indexes.empty() || table.indexes.back().name != name) {
-      table.indexes.push_back({name, {}, cells[2] == "1", cells[3] == "1"});
+    const std::string index_name = dialect_->IndexName(table.name, cells[1]);
+    if (table.indexes.empty() || table.indexes.back().name != index_name) {
+      table.indexes.push_back({index_name, {}, cells[2] == "1", cells[3] == "1"});
     }
     ServerIndex& index = table.indexes.back();
     index.columns.emplace_back(column, cells[5] == "1");
@@ -142,9 +144,15 @@ void ServerSession::ReadTables() {
     table.key.clear();
     for (const auto& [position, descending] : index.columns) table.key.push_back(position);
   });
-  tables_.clear();
-  for (auto& [name, table] : tables) tables_[name] = std::move(table);
-  tables_read_ = true;
+  if (name.empty()) {
+    tables_.clear();
+    changed_.clear();
+    tables_read_ = true;
+  } else {
+    tables_.erase(jet::LowerText(name));
+    changed_.erase(name);
+  }
+  for (auto& [key, table] : tables) tables_[key] = std::move(table);
 }
 
 // ---- statements
@@ -320,20 +328,38 @@ void ServerSession::Rollback() {
   if (!odbc_->is_lost()) odbc_->EndTransaction(false);
 }
 
-bool ServerSession::TryLock(std::int32_t number, bool shared) {
-  bool has = false;
-  {
-    const auto statement = Open(dialect_->TryLock(number, shared));
-    statement->DescribeColumns();
-    std::vector<Value> row;
-    has = statement->Fetch(&row) && row[0].ToInt32() != 0;
-  }
-  Commit();
-  return has;
+namespace {
+
+// Sent together.
+std::string EachOf(const std::vector<std::int32_t>& numbers,
+                   const std::function<std::string(std::int32_t)>& text) {
+  std::string all;
+  for (const std::int32_t number : numbers) all += text(number) + "; ";
+  return all;
 }
 
-void ServerSession::Unlock(std::int32_t number, bool shared) {
-  Open(dialect_->Unlock(number, shared));
+}  // namespace
+
+bool ServerSession::TryLock(const std::vector<std::int32_t>& numbers, bool shared) {
+  std::vector<std::int32_t> had;
+  {
+    const auto statement = Open(EachOf(numbers, [&](auto n) { return dialect_->TryLock(n, shared); }));
+    std::vector<Value> row;
+    std::size_t i = 0;
+    do {
+      statement->DescribeColumns();
+      if (statement->Fetch(&row) && row[0].ToInt32() != 0) had.push_back(numbers[i]);
+      ++i;
+    } while (i < numbers.size() && statement->NextResult());
+  }
+  Commit();
+  if (had.size() == numbers.size()) return true;
+  if (!had.empty()) Unlock(had, shared);
+  return false;
+}
+
+void ServerSession::Unlock(const std::vector<std::int32_t>& numbers, bool shared) {
+  Open(EachOf(numbers, [&](auto n) { return dialect_->Unlock(n, shared); }));
   Commit();
 }
 

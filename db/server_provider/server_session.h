@@ -18,7 +18,7 @@
 #include "db/odbc_provider/session.h"
 #include "db/odbc_provider/statement.h"
 #include "db/server_provider/change_queue.h"
-#include "db/server_provider/printer.h"
+#include "db/server_provider/server_printer.h"
 #include "db/server_provider/server_table.h"
 #include "db/server_provider/sql_dialect.h"
 
@@ -46,7 +46,8 @@ class ServerSession : public ServerTables {
   ServerTablePtr Find(std::string_view name) override;
   // By name.
   std::vector<ServerTablePtr> Tables();
-  // After a definition has changed.
+  // After the definition of a table has changed; of any table.
+  void ForgetTable(const std::string& name) { changed_.insert(name); }
   void ForgetTables() { tables_read_ = false; }
 
   // Sends a statement at once, behind those that wait; gives the number of rows affected.
@@ -71,10 +72,10 @@ class ServerSession : public ServerTables {
   // Whether the outcome of the last Commit() is not known.
   bool is_in_doubt() const { return in_doubt_; }
 
-  // A lock that lasts as long as the connection, or until Unlock(). False: another connection has it, and not
-  // shared.
-  bool TryLock(std::int32_t number, bool shared);
-  void Unlock(std::int32_t number, bool shared);
+  // Locks that last as long as the connection, or until Unlock(): all of them, or none. False: another
+  // connection has one of them, and not shared.
+  bool TryLock(const std::vector<std::int32_t>& numbers, bool shared);
+  void Unlock(const std::vector<std::int32_t>& numbers, bool shared);
 
   std::int64_t round_trips() const { return round_trips_; }
 
@@ -94,12 +95,14 @@ class ServerSession : public ServerTables {
  private:
   void Begin();
   void MakeHelpers(const std::vector<std::string>& helpers);
-  void ReadTables();
+  // All, or that one.
+  void ReadTables(const std::string& name = {});
 
   std::unique_ptr<OdbcSession> odbc_;
   const SqlDialect* dialect_ = nullptr;
   bool tables_read_ = false;
   std::map<std::string, ServerTablePtr> tables_;  // by the name in small letters
+  std::set<std::string> changed_;                 // tables whose definition has changed since
   std::set<std::string> helpers_;                 // that there are
   std::map<std::string, std::string> prepared_;   // names of statements
   ChangeQueue queue_;

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "access/base/types.h"
+#include "access/sql/names.h"
 
 namespace vnt::db {
 
@@ -35,7 +36,7 @@ struct ServerIndex {
   bool primary = false;
 };
 
-struct ServerTable {
+struct ServerTable final : jet::sql::NamedTable {
   std::string name;  // as the server spells it
   std::vector<ServerColumn> columns;
   std::vector<ServerIndex> indexes;
@@ -43,8 +44,11 @@ struct ServerTable {
   bool has_order = false;
   bool spread = false;  // partitions, or another server's table: places of rows mean nothing
 
-  // Position of the column of that name (any letter case), or -1.
-  int FindColumn(std::string_view name) const;
+  const std::string& TableName() const override { return name; }
+  int CountColumns() const override { return static_cast<int>(columns.size()); }
+  const std::string& ColumnName(int column) const override { return columns[column].name; }
+  jet::ColumnType TypeOfColumn(int column) const override { return columns[column].type; }
+  int FindColumn(std::string_view wanted) const override;
   // Whether rows with different values in the column can have no unique key in common.
   bool Divides(std::string_view column) const;
 };

@@ -22,8 +22,8 @@ class SqlDialect {
   virtual std::string_view server_name() const = 0;
   // Driver settings that go into the connection string.
   virtual std::string_view driver_settings() const = 0;
-  // Run first on every connection.
-  virtual std::vector<std::string> SessionSetup() const = 0;
+  // Run first on every connection. Statements that take longer than `seconds` are given up.
+  virtual std::vector<std::string> SessionSetup(int seconds) const = 0;
 
   virtual std::string Name(std::string_view name) const = 0;
   // A value as a column of the type takes it, untyped where the server decides by the column. jet::Error for
@@ -84,10 +84,11 @@ class SqlDialect {
   virtual std::string AddColumn(const ServerTable& table, const ServerColumn& column) const = 0;
 
   // One row for each column of each table, in their order: table, column, type, size, scale, required,
-  // default, automatic number, remark, spread, remark on the table.
-  virtual std::string ColumnsQuery() const = 0;
+  // default, automatic number, remark, spread, remark on the table. With a name (any letter case): of that
+  // table alone.
+  virtual std::string ColumnsQuery(std::string_view table) const = 0;
   // One row for each column of each index, in their order: table, index, unique, primary, column, descending.
-  virtual std::string IndexesQuery() const = 0;
+  virtual std::string IndexesQuery(std::string_view table) const = 0;
   // What type and remark of a row of ColumnsQuery() stand for. False: values of it cannot be read.
   virtual void SetType(std::string_view type, int size, int scale, std::string_view remark,
                        ServerColumn* column) const = 0;

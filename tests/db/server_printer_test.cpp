@@ -9,7 +9,7 @@
 #include "access/base/error.h"
 #include "access/base/text.h"
 #include "access/sql/parser.h"
-#include "db/server_provider/printer.h"
+#include "db/server_provider/server_printer.h"
 
 namespace vnt::db {
 namespace {
@@ -107,6 +107,62 @@ TEST(ServerPrinter, UpdatesOverJoinsTakeOneRow) {
       R"(row_number() OVER (PARTITION BY a0."id" ORDER BY a0."vnt_row" DESC NULLS LAST, a1."vnt_row" DESC )"
       R"(NULLS LAST) AS place FROM "t" AS a0 JOIN "u" AS a1 ON (a0."id" = a1."id") WHERE (a1."x" IS NOT )"
       R"(NULL)) AS s WHERE u."id" = s.r0 AND s.place = 1)");
+}
+
+// What does not depend on the server is as on a file, down to the sentence.
+TEST(ServerPrinter, NamesMeanWhatTheyMeanInAFile) {
+  const std::pair<const char*, const char*> kPairs[] = {
+      {"select nothing from t", "No column 'nothing' in 't'."},
+      {"select t.nothing from t, u", "No column 'nothing' in 't'."},
+      {"select x.id from t", "No column 'x.id': the table 'x' is not in the FROM list."},
+      {"select id from t, u",
+       "The column 'id' is in more than one table of the FROM list ('t' and 'u'); put the table's name "
+       "before "
+       "it."},
+      {"select t.id from t, u as t", "The FROM list names 't' twice; give one of them another name."},
+      {"select id, count(*) from t",
+       "The column 'id' stands beside an aggregate function or GROUP BY, but neither in GROUP BY nor in an "
+       "aggregate function."},
+      {"delete from t, u",
+       "A DELETE from several tables must name the one whose rows go: DELETE t.* FROM ..."},
+      {"delete x.* from t, u", "The table 'x' is not in the FROM list."},
+      {"update t set nothing = 1", "No column 'nothing' in 't'."},
+      {"insert into u (id, id) values (1, 2)", "The column 'id' is given two values."},
+      {"insert into u (id) values (1, 2)", "INSERT INTO 'u' names 1 columns but gives 2 values."},
+      {"select id from t where s = 5",
+       "Data type mismatch: the column 's' is compared with a value of another type."},
+      {"select iif(y, 1) from t", "The function IIf takes three values, at character 8."},
+  };
+  for (const auto& [access, sentence] : kPairs) {
+    std::string said;
+    try {
+      said = Printed(access);
+    } catch (const jet::Error& e) {
+      said = e.what();
+    }
+    EXPECT_EQ(said, sentence) << access;
+  }
+}
+
+// Rows come in the order of the tables as joined, those of a UNION by all their columns.
+TEST(ServerPrinter, RowsComeInTheOrderOfAFile) {
+  const std::pair<const char*, const char*> kPairs[] = {
+      {"select t.s from t right join u on t.id = u.id",
+       R"(SELECT a0."s" FROM "u" AS a1 LEFT JOIN "t" AS a0 ON (a0."id" = a1."id") )"
+       R"(ORDER BY a1."vnt_row" NULLS FIRST, a0."vnt_row" NULLS FIRST)"},
+      {"select id, s from t union all select id, x from u order by s desc",
+       R"(SELECT * FROM (SELECT a0."id" AS c0, a0."s" AS c1 FROM "t" AS a0 ORDER BY a0."vnt_row" NULLS FIRST) )"
+       R"(AS m0 UNION ALL SELECT * FROM (SELECT a1."id" AS c0, a1."x" AS c1 FROM "u" AS a1 )"
+       R"(ORDER BY a1."vnt_row" NULLS FIRST) AS m1 ORDER BY 2 DESC NULLS LAST, 1 NULLS FIRST)"},
+      {"select top 2 s from t order by s",
+       R"(SELECT t.n0 FROM (SELECT a0."s" AS n0, rank() OVER (ORDER BY a0."s" NULLS FIRST) AS ranked, )"
+       R"(row_number() OVER (ORDER BY a0."s" NULLS FIRST, a0."vnt_row" NULLS FIRST) AS place FROM "t" AS a0) )"
+       R"(AS t WHERE t.ranked <= 2 ORDER BY t.place)"},
+      {"select id from t where id in (select id from u order by x)",
+       R"(SELECT a0."id" FROM "t" AS a0 WHERE (a0."id" IN (SELECT a1."id" AS c0 FROM "u" AS a1)) )"
+       R"(ORDER BY a0."vnt_row" NULLS FIRST)"},
+  };
+  for (const auto& [access, server] : kPairs) EXPECT_EQ(Printed(access), server) << access;
 }
 
 TEST(ServerPrinter, RefusesWhatItCannotSay) {

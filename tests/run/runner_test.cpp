@@ -7,6 +7,7 @@
 #include "access/store/database.h"
 #include "run/fix_runner.h"
 #include "tests/program/notice_database.h"
+#include "tests/run/sample_databases.h"
 
 namespace vnt::test {
 namespace {
@@ -147,6 +148,56 @@ TEST(Runner, ItsTrapAbandonsTheRoutineAndGoesOn) {
   EXPECT_TRUE(database.messages.shown[1].starts_with("plain: -2147217865 ")) << database.messages.shown[1];
   EXPECT_EQ(database.Rows("select f_int_ext, f_active from notice, geo"), Lines{"E|A"});
   EXPECT_EQ(database.Rows("select ntc_id from history"), Lines{"1"});
+}
+
+// The first error ends a clean run, and nothing of it is left; a whole run goes on after one.
+TEST(Runner, ARunIsKeptWholeOrNotAtAll) {
+  for (const bool is_clean : {true, false}) {
+    SCOPED_TRACE(is_clean);
+    NoticeDatabase database;
+    database.Run(R"(insert into assgn (grp_id, seq_no, freq_sym, freq_assgn) values (1, 1, 'M', 12000);
+                    insert into notice (ntc_id, act_code) values (1, 'A');
+                    drop table diag_grp)");
+    database.state.keeping = is_clean ? Keeping::kCleanRun : Keeping::kWholeRun;
+    const RunResult result = RunOf({7, 12, 4});
+    EXPECT_EQ(result.ended_early, is_clean);
+    for (const FixResult& fix : result.fixes) {
+      if (fix.fix == nullptr || fix.fix->index == 4) continue;
+      const bool fails = fix.fix->index == 12;
+      EXPECT_EQ(fix.errors.size(), fails ? 1U : 0U);
+      EXPECT_EQ(fix.status, is_clean ? FixStatus::kUndone : fails ? FixStatus::kFailed : FixStatus::kDone);
+    }
+    EXPECT_EQ(database.Rows("select freq_sym from assgn"), Lines{is_clean ? "M" : "G"});
+    EXPECT_EQ(database.Rows("select count(*) from history"), Lines{is_clean ? "0" : "1"});
+  }
+}
+
+// Of fixes that stay within their notice.
+TEST(Runner, NoticesTogetherGiveWhatTheyGiveOneByOne) {
+  FixSelection within;
+  for (const FixEntry& fix : FixCatalogue()) {
+    if (fix.reach.empty()) within.set(static_cast<std::size_t>(fix.index));
+  }
+  const std::vector<std::int32_t> kNotices = {100000002, 100000003, 100000007};
+  const auto rows_after = [&](bool together) {
+    SampleDatabases databases;
+    RunObserver observer;
+    if (together) databases.state.notices = kNotices;
+    for (const std::int32_t notice : kNotices) {
+      databases.state.ntc_id = notice;
+      EXPECT_FALSE(RunFixes(within, observer).failed());
+      if (together) break;
+    }
+    EXPECT_TRUE(databases.messages.shown.empty());
+    const SampleDatabases::Content content = databases.Reopened();
+    return std::pair(content.rows, content.history);
+  };
+  SampleDatabases untouched;
+  const std::string before = NoticeRows();
+  untouched.CloseAll();
+  const auto one_by_one = rows_after(false);
+  EXPECT_NE(one_by_one.first, before);
+  EXPECT_EQ(rows_after(true), one_by_one);
 }
 
 // Not every failure is the database's: here a message cannot be shown.

@@ -248,6 +248,10 @@ TEST_F(DialectTest, ColumnsTellTheirOrigin) {
   EXPECT_EQ(session_->Open("select id = 1 from t")->columns()[0].type, ColumnType::kBoolean);
   EXPECT_EQ(query->columns()[2].name, "other");
   EXPECT_EQ(query->columns()[2].column, "n");
+  const auto nested = session_->Open("select q.x, q.f from (select n as x, f from t) as q");
+  EXPECT_EQ(nested->columns()[0].name, "x");
+  EXPECT_EQ(nested->columns()[0].column, "n");
+  EXPECT_EQ(nested->columns()[1].name, "f");
   ASSERT_NE(query->base_table(), nullptr);
   ASSERT_TRUE(query->Step());
   Row row;

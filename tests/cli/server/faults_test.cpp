@@ -1,6 +1,9 @@
 // What is left when the server, the connection or its disk fails in the middle of a run.
 #include <gmock/gmock.h>
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <csignal>
 #include <cstdlib>
 #include <string>
@@ -76,6 +79,39 @@ TEST_F(Faults, AServerThatIsKilledHoldsFinishedFixesWhole) {
   EXPECT_EQ(ended.code, cli::kFailed) << ended.out << ended.err;
   db::PostgresServer::Get().Crash();
   db::PostgresServer::Get().Resume();
+  EXPECT_TRUE(Content() == after_first);
+}
+
+// Another program holds freq and waits for assgn; the fix holds assgn and waits for freq. The server ends the
+// one whose patience is over first.
+TEST_F(Faults, ADeadlockUndoesTheFixThatWasRunning) {
+  MakeHardSample("jet4", "12");
+  Seed(file_);
+  Restore();
+  ASSERT_EQ(Fix(kSource, {"--only", "30"}).code, cli::kOk);
+  const std::string after_first = Content();
+  Restore();
+  const pid_t other = fork();
+  if (other == 0) {
+    db::Connection holder;
+    holder.Open("PROVIDER=MSDASQL; DSN=TLKP-ING; UID=postgres;PWD=;");
+    holder.Execute(
+        "SET deadlock_timeout = '30s'; BEGIN; LOCK TABLE freq IN EXCLUSIVE MODE; DO $$ BEGIN WHILE NOT "
+        "EXISTS "
+        "(SELECT 1 FROM pg_locks WHERE NOT granted AND relation = 'freq'::regclass) LOOP PERFORM "
+        "pg_sleep(0.02); END LOOP; END $$; LOCK TABLE assgn IN EXCLUSIVE MODE; ROLLBACK");
+    _exit(0);
+  }
+  admin().Execute(
+      "DO $$ BEGIN WHILE NOT EXISTS (SELECT 1 FROM pg_locks WHERE granted AND mode = 'ExclusiveLock' AND "
+      "relation = 'freq'::regclass) LOOP PERFORM pg_sleep(0.02); END LOOP; END $$");
+  setenv("PGOPTIONS", "-c deadlock_timeout=3s", 1);
+  const cli::Outcome ended = Fix(kSource, {"--only", "30,7,8"});
+  unsetenv("PGOPTIONS");
+  waitpid(other, nullptr, 0);
+  EXPECT_EQ(ended.code, cli::kFailed) << ended.out;
+  EXPECT_THAT(ended.err, HasSubstr("deadlock detected"));
+  EXPECT_THAT(ended.err, HasSubstr("Undone: \"Convert Frequencies MHz to GHz\". In the database: 1 fix: "));
   EXPECT_TRUE(Content() == after_first);
 }
 

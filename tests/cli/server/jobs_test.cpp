@@ -55,8 +55,14 @@ TEST_F(Jobs, ANoticeThatFailsIsNamedAndTakenUpLater) {
       "RAISE EXCEPTION 'deadlock detected' USING ERRCODE = '40P01'; END $$; CREATE TRIGGER stuck BEFORE "
       "UPDATE ON notice FOR EACH ROW WHEN (OLD.ntc_id = " +
       notice + ") EXECUTE FUNCTION stuck()");
+  const std::string assignments =
+      "select * from assgn where grp_id in (select grp_id from grp where ntc_id = " + notice +
+      ") order by grp_id, seq_no";
+  const std::string before = Rows(kSource, assignments);
   const cli::Outcome first = Fix(kSource, {kWithin, "--all-notices", "--jobs", "2"});
   EXPECT_EQ(first.code, cli::kFailed);
+  // What the fixes before had done would be done twice.
+  EXPECT_EQ(Rows(kSource, assignments), before);
   EXPECT_THAT(first.err, HasSubstr("notice " + notice + " was not finished"));
   EXPECT_THAT(first.out, HasSubstr("1 not finished"));
   const std::string others =
@@ -69,6 +75,38 @@ TEST_F(Jobs, ANoticeThatFailsIsNamedAndTakenUpLater) {
   EXPECT_EQ(Rows(kSource, others), "\"Expr1000\"\n11\n");
   ASSERT_EQ(Fix(file_, {kWithin, "--notice", "1-2000000000"}).code, cli::kOk);
   EXPECT_EQ(DifferenceOf(file_), "");
+}
+
+// Notices are worked on together; an error is told of its notice all the same, and leaves what it leaves
+// there.
+TEST_F(Jobs, AnErrorOfAFixIsToldOfItsNotice) {
+  MakeHardSample("jet4", "12");
+  Seed(file_);
+  const std::string list = Rows(file_, "select max(ntc_id) from notice");
+  const std::string notice = list.substr(list.find('\n') + 1, list.rfind('\n') - list.find('\n') - 1);
+  std::string one_by_one;
+  for (const bool jobs : {false, true}) {
+    Restore();
+    admin().Execute(
+        "CREATE FUNCTION refused() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE EXCEPTION 'not this "
+        "one'; "
+        "END $$; CREATE TRIGGER refused BEFORE UPDATE ON notice FOR EACH ROW WHEN (OLD.ntc_id = " +
+        notice + ") EXECUTE FUNCTION refused()");
+    const cli::Outcome run = jobs ? Fix(kSource, {kWithin, "--all-notices", "--jobs", "1"})
+                                  : Fix(kSource, {kWithin, "--notice", "1-2000000000"});
+    EXPECT_EQ(run.code, cli::kFailed);
+    std::string content;
+    for (const char* table : {"assgn", "freq", "grp", "provn", "emiss", "s_beam", "notice"})
+      content += cli::RunCli({"export", kSource, table, "--order-by-key", kUser}).out;
+    if (!jobs) {
+      one_by_one = content;
+      continue;
+    }
+    EXPECT_TRUE(content == one_by_one);
+    EXPECT_THAT(run.err, HasSubstr("notice " + notice + ": "));
+    EXPECT_THAT(run.err, HasSubstr("not this one"));
+    EXPECT_THAT(run.out, HasSubstr("12 notices, 0 not finished, 1 with errors"));
+  }
 }
 
 TEST_F(Jobs, TwoRunsKeepOffOneNotice) {

@@ -4,14 +4,15 @@
 #include <utility>
 
 #include "access/base/error.h"
-#include "access/base/text.h"
 #include "access/sql/lexer.h"
 #include "access/sql/parser.h"
-#include "access/sql/translate.h"
+#include "access/sql/printer.h"
 
 namespace jet::sql {
 
-void Translator::Declare(const TableRef& ref, const std::string& file, const Scope* outer, Scope* scope) {
+std::optional<std::string> Printer::QueryText(const std::string&, const std::string&) { return {}; }
+
+void Printer::Declare(const TableRef& ref, const std::string& file, const Scope* outer, Scope* scope) {
   if (ref.kind == TableRef::kJoin) {
     Declare(*ref.left, file, outer, scope);
     Declare(*ref.right, file, outer, scope);
@@ -19,34 +20,25 @@ void Translator::Declare(const TableRef& ref, const std::string& file, const Sco
   }
   Source source;
   source.alias = ref.alias;
+  source.table_name = ref.name;
   source.sql_alias = fmt::format("a{}", next_alias_++);
   std::optional<std::string> query;
-  if (ref.kind == TableRef::kTable) query = catalog_.FindQuery(ref.name, file);
+  if (ref.kind == TableRef::kTable) query = QueryText(ref.name, file);
   if (query) {
-    source.table_name = ref.name;
-    DeclareQuery(*query, ref.name, &source);
+    source.from_sql = "(" + PrintQuery(*query, ref.name, &source.columns) + ")";
   } else if (ref.kind == TableRef::kTable) {
-    CatalogTable found = catalog_.Find(ref.name, file);
-    source.table = found.table;
-    source.table_name = found.name;
-    source.from_sql = found.sql_name + " AS " + source.sql_alias;
-    mentions_.push_back(found.table);
+    source.from_sql = TableSql(ref.name, file, &source);
+    source.table_name = source.table->TableName();
   } else {
-    source.from_sql = "(" + PrintSelect(*ref.select, outer, Use::kSource, false, &source.columns, nullptr) +
-                      ") AS " + source.sql_alias;
+    source.from_sql = "(" + PrintSelect(*ref.select, outer, Use::kSource, &source.columns) + ")";
   }
-  for (const Source& other : scope->sources) {
-    if (!SourceName(source).empty() && EqualNames(SourceName(other), SourceName(source))) {
-      throw Error(
-          ErrorKind::kInvalid,
-          fmt::format("The FROM list names '{}' twice; give one of them another name.", SourceName(source)));
-    }
-  }
-  scope->sources.push_back(std::move(source));
+  source.from_sql += " AS " + source.sql_alias;
+  AddSource(std::move(source), scope);
 }
 
-// A saved query stands for its text in parentheses; errors in that speak of the query.
-void Translator::DeclareQuery(const std::string& sql, const std::string& name, Source* source) {
+// A saved query stands for its text; errors in that speak of the query.
+std::string Printer::PrintQuery(const std::string& sql, const std::string& name,
+                                std::vector<OutputColumn>* columns) {
   constexpr int kMaxDepth = 20;
   if (query_depth_ == kMaxDepth) {
     throw Error(
@@ -56,6 +48,7 @@ void Translator::DeclareQuery(const std::string& sql, const std::string& name, S
   }
   const std::string_view outer_text = std::exchange(text_, sql);
   ++query_depth_;
+  std::string printed;
   try {
     std::vector<Token> tokens;
     Lex(sql, &tokens);
@@ -63,9 +56,7 @@ void Translator::DeclareQuery(const std::string& sql, const std::string& name, S
     const std::unique_ptr<Statement> s = Parse(sql, tokens);
     if (s->kind != StatementKind::kSelect || s->parameters > 0)
       throw Error(ErrorKind::kNotSupported, "only select queries without parameters can be.");
-    source->from_sql = "(" +
-                       PrintSelect(*s->select, nullptr, Use::kSource, false, &source->columns, nullptr) +
-                       ") AS " + source->sql_alias;
+    printed = PrintSelect(*s->select, nullptr, Use::kSource, columns);
   } catch (const Error& e) {
     const std::string start = fmt::format("The query '{}' cannot be read: ", name);
     const std::string text = e.what();
@@ -73,11 +64,12 @@ void Translator::DeclareQuery(const std::string& sql, const std::string& name, S
   }
   --query_depth_;
   text_ = outer_text;
+  return printed;
 }
 
 // `tables`: the positions of the tables among the sources, in the order in which they are joined.
-std::string Translator::PrintRef(const TableRef& ref, Scope* scope, std::size_t* next,
-                                 std::vector<std::size_t>* tables) {
+std::string Printer::PrintRef(const TableRef& ref, Scope* scope, std::size_t* next,
+                              std::vector<std::size_t>* tables) {
   if (ref.kind != TableRef::kJoin) {
     const Source& source = scope->sources[*next];
     if (source.table) tables->push_back(*next);
@@ -100,10 +92,10 @@ std::string Translator::PrintRef(const TableRef& ref, Scope* scope, std::size_t*
   }
   tables->insert(tables->end(), left_tables.begin(), left_tables.end());
   tables->insert(tables->end(), right_tables.begin(), right_tables.end());
-  return left + word + right + " ON " + PrintCondition(*ref.on, scope);
+  return left + word + right + " ON " + Condition(*ref.on, scope);
 }
 
-std::string Translator::PrintFrom(const Select& select, const Scope* outer, Scope* scope) {
+std::string Printer::PrintFrom(const Select& select, const Scope* outer, Scope* scope) {
   scope->outer = outer;
   for (const TableRefPtr& ref : select.from) Declare(*ref, select.in_file, outer, scope);
   std::string sql;
@@ -111,7 +103,9 @@ std::string Translator::PrintFrom(const Select& select, const Scope* outer, Scop
   std::vector<std::size_t> tables;
   for (const TableRefPtr& ref : select.from)
     sql += (sql.empty() ? " FROM " : ", ") + PrintRef(*ref, scope, &next, &tables);
-  for (const std::size_t i : tables) scope->row_ids.push_back(RowIdSql(scope->sources[i]));
+  for (const std::size_t i : tables) {
+    for (std::string& term : RowOrder(scope->sources[i])) scope->row_order.push_back(std::move(term));
+  }
   return sql;
 }
 

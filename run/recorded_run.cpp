@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 #include <utility>
 
 #include "access/base/error.h"
@@ -67,7 +68,10 @@ class Recorder : public RunObserver {
 // What the run left; empty where it is still in a journal.
 std::string FingerprintAfter() {
   jet::File* const file = SavedFile();
-  return file != nullptr && MainCn().IsSaved() ? jet::Fingerprint(*file) : std::string();
+  if (file == nullptr) return {};
+  if (MainCn().IsSaved()) return jet::Fingerprint(*file);
+  const std::unique_ptr<jet::File> content = MainCn().SavedContent();
+  return content ? jet::Fingerprint(*content) : std::string();
 }
 
 // Adds the run over one more notice.

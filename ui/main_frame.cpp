@@ -430,7 +430,7 @@ void frmMain::mnuFileUndo_Click() {
   Inform(
       file +
       (undone.of_undoing ? " is what it was before it was undone." : " is what it was before its last run.") +
-      "\nWhat it was until now: " + undone.kept);
+      "\nWhat it was until now: " + undone.kept + (undone.remark.empty() ? "" : "\n" + undone.remark));
 }
 
 void frmMain::OnClose(wxCloseEvent& event) {

@@ -1,6 +1,5 @@
 // vntfix fix.
 #include <algorithm>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -14,7 +13,6 @@
 #include "access/file/drop_journal.h"
 #include "access/file/overlay.h"
 #include "access/store/database.h"
-#include "access/store/file_kind.h"
 #include "cli/commands.h"
 #include "cli/fix_choice.h"
 #include "cli/fix_jobs.h"
@@ -26,7 +24,6 @@
 #include "db/engine_errors.h"
 #include "db/services.h"
 #include "platform/in_force.h"
-#include "platform/paths.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
 #include "run/backup.h"
@@ -34,6 +31,7 @@
 #include "run/guards.h"
 #include "run/recorded_run.h"
 #include "run/reference_check.h"
+#include "run/report_file.h"
 
 namespace vnt::cli {
 
@@ -302,15 +300,13 @@ bool WriteReport(const FixOptions& options, const std::vector<RunRecord>& record
   RecordFormat format = FormatOfName(options.report);
   if (options.format == DiffFormat::kText) format = RecordFormat::kText;
   if (options.format == DiffFormat::kJson) format = RecordFormat::kJson;
-  std::ofstream out(platform::PathOf(options.report), std::ios::binary);
   const bool list = format == RecordFormat::kJson && records.size() != 1;
-  if (list) out << "[\n";
+  std::string text = list ? "[\n" : "";
   for (std::size_t i = 0; i < records.size(); ++i) {
-    out << (i == 0 ? "" : list ? ",\n" : "\n") << RecordText(records[i], format);
+    text += (i == 0 ? "" : list ? ",\n" : "\n") + RecordText(records[i], format);
   }
-  if (list) out << "]\n";
-  out.close();
-  if (out) {
+  if (list) text += "]\n";
+  if (WriteReportFile(options.report, text)) {
     if (!options.quiet) streams.out << "report: " << options.report << '\n';
     return true;
   }
@@ -347,7 +343,7 @@ int Fix(const FixOptions& options, Streams& streams) {
     streams.err << "vntfix: " << error.what() << '\n';
     return kUsage;
   }
-  if (!options.report.empty() && jet::IsDatabaseOrJournal(platform::PathOf(options.report))) {
+  if (!options.report.empty() && WouldOverwriteDatabase(options.report)) {
     streams.err << fmt::format("vntfix: the report {} would overwrite a database. Nothing was done.\n",
                                options.report);
     return kUsage;

@@ -65,7 +65,8 @@ class Recorder : public RunObserver {
   RunObserver& inner_;
 };
 
-// What the run left; empty where it is still in a journal.
+// What the run left, in the file or, where somebody who reads keeps it from being brought up to date, in file
+// and journal: then it is what the file becomes. Empty where that is not known.
 std::string FingerprintAfter() {
   jet::File* const file = SavedFile();
   if (file == nullptr) return {};
@@ -111,6 +112,7 @@ RunRecord RunRecorded(const FixSelection& selection, const std::vector<std::int3
   Recorder recorder(recording, record, observer);
   State().counts_changes = recording.dry_run || recording.fingerprints || recording.backup;
   if (IsIngresSource(record.file)) record.source_fault = State().source_fault;
+  record.setting_fault = State().setting_fault;
   if (record.notices.empty()) record.result = RunFixes(selection, recorder);
   ChangesOfNotices together;
   for (const std::int32_t notice : record.notices) {

@@ -490,7 +490,7 @@ TEST_F(CliTest, ExitStatuses) {
   full.setstate(std::ios::badbit);
   std::istringstream in;
   EXPECT_EQ(cli::Run({"tables", file}, {in, full, err}), kUnwritten);
-  EXPECT_THAT(err.str(), HasSubstr("The output could not be written."));
+  EXPECT_THAT(err.str(), HasSubstr("vntfix: the output could not be written."));
 }
 
 TEST_F(CliTest, RepeatedErrorsOfAFixAreToldOnceWithTheirNumber) {

@@ -282,7 +282,7 @@ void frmMain::cmdPreview_Click() {
     record = preview.record();
     if (record.result.refused || record.result.ended_early) return;
     const Busy comparing(*this, "Comparing ...");
-    differences = FindDifferences(preview.before(), preview.after(), 0, Watch());
+    differences = FindDifferences(preview.before(), preview.after(), 0, compare::Sides::kPreview, Watch());
   } catch (const db::DbError& error) {
     ShowFailure(error);
     return;

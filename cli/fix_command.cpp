@@ -62,6 +62,9 @@ FixSelection Select(const FixOptions& options) {
       if (!fix.reach.empty()) selection.reset(static_cast<std::size_t>(fix.index));
     }
   }
+  // A run of nothing would yet add its history rows.
+  if (selection.none())
+    throw ChoiceError("All fixes that were chosen are left out again, so there is none to run.");
   return selection;
 }
 
@@ -277,7 +280,10 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
       printer.Total(fixed.record);
     }
     if (!fixed.record.fault.empty()) {
-      speaker.Say("the run is done, but undo will not find what it left: " + fixed.record.fault);
+      speaker.Say((fixed.record.result.ended_early
+                       ? "the run ended early, and undo will not find what it left: "
+                       : "the run is done, but undo will not find what it left: ") +
+                  fixed.record.fault);
       if (fixed.status == kOk) fixed.status = kUnwritten;
     }
     if (options.diff && !fixed.record.result.refused && InterruptedStatus() == 0 && CloseDatabases()) {

@@ -241,8 +241,11 @@ bool frmMain::Command2_Click() {
   }
   const RunResult& result = record.result;
   if (result.ended_early && State().current_database.empty()) SetDatabasePanel(kNoDatabaseText);
-  if (!record.fault.empty())
-    Alarm("The run is done, but Undo Last Run will not find what it left: " + record.fault);
+  if (!record.fault.empty()) {
+    Alarm((result.ended_early ? "The run ended early, and Undo Last Run will not find what it left: "
+                              : "The run is done, but Undo Last Run will not find what it left: ") +
+          record.fault);
+  }
   const bool succeeded = released && !result.refused && !result.failed();
   const bool complete = released && !result.refused && !result.ended_early;
   if (!result.refused) {

@@ -91,7 +91,7 @@ int Run(const std::vector<std::string>& arguments, Streams streams) {
   streams.out.flush();
   streams.err.flush();
   if (streams.out && streams.err) return code;
-  if (streams.err) streams.err << "The output could not be written.\n" << std::flush;
+  if (streams.err) streams.err << "vntfix: the output could not be written.\n" << std::flush;
   return code == kOk ? kUnwritten : code;
 }
 

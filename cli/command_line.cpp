@@ -153,7 +153,7 @@ void AddFix(CLI::App& app, Request& r) {
   undo->footer("Examples:\n  vntfix undo nightly.mdb --list\n  vntfix undo nightly.mdb\n");
 
   CLI::App* list = app.add_subcommand("list", "List the fixes: index, default tick, caption, what it does");
-  list->add_option("FIX", r.list.fixes, "Only these fixes, by index")->check(Between(0, kFixCount - 1));
+  list->add_option("FIX", r.list.fixes, "Only these fixes: numbers (7), ranges (7-9) or words of a caption");
   list->add_flag("--sql", r.list.sql, "The statements of each, on Access and on Ingres");
   list->footer("Examples:\n  vntfix list\n  vntfix list 22 --sql\n");
 }

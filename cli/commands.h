@@ -47,7 +47,7 @@ struct FixOptions {
 };
 int Fix(const FixOptions& options, Streams& streams);
 struct ListOptions {
-  std::vector<int> fixes;  // empty: all
+  std::vector<std::string> fixes;  // each as ChooseFixes() reads it; none: all
   bool sql = false;
 };
 int List(const ListOptions& options, Streams& streams);

@@ -16,8 +16,8 @@ int Diff(const DiffOptions& options, Streams& streams) {
   const std::int32_t notice = options.compare.notice;
   if (notice > 0 && !compare::HasNotice(*old_database, notice) &&
       !compare::HasNotice(*new_database, notice)) {
-    streams.err << fmt::format("Neither {} nor {} has a notice {}.\n", options.old_file, options.new_file,
-                               notice);
+    streams.err << fmt::format("vntfix: neither {} nor {} has a notice {}.\n", options.old_file,
+                               options.new_file, notice);
     return kUsage;
   }
   try {
@@ -36,12 +36,12 @@ int Diff(const DiffOptions& options, Streams& streams) {
     const bool is_usage =
         error.kind() == jet::ErrorKind::kNoTable || error.kind() == jet::ErrorKind::kInvalid;
     if (is_usage) {
-      streams.err << error.what() << '\n';
+      streams.err << "vntfix: " << error.what() << '\n';
       return kUsage;
     }
     if (error.is_environment()) throw;
     // Whatever else it is: it must not be taken for a difference.
-    streams.err << error.what() << '\n';
+    streams.err << "vntfix: " << error.what() << '\n';
     return kRefused;
   }
 }

@@ -185,8 +185,9 @@ int Export(const ExportOptions& options, Streams& streams) {
       (options.table.empty() ? 0 : 1) + (options.folder.empty() ? 0 : 1) + (options.output.empty() ? 0 : 1);
   if (targets != 1 || is_sqlite == options.output.empty()) {
     streams.err << (is_sqlite
-                        ? "--format sqlite needs --output FILE, and neither TABLE nor --all.\n"
-                        : "Name a TABLE, or a folder with --all. --output goes with --format sqlite.\n");
+                        ? "vntfix export: --format sqlite needs --output FILE, and neither TABLE nor --all.\n"
+                        : "vntfix export: name a TABLE, or a folder with --all. --output goes with --format "
+                          "sqlite.\n");
     return kUsage;
   }
   const Interruptible interruptible;

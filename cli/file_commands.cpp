@@ -154,10 +154,10 @@ int Check(const std::string& file, Streams& streams) {
     findings = jet::CheckDatabase(*database);
   } catch (const jet::Error& error) {
     if (error.kind() == jet::ErrorKind::kInterrupted) throw;
-    streams.err << file << " could not be checked: " << error.what() << '\n';
+    streams.err << fmt::format("vntfix: {} could not be checked: {}\n", file, error.what());
     return kRefused;
   } catch (const std::bad_alloc&) {
-    streams.err << file << " could not be checked: " << db::kOutOfMemory << '\n';
+    streams.err << fmt::format("vntfix: {} could not be checked: {}\n", file, db::kOutOfMemory);
     return kRefused;
   }
   int faults = 0, remarks = 0;
@@ -167,8 +167,8 @@ int Check(const std::string& file, Streams& streams) {
     if (finding.page != jet::Error::kNoPlace) streams.out << "page " << finding.page << ": ";
     streams.out << finding.text << '\n';
   }
-  streams.err << fmt::format("{}: {} fault{}, {} remark{}.\n", file, faults, faults == 1 ? "" : "s", remarks,
-                             remarks == 1 ? "" : "s");
+  streams.err << fmt::format("vntfix: {}: {} fault{}, {} remark{}.\n", file, faults, faults == 1 ? "" : "s",
+                             remarks, remarks == 1 ? "" : "s");
   return faults > 0 ? kFailed : kOk;
 }
 

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <limits>
 #include <optional>
 
 #include <fmt/format.h>
 
 #include "access/base/text.h"
+#include "cli/nearest.h"
 
 namespace vnt::cli {
 namespace {
@@ -88,6 +90,20 @@ bool HasWords(const FixEntry& fix, const std::vector<std::string>& words) {
   });
 }
 
+// What to say of words that no caption has all.
+std::string NoSuchWords(std::string_view text, const std::vector<std::string>& words) {
+  std::vector<std::string> known;
+  for (const FixEntry& fix : FixCatalogue()) std::ranges::move(Words(fix.caption), std::back_inserter(known));
+  for (const std::string& word : words) {
+    if (std::ranges::any_of(known, [&](const std::string& of) { return of.starts_with(word); })) continue;
+    if (const std::string nearest = Nearest(word, known); !nearest.empty()) {
+      return fmt::format("No fix has the words \"{}\" in its caption; did you mean '{}'?", text,
+                         jet::LowerText(nearest));
+    }
+  }
+  return fmt::format("No fix has the words \"{}\" in its caption; vntfix list shows them all.", text);
+}
+
 const FixEntry& FixOfWords(std::string_view text) {
   const std::vector<std::string> words = Words(text);
   std::vector<const FixEntry*> found;
@@ -95,10 +111,7 @@ const FixEntry& FixOfWords(std::string_view text) {
     if (jet::EqualNames(fix.caption, text)) return fix;
     if (HasWords(fix, words)) found.push_back(&fix);
   }
-  if (found.empty()) {
-    throw ChoiceError(
-        fmt::format("No fix has the words \"{}\" in its caption; vntfix list shows them all.", text));
-  }
+  if (found.empty()) throw ChoiceError(NoSuchWords(text, words));
   if (found.size() == 1) return *found.front();
   std::string candidates;
   for (const FixEntry* fix : found) {

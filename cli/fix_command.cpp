@@ -1,6 +1,5 @@
 // vntfix fix.
 #include <algorithm>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -14,7 +13,6 @@
 #include "access/file/drop_journal.h"
 #include "access/file/overlay.h"
 #include "access/store/database.h"
-#include "access/store/file_kind.h"
 #include "cli/commands.h"
 #include "cli/fix_choice.h"
 #include "cli/fix_jobs.h"
@@ -26,7 +24,6 @@
 #include "db/engine_errors.h"
 #include "db/services.h"
 #include "platform/in_force.h"
-#include "platform/paths.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
 #include "run/backup.h"
@@ -34,6 +31,7 @@
 #include "run/guards.h"
 #include "run/recorded_run.h"
 #include "run/reference_check.h"
+#include "run/report_file.h"
 
 namespace vnt::cli {
 
@@ -64,6 +62,9 @@ FixSelection Select(const FixOptions& options) {
       if (!fix.reach.empty()) selection.reset(static_cast<std::size_t>(fix.index));
     }
   }
+  // A run of nothing would yet add its history rows.
+  if (selection.none())
+    throw ChoiceError("All fixes that were chosen are left out again, so there is none to run.");
   return selection;
 }
 
@@ -278,7 +279,10 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
       printer.Total(fixed.record);
     }
     if (!fixed.record.fault.empty()) {
-      speaker.Say("the run is done, but undo will not find what it left: " + fixed.record.fault);
+      speaker.Say((fixed.record.result.ended_early
+                       ? "the run ended early, and undo will not find what it left: "
+                       : "the run is done, but undo will not find what it left: ") +
+                  fixed.record.fault);
       if (fixed.status == kOk) fixed.status = kUnwritten;
     }
     if (options.diff && !fixed.record.result.refused && InterruptedStatus() == 0 && CloseDatabases()) {
@@ -301,15 +305,13 @@ bool WriteReport(const FixOptions& options, const std::vector<RunRecord>& record
   RecordFormat format = FormatOfName(options.report);
   if (options.format == DiffFormat::kText) format = RecordFormat::kText;
   if (options.format == DiffFormat::kJson) format = RecordFormat::kJson;
-  std::ofstream out(platform::PathOf(options.report), std::ios::binary);
   const bool list = format == RecordFormat::kJson && records.size() != 1;
-  if (list) out << "[\n";
+  std::string text = list ? "[\n" : "";
   for (std::size_t i = 0; i < records.size(); ++i) {
-    out << (i == 0 ? "" : list ? ",\n" : "\n") << RecordText(records[i], format);
+    text += (i == 0 ? "" : list ? ",\n" : "\n") + RecordText(records[i], format);
   }
-  if (list) out << "]\n";
-  out.close();
-  if (out) {
+  if (list) text += "]\n";
+  if (WriteReportFile(options.report, text)) {
     if (!options.quiet) streams.out << "report: " << options.report << '\n';
     return true;
   }
@@ -346,7 +348,7 @@ int Fix(const FixOptions& options, Streams& streams) {
     streams.err << "vntfix: " << error.what() << '\n';
     return kUsage;
   }
-  if (!options.report.empty() && jet::IsDatabaseOrJournal(platform::PathOf(options.report))) {
+  if (!options.report.empty() && WouldOverwriteDatabase(options.report)) {
     streams.err << fmt::format("vntfix: the report {} would overwrite a database. Nothing was done.\n",
                                options.report);
     return kUsage;

@@ -107,9 +107,10 @@ void FixPrinter::Total(const RunRecord& record) {
     if (fix.status == FixStatus::kFailed) ++failed;
   }
   const double seconds = std::chrono::duration<double>(record.ended - record.started).count();
-  streams_.out << fmt::format("{}{}: {} fix{} run, {} with errors, {} rows written, {:.3f} s\n",
-                              record.kind == RecordKind::kDryRun ? "dry run of " : "", record.file, run,
-                              run == 1 ? "" : "es", failed, rows, seconds);
+  streams_.out << fmt::format("{}{}: {}{} fix{} run, {} with errors, {} rows written, {:.3f} s\n",
+                              record.kind == RecordKind::kDryRun ? "dry run of " : "", record.file,
+                              record.result.ended_early ? "ended early, " : "", run, run == 1 ? "" : "es",
+                              failed, rows, seconds);
   if (!record.backup.empty()) streams_.out << "backup: " << record.backup << '\n';
   streams_.out << std::flush;
 }

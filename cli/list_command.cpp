@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include "cli/commands.h"
+#include "cli/fix_choice.h"
 #include "cli/output.h"
 #include "run/catalogue.h"
 #include "run/fix_statements.h"
@@ -29,8 +30,20 @@ void PrintStatements(const FixEntry& fix, std::ostream& out) {
 }  // namespace
 
 int List(const ListOptions& options, Streams& streams) {
-  std::vector<int> chosen = options.fixes;
-  for (int index = 0; options.fixes.empty() && index < kFixCount; ++index) chosen.push_back(index);
+  std::vector<int> chosen;
+  const auto choose = [&](const FixSelection& selection) {
+    for (int index = 0; index < kFixCount; ++index) {
+      if (selection.test(static_cast<std::size_t>(index))) chosen.push_back(index);
+    }
+  };
+  try {
+    // In the order in which they are named.
+    for (const std::string& fixes : options.fixes) choose(ChooseFixes(fixes));
+  } catch (const ChoiceError& error) {
+    streams.err << "vntfix list: " << error.what() << '\n';
+    return kUsage;
+  }
+  if (options.fixes.empty()) choose(FixSelection().set());
   std::vector<std::vector<std::string>> rows;
   for (const int index : chosen) {
     const FixEntry& fix = FixByIndex(index);

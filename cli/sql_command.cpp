@@ -198,7 +198,8 @@ int Sql(const SqlOptions& options, Streams& streams) {
       } else {
         const std::int64_t changed = connection.Execute(statement);
         changed_something = !options.transaction;
-        streams.err << fmt::format("{} row{} changed\n", changed, changed == 1 ? "" : "s");
+        streams.err << fmt::format("vntfix: {}: {} row{} changed\n", place.Text(), changed,
+                                   changed == 1 ? "" : "s");
       }
     }
   } catch (const db::DbError& error) {

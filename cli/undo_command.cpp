@@ -21,6 +21,7 @@ int Undo(const UndoOptions& options, Streams& streams) {
   const Undone undone = UndoLastRun(jet::PlatformFileSystem(), options.file, options.folder, options.force);
   streams.out << fmt::format("{} is what it was before the {}: {}\nWhat it was until now: {}\n", options.file,
                              undone.of_undoing ? "undoing" : "run", undone.restored, undone.kept);
+  if (!undone.remark.empty()) streams.err << fmt::format("vntfix: {}\n", undone.remark);
   return kOk;
 }
 

@@ -25,20 +25,35 @@ int FindColumn(const ComparedTable& table, std::string_view name) {
   return -1;
 }
 
-std::vector<std::string> RemarksOn(const ComparedTable& table) {
-  const auto side = [](bool old_side) { return old_side ? "first" : "second"; };
-  if (!table.in_old || !table.in_new) {
-    return {fmt::format("Only the {} database has this table.", side(table.in_old))};
+// On a table that one side lacks.
+std::string RemarkOnTable(const ComparedTable& table, Sides sides) {
+  if (sides == Sides::kPreview) {
+    return fmt::format("This table would be {}.", table.in_old ? "removed" : "added");
   }
+  return fmt::format("Only the {} database has this table.", table.in_old ? "first" : "second");
+}
+
+// On a column that one side lacks, or has otherwise.
+std::string RemarkOnColumn(const ComparedColumn& c, Sides sides) {
+  const bool in_old = c.old_definition != nullptr;
+  if (!c.in_both() && sides == Sides::kPreview) {
+    return fmt::format("The column {} would be {}.", c.name, in_old ? "removed" : "added");
+  }
+  if (!c.in_both()) {
+    return fmt::format("Only the {} database has the column {}.", in_old ? "first" : "second", c.name);
+  }
+  const std::string old_type = TypeText(*c.old_definition), new_type = TypeText(*c.new_definition);
+  if (sides == Sides::kPreview) {
+    return fmt::format("The column {} would be changed from {} to {}.", c.name, old_type, new_type);
+  }
+  return fmt::format("The column {} is {} and {}.", c.name, old_type, new_type);
+}
+
+std::vector<std::string> RemarksOn(const ComparedTable& table, Sides sides) {
+  if (!table.in_old || !table.in_new) return {RemarkOnTable(table, sides)};
   std::vector<std::string> remarks;
   for (const ComparedColumn& c : table.columns) {
-    if (!c.in_both()) {
-      remarks.push_back(
-          fmt::format("Only the {} database has the column {}.", side(c.old_definition != nullptr), c.name));
-    } else if (c.is_redefined()) {
-      remarks.push_back(fmt::format("The column {} is {} and {}.", c.name, TypeText(*c.old_definition),
-                                    TypeText(*c.new_definition)));
-    }
+    if (!c.in_both() || c.is_redefined()) remarks.push_back(RemarkOnColumn(c, sides));
   }
   return remarks;
 }
@@ -52,8 +67,8 @@ std::int32_t NoticeIn(const jet::Value& value) {
 }  // namespace
 
 DifferenceStore::DifferenceStore(jet::FileSystem& files,
-                                 std::function<void(std::uint64_t, std::uint64_t)> progress)
-    : progress_(std::move(progress)), file_(files.OpenTemporary()) {}
+                                 std::function<void(std::uint64_t, std::uint64_t)> progress, Sides sides)
+    : progress_(std::move(progress)), sides_(sides), file_(files.OpenTemporary()) {}
 
 void DifferenceStore::KnowGroups(jet::Database& database) {
   const std::shared_ptr<jet::Table> groups = database.FindTable("grp");
@@ -73,7 +88,7 @@ void DifferenceStore::KnowGroups(jet::Database& database) {
 void DifferenceStore::BeginTable(const ComparedTable& table) {
   Table& kept = tables_.emplace_back();
   kept.name = table.name;
-  kept.remarks = RemarksOn(table);
+  kept.remarks = RemarksOn(table, sides_);
   for (const ComparedColumn& c : table.columns) kept.columns.push_back(c.name);
   kept.first = kept.end = rows_.size();
   ComparedTable& compared = compared_.emplace_back(table);

@@ -21,6 +21,9 @@
 
 namespace vnt::compare {
 
+// What is compared, for the sentences about it.
+enum class Sides { kTwoDatabases, kPreview };  // or one, and what a run would make of it
+
 class DifferenceStore : public Sink {
  public:
   struct Table {
@@ -41,7 +44,9 @@ class DifferenceStore : public Sink {
   };
 
   // `progress` is told what Sink::Progress is; it may be empty.
-  DifferenceStore(jet::FileSystem& files, std::function<void(std::uint64_t, std::uint64_t)> progress = {});
+  explicit DifferenceStore(jet::FileSystem& files,
+                           std::function<void(std::uint64_t, std::uint64_t)> progress = {},
+                           Sides sides = Sides::kTwoDatabases);
 
   // To be called before Compare(), so that rows which name a group can be told by notice.
   void KnowGroups(jet::Database& database);
@@ -83,6 +88,7 @@ class DifferenceStore : public Sink {
   void Load(std::size_t table, std::size_t row, Loaded* loaded);
 
   std::function<void(std::uint64_t, std::uint64_t)> progress_;
+  const Sides sides_;
   std::unique_ptr<jet::File> file_;
   std::uint64_t written_ = 0;
   std::string buffer_;

@@ -6,6 +6,7 @@
 
 #include "access/base/interruption.h"
 #include "access/base/text.h"
+#include "access/file/file.h"
 #include "db/access_provider/access_provider.h"
 #include "db/connection_string.h"
 #include "db/odbc_provider/odbc_provider.h"
@@ -135,6 +136,10 @@ void Connection::Resume() { provider().Resume(); }
 jet::File* Connection::SavedFile() { return provider().SavedFile(); }
 
 bool Connection::IsSaved() { return provider().IsSaved(); }
+
+std::unique_ptr<jet::File> Connection::SavedContent() { return provider().SavedContent(); }
+
+std::unique_ptr<jet::File> ProviderConnection::SavedContent() { return nullptr; }
 
 void Connection::SetDeferring(bool on) { provider().SetDeferring(on); }
 

@@ -98,6 +98,9 @@ class Connection {
   jet::File* SavedFile();
   // Whether that file holds everything that was executed.
   bool IsSaved();
+  // What that file is, or will be once it is brought up to date from its journal, to be read until something
+  // is executed. Null for ODBC, and where what was executed last is not durable.
+  std::unique_ptr<jet::File> SavedContent();
   // While it is on, a server may be sent changes later, several of them together, before a query that depends
   // on them, Persist(), or when it is switched off; a failure of one of them is then told by an error
   // kErrRepeat there. No effect elsewhere.

@@ -56,6 +56,7 @@ class ProviderConnection {
   virtual void Resume() {}
   virtual jet::File* SavedFile() { return nullptr; }
   virtual bool IsSaved() { return true; }
+  virtual std::unique_ptr<jet::File> SavedContent();
   virtual void SetDeferring(bool) {}
 };
 

@@ -42,10 +42,12 @@ struct ProgramState {
   Keeping keeping = Keeping::kFixes;
   std::int16_t version_no = 0;
   std::int16_t version_no_sub = 0;
-  std::string source_fault;  // why the data source could not be reached at start-up; empty: it could
+  std::string source_fault;   // why the data source could not be reached at start-up; empty: it could
+  std::string setting_fault;  // a setting that was read otherwise than it may be meant; empty: none
   bool active = false;
   std::int16_t data_level = 0;
   std::string run_remark;
+  std::string unattended_report;  // what its report has so far
   std::string date_separator;
   // Fixes that take no time are made durable together, so that a run on one notice does not spend its time
   // waiting for the disk. A run that is killed loses the fix that was running and, of those before it, at

@@ -13,8 +13,10 @@
 #include <fmt/format.h>
 
 #include "access/base/error.h"
+#include "access/check/check.h"
 #include "access/file/copy_file.h"
 #include "access/store/database.h"
+#include "platform/file_rights.h"
 #include "platform/paths.h"
 
 namespace vnt {
@@ -44,7 +46,11 @@ std::string NewBackupPath(jet::FileSystem& files, const std::string& file, const
       fmt::format("{}.{:%Y%m%d-%H%M%S}", Utf8Of(PathOf(file).filename()), fmt::localtime(now));
   const fs::path place = PathOf(FolderOf(file, folder));
   std::string path = Utf8Of(place / PathOf(name + ".bak"));
-  const auto is_taken = [&] { return files.Exists(path) || files.Exists(path + jet::kUnfinished); };
+  // A record may be left of a backup that was moved away.
+  const auto is_taken = [&] {
+    return files.Exists(path) || files.Exists(path + jet::kUnfinished) ||
+           files.Exists(path + kRecordExtension);
+  };
   for (int n = 2; is_taken(); ++n) path = Utf8Of(place / PathOf(fmt::format("{}-{}.bak", name, n)));
   return path;
 }
@@ -116,6 +122,31 @@ void RemoveUnfinished(jet::FileSystem& files, const std::string& file, const std
   remove([&] { jet::Replacement::RemoveUnfinished(files, file); });
 }
 
+// Why the backup of that name, or its record, cannot be made; empty: they can, as far as can be told. The
+// name of the record is the longer one, and nobody wants to hear of it when the run is done.
+std::string FaultOfPlace(jet::FileSystem& files, const std::string& backup) {
+  for (const std::string& path : {backup, backup + kRecordExtension}) {
+    const std::string reason = files.WhyNotCreate(path + jet::kUnfinished);
+    if (!reason.empty()) return fmt::format("The file {} cannot be made: {}.", path, reason);
+  }
+  return {};
+}
+
+// An error of making the file `path` tells of that, and not of the name that it has until it is complete.
+template <typename Make>
+void Named(const std::string& path, Make make) {
+  try {
+    make();
+  } catch (const jet::Error& error) {
+    std::string text = error.what();
+    const std::string unfinished = path + jet::kUnfinished;
+    if (const std::size_t at = text.find(unfinished); at != std::string::npos) {
+      text.replace(at, unfinished.size(), path);
+    }
+    throw jet::Error(error.kind(), text);
+  }
+}
+
 }  // namespace
 
 std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::string& folder,
@@ -123,14 +154,14 @@ std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::strin
   const std::string original = files.ResolveLinks(file.path());
   RemoveUnfinished(files, original, folder);
   std::string path = NewBackupPath(files, original, folder);
-  jet::CopyFile(files, file, path, progress);
+  const std::string fault = FaultOfPlace(files, path);
+  if (!fault.empty()) throw jet::Error(jet::ErrorKind::kIo, fault);
+  Named(path, [&] { jet::CopyFile(files, file, path, progress); });
   return path;
 }
 
 std::string WhyNoBackup(jet::FileSystem& files, const std::string& file, const std::string& folder) {
-  const std::string path = NewBackupPath(files, files.ResolveLinks(file), folder);
-  const std::string reason = files.WhyNotCreate(path);
-  return reason.empty() ? reason : fmt::format("The backup {} cannot be made: {}.", path, reason);
+  return FaultOfPlace(files, NewBackupPath(files, files.ResolveLinks(file), folder));
 }
 
 void RecordBackup(jet::FileSystem& files, const RunRecord& record) {
@@ -139,8 +170,11 @@ void RecordBackup(jet::FileSystem& files, const RunRecord& record) {
   placed.file = AbsolutePath(files, record.file);
   const std::string text = RecordText(placed, RecordFormat::kJson);
   const auto backup = files.Open(record.backup, jet::OpenMode::kRead);
-  jet::CreateBeside(files, record.backup + kRecordExtension,
-                    jet::Bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()), *backup);
+  const std::string path = record.backup + kRecordExtension;
+  Named(path, [&] {
+    jet::CreateBeside(files, path,
+                      jet::Bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()), *backup);
+  });
 }
 
 std::vector<Backup> FindBackups(jet::FileSystem& files, const std::string& path, const std::string& folder) {
@@ -205,13 +239,11 @@ const Backup* FindOwn(const std::vector<Backup>& backups, const std::string& now
   return nullptr;
 }
 
-// The newest backup that is of this file, as far as anything tells, as it was made, and not what the file is
-// already.
+// The newest backup that is of this file, as far as anything tells, and not what the file is already.
 const Backup* FindToForce(jet::FileSystem& files, const std::vector<Backup>& backups, const std::string& file,
                           const std::string& now) {
   const std::string path = AbsolutePath(files, file);
   for (const Backup& backup : backups) {
-    std::string before;
     try {
       const RecordedState state = ReadRecord(backup.path + kRecordExtension);
       // Beside the file the name tells enough; a folder may have been moved. Elsewhere others have files of
@@ -219,14 +251,65 @@ const Backup* FindToForce(jet::FileSystem& files, const std::vector<Backup>& bac
       const bool is_beside =
           PathOf(path).parent_path() == PathOf(AbsolutePath(files, backup.path)).parent_path();
       if (!is_beside && AbsolutePath(files, state.file) != path) continue;
-      before = state.before;
     } catch (const jet::Error&) {
       // its run never came to its end
     }
-    const std::string content = jet::Fingerprint(*files.Open(backup.path, jet::OpenMode::kRead));
-    if (content != now && (before.empty() || content == before)) return &backup;
+    if (jet::Fingerprint(*files.Open(backup.path, jet::OpenMode::kRead)) != now) return &backup;
   }
   return nullptr;
+}
+
+// The backup to put back; `now` is what the file is.
+const Backup& Choose(jet::FileSystem& files, const std::vector<Backup>& backups, const std::string& file,
+                     const std::string& folder, const std::string& now, bool force) {
+  if (const Backup* own = FindOwn(backups, now)) return *own;
+  if (!force) {
+    StateFor(backups.front().path, false);  // says what is wrong with the newest one, if it is that
+    throw jet::Error(
+        jet::ErrorKind::kIo,
+        fmt::format(
+            "{} is not what the run of {} left: it was changed since, or that run did not "
+            "end as it should. Nothing was changed. With vntfix undo --force the newest backup of it is "
+            "put back all the same, and what is there now becomes a backup.",
+            file, backups.front().made));
+  }
+  if (const Backup* newest = FindToForce(files, backups, file, now)) return *newest;
+  throw jet::Error(jet::ErrorKind::kNotFound,
+                   fmt::format("There is no backup of {} in the folder {} that differs from what it is now.",
+                               file, AbsolutePath(files, FolderOf(file, folder))));
+}
+
+// The first fault in a database; empty: it is sound.
+std::string FaultIn(jet::FileSystem& files, const std::string& path) {
+  try {
+    const auto database = jet::Database::Open(files, path, jet::OpenMode::kRead);
+    for (const jet::Finding& finding : jet::CheckDatabase(*database)) {
+      if (finding.fatal) return finding.text;
+    }
+  } catch (const jet::Error& error) {
+    if (error.is_obstacle()) throw;
+    return error.what();
+  }
+  return {};
+}
+
+// Refuses a backup that is not what was copied: by what its record says or, where none does, when it is no
+// sound database, such as a part of one.
+void RequireWhole(jet::FileSystem& files, const std::string& backup, const std::string& content,
+                  const std::string& recorded) {
+  constexpr const char* kRest =
+      "Nothing was changed. With it moved away, vntfix undo --force puts the next older backup back.";
+  if (!recorded.empty() && content != recorded) {
+    throw jet::Error(jet::ErrorKind::kCorrupt,
+                     fmt::format("The backup {} is not what it was when it was made. {}", backup, kRest));
+  }
+  const std::string fault = recorded.empty() ? FaultIn(files, backup) : "";
+  if (!fault.empty()) {
+    throw jet::Error(
+        jet::ErrorKind::kCorrupt,
+        fmt::format("The backup {} has no record that tells what it was, and is damaged: {}{} {}", backup,
+                    fault, fault.ends_with('.') ? "" : ".", kRest));
+  }
 }
 
 }  // namespace
@@ -252,32 +335,12 @@ Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::s
     if (done == all) ++passed;
   };
   record.before = jet::Fingerprint(current.get(), advance);
-  const Backup* chosen = FindOwn(backups, record.before);
-  if (chosen == nullptr && force) chosen = FindToForce(files, backups, file, record.before);
-  if (chosen == nullptr && force) {
-    throw jet::Error(
-        jet::ErrorKind::kNotFound,
-        fmt::format("There is no backup of {} in the folder {} that differs from what it is now.", file,
-                    AbsolutePath(files, FolderOf(file, folder))));
-  }
-  if (chosen == nullptr) {
-    StateFor(backups.front().path, false);  // says what is wrong with the newest one, if it is that
-    throw jet::Error(
-        jet::ErrorKind::kIo,
-        fmt::format(
-            "{} is not what the run of {} left: it was changed since, or that run did not "
-            "end as it should. Nothing was changed. With vntfix undo --force the newest backup of it is "
-            "put back all the same, and what is there now becomes a backup.",
-            file, backups.front().made));
-  }
-  const RecordedState state = StateFor(chosen->path, force);
-  const auto backup = files.Open(chosen->path, jet::OpenMode::kRead);
+  const Backup& chosen = Choose(files, backups, file, folder, record.before, force);
+  const RecordedState state = StateFor(chosen.path, force);
+  const auto backup = files.Open(chosen.path, jet::OpenMode::kRead);
   record.after = jet::Fingerprint(*backup, advance);
-  if (!state.before.empty() && record.after != state.before) {
-    throw jet::Error(
-        jet::ErrorKind::kCorrupt,
-        fmt::format("The backup {} is not what it was when it was made. Nothing was changed.", chosen->path));
-  }
+  RequireWhole(files, chosen.path, record.after, state.before);
+  const auto rights = platform::FileRights::Of(PathOf(file));
   record.backup = MakeBackup(files, current.get(), folder, advance);
   std::optional<jet::Replacement> replacement;
   try {
@@ -292,11 +355,19 @@ Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::s
   // Some systems replace no file that is open.
   current.Close();
   if (files.Open(file, jet::OpenMode::kRead)->Stamp() != stamp) {
+    // They tell of an undoing that did not come about.
+    files.Remove(record.backup + kRecordExtension);
+    files.Remove(record.backup);
     throw jet::Error(jet::ErrorKind::kIo,
                      fmt::format("{} was changed by another program meanwhile. It stays as it is.", file));
   }
   replacement->Commit();
-  return {chosen->path, record.backup, state.kind == RecordKind::kUndo};
+  Undone undone{chosen.path, record.backup, state.kind == RecordKind::kUndo, {}};
+  if (!rights.GiveTo(PathOf(file))) {
+    undone.remark = fmt::format(
+        "{} has another owner or group now, and whoever could open it before may be unable to.", file);
+  }
+  return undone;
 }
 
 }  // namespace vnt

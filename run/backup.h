@@ -15,12 +15,12 @@
 namespace vnt {
 
 // A durable copy of the file with its rights; gives its path. What a backup or an undoing of this file that
-// was killed has left half done is removed. jet::Error.
+// was killed has left half done is removed. jet::Error, also where its record could not be made.
 std::string MakeBackup(jet::FileSystem& files, jet::File& file, const std::string& folder,
                        const jet::CopyProgress& progress = {});
 
-// Why no backup of the file can be made in the folder, or beside it when that is empty; empty: one can, as
-// far as can be told without making it.
+// Why no backup of the file with its record can be made in the folder, or beside it when that is empty;
+// empty: one can, as far as can be told without making it.
 std::string WhyNoBackup(jet::FileSystem& files, const std::string& file, const std::string& folder);
 
 // Writes the record beside the backup that it names, with the rights of that. jet::Error.
@@ -39,13 +39,16 @@ struct Undone {
   std::string restored;     // the backup whose content the database has now
   std::string kept;         // the backup of what it had before
   bool of_undoing = false;  // what was undone was an undoing
+  std::string remark;       // a sentence on what could not be kept; empty: all was
 };
 // Puts the backup of the run back that left the database as it is, and makes what was there a backup in its
 // turn, so that undoing can be undone. With `force`, where no run left it so, the newest backup of it that
-// differs from it, also when the database is damaged. Refused with a jet::Error, and nothing is touched:
-// kNotFound when there is no such backup; kIo when the database is not what a run left; kCorrupt when the
-// backup is not what it was when it was made, or, without `force`, has no record that can be read; whatever
-// keeps the database from being opened for writing. What `progress` throws leaves everything as it was.
+// differs from it, also when the database is damaged. Owner and rights stay those of the database as far as
+// this user may keep them. Refused with a jet::Error, and nothing is touched: kNotFound when there is no such
+// backup; kIo when the database is not what a run left; kCorrupt when the backup is not what it was when it
+// was made or, without `force`, has no record that can be read; with it, when it has none and is no sound
+// database; whatever keeps the database from being opened for writing. What `progress` throws leaves
+// everything as it was.
 Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::string& folder, bool force,
                    const jet::CopyProgress& progress = {});
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <memory>
 #include <utility>
 
 #include "access/base/error.h"
@@ -64,10 +65,14 @@ class Recorder : public RunObserver {
   RunObserver& inner_;
 };
 
-// What the run left; empty where it is still in a journal.
+// What the run left, in the file or, where somebody who reads keeps it from being brought up to date, in file
+// and journal: then it is what the file becomes. Empty where that is not known.
 std::string FingerprintAfter() {
   jet::File* const file = SavedFile();
-  return file != nullptr && MainCn().IsSaved() ? jet::Fingerprint(*file) : std::string();
+  if (file == nullptr) return {};
+  if (MainCn().IsSaved()) return jet::Fingerprint(*file);
+  const std::unique_ptr<jet::File> content = MainCn().SavedContent();
+  return content ? jet::Fingerprint(*content) : std::string();
 }
 
 // Adds the run over one more notice.
@@ -107,6 +112,7 @@ RunRecord RunRecorded(const FixSelection& selection, const std::vector<std::int3
   Recorder recorder(recording, record, observer);
   State().counts_changes = recording.dry_run || recording.fingerprints || recording.backup;
   if (IsIngresSource(record.file)) record.source_fault = State().source_fault;
+  record.setting_fault = State().setting_fault;
   if (record.notices.empty()) record.result = RunFixes(selection, recorder);
   ChangesOfNotices together;
   for (const std::int32_t notice : record.notices) {

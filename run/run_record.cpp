@@ -66,6 +66,7 @@ std::string AsJson(const RunRecord& record) {
   json["outcome"] = OutcomeOf(record.result);
   json["refusal"] = text_or_null(record.refusal);
   json["source_fault"] = text_or_null(record.source_fault);
+  json["setting_fault"] = text_or_null(record.setting_fault);
   json["fixes"] = Json::array();
   json["history"] = nullptr;
   for (const FixResult& fix : record.result.fixes) {

@@ -23,9 +23,10 @@ struct RunRecord {
   // Of the file before the run and after it, as jet::Fingerprint; empty where that is not known (data
   // sources, runs that failed while they saved).
   std::string before, after;
-  std::string refusal;       // why it was refused, where that is known
-  std::string source_fault;  // why the data source could not be reached; empty: it could, or there is none
-  std::string backup;        // path; empty: none was made
+  std::string refusal;        // why it was refused, where that is known
+  std::string source_fault;   // why the data source could not be reached; empty: it could, or there is none
+  std::string setting_fault;  // what setting was read otherwise than it may be meant; empty: none
+  std::string backup;         // path; empty: none was made
   // Why the file could not be looked at after the run, or the backup has no record; empty: neither. What the
   // run did stands.
   std::string fault;

@@ -2,17 +2,16 @@
 
 #include <algorithm>
 #include <chrono>
-#include <fstream>
-#include <utility>
+#include <ostream>
 
 #include <fmt/format.h>
 
-#include "access/store/file_kind.h"
 #include "fixes/identity.h"
 #include "platform/environment.h"
 #include "platform/paths.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
+#include "run/report_file.h"
 #include "run/run_record.h"
 
 namespace vnt {
@@ -24,26 +23,29 @@ bool ReadsDates(const FixEntry& fix) {
                              [](const FixRoutine& routine) { return routine.run == FixDateInUse; });
 }
 
-class FileReport : public RunObserver {
+class UnattendedReport : public RunObserver {
  public:
-  explicit FileReport(std::ofstream file) : file_(std::move(file)), report_(file_) {}
-  void FixEnds(const FixResult& result) override { report_.FixEnds(result); }
-
- private:
-  std::ofstream file_;
-  RunReport report_;
+  void FixEnds(const FixResult& result) override { State().unattended_report += ReportLine(result) + "\n"; }
 };
 
-std::filesystem::path ReportPath() { return platform::EnvironmentPath("VNTFIX_RUN_REPORT"); }
+// Empty: none is wanted.
+std::string ReportPath() { return platform::Utf8Of(platform::EnvironmentPath("VNTFIX_RUN_REPORT")); }
 
-// Not open when there is to be no such report. Line ends are the same everywhere.
-std::ofstream OpenReport(std::ios::openmode mode, RecordFormat format = RecordFormat::kText) {
-  std::ofstream file;
-  const auto path = ReportPath();
-  if (!path.empty() && FormatOfName(platform::Utf8Of(path)) == format && !jet::IsDatabaseOrJournal(path)) {
-    file.open(path, std::ios::binary | std::ios::out | mode);
+bool IsLines() {
+  const std::string path = ReportPath();
+  return !path.empty() && FormatOfName(path) == RecordFormat::kText;
+}
+
+// What keeps the report from its file, whatever stands in it; empty: nothing that can be told.
+std::string WhyNotReported(const std::string& path) {
+  if (WouldOverwriteDatabase(path)) {
+    return fmt::format("The report {} would overwrite a database. It is not written.", path);
   }
-  return file;
+  return {};
+}
+
+std::string CannotBeWritten(const std::string& path) {
+  return fmt::format("The report {} cannot be written.", path);
 }
 
 }  // namespace
@@ -80,43 +82,45 @@ std::string ReportLine(const FixResult& result) {
 void RunReport::FixEnds(const FixResult& result) { out_ << ReportLine(result) << std::endl; }
 
 std::string StartUnattendedReport() {
-  const auto path = ReportPath();
+  State().unattended_report.clear();
+  const std::string path = ReportPath();
   if (path.empty()) return {};
-  if (jet::IsDatabaseOrJournal(path)) {
-    return fmt::format("The report {} would overwrite a database. It is not written.",
-                       platform::Utf8Of(path));
-  }
-  std::ofstream file = OpenReport(std::ios::trunc, FormatOfName(platform::Utf8Of(path)));
-  // Some places tell only when something is written.
-  file << (UnattendedReportIsRecord() ? " " : "") << std::flush;
-  if (file) return {};
-  return fmt::format("The report {} cannot be written.", platform::Utf8Of(path));
+  std::string fault = WhyNotReported(path);
+  if (fault.empty() && !CanWriteReportFile(path)) fault = CannotBeWritten(path);
+  return fault;
 }
 
-bool UnattendedReportIsRecord() {
-  return !ReportPath().empty() && FormatOfName(platform::Utf8Of(ReportPath())) == RecordFormat::kJson;
+std::unique_ptr<RunObserver> MakeUnattendedReport() {
+  if (IsLines()) return std::make_unique<UnattendedReport>();
+  return std::make_unique<RunObserver>();
 }
 
-void WriteUnattendedRecord(const RunRecord& record) {
-  OpenReport(std::ios::trunc, RecordFormat::kJson) << RecordText(record, RecordFormat::kJson) << std::flush;
+bool UnattendedReportIsRecord() { return !ReportPath().empty() && !IsLines(); }
+
+void ReportUnattendedRun(const RunRecord& record) {
+  if (UnattendedReportIsRecord()) State().unattended_report = RecordText(record, RecordFormat::kJson);
 }
 
-void WriteUnattendedRefusal(std::string_view why) {
+void ReportUnattendedRefusal(std::string_view why) {
   RunRecord record;
   record.file = State().current_database;
   if (State().ntc_id > 0) record.notices.push_back(State().ntc_id);
   record.started = record.ended = std::chrono::system_clock::now();
   record.result.refused = true;
   record.refusal = why;
-  WriteUnattendedRecord(record);
+  record.setting_fault = State().setting_fault;
+  ReportUnattendedRun(record);
 }
 
-std::unique_ptr<RunObserver> MakeUnattendedReport() {
-  std::ofstream file = OpenReport(std::ios::app);
-  if (file.is_open()) return std::make_unique<FileReport>(std::move(file));
-  return std::make_unique<RunObserver>();
+void ReportMessage(std::string_view text) {
+  if (IsLines()) State().unattended_report.append(text) += "\n";
 }
 
-void ReportMessage(std::string_view text) { OpenReport(std::ios::app) << text << std::endl; }
+std::string FinishUnattendedReport() {
+  const std::string path = ReportPath();
+  if (path.empty() || !WhyNotReported(path).empty()) return {};  // it was said at the start
+  if (UnattendedReportIsRecord() && State().unattended_report.empty()) return {};
+  return WriteReportFile(path, State().unattended_report) ? std::string() : CannotBeWritten(path);
+}
 
 }  // namespace vnt

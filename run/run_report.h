@@ -31,20 +31,21 @@ class RunReport : public RunObserver {
 };
 
 // The report of an unattended run, in the file that VNTFIX_RUN_REPORT names: lines, or where the name ends in
-// ".json" the record of the run, at its end. Where the variable is not set, or the file cannot be written,
-// all of these do nothing.
+// ".json" the record of the run. It is gathered in the program-wide state and written at the end; until then
+// the file is that of a former run. Where the variable is not set, all of these do nothing.
 
-// Empties the file.
-// Gives a sentence on why it cannot be written; empty: it can, or none is wanted.
+// Begins an empty one. Gives a sentence on why it cannot be written; empty: it can, or none is wanted.
 std::string StartUnattendedReport();
 // Adds the line of each fix.
 std::unique_ptr<RunObserver> MakeUnattendedReport();
-// Whether the record is wanted, and writes it.
+// Whether the record is wanted, and takes it for the report.
 bool UnattendedReportIsRecord();
-void WriteUnattendedRecord(const RunRecord& record);
+void ReportUnattendedRun(const RunRecord& record);
 // The same for a run that was refused before it began.
-void WriteUnattendedRefusal(std::string_view why);
+void ReportUnattendedRefusal(std::string_view why);
 // Adds a message that nobody could be shown.
 void ReportMessage(std::string_view text);
+// Writes it, whole or not at all. Gives a sentence when it was not.
+std::string FinishUnattendedReport();
 
 }  // namespace vnt

@@ -1,6 +1,7 @@
 #include "startup/run_modes.h"
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
 
 #include "platform/desktop.h"
@@ -36,25 +37,42 @@ std::int16_t ReadDataLevel() {
                                                             std::numeric_limits<std::int16_t>::max()));
 }
 
+// How a notice number was read that is none; empty: it is one, or none is set.
+std::string NoticeFault(std::int32_t read_as) {
+  const std::string text = platform::GetSettingString(kOwnSection, "Ntc_id");
+  std::int32_t number = 0;
+  const char* const begin = text.data() + (text.starts_with('+') ? 1 : 0);
+  const char* const end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(begin, end, number);
+  if (text.empty() || (error == std::errc() && stop == end && number >= 0)) return {};
+  return "The Ntc_id \"" + text + "\" of KV_SOFT.ini is no number of a notice; it is read as " +
+         std::to_string(read_as) + (read_as > 0 ? "." : ", which stands for all notices.");
+}
+
 bool Refuse(std::string_view message) {
   platform::ShowMessage(message, platform::MessageStyle::kInformation);
-  if (!State().active) WriteUnattendedRefusal(message);
+  if (!State().active) ReportUnattendedRefusal(message);
   return false;
+}
+
+void TellAndReport(StartUpHost& host, const std::string& line) {
+  host.Tell(line);
+  ReportMessage(line);
 }
 
 // Opens the database that the settings file names; false when the program ends instead.
 bool OpenPreparedDatabase(StartUpHost& host) {
   ReadCurrentDatabase();
   State().ntc_id = platform::GetSettingInt(kOwnSection, "Ntc_id");
+  State().setting_fault = State().active ? std::string() : NoticeFault(State().ntc_id);
+  if (!State().setting_fault.empty()) TellAndReport(host, State().setting_fault);
   if (IsIngresSource(State().current_database)) {
     if (State().ntc_id < 1) {
       return Refuse("VNTFixdb cannot be run on the Ingres database without specifying a ntc_id");
     }
     State().source_fault = host.OpenIngresDatabase();
     if (!State().source_fault.empty()) {
-      const std::string line = State().current_database + " cannot be reached: " + State().source_fault;
-      host.Tell(line);
-      ReportMessage(line);
+      TellAndReport(host, State().current_database + " cannot be reached: " + State().source_fault);
     }
     return true;
   }
@@ -63,7 +81,7 @@ bool OpenPreparedDatabase(StartUpHost& host) {
     host.OpenAccessDatabase();
   } catch (const db::DbError& error) {
     ShowError(error);
-    if (!State().active) WriteUnattendedRefusal(error.description());
+    if (!State().active) ReportUnattendedRefusal(error.description());
     return false;
   }
   return true;
@@ -129,13 +147,9 @@ std::string StartUpHost::OpenIngresDatabase() { return vnt::OpenIngresDatabase()
 
 std::unique_ptr<MainWindow> StartUpHost::LoadUnshownWindow() { return std::make_unique<UnshownWindow>(); }
 
-std::optional<int> StartUp(std::string_view command_line, StartUpHost& host) {
-  const RunMode mode = RunModeOf(command_line);
-  State().ntc_id = 0;
-  State().active = mode == RunMode::kPreparedInteractive;
-  if (mode == RunMode::kUnattended) {
-    if (const std::string fault = StartUnattendedReport(); !fault.empty()) host.Tell(fault);
-  }
+namespace {
+
+std::optional<int> StartUpIn(RunMode mode, StartUpHost& host) {
   try {
     if (mode != RunMode::kInteractive && !OpenPreparedDatabase(host)) {
       CloseDatabases();
@@ -149,6 +163,22 @@ std::optional<int> StartUp(std::string_view command_line, StartUpHost& host) {
     return end.exit_code;
   }
   return std::nullopt;
+}
+
+}  // namespace
+
+std::optional<int> StartUp(std::string_view command_line, StartUpHost& host) {
+  const RunMode mode = RunModeOf(command_line);
+  State().ntc_id = 0;
+  State().active = mode == RunMode::kPreparedInteractive;
+  if (mode != RunMode::kUnattended) return StartUpIn(mode, host);
+  const auto tell = [&](const std::string& fault) {
+    if (!fault.empty()) host.Tell(fault);
+  };
+  tell(StartUnattendedReport());
+  const std::optional<int> status = StartUpIn(mode, host);
+  tell(FinishUnattendedReport());
+  return status;
 }
 
 }  // namespace vnt

@@ -32,13 +32,13 @@ bool UnshownWindow::Automatic_Fix() {
   recording.fingerprints = UnattendedReportIsRecord();
   try {
     const RunRecord record = RunRecorded(selection_, {}, recording, watcher);
-    WriteUnattendedRecord(record);
+    ReportUnattendedRun(record);
     if (!record.fault.empty()) platform::ShowMessage(record.fault, platform::MessageStyle::kCritical);
     return !record.result.refused && !record.result.failed() && record.fault.empty();
   } catch (const db::DbError& error) {
     // Nothing was run: no backup could be made.
     ShowError(error);
-    WriteUnattendedRefusal(error.description());
+    ReportUnattendedRefusal(error.description());
     return false;
   }
 }

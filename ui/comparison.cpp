@@ -63,10 +63,10 @@ bool ReadNotice(const std::string& text, std::int32_t* notice) {
 }
 
 std::unique_ptr<compare::DifferenceStore> FindDifferences(jet::Database& first, jet::Database& second,
-                                                          std::int32_t notice,
+                                                          std::int32_t notice, compare::Sides sides,
                                                           const ComparisonProgress& progress) {
   try {
-    auto store = std::make_unique<compare::DifferenceStore>(db::Files(), progress);
+    auto store = std::make_unique<compare::DifferenceStore>(db::Files(), progress, sides);
     store->KnowGroups(first);
     store->KnowGroups(second);
     compare::Options options;
@@ -82,7 +82,8 @@ std::unique_ptr<compare::DifferenceStore> FindDifferences(const Comparison& comp
                                                           const ComparisonProgress& progress) {
   try {
     const OpenPair pair = Open(comparison);
-    return FindDifferences(*pair.first, *pair.second, comparison.notice, progress);
+    return FindDifferences(*pair.first, *pair.second, comparison.notice, compare::Sides::kTwoDatabases,
+                           progress);
   } catch (const jet::Error& error) {
     throw db::ToDbError(error);
   }

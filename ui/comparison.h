@@ -26,7 +26,7 @@ std::unique_ptr<compare::DifferenceStore> FindDifferences(const Comparison& comp
                                                           const ComparisonProgress& progress);
 // The same of two open databases.
 std::unique_ptr<compare::DifferenceStore> FindDifferences(jet::Database& first, jet::Database& second,
-                                                          std::int32_t notice,
+                                                          std::int32_t notice, compare::Sides sides,
                                                           const ComparisonProgress& progress);
 
 // Writes what was found as vntfix diff prints it: JSON where the name ends in ".json", else CSV. DbError,

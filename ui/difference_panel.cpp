@@ -127,6 +127,10 @@ wxWindow* DifferencePanel::MakeRows(const Titles& titles) {
                              wxST_NO_AUTORESIZE, "DifferenceRemark");
   sizer->Add(remark_, 0, wxEXPAND | wxTOP, FromDIP(kGap));
   panel->SetSizer(sizer);
+  panel->Bind(wxEVT_SIZE, [this](wxSizeEvent& event) {
+    event.Skip();
+    ShowRemark();
+  });
   return panel;
 }
 
@@ -140,16 +144,29 @@ void DifferencePanel::TableChosen() {
   if (!wanted.empty() && (!wanted.ToLong(&notice) || notice <= 0 || notice > INT32_MAX)) notice = -1;
   rows_ = store_.RowsOf(table_, static_cast<std::int32_t>(notice), kMostRows);
   rows_list_->Fill(rows_.size());
-  std::string remark;
+  std::string& remark = remark_text_;
+  remark.clear();
   for (const std::string& sentence : store_.tables()[table_].remarks) remark += sentence + " ";
   const std::size_t all = store_.CountOf(table_, static_cast<std::int32_t>(notice));
   if (all > rows_.size()) {
     remark += "The first " + std::to_string(rows_.size()) + " of " + std::to_string(all) +
               " rows are listed; a notice narrows them.";
   }
-  remark_->SetLabel(wxControl::EscapeMnemonics(ToWx(remark)));
+  ShowRemark();
   if (!rows_.empty()) rows_list_->Choose(0);
   RowChosen();
+}
+
+void DifferencePanel::ShowRemark() {
+  constexpr int kLeastWidth = 100;  // before the panel has its place it is narrower
+  wxWindow& panel = *remark_->GetParent();
+  const int width = panel.GetClientSize().GetWidth();
+  remark_->SetLabel(wxControl::EscapeMnemonics(ToWx(remark_text_)));
+  if (width < FromDIP(kLeastWidth)) return;
+  remark_->Wrap(width);
+  // A text that keeps its size does not ask for room by itself.
+  remark_->InvalidateBestSize();
+  panel.Layout();
 }
 
 void DifferencePanel::RowChosen() {

@@ -41,6 +41,8 @@ class DifferencePanel : public wxPanel {
   wxWindow* MakeRows(const Titles& titles);
   void TableChosen();
   void RowChosen();
+  // On as many lines as it needs.
+  void ShowRemark();
   std::string RowText(unsigned row, unsigned column);
   std::string CellText(unsigned row, unsigned column) const;
   const compare::DifferenceStore::StoredRow& RowAt(std::size_t row);
@@ -58,6 +60,7 @@ class DifferencePanel : public wxPanel {
   TextList* cells_list_ = nullptr;
   wxTextCtrl* notice_ = nullptr;
   wxStaticText* remark_ = nullptr;
+  std::string remark_text_;  // on one line
 };
 
 }  // namespace vnt::ui

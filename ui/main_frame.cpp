@@ -241,8 +241,11 @@ bool frmMain::Command2_Click() {
   }
   const RunResult& result = record.result;
   if (result.ended_early && State().current_database.empty()) SetDatabasePanel(kNoDatabaseText);
-  if (!record.fault.empty())
-    Alarm("The run is done, but Undo Last Run will not find what it left: " + record.fault);
+  if (!record.fault.empty()) {
+    Alarm((result.ended_early ? "The run ended early, and Undo Last Run will not find what it left: "
+                              : "The run is done, but Undo Last Run will not find what it left: ") +
+          record.fault);
+  }
   const bool succeeded = released && !result.refused && !result.failed();
   const bool complete = released && !result.refused && !result.ended_early;
   if (!result.refused) {
@@ -282,7 +285,7 @@ void frmMain::cmdPreview_Click() {
     record = preview.record();
     if (record.result.refused || record.result.ended_early) return;
     const Busy comparing(*this, "Comparing ...");
-    differences = FindDifferences(preview.before(), preview.after(), 0, Watch());
+    differences = FindDifferences(preview.before(), preview.after(), 0, compare::Sides::kPreview, Watch());
   } catch (const db::DbError& error) {
     ShowFailure(error);
     return;
@@ -430,7 +433,7 @@ void frmMain::mnuFileUndo_Click() {
   Inform(
       file +
       (undone.of_undoing ? " is what it was before it was undone." : " is what it was before its last run.") +
-      "\nWhat it was until now: " + undone.kept);
+      "\nWhat it was until now: " + undone.kept + (undone.remark.empty() ? "" : "\n" + undone.remark));
 }
 
 void frmMain::OnClose(wxCloseEvent& event) {

@@ -5,13 +5,13 @@
 #include <wx/msgdlg.h>
 
 #include <cctype>
-#include <fstream>
 
 #include "access/store/file_kind.h"
 #include "help/help.h"
 #include "platform/messages.h"
 #include "platform/paths.h"
 #include "run/guards.h"
+#include "run/report_file.h"
 #include "ui/box_messages.h"
 #include "ui/compare_frame.h"
 #include "ui/text_wx.h"
@@ -103,10 +103,7 @@ void WindowServices::SaveText(wxWindow* owner, const std::string& filter, const 
                               const std::function<std::string(const std::string& path)>& text) {
   const std::string path = ChooseNewFile(owner, filter, name);
   if (path.empty()) return;
-  std::ofstream out(platform::PathOf(path), std::ios::binary);
-  out << text(path);
-  out.close();
-  if (out) return;
+  if (WriteReportFile(path, text(path))) return;
   platform::ShowMessage("The file " + path + " cannot be written.", platform::MessageStyle::kCritical);
 }
 

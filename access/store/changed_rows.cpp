@@ -1,12 +1,12 @@
 // Only the pages that were changed are looked at, as they were at the mark and as they are. Of their rows
-// those drop out that stand on the same page byte for byte; of the others key and values are summed up as
+// those drop out that stand in the same slot byte for byte; of the others key and values are summed up as
 // hashes, which makes nothing of a row that has only moved.
 #include "access/store/changed_rows.h"
 
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
-#include <iterator>
+#include <cstring>
 #include <map>
 #include <memory>
 #include <string_view>
@@ -157,25 +157,22 @@ class Balance {
   std::string buffer_;
 };
 
-// A row as it stands on a page; the body of a moved row counts where the body is.
+// A row as it stands on a page, by its slot; the body of a moved row counts where the body is, and a slot
+// without one has no length.
 struct StandingRow {
-  std::uint64_t hash = 0;
   std::uint32_t start = 0;
   std::uint32_t length = 0;
-  // Equal bytes.
-  bool operator<(const StandingRow& other) const { return hash < other.hash; }
 };
 
 std::vector<StandingRow> RowsOn(const StoredTable& table, const PageRef& page) {
   std::vector<StandingRow> rows;
   const FormatInfo& format = table.context().format;
   if (!page || !IsDataPageOf(page.data(), table.layout().tdef_page)) return rows;
-  for (unsigned i = 0; i < SlotCount(format, page.data()); ++i) {
+  rows.resize(SlotCount(format, page.data()));
+  for (unsigned i = 0; i < rows.size(); ++i) {
     const RowSlot slot = ReadSlot(format, page.data(), page.page_no(), i);
-    if ((slot.flags & kSlotPointer) != 0) continue;
-    rows.push_back({HashBytes(0, page.data() + slot.start, slot.length()), slot.start, slot.length()});
+    if ((slot.flags & kSlotPointer) == 0) rows[i] = {slot.start, slot.length()};
   }
-  std::ranges::sort(rows, {}, &StandingRow::hash);
   return rows;
 }
 
@@ -262,22 +259,26 @@ class TableChange {
   void AddPage(PageNo number, Balance* balance) {
     const PageRef old_page = Read(*then_, number), new_page = Read(*now_, number);
     std::vector<StandingRow> old_rows = RowsOn(*then_, old_page), new_rows = RowsOn(*now_, new_page);
-    if (!has_long_values_) DropEqual(&old_rows, &new_rows);
+    if (!has_long_values_) DropEqual(old_page, &old_rows, new_page, &new_rows);
     AddRows(*then_, old_page, old_rows, balance);
     AddRows(*now_, new_page, new_rows, balance);
   }
 
-  static void DropEqual(std::vector<StandingRow>* a, std::vector<StandingRow>* b) {
-    std::vector<StandingRow> only_a, only_b;
-    std::set_difference(a->begin(), a->end(), b->begin(), b->end(), std::back_inserter(only_a));
-    std::set_difference(b->begin(), b->end(), a->begin(), a->end(), std::back_inserter(only_b));
-    a->swap(only_a);
-    b->swap(only_b);
+  // Those that stand in the same slot with the same bytes; one that has changed its slot is summed up.
+  static void DropEqual(const PageRef& old_page, std::vector<StandingRow>* old_rows, const PageRef& new_page,
+                        std::vector<StandingRow>* new_rows) {
+    for (std::size_t i = 0; i < std::min(old_rows->size(), new_rows->size()); ++i) {
+      StandingRow& a = (*old_rows)[i];
+      StandingRow& b = (*new_rows)[i];
+      if (a.length != b.length || a.length == 0) continue;
+      if (std::memcmp(old_page.data() + a.start, new_page.data() + b.start, a.length) == 0) a = b = {};
+    }
   }
 
   void AddRows(const StoredTable& table, const PageRef& page, const std::vector<StandingRow>& rows,
                Balance* balance) const {
     for (const StandingRow& at : rows) {
+      if (at.length == 0) continue;
       const Bytes bytes(page.data() + at.start, at.length);
       Add(table, RowView::Parse(table.row_format(), bytes, page.page_no(), at.start), balance);
     }

@@ -137,6 +137,12 @@ void AccessConnection::Release() {
 
 jet::File* AccessConnection::SavedFile() { return &database().pages().file(); }
 
+std::unique_ptr<jet::File> AccessConnection::SavedContent() {
+  if (database().durability() != jet::Durability::kAll) return nullptr;
+  // Saving sets a mark.
+  return database().pages().FileAtMark();
+}
+
 void AccessConnection::Resume() {
   Translated([&] { engine(); });
 }

@@ -57,6 +57,7 @@ class AccessConnection : public ProviderConnection {
   void Resume() override;
   jet::File* SavedFile() override;
   bool IsSaved() override { return !database().has_changes(); }
+  std::unique_ptr<jet::File> SavedContent() override;
 
   // Both open a file that was let go of.
   jet::Database& database() { return *engine().database; }

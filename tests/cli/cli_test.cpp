@@ -22,7 +22,7 @@ TEST_F(CliTest, CheckWithRemarksOnlyIsPassed) {
   const Outcome untidy = RunCli({"check", file});
   EXPECT_EQ(untidy.code, kOk);
   EXPECT_THAT(untidy.out, HasSubstr("remark: page 2: Table \"MSysObjects\" has"));
-  EXPECT_EQ(untidy.err, file + ": 0 faults, 1 remark.\n");
+  EXPECT_EQ(untidy.err, "vntfix: " + file + ": 0 faults, 1 remark.\n");
 }
 
 // Lengths of text are characters in every version. A change of such a file is refused, with the reason.
@@ -490,7 +490,7 @@ TEST_F(CliTest, ExitStatuses) {
   full.setstate(std::ios::badbit);
   std::istringstream in;
   EXPECT_EQ(cli::Run({"tables", file}, {in, full, err}), kUnwritten);
-  EXPECT_THAT(err.str(), HasSubstr("The output could not be written."));
+  EXPECT_THAT(err.str(), HasSubstr("vntfix: the output could not be written."));
 }
 
 TEST_F(CliTest, RepeatedErrorsOfAFixAreToldOnceWithTheirNumber) {

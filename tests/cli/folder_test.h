@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -26,6 +27,10 @@ struct Outcome {
 inline Outcome RunCli(const Arguments& arguments, std::istream& in) {
   std::ostringstream out, err;
   const int code = Run(arguments, {in, out, err});
+  // Whatever is said, it is plain who says it. Beside a document of differences there are lines of the run
+  // too.
+  std::istringstream said(std::ranges::find(arguments, "--diff") == arguments.end() ? err.str() : "");
+  for (std::string line; std::getline(said, line);) EXPECT_TRUE(line.starts_with("vntfix")) << line;
   return {code, out.str(), err.str()};
 }
 

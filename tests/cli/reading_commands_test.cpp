@@ -252,7 +252,38 @@ TEST_F(ReadingCommandsTest, ListShowsTheStatementsOfAFix) {
   EXPECT_THAT(RunCli({"list", "9", "--sql"}).out, HasSubstr("FixDateInUse, row by row:\n--   In each row"));
   const std::string all = RunCli({"list", "--sql"}).out;
   for (int index = 0; index < 40; ++index) EXPECT_THAT(all, HasSubstr("-- " + std::to_string(index) + " "));
-  EXPECT_EQ(RunCli({"list", "40"}).code, kUsage);
+}
+
+TEST_F(ReadingCommandsTest, ListTakesFixesAsFixDoes) {
+  const auto indexes = [](const Arguments& fixes) {
+    Arguments arguments{"list"};
+    arguments.insert(arguments.end(), fixes.begin(), fixes.end());
+    std::istringstream in(RunCli(arguments).out);
+    std::string line;
+    std::getline(in, line);
+    std::getline(in, line);
+    std::vector<int> found;
+    while (std::getline(in, line)) found.push_back(std::stoi(line));
+    return found;
+  };
+  EXPECT_EQ(indexes({"22", "7"}), (std::vector<int>{22, 7}));
+  EXPECT_EQ(indexes({"sort freq", "7-9,3"}), (std::vector<int>{22, 3, 7, 8, 9}));
+  EXPECT_EQ(indexes({}).size(), 40U);
+  const std::pair<const char*, const char*> refused[] = {
+      {"40", "vntfix list: \"40\" is no fix: they have the numbers 0 to 39, several as 5,7-9.\n"},
+      {"freqencies",
+       "vntfix list: No fix has the words \"freqencies\" in its caption; did you mean "
+       "'frequencies'?\n"},
+      {"zzzzzz",
+       "vntfix list: No fix has the words \"zzzzzz\" in its caption; vntfix list shows them all.\n"},
+      {"", "vntfix list: \"\" names nothing.\n"},
+  };
+  for (const auto& [text, sentence] : refused) {
+    const Outcome outcome = RunCli({"list", text});
+    EXPECT_EQ(outcome.code, kUsage);
+    EXPECT_EQ(outcome.err, sentence);
+    EXPECT_EQ(outcome.out, "");
+  }
 }
 
 // ---- info ----

@@ -98,6 +98,7 @@ TEST_F(SignalTest, EndARunBetweenTwoFixes) {
       EXPECT_EQ(status, 128 + signal) << err;
       EXPECT_THAT(err, ::testing::HasSubstr("interrupted"));
       EXPECT_THAT(err, ::testing::HasSubstr("No history was written."));
+      EXPECT_THAT(Written("out"), ::testing::HasSubstr(file + ": ended early, "));
     }
     EXPECT_EQ(Wait(Start({"check", file})), 0) << Written("out");
     EXPECT_EQ(Wait(Start(FixArguments(file))), whole) << Written("err");

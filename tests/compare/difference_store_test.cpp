@@ -21,16 +21,18 @@ using Lines = std::vector<std::string>;
 class DifferenceStoreTest : public testing::Test {
  protected:
   std::shared_ptr<jet::Database> Make(const std::string& name, const Lines& statements) {
+    if (files_.Exists(name)) files_.Remove(name);  // of the comparison before
     jet::Database::Create(files_, name, jet::Format::kJet4);
     std::shared_ptr<jet::Database> database = jet::Database::Open(files_, name, jet::OpenMode::kReadWrite);
     jet::sql::Session session(database);
     for (const std::string& statement : statements) session.Execute(statement);
     return database;
   }
-  DifferenceStore Compared(const Lines& old_statements, const Lines& new_statements) {
+  DifferenceStore Compared(const Lines& old_statements, const Lines& new_statements,
+                           Sides sides = Sides::kTwoDatabases) {
     const auto a = Make("a", old_statements);
     const auto b = Make("b", new_statements);
-    DifferenceStore store(files_);
+    DifferenceStore store(files_, {}, sides);
     store.KnowGroups(*a);
     store.KnowGroups(*b);
     Compare(*a, *b, {}, store);
@@ -100,15 +102,33 @@ TEST_F(DifferenceStoreTest, RowsOfANoticeByItsNumberOrItsGroups) {
 }
 
 TEST_F(DifferenceStoreTest, TablesAndColumnsOfOneSideAreToldInWords) {
-  DifferenceStore store =
-      Compared({"create table t (a long primary key, b long)", "create table gone (a long)",
-                "insert into t values (1, 5)"},
-               {"create table t (a long primary key, c text(3))", "insert into t values (1, 'q')"});
-  ASSERT_THAT(store.tables(), SizeIs(2));
-  EXPECT_THAT(store.tables()[0].remarks, ElementsAre("Only the first database has this table."));
-  EXPECT_THAT(store.tables()[1].remarks, ElementsAre("Only the first database has the column b.",
-                                                     "Only the second database has the column c."));
-  EXPECT_THAT(store.RowsOf(1, 0, 9), IsEmpty());
+  const Lines before = {"create table t (a long primary key, b long, d long)", "create table gone (a long)",
+                        "insert into t values (1, 5, 0)"};
+  const Lines after = {"create table t (a long primary key, c text(3), d text(9))",
+                       "create table new (a long)", "insert into t values (1, 'q', '0')"};
+  const struct {
+    Sides sides;
+    Lines gone, added, columns;
+  } cases[] = {
+      {Sides::kTwoDatabases,
+       {"Only the first database has this table."},
+       {"Only the second database has this table."},
+       {"Only the first database has the column b.", "The column d is LONG and TEXT(9).",
+        "Only the second database has the column c."}},
+      {Sides::kPreview,
+       {"This table would be removed."},
+       {"This table would be added."},
+       {"The column b would be removed.", "The column d would be changed from LONG to TEXT(9).",
+        "The column c would be added."}},
+  };
+  for (const auto& c : cases) {
+    DifferenceStore store = Compared(before, after, c.sides);
+    ASSERT_THAT(store.tables(), SizeIs(3));
+    EXPECT_EQ(store.tables()[0].remarks, c.gone);
+    EXPECT_EQ(store.tables()[1].remarks, c.added);
+    EXPECT_EQ(store.tables()[2].remarks, c.columns);
+    EXPECT_THAT(store.RowsOf(0, 0, 9), IsEmpty());
+  }
 }
 
 // What is saved later is what a comparison writes at once.

@@ -1,6 +1,7 @@
 // Start-up as a sequence of calls: what is opened, what is shown, which status the process ends with.
 
 #include "startup/run_modes.h"
+#include "access/file/file.h"
 #include "db/services.h"
 #include "platform/in_force.h"
 
@@ -192,6 +193,78 @@ TEST_F(RunModesTest, DriverWordsStandInAJsonReportOnce) {
   driver_words.clear();
   EXPECT_EQ(StartUp("x", *this), 1);
   EXPECT_THAT(ReadFile("report.json"), ::testing::HasSubstr("\"source_fault\": null"));
+}
+
+// A report of a former run stays until there is a whole one in its place.
+TEST_F(RunModesTest, AReportThatCannotBeWrittenIsToldAndTheFormerOneStays) {
+  WriteSettings("[VNTFIXV7]\nCurDatabase=/data/x.mdb\n");
+  for (const char* name : {"report", "report.json"}) {
+    SCOPED_TRACE(name);
+    told.clear();
+    WriteFile(name, "of a former run");
+    SetEnvironment("VNTFIX_RUN_REPORT", (folder_ / name).string());
+    open = [&] {
+      EXPECT_EQ(ReadFile(name), "of a former run");
+      throw db::DbError(-2147467259, "engine", "The file '/data/x.mdb' does not exist.");
+    };
+    // Somebody is writing to it.
+    auto held = jet::PlatformFileSystem().Open((folder_ / name).string(), jet::OpenMode::kReadWrite);
+    EXPECT_EQ(StartUp("x", *this), 1);
+    EXPECT_EQ(ReadFile(name), "of a former run");
+    EXPECT_FALSE(told.empty());
+    EXPECT_THAT(told, ::testing::Each("The report " + (folder_ / name).string() + " cannot be written."));
+    held.reset();
+    told.clear();
+    EXPECT_EQ(StartUp("x", *this), 1);
+    EXPECT_NE(ReadFile(name), "of a former run");
+    EXPECT_THAT(told, IsEmpty());
+  }
+}
+
+// Its meaning is settled, so what it is read as is said.
+TEST_F(RunModesTest, ANoticeNumberThatIsNoneIsToldAndReported) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"", nullptr},
+      {"0", nullptr},
+      {"7", nullptr},
+      {" 007 ", nullptr},
+      {"+7", nullptr},
+      {"\"7\"", nullptr},
+      {"abc",
+       "\"abc\" of KV_SOFT.ini is no number of a notice; it is read as 0, which stands for all notices."},
+      {"-5",
+       "\"-5\" of KV_SOFT.ini is no number of a notice; it is read as -5, which stands for all notices."},
+      {"1O0", "\"1O0\" of KV_SOFT.ini is no number of a notice; it is read as 1."},
+      {"7 8", "\"7 8\" of KV_SOFT.ini is no number of a notice; it is read as 7."},
+      {"4294967303", "\"4294967303\" of KV_SOFT.ini is no number of a notice; it is read as 7."},
+  };
+  for (const auto& [value, sentence] : cases) {
+    SCOPED_TRACE(value);
+    WriteSettings("[VNTFIXV7]\nCurDatabase=/data/x.mdb\nNtc_id=" + std::string(value) + "\n");
+    for (const char* name : {"report", "report.json"}) {
+      told.clear();
+      run_window = name == std::string("report.json");
+      SetEnvironment("VNTFIX_RUN_REPORT", (folder_ / name).string());
+      StartUp("x", *this);
+      const std::string report = ReadFile(name);
+      if (sentence == nullptr) {
+        EXPECT_EQ(told.size(), 1U);
+        EXPECT_EQ(report.find("Ntc_id"), std::string::npos);
+        continue;
+      }
+      ASSERT_EQ(told.size(), 2U);
+      EXPECT_EQ(told[0], "The Ntc_id " + std::string(sentence));
+      if (run_window) {
+        EXPECT_THAT(report, ::testing::HasSubstr("\"setting_fault\": \"The Ntc_id "));
+      } else {
+        EXPECT_THAT(report, ::testing::HasSubstr("The Ntc_id " + std::string(sentence) + "\n"));
+      }
+    }
+    // In the window its scope is seen.
+    told.clear();
+    StartUp("Active", *this);
+    EXPECT_THAT(told, IsEmpty());
+  }
 }
 
 TEST_F(RunModesTest, NoReportIsWrittenOverADatabase) {

@@ -339,6 +339,24 @@ TEST_F(RealReportTest, APreviewShowsTheDifferencesAndWritesNothing) {
       << "the preview holds nothing that a run needs";
 }
 
+// As what the run would do, and on as many lines as that takes.
+TEST_F(RealReportTest, APreviewTellsInFullWhatWouldBecomeOfATable) {
+  Click("cmdclear");
+  Box(5).SetValue(true);
+  Click("cmdPreview");
+  wxWindow* frame = Frame("ReportFrame");
+  ASSERT_NE(frame, nullptr);
+  EXPECT_EQ(In<TextList>(*frame, "DifferingTables").Shown(0, 0), "ant_type");
+  for (int round = 0; round < 20; ++round) wxYield();
+  auto& remark = In<wxStaticText>(*frame, "DifferenceRemark");
+  const std::string text = FromWx(remark.GetLabelText());
+  EXPECT_THAT(text, HasSubstr("would be changed from"));
+  EXPECT_THAT(text, ::testing::Not(HasSubstr("database")));
+  remark.InvalidateBestSize();
+  EXPECT_LE(remark.GetBestSize().GetWidth(), remark.GetParent()->GetClientSize().GetWidth());
+  EXPECT_LE(remark.GetBestSize().GetHeight(), remark.GetSize().GetHeight());
+}
+
 // Also when the database is no longer what it was.
 TEST_F(RealReportTest, WhatAPreviewFoundIsSaved) {
   Click("cmdclear");

@@ -1,0 +1,26 @@
+// Files of text that are written whole, or stay what they were.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "access/file/file.h"
+
+namespace vnt {
+
+// Makes the file, or puts one with that content in its place: whoever looks finds the former or the new one,
+// whole, and so does whoever looks after a power cut. The new one has the rights of the former. jet::Error:
+// the former stays; kReadOnly and kLocked also when it may not be written to.
+void ReplaceWhole(jet::FileSystem& files, const std::string& path, std::string_view content);
+
+// The same for a report, wherever its user wants it: to a device or a pipe it is just written, and where no
+// file may be made beside it, into the one that is there. False when it could not be written in full.
+bool WriteReportFile(const std::string& path, std::string_view text);
+
+// Whether that may succeed, as far as can be told before there is a text; a file that is missing is made.
+bool CanWriteReportFile(const std::string& path);
+
+// Whether a report of that name would take the place of a database or of a journal.
+bool WouldOverwriteDatabase(const std::string& path);
+
+}  // namespace vnt

@@ -82,6 +82,10 @@ bool CanWriteReportFile(const std::string& path) {
   return std::ofstream(PathOf(path), std::ios::binary | std::ios::app).is_open();
 }
 
+bool BeginReportFile(const std::string& path, std::string_view text) {
+  return IsDeviceOrPipe(path) || WriteReportFile(path, text);
+}
+
 bool WouldOverwriteDatabase(const std::string& path) {
   return !IsDeviceOrPipe(path) && jet::IsDatabaseOrJournal(PathOf(path));
 }

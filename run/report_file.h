@@ -20,6 +20,10 @@ bool WriteReportFile(const std::string& path, std::string_view text);
 // Whether that may succeed, as far as can be told before there is a text; a file that is missing is made.
 bool CanWriteReportFile(const std::string& path);
 
+// What stands there until the report does: whoever is killed leaves it, and not the report of a former run.
+// Nothing goes to a device or a pipe.
+bool BeginReportFile(const std::string& path, std::string_view text);
+
 // Whether a report of that name would take the place of a database or of a journal.
 bool WouldOverwriteDatabase(const std::string& path);
 

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <ostream>
 
+#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 #include "fixes/identity.h"
@@ -42,6 +43,18 @@ std::string WhyNotReported(const std::string& path) {
     return fmt::format("The report {} would overwrite a database. It is not written.", path);
   }
   return {};
+}
+
+std::string TextUntilItEnds() {
+  const auto now = std::chrono::system_clock::now();
+  if (IsLines()) {
+    return fmt::format("The run that began at {:%Y-%m-%d %H:%M:%S} has not ended.\n",
+                       fmt::localtime(std::chrono::system_clock::to_time_t(now)));
+  }
+  RunRecord record;
+  record.started = record.ended = now;
+  record.result.ended_early = true;
+  return RecordText(record, RecordFormat::kJson);
 }
 
 std::string CannotBeWritten(const std::string& path) {
@@ -86,7 +99,7 @@ std::string StartUnattendedReport() {
   const std::string path = ReportPath();
   if (path.empty()) return {};
   std::string fault = WhyNotReported(path);
-  if (fault.empty() && !CanWriteReportFile(path)) fault = CannotBeWritten(path);
+  if (fault.empty() && !BeginReportFile(path, TextUntilItEnds())) fault = CannotBeWritten(path);
   return fault;
 }
 

@@ -32,7 +32,7 @@ class RunReport : public RunObserver {
 
 // The report of an unattended run, in the file that VNTFIX_RUN_REPORT names: lines, or where the name ends in
 // ".json" the record of the run. It is gathered in the program-wide state and written at the end; until then
-// the file is that of a former run. Where the variable is not set, all of these do nothing.
+// the file says that the run has not ended. Where the variable is not set, all of these do nothing.
 
 // Begins an empty one. Gives a sentence on why it cannot be written; empty: it can, or none is wanted.
 std::string StartUnattendedReport();

@@ -195,7 +195,7 @@ TEST_F(RunModesTest, DriverWordsStandInAJsonReportOnce) {
   EXPECT_THAT(ReadFile("report.json"), ::testing::HasSubstr("\"source_fault\": null"));
 }
 
-// A report of a former run stays until there is a whole one in its place.
+// A report of a former run stays where no other can be written. A run that is killed leaves one that says so.
 TEST_F(RunModesTest, AReportThatCannotBeWrittenIsToldAndTheFormerOneStays) {
   WriteSettings("[VNTFIXV7]\nCurDatabase=/data/x.mdb\n");
   for (const char* name : {"report", "report.json"}) {
@@ -203,19 +203,24 @@ TEST_F(RunModesTest, AReportThatCannotBeWrittenIsToldAndTheFormerOneStays) {
     told.clear();
     WriteFile(name, "of a former run");
     SetEnvironment("VNTFIX_RUN_REPORT", (folder_ / name).string());
+    std::string meanwhile;
     open = [&] {
-      EXPECT_EQ(ReadFile(name), "of a former run");
+      meanwhile = ReadFile(name);
       throw db::DbError(-2147467259, "engine", "The file '/data/x.mdb' does not exist.");
     };
     // Somebody is writing to it.
     auto held = jet::PlatformFileSystem().Open((folder_ / name).string(), jet::OpenMode::kReadWrite);
     EXPECT_EQ(StartUp("x", *this), 1);
+    EXPECT_EQ(meanwhile, "of a former run");
     EXPECT_EQ(ReadFile(name), "of a former run");
     EXPECT_FALSE(told.empty());
     EXPECT_THAT(told, ::testing::Each("The report " + (folder_ / name).string() + " cannot be written."));
     held.reset();
     told.clear();
     EXPECT_EQ(StartUp("x", *this), 1);
+    EXPECT_THAT(meanwhile, ::testing::AnyOf(::testing::HasSubstr("has not ended."),
+                                            ::testing::HasSubstr("\"outcome\": \"ended early\"")));
+    EXPECT_NE(ReadFile(name), meanwhile);
     EXPECT_NE(ReadFile(name), "of a former run");
     EXPECT_THAT(told, IsEmpty());
   }

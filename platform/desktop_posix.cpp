@@ -142,7 +142,7 @@ bool OpenInBrowser(const std::string& path) {
   std::vector<std::string> browsers;
   std::istringstream named(Environment("BROWSER"));
   for (std::string browser; std::getline(named, browser, ':');) browsers.push_back(browser);
-  browsers.insert(browsers.end(), {"sensible-browser", "x-www-browser"});
+  browsers.insert(browsers.end(), {"x-www-browser", "www-browser"});
   return std::ranges::any_of(browsers, [&](const std::string& browser) { return OpenWith(browser, path); });
 }
 

@@ -39,7 +39,7 @@ void Printer::PrintItems(const Select& select, bool exact, Scope* scope, std::ve
   for (const SelectItem& item : select.items) {
     if (!item.star) {
       Printed p = Print(*item.expr, scope);
-      std::string name = item.alias.empty() ? std::move(p.name) : item.alias;
+      std::string name = item.alias.empty() ? p.name : item.alias;
       // The name Access makes up.
       if (name.empty()) name = fmt::format("Expr{}", 1000 + unnamed++);
       add(std::move(p), std::move(name));

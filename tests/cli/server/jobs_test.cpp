@@ -116,6 +116,9 @@ TEST_F(Jobs, TwoRunsKeepOffOneNotice) {
   const std::string notice = list.substr(list.find('\n') + 1, list.rfind('\n') - list.find('\n') - 1);
   admin().Execute("SELECT pg_advisory_lock(5656148, " + notice + ")");  // as a run of that notice does
   EXPECT_EQ(Fix(kSource, {"--notice", notice}).code, cli::kRefused);
+  const cli::Outcome others = Fix(kSource, {kWithin, "--all-notices"});
+  EXPECT_THAT(others.err, HasSubstr("notice " + notice + ": another run is at work on it."));
+  EXPECT_THAT(others.out, HasSubstr("12 notices, 1 not finished"));
   admin().Execute("SELECT pg_advisory_unlock(5656148, " + notice + ")");
   EXPECT_EQ(Fix(kSource, {"--notice", notice}).code, cli::kOk);
 }

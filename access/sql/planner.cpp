@@ -193,6 +193,7 @@ void Session::Impl::PlanQuery(const Statement& s, std::string_view text, Plan* p
       const ColumnDef& def = c.table->def().columns[c.column];
       r.table = c.table->def().name;
       r.column = def.name;
+      if (c.table == plan->base_table) r.position = c.column;
       r.type = def.type;
     } else if (c.type == Type::kDate) {
       r.type = ColumnType::kDateTime;

@@ -152,8 +152,12 @@ ProviderRecordset& OpenOnly(const std::unique_ptr<ProviderRecordset>& impl) {
 
 int FindField(const ProviderRecordset& recordset, std::string_view name) {
   const int count = recordset.FieldCount();
+  // What equals a name in ASCII has its length.
+  const bool ascii = jet::IsAscii(name);
   for (int i = 0; i < count; ++i) {
-    if (jet::EqualNames(recordset.FieldName(i), name)) return i;
+    const std::string& field = recordset.FieldName(i);
+    if (ascii && field.size() != name.size()) continue;
+    if (field == name || jet::EqualNames(field, name)) return i;
   }
   throw DbError(kErrItemNotFound, kSource, "The recordset has no field \"" + std::string(name) + "\".");
 }

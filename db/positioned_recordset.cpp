@@ -109,12 +109,12 @@ Value PositionedRecordset::Get(int index) const {
   RequireCurrent();
   if (values_[i].is_empty()) {
     RequireOpen();
-    return LoadLong(index);
+    return LoadField(index);
   }
   return values_[i];
 }
 
-Value PositionedRecordset::LoadLong(int) const { return Value::Null(); }
+Value PositionedRecordset::LoadField(int) const { return Value::Null(); }
 
 void PositionedRecordset::Set(int index, const Value& value) {
   RequireOpen();
@@ -148,17 +148,17 @@ std::int64_t PositionedRecordset::Update() {
     RequireCurrent();
     return 0;
   }
-  FieldChanges changes;
+  changes_.clear();
   for (std::size_t i = 0; i < fields_.size(); ++i) {
-    if (edited_[i]) changes.emplace_back(i, &edits_[i]);
+    if (edited_[i]) changes_.emplace_back(i, &edits_[i]);
   }
   // A failing write leaves the edit open, to be corrected or cancelled.
   if (edit_ == EditMode::kAdding) {
-    InsertRow(changes);
+    InsertRow(changes_);
     edit_ = EditMode::kNone;
     SeekForward(Size() - 1);
   } else {
-    UpdateRow(position_, changes);
+    UpdateRow(position_, changes_);
     edit_ = EditMode::kNone;
     // Reading it again shows the values as the column holds them.
     if (!Load(position_)) row_ = RowState::kDeleted;

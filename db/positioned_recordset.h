@@ -50,8 +50,8 @@ class PositionedRecordset : public ProviderRecordset {
   virtual std::int64_t Size() const = 0;
   // Reads the row at a position into values_; false when it is not there any more.
   virtual bool Load(std::int64_t position) = 0;
-  // The value of a field that Load() left Empty because it is long.
-  virtual Value LoadLong(int field) const;
+  // The value of a field that Load() left Empty, to be read when it is asked for.
+  virtual Value LoadField(int field) const;
   virtual void UpdateRow(std::int64_t position, const FieldChanges& changes) = 0;
   // Adds the row and, to the list, its position at the end.
   virtual void InsertRow(const FieldChanges& changes) = 0;
@@ -83,6 +83,7 @@ class PositionedRecordset : public ProviderRecordset {
   std::int64_t deleted_ = 0;
   std::vector<Value> edits_;          // per field; empty until the first Set
   std::vector<std::uint8_t> edited_;  // per field
+  FieldChanges changes_;              // of the row that is being written
 };
 
 }  // namespace vnt::db

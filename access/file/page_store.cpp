@@ -205,6 +205,7 @@ void PageStore::CommitStatement() {
 }
 
 void PageStore::RollbackStatement() noexcept {
+  BeginEra();
   try {
     if (in_statement_) impl_->undo.TakeBackStatement(&counts_);
   } catch (const std::exception&) {
@@ -226,6 +227,7 @@ void PageStore::StartMark() {
 void PageStore::RevertToMark() {
   if (!writable_) return;
   if (impl_->state == Impl::State::kBroken) RequireWritable();
+  BeginEra();
   // The notes of the mark are those of the statement as well.
   if (in_statement_) CommitStatement();
   impl_->state = Impl::State::kBroken;
@@ -372,6 +374,7 @@ void PageStore::CutOff(PageNo pages) {
   if (has_changes())
     throw Error(ErrorKind::kInvalid, "A file cannot be cut off before its changes are saved.");
   if (pages >= counts_.pages) return;
+  BeginEra();
   CheckUnchanged();
   // Whoever is reading may be about to find the pages useless, and has to find them.
   if (!impl_->file().LockContent(true)) return;

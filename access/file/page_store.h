@@ -150,6 +150,12 @@ class PageStore {
   void Mark();
   void RevertToMark();
 
+  // Changes when pages may have become something else without being written for it: they were brought back to
+  // what they were, or given to another owner, who calls BeginEra(). What somebody remembers of a page holds
+  // within an era.
+  std::uint64_t era() const { return era_; }
+  void BeginEra() { ++era_; }
+
   // The pages that are not what they were at that border, ascending, those that came since among them.
   std::vector<PageNo> ChangedSinceMark() const;
   // The file as it was at that border, to be read until a page changes.
@@ -197,6 +203,7 @@ class PageStore {
   void StartMark();
 
   internal::PageTable entries_;
+  std::uint64_t era_ = 1;
   std::uint64_t epoch_ = 1;  // changes whenever Write() has to look at a page anew
   internal::PageCounts counts_;
   bool journal_waits_ = false;  // for the file to be brought up to date

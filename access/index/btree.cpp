@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <string>
 
 #include "access/base/error.h"
 #include "access/index/index_page.h"
@@ -35,7 +36,11 @@ void BTree::Descend(const Target& target, Path* path) {
     path->pages[path->depth++] = page_no;
     const PageRef page = pages_.Read(page_no);
     const IndexPageView view = View(page);
-    if (view.is_leaf()) return;
+    if (view.is_leaf()) {
+      last_leaf_ = path->without_tail == 0 ? page_no : 0;
+      era_ = pages_.era();
+      return;
+    }
     const Slot slot = view.Search(target);
     if (!view.IsEnd(slot)) {
       page_no = view.Child(slot);
@@ -61,26 +66,65 @@ void BTree::DescendForChange(const Target& target, Path* path) {
   }
 }
 
-void BTree::Insert(std::string_view key, RowId row) {
+PageRef BTree::Find(const Target& target, Slot* slot) {
+  PageRef page;
+  bool found = false;
+  if (last_leaf_ != 0 && era_ == pages_.era()) {
+    page = pages_.Read(last_leaf_);
+    if (IndexPageView::IsLeafOf(page.bytes(), owner_)) {
+      const IndexPageView view = View(page);
+      found = view.SearchNear(target, last_place_, slot);
+      if (!found && view.Spans(target)) {
+        *slot = view.Search(target);
+        found = true;
+      }
+    }
+  }
+  if (!found) {
+    Path path;
+    Descend(target, &path);
+    page = pages_.Read(path.leaf());
+    *slot = View(page).Search(target);
+  }
+  last_place_ = slot->start;
+  return page;
+}
+
+void BTree::Insert(std::string_view key, RowId row, bool* is_new) {
   if (key.size() > kMaxKeyBytes) throw Error(ErrorKind::kTooLarge, "The key of an index entry is too long.");
   const TargetBuffer target(key, row);
+  {
+    Slot slot;
+    const PageRef leaf = Find(target, &slot);
+    // Not so below nodes without tail.
+    if (last_leaf_ == leaf.page_no() && InsertIntoLeaf(leaf, slot, target, is_new)) return;
+  }
   for (;;) {
     Path path;
     DescendForChange(target, &path);
-    {
-      MutablePageRef leaf = pages_.Write(path.leaf());
-      IndexPageView view = View(leaf);
-      const Slot slot = view.Search(target);
-      if (slot.exact) ThrowCorrupt("an index holds an entry of a row already", path.leaf());
-      if (IndexPageEditor(leaf.mutable_bytes(), &view).Insert(slot.start, target.bytes())) return;
-    }
+    const PageRef leaf = pages_.Read(path.leaf());
+    if (InsertIntoLeaf(leaf, View(leaf).Search(target), target, is_new)) return;
     if (InsertIntoFullLeaf(path, target)) return;
   }
+}
+
+// False when it is full.
+bool BTree::InsertIntoLeaf(const PageRef& leaf, const Slot& slot, const TargetBuffer& target, bool* is_new) {
+  IndexPageView view = View(leaf);
+  if (slot.exact) ThrowCorrupt("an index holds an entry of a row already", leaf.page_no());
+  if (is_new != nullptr) {
+    const IndexPageView::Presence presence = view.FindKey(slot, target);
+    *is_new = presence == IndexPageView::Presence::kAbsent ||
+              (presence == IndexPageView::Presence::kUnknown && !Contains(target.key()));
+  }
+  const MutablePageRef page = pages_.Write(leaf.page_no());
+  return IndexPageEditor(page.mutable_bytes(), &view).Insert(slot.start, target.bytes());
 }
 
 bool BTree::Erase(std::string_view key, RowId row) {
   if (key.size() > kMaxKeyBytes) return false;
   const TargetBuffer target(key, row);
+  if (EraseWithin(target)) return true;
   Path path;
   Descend(target, &path);
   EntryBuffer new_last;
@@ -108,14 +152,24 @@ bool BTree::Erase(std::string_view key, RowId row) {
   return true;
 }
 
+// The usual case: an entry that is followed by another one of its leaf, so that no node mentions it.
+bool BTree::EraseWithin(const TargetBuffer& target) {
+  Slot slot;
+  const PageRef page = Find(target, &slot);
+  if (last_leaf_ != page.page_no()) return false;  // below nodes without tail
+  IndexPageView view = View(page);
+  if (!slot.exact || slot.end == view.used()) return false;
+  const MutablePageRef leaf = pages_.Write(page.page_no());
+  IndexPageEditor(leaf.mutable_bytes(), &view).Erase(slot);
+  return true;
+}
+
 bool BTree::Contains(std::string_view key) {
   if (key.size() > kMaxKeyBytes) return false;
   const TargetBuffer target(key, RowId());
-  Path path;
-  Descend(target, &path);
-  const PageRef page = pages_.Read(path.leaf());
+  Slot slot;
+  const PageRef page = Find(target, &slot);
   const IndexPageView view = View(page);
-  const Slot slot = view.Search(target);
   if (!view.IsEnd(slot)) return view.KeyEquals(slot, target);
   if (view.next() == 0) return false;
   // A separator may be greater than what is left below it: then the next leaf begins with the candidate.
@@ -132,19 +186,19 @@ struct BTree::Cursor::State {
   BTree* tree;
   PageNo page = 0;
   Slot slot;
-  EntryBuffer entry;
+  std::string entry;  // key and row
   bool valid = false;
 
-  Target target() const { return {entry.data.data(), entry.size - internal::kRowBytes}; }
+  Bytes bytes() const { return {reinterpret_cast<const std::uint8_t*>(entry.data()), entry.size()}; }
+  unsigned key_size() const { return entry.size() - internal::kRowBytes; }
+  Target target() const { return {bytes().data(), key_size()}; }
 
   // The first entry not less than the target, or, with `after`, greater than it.
   void Seek(const Target& wanted, bool after) {
-    Path path;
-    tree->Descend(wanted, &path);
-    page = path.leaf();
-    PageRef ref = tree->pages_.Read(page);
+    Slot found;
+    const PageRef ref = tree->Find(wanted, &found);
+    page = ref.page_no();
     const IndexPageView view = tree->View(ref);
-    Slot found = view.Search(wanted);
     if (after && found.exact) found = view.After(found);
     valid = false;
     Settle(view, found, after);
@@ -155,7 +209,7 @@ struct BTree::Cursor::State {
       const PageRef ref = tree->pages_.Read(page);
       if (IndexPageView::IsLeafOf(ref.bytes(), tree->owner_)) {
         const IndexPageView view = tree->View(ref);
-        if (view.Holds(slot, {entry.data.data(), entry.size})) {
+        if (view.Holds(slot, bytes())) {
           Settle(view, view.After(slot), true);
           return;
         }
@@ -174,7 +228,9 @@ struct BTree::Cursor::State {
         ThrowCorrupt("the entries of an index are not in ascending order", view.page_no(), found.start);
       }
       slot = found;
-      view.Copy(found, &entry);
+      EntryBuffer whole;
+      view.Copy(found, &whole);
+      entry.assign(reinterpret_cast<const char*>(whole.data.data()), whole.size);
       page = view.page_no();
       valid = true;
       return;
@@ -210,11 +266,11 @@ void BTree::Cursor::Seek(std::string_view lower) {
 bool BTree::Cursor::valid() const { return state_->valid; }
 
 std::string_view BTree::Cursor::key() const {
-  return {reinterpret_cast<const char*>(state_->entry.data.data()), state_->entry.size - internal::kRowBytes};
+  return std::string_view(state_->entry).substr(0, state_->key_size());
 }
 
 RowId BTree::Cursor::row() const {
-  return RowId::FromPacked(LoadBe32(state_->entry.data.data() + state_->entry.size - internal::kRowBytes));
+  return RowId::FromPacked(LoadBe32(state_->bytes().data() + state_->key_size()));
 }
 
 void BTree::Cursor::Next() { state_->Next(); }

@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string_view>
 
@@ -17,7 +18,8 @@
 
 namespace jet {
 
-// Where an index gets its pages from; the owner keeps the index's page map and the global map.
+// Where an index gets its pages from; the owner keeps the index's page map and the global map. A page that is
+// freed begins an era of the store (PageStore::era).
 class IndexPageAllocator {
  public:
   virtual ~IndexPageAllocator() = default;
@@ -30,6 +32,7 @@ class EntryList;
 class IndexPageView;
 struct Slot;
 struct Target;
+class TargetBuffer;
 }  // namespace internal
 
 class BTree {
@@ -44,8 +47,9 @@ class BTree {
   // The largest key Insert accepts, in bytes.
   static constexpr std::size_t kMaxKeyBytes = 3600;
 
-  // Adds an entry. kTooLarge when the key does not fit a page. The caller has tested uniqueness.
-  void Insert(std::string_view key, RowId row);
+  // Adds an entry. kTooLarge when the key does not fit a page. The caller has tested uniqueness. With
+  // `is_new`, tells whether no other entry has the key.
+  void Insert(std::string_view key, RowId row, bool* is_new = nullptr);
   // Removes an entry; false when there is none.
   bool Erase(std::string_view key, RowId row);
   // Whether any entry has exactly these key bytes (no matter which row).
@@ -86,6 +90,13 @@ class BTree {
     int index_at(int height) const { return depth - 1 - height; }
   };
   internal::IndexPageView View(const PageRef& page) const;
+  // Finds the first entry that is not less than the target, or the end of the leaf that would have it. Rows
+  // that are read or changed one after the other tend to be neighbours in an index: the place that was found
+  // last is looked at before the tree is.
+  PageRef Find(const internal::Target& target, internal::Slot* slot);
+  bool InsertIntoLeaf(const PageRef& leaf, const internal::Slot& slot, const internal::TargetBuffer& target,
+                      bool* is_new);
+  bool EraseWithin(const internal::TargetBuffer& target);
   // Walks down to the leaf that has, or would have, the target.
   void Descend(const internal::Target& target, Path* path);
   // The same, after every node on the way has got a tail child.
@@ -118,6 +129,11 @@ class BTree {
   PageNo root_;
   PageNo owner_;
   bool jet3_;
+  // The leaf that was reached last, by a way of nodes with tails, and the era of the store then: as long as
+  // it lasts, no page has left a tree, and so the page, if it is a leaf, is one of this tree.
+  PageNo last_leaf_ = 0;
+  unsigned last_place_ = 0;  // of the entry in it
+  std::uint64_t era_ = 0;
 };
 
 }  // namespace jet

@@ -17,7 +17,7 @@ std::uint64_t LoadBe64(const std::uint8_t* p) { return std::uint64_t{LoadBe32(p)
 
 // -1, 0, 1. Keys are a few words long, and a search compares a dozen of them: a call would cost more than the
 // comparison.
-int CompareBytes(const std::uint8_t* a, const std::uint8_t* b, std::size_t size) {
+inline int CompareBytes(const std::uint8_t* a, const std::uint8_t* b, std::size_t size) {
   if (size < 8) return Sign(std::memcmp(a, b, size));
   for (std::size_t i = 0;; i = std::min(i + 8, size - 8)) {
     const std::uint64_t x = LoadBe64(a + i), y = LoadBe64(b + i);
@@ -37,7 +37,7 @@ IndexPageView::IndexPageView(Bytes page, PageNo page_no, PageNo owner, bool jet3
   // The free-bytes field saves a walk over the bitmap where the bitmap agrees.
   const unsigned free = free_field();
   used_ = free < g_->area_size ? g_->area_size - free : 0;
-  if (used_ == 0 || BitAtOrBefore(used_) != used_) used_ = HighestBit();
+  if (used_ == 0 || !IsEndOfEntry(used_)) used_ = HighestBit();
   if (used_ == 0) return;
   prefix_ = g_->wide_prefix ? LoadLe<std::uint16_t>(page_ + g_->prefix) : page_[g_->prefix];
   if (prefix_ != 0 && prefix_ >= BitAfter(0)) {
@@ -50,9 +50,8 @@ void IndexPageView::Corrupt(const char* what, unsigned offset) const { ThrowCorr
 
 // Word `index` of the bitmap, without what follows the last possible end of an entry.
 std::uint64_t IndexPageView::Word(unsigned index) const {
-  const auto word = LoadLe<std::uint64_t>(page_ + g_->bitmap + std::size_t{index} * 8);
   const unsigned last = g_->area_size / 64u;
-  return index < last ? word : word & LowBits(g_->area_size % 64u + 1);
+  return index < last ? RawWord(index) : RawWord(index) & LowBits(g_->area_size % 64u + 1);
 }
 
 unsigned IndexPageView::HighestBit() const {
@@ -63,23 +62,13 @@ unsigned IndexPageView::HighestBit() const {
   return 0;
 }
 
-// The end of an entry at or before a position; 0, the start of the area, when there is none.
-unsigned IndexPageView::BitAtOrBefore(unsigned position) const {
-  unsigned index = position / 64;
-  std::uint64_t word = Word(index) & LowBits(position % 64 + 1);
-  while (word == 0) {
-    if (index == 0) return 0;
-    word = Word(--index);
-  }
-  return index * 64 + 63 - std::countl_zero(word);
-}
-
-// The first end of an entry after a position below used_.
-unsigned IndexPageView::BitAfter(unsigned position) const {
-  unsigned index = (position + 1) / 64;
-  std::uint64_t word = Word(index) & ~LowBits((position + 1) % 64);
-  while (word == 0) word = Word(++index);
-  return index * 64 + std::countr_zero(word);
+bool IndexPageView::EndsAtUsed() const {
+  const unsigned last = g_->area_size / 64u;
+  const unsigned first = used_ / 64;
+  std::uint64_t marks = Word(first) & ~LowBits(used_ % 64 + 1);
+  for (unsigned index = first + 1; index < last; ++index) marks |= RawWord(index);
+  if (first < last) marks |= Word(last);
+  return marks == 0;
 }
 
 Slot IndexPageView::At(unsigned start) const {
@@ -123,7 +112,7 @@ PageNo IndexPageView::Child(const Slot& slot) const {
 }
 
 // Compares an entry whose prefix is known to be equal to that of the target, and not longer than its key.
-int IndexPageView::CompareRest(const Slot& slot, const Target& target) const {
+inline int IndexPageView::CompareRest(const Slot& slot, const Target& target) const {
   const unsigned start = RestStart(slot.start);
   const std::uint8_t* const rest = page_ + g_->area + start;
   const unsigned full = FullSize(slot);
@@ -154,15 +143,30 @@ int IndexPageView::Compare(const Slot& slot, const Target& target) const {
 }
 
 bool IndexPageView::KeyEquals(const Slot& slot, const Target& target) const {
-  EntryBuffer whole;
-  Copy(slot, &whole);
-  const unsigned key_size = whole.size - kRowBytes - (leaf_ ? 0 : kChildBytes);
-  return key_size == target.key_size && std::memcmp(whole.data.data(), target.data, key_size) == 0;
+  const unsigned full = FullSize(slot);
+  const unsigned key_size = full - kRowBytes - (leaf_ ? 0 : kChildBytes);
+  if (key_size != target.key_size) return false;
+  const unsigned shared = std::min(prefix_, key_size);
+  return std::memcmp(page_ + g_->area, target.data, shared) == 0 &&
+         std::memcmp(Rest(slot).data(), target.data + shared, key_size - shared) == 0;
+}
+
+IndexPageView::Presence IndexPageView::FindKey(const Slot& found, const Target& target) const {
+  const bool at_start = found.start == 0, at_end = IsEnd(found);
+  if (!at_end && KeyEquals(found, target)) return Presence::kPresent;
+  if (!at_start && KeyEquals({BitAtOrBefore(found.start - 1), found.start, false}, target)) {
+    return Presence::kPresent;
+  }
+  return (at_start && previous() != 0) || (at_end && next() != 0) ? Presence::kUnknown : Presence::kAbsent;
+}
+
+bool IndexPageView::Spans(const Target& target) const {
+  return used_ != 0 && Compare(First(), target) <= 0 && (next() == 0 || Compare(Last(), target) >= 0);
 }
 
 bool IndexPageView::Holds(const Slot& slot, Bytes entry) const {
   if (slot.start >= used_ || slot.end > used_) return false;
-  if (slot.start != 0 && BitAtOrBefore(slot.start) != slot.start) return false;
+  if (slot.start != 0 && !IsEndOfEntry(slot.start)) return false;
   if (BitAfter(slot.start) != slot.end || FullSize(slot) != entry.size()) return false;
   const Bytes rest = Rest(slot);
   return std::memcmp(page_ + g_->area, entry.data(), prefix_) == 0 &&
@@ -192,6 +196,26 @@ Slot IndexPageView::Search(const Target& target) const {
     }
   }
   return found;
+}
+
+bool IndexPageView::SearchNear(const Target& target, unsigned near, Slot* found) const {
+  if (near >= used_ || (near != 0 && !IsEndOfEntry(near))) return false;
+  *found = At(near);
+  int order = Compare(*found, target);
+  if (order > 0) {
+    if (near == 0) return false;
+    const Slot before{BitAtOrBefore(near - 1), near, false};
+    order = Compare(before, target);
+    if (order < 0) return true;
+    *found = before;
+  } else if (order < 0) {
+    *found = After(*found);
+    if (IsEnd(*found)) return next() == 0;
+    order = Compare(*found, target);
+    if (order > 0) return true;
+  }
+  found->exact = order == 0;
+  return found->exact;
 }
 
 EntryList::EntryList(const IndexPageView& view) {
@@ -270,7 +294,7 @@ void EntryList::Write(std::size_t from, std::size_t to, MutableBytes page) const
 
 IndexPageEditor::IndexPageEditor(MutableBytes page, IndexPageView* view) : page_(page.data()), view_(view) {
   // Marks that reading may pass over would be shifted into the entries by a change.
-  if (view_->HighestBit() != view_->used_) {
+  if (!view_->EndsAtUsed()) {
     view_->Corrupt("its bitmap marks entries where there are none", view_->g_->bitmap);
   }
 }
@@ -289,22 +313,44 @@ void IndexPageEditor::SetUsed(unsigned used) {
   StoreLe<std::uint16_t>(page_ + 2, view_->g_->area_size - used);
 }
 
-// The last word of the bitmap reaches into the entry area: only its part of the bitmap is written.
-void IndexPageEditor::StoreWord(unsigned index, std::uint64_t word) {
-  const std::size_t offset = std::size_t{index} * 8;
-  std::memcpy(page_ + view_->g_->bitmap + offset, &word,
-              std::min<std::size_t>(8, view_->g_->bitmap_bytes - offset));
-}
-
-// 64 bits of the bitmap from any position, also a negative one, where there are zeros.
-std::uint64_t IndexPageEditor::ExtractBits(int position) const {
-  const std::uint8_t* const bitmap = page_ + view_->g_->bitmap;
-  if (position <= -64) return 0;
-  if (position < 0) return LoadLe<std::uint64_t>(bitmap) << -position;
-  const std::uint8_t* const from = bitmap + position / 8;
-  const unsigned shift = position % 8;
-  const auto low = LoadLe<std::uint64_t>(from);
-  return shift == 0 ? low : low >> shift | std::uint64_t{from[8]} << (64 - shift);
+void IndexPageEditor::MoveMarks(unsigned from, unsigned used, int by) {
+  const IndexGeometry& g = *view_->g_;
+  // Words from the one that `from` lies in, with zeros around them.
+  constexpr unsigned kMostWords = (kJet4Geometry.bitmap_bytes + 7u) / 8;
+  constexpr unsigned kZeros = kMostWords + 1;
+  std::array<std::uint64_t, kZeros + kMostWords + kZeros> old;
+  std::array<std::uint64_t, kMostWords> moved;
+  const unsigned first = from / 64;
+  const unsigned count = std::max<int>(used, static_cast<int>(used) + by) / 64 + 1 - first;
+  const unsigned words = std::abs(by) / 64, bits = std::abs(by) % 64;
+  std::uint64_t* const in = old.data() + kZeros;
+  std::uint8_t* const marks = page_ + g.bitmap + std::size_t{first} * 8;
+  const std::size_t bytes =
+      std::min<std::size_t>(std::size_t{count} * 8, g.bitmap_bytes - std::size_t{first} * 8);
+  std::memcpy(in, marks, bytes);
+  const unsigned last = used / 64 - first;
+  in[last] &= LowBits(used % 64 + 1);
+  std::fill(in + last + 1, in + count, std::uint64_t{0});
+  const std::uint64_t kept = LowBits(from % 64 + 1);
+  moved[0] = 0;
+  const std::uint64_t stays = in[0] & kept;
+  if (by > 0) {
+    in[0] &= ~kept;
+    std::fill_n(in - words - 1, words + 1, std::uint64_t{0});
+    for (unsigned i = 0; i < count; ++i) {
+      const std::uint64_t* const source = in + i - words;
+      moved[i] = source[0] << bits | source[-1] >> 1 >> (63 - bits);
+    }
+  } else {
+    std::fill_n(in + count, words + 1, std::uint64_t{0});
+    for (unsigned i = 0; i < count; ++i) {
+      const std::uint64_t* const source = in + i + words;
+      moved[i] = source[0] >> bits | source[1] << 1 << (63 - bits);
+    }
+    moved[0] &= ~kept;
+  }
+  moved[0] |= stays;
+  std::memcpy(marks, moved.data(), bytes);
 }
 
 bool IndexPageEditor::Insert(unsigned start, Bytes entry) {
@@ -316,14 +362,8 @@ bool IndexPageEditor::Insert(unsigned start, Bytes entry) {
   if (used + size > view_->g_->area_size) return false;
   std::uint8_t* const area = page_ + view_->g_->area;
 
-  // Ends behind `from` move up by `size`; the new entry ends at from + size.
-  for (unsigned index = (used + size) / 64 + 1; index-- > from / 64;) {
-    const int base = index * 64;
-    const auto keep = from + 1 > index * 64 ? LowBits(from + 1 - index * 64) : 0;
-    const unsigned first_moved = from + 1 + size;
-    const auto fresh = first_moved > index * 64 ? ~LowBits(first_moved - index * 64) : ~std::uint64_t{0};
-    StoreWord(index, (view_->Word(index) & keep) | (ExtractBits(base - size) & fresh));
-  }
+  // The new entry ends at from + size.
+  MoveMarks(from, used, size);
   std::memmove(area + from + size, area + from, used - from);
   std::memcpy(area + from, entry.data() + prefix, size);
   const unsigned end = from + size;
@@ -340,13 +380,7 @@ void IndexPageEditor::Erase(const Slot& slot) {
   const unsigned from = only ? 0 : view_->RestStart(slot.start);
   const unsigned size = slot.end - from;
   std::uint8_t* const area = page_ + view_->g_->area;
-  for (unsigned index = from / 64; index <= used / 64; ++index) {
-    const auto keep = from + 1 > index * 64 ? LowBits(from + 1 - index * 64) : 0;
-    std::uint64_t moved = 0;
-    const unsigned source = index * 64 + size;
-    if (source <= used) moved = ExtractBits(source) & LowBits(used - source + 1);
-    StoreWord(index, (view_->Word(index) & keep) | (moved & ~keep));
-  }
+  MoveMarks(from, used, -static_cast<int>(size));
   std::memmove(area + from, area + slot.end, used - slot.end);
   SetUsed(used - size);
 }

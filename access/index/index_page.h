@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstring>
 #include <string_view>
 #include <vector>
@@ -77,6 +78,7 @@ class TargetBuffer : public Target {
   TargetBuffer(const TargetBuffer&) = delete;
   TargetBuffer& operator=(const TargetBuffer&) = delete;
   Bytes bytes() const { return {data, size()}; }
+  std::string_view key() const { return {reinterpret_cast<const char*>(data), key_size}; }
 
  private:
   std::array<std::uint8_t, 4096> room_;
@@ -113,6 +115,8 @@ class IndexPageView {
   const IndexGeometry& geometry() const { return *g_; }
   // The last mark of the whole bitmap; on a sound page used().
   unsigned HighestBit() const;
+  // Whether nothing is marked behind used().
+  bool EndsAtUsed() const;
 
   // The first entry that is not less than the target.
   Slot Search(const Target& target) const;
@@ -133,6 +137,15 @@ class IndexPageView {
   int Compare(const Slot& slot, const Target& target) const;
   // Whether the key of an entry is that of the target, whatever the row.
   bool KeyEquals(const Slot& slot, const Target& target) const;
+  // Whether an entry of this leaf before or at `found`, where a search for the target has ended, has its key.
+  // Unknown where that depends on a neighbouring leaf.
+  enum class Presence : std::uint8_t { kAbsent, kPresent, kUnknown };
+  Presence FindKey(const Slot& found, const Target& target) const;
+  // Whether the target belongs between entries of this leaf, whatever the nodes above it hold.
+  bool Spans(const Target& target) const;
+  // Search() for a target that is next to the entry at `near`, or is it; false when it is somewhere else, or
+  // perhaps in another leaf.
+  bool SearchNear(const Target& target, unsigned near, Slot* found) const;
   // Whether this very entry stands at this very place.
   bool Holds(const Slot& slot, Bytes entry) const;
   static bool IsLeafOf(Bytes page, PageNo owner) {
@@ -142,9 +155,36 @@ class IndexPageView {
  private:
   friend class IndexPageEditor;
   Slot At(unsigned start) const;
+  // As it stands in the page: the last word reaches into the entry area.
+  std::uint64_t RawWord(unsigned index) const {
+    return LoadLe<std::uint64_t>(page_ + g_->bitmap + std::size_t{index} * 8);
+  }
   std::uint64_t Word(unsigned index) const;
-  unsigned BitAtOrBefore(unsigned position) const;
-  unsigned BitAfter(unsigned position) const;
+  // The end of an entry at or before a position below the end of the area; 0, the start of the area, when
+  // there is none.
+  unsigned BitAtOrBefore(unsigned position) const {
+    unsigned index = position / 64;
+    std::uint64_t word = RawWord(index) << (63 - position % 64);
+    if (word != 0) return position - std::countl_zero(word);
+    do {
+      if (index == 0) return 0;
+      word = RawWord(--index);
+    } while (word == 0);
+    return index * 64 + 63 - std::countl_zero(word);
+  }
+  // The first end of an entry after a position below used_.
+  unsigned BitAfter(unsigned position) const {
+    unsigned index = (position + 1) / 64;
+    std::uint64_t word = RawWord(index) >> (position + 1) % 64;
+    if (word != 0) return position + 1 + std::countr_zero(word);
+    do {
+      word = RawWord(++index);
+    } while (word == 0);
+    return index * 64 + std::countr_zero(word);
+  }
+  bool IsEndOfEntry(unsigned position) const {
+    return (page_[g_->bitmap + position / 8] >> (position % 8) & 1) != 0;
+  }
   unsigned RestStart(unsigned start) const { return start == 0 ? prefix_ : start; }
   int CompareRest(const Slot& slot, const Target& target) const;
   [[noreturn]] void Corrupt(const char* what, unsigned offset = 0) const;
@@ -199,8 +239,8 @@ class IndexPageEditor {
  private:
   bool SharesPrefix(Bytes entry) const;
   void SetUsed(unsigned used);
-  void StoreWord(unsigned index, std::uint64_t word);
-  std::uint64_t ExtractBits(int position) const;
+  // Moves the marks behind `from`, up to `used`, by `by` places: up, or down over as many that vanish.
+  void MoveMarks(unsigned from, unsigned used, int by);
 
   std::uint8_t* page_;
   IndexPageView* view_;

@@ -235,9 +235,17 @@ void Complement(std::string* key, std::size_t from) {
   for (std::size_t i = from; i < key->size(); ++i) (*key)[i] = ~(*key)[i];
 }
 
+// The lowest `bytes` bytes, the highest of them first.
+void AddBigEndian(std::uint64_t value, int bytes, std::string* key) {
+  std::array<std::uint8_t, 8> all;
+  StoreBe32(all.data(), value >> 32);
+  StoreBe32(all.data() + 4, value);
+  key->append(reinterpret_cast<const char*>(all.data()) + 8 - bytes, bytes);
+}
+
 void AppendSigned(std::int64_t value, int bytes, std::string* key) {
   const auto flipped = static_cast<std::uint64_t>(value) ^ (std::uint64_t{1} << (8 * bytes - 1));
-  for (int shift = 8 * (bytes - 1); shift >= 0; shift -= 8) AddByte(key, (flipped >> shift) & 0xFF);
+  AddBigEndian(flipped, bytes, key);
 }
 
 template <typename Number, typename Bits>
@@ -245,9 +253,7 @@ void AppendFloat(Number value, std::string* key) {
   Bits bits = std::bit_cast<Bits>(value);
   constexpr Bits kSign = Bits{1} << (8 * sizeof(Bits) - 1);
   bits = (bits & kSign) != 0 ? static_cast<Bits>(~bits) : static_cast<Bits>(bits ^ kSign);
-  for (int shift = 8 * (sizeof(Bits) - 1); shift >= 0; shift -= 8) {
-    AddByte(key, bits >> shift & 0xFF);
-  }
+  AddBigEndian(bits, sizeof(Bits), key);
 }
 
 // Groups of eight bytes, each followed by 09 when more come, else by the number of bytes that count.

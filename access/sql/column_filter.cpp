@@ -75,34 +75,39 @@ bool TakeValue(const PlannedValue& p, ColumnClass column_class, sqlite3_value* v
 bool Passes(const Filter& f, const Row& row, std::string* buffer) {
   if (f.op == Op::kPassesAll) return true;
   if (f.op == Op::kIsNull) return row.IsNull(f.column);
-  if (row.IsNull(f.column)) return false;
-  if (f.op == Op::kIsNotNull) return true;
+  if (f.op == Op::kIsNotNull) return !row.IsNull(f.column);
   const bool number = f.kind == ValueKind::kInteger || f.kind == ValueKind::kReal;
+  // Text and blobs come after numbers.
+  if (!number && f.column_class != ColumnClass::kText && f.column_class != ColumnClass::kBlob) {
+    return !row.IsNull(f.column) && Holds(f.op, -1);
+  }
   switch (f.column_class) {
     case ColumnClass::kWhole: {
-      if (!number) return Holds(f.op, -1);  // text and blobs come after numbers
-      const std::int64_t v = row.GetInteger(f.column);
+      std::int64_t v = 0;
+      if (!row.ReadInteger(f.column, &v)) return false;
       return Holds(f.op, f.kind == ValueKind::kInteger ? Order(v, f.integer) : CompareIntegerReal(v, f.real));
     }
     case ColumnClass::kReal: {
-      if (!number) return Holds(f.op, -1);
-      const double v = row.GetReal(f.column);
+      double v = 0;
+      if (!row.ReadReal(f.column, &v)) return false;
       return Holds(f.op, f.kind == ValueKind::kReal ? Order(v, f.real) : -CompareIntegerReal(f.integer, v));
     }
     case ColumnClass::kDecimal: {
-      if (!number) return Holds(f.op, -1);
-      const double v = row.Get(f.column).decimal().ToDouble();
+      const Value decimal = row.Get(f.column);
+      if (decimal.is_null()) return false;
+      const double v = decimal.decimal().ToDouble();
       return Holds(f.op, f.kind == ValueKind::kReal ? Order(v, f.real) : -CompareIntegerReal(f.integer, v));
     }
     default: {
-      if (f.kind == ValueKind::kBlob) return Holds(f.op, -1);
+      if (f.kind == ValueKind::kBlob) return !row.IsNull(f.column) && Holds(f.op, -1);
       if (f.is_text_column) {
-        row.GetText(f.column, buffer);
+        if (!row.ReadText(f.column, buffer)) return false;
       } else {
-        *buffer = row.Get(f.column).bytes();
+        const Value value = row.Get(f.column);
+        if (value.is_null()) return false;
+        *buffer = value.bytes();
       }
-      const int order = buffer->compare(f.text);
-      return Holds(f.op, order);
+      return Holds(f.op, buffer->compare(f.text));
     }
   }
 }

@@ -192,6 +192,7 @@ void Session::Impl::PlanQuery(const Statement& s, std::string_view text, Plan* p
     if (c.table) {
       r.table = c.table->TableName();
       r.column = c.table->ColumnName(c.column);
+      if (plan->base_table && BaseTable(c) == plan->base_table.get()) r.position = c.column;
       r.type = c.table->TypeOfColumn(c.column);
     } else if (c.type == Type::kDate) {
       r.type = ColumnType::kDateTime;

@@ -141,8 +141,7 @@ bool RowFilter::MayHold(const Node& node, const Row& row) const {
     case Kind::kIsIn:
       break;
   }
-  if (row.IsNull(node.column)) return false;
-  row.GetText(node.column, &text_);
+  if (!row.ReadText(node.column, &text_)) return false;
   std::string_view text = text_;
   switch (node.change) {
     case Change::kNone:

@@ -25,6 +25,7 @@ struct ResultColumn {
   std::string name;
   std::string table;  // base table and column it shows unchanged, else empty
   std::string column;
+  int position = -1;  // of that column, where the query has a base table
   // Of the base column. Of a computed one: kDateTime or kBoolean when it is known to give that, else nothing.
   std::optional<ColumnType> type;
 };

@@ -16,8 +16,11 @@ const std::shared_ptr<Table>& TableOf(const NamedTable& table) {
 
 }  // namespace
 
+const Table* BaseTable(const OutputColumn& c) { return c.table ? TableOf(*c.table).get() : nullptr; }
+
 const ColumnDef* StoredColumn(const OutputColumn& c) {
-  return c.table ? &TableOf(*c.table)->def().columns[c.column] : nullptr;
+  const Table* const table = BaseTable(c);
+  return table != nullptr ? &table->def().columns[c.column] : nullptr;
 }
 
 // ---- statements

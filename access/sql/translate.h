@@ -53,7 +53,8 @@ struct Translation {
   std::vector<std::shared_ptr<Table>> tables;  // every mention of a table, subqueries included
 };
 
-// The column of a file that an output column shows unchanged; null when there is none.
+// The table of a file, and its column, that an output column shows unchanged; null when there is none.
+const Table* BaseTable(const OutputColumn& c);
 const ColumnDef* StoredColumn(const OutputColumn& c);
 
 // Where a changing statement puts its values.

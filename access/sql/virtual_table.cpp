@@ -13,11 +13,6 @@
 namespace jet::sql {
 namespace {
 
-struct VirtualTable : sqlite3_vtab {
-  TableHost* host = nullptr;
-  std::shared_ptr<DeclaredTable> declared;
-};
-
 // Rows collected from an index, to be read in the order of the table. As long as it lives, no other row takes
 // the place of one that is deleted.
 class CollectedRows {
@@ -47,6 +42,8 @@ class CollectedRows {
 };
 
 struct Cursor : sqlite3_vtab_cursor {
+  static constexpr std::size_t kMostKept = 64;  // members of an IN for which room is kept
+
   TableHost* host = nullptr;
   Table* table = nullptr;
   DeclaredTable* declared = nullptr;
@@ -67,6 +64,29 @@ struct Cursor : sqlite3_vtab_cursor {
   bool gone = false;  // the row was deleted while the statement stood still
   std::uint64_t epoch = 0;
   std::string buffer;
+
+  // Lets go of the table: of rows, pages, and row identifiers that are held.
+  void Release() {
+    scan.reset();
+    search.reset();
+    collected.reset();
+    candidates.reset();
+    row = Row();
+    at_end = true;
+    for (std::vector<Filter>& list : members) {
+      if (list.capacity() > kMostKept) std::vector<Filter>().swap(list);
+    }
+    if (buffer.capacity() > kMostKept * sizeof(Filter)) std::string().swap(buffer);
+  }
+};
+
+struct VirtualTable : sqlite3_vtab {
+  // Of statements that are sent again and again: what they have allocated is used again.
+  static constexpr std::size_t kMostIdle = 4;
+
+  TableHost* host = nullptr;
+  std::shared_ptr<DeclaredTable> declared;
+  std::vector<std::unique_ptr<Cursor>> idle;
 };
 
 int Fail(TableHost* host, sqlite3_vtab* vtab) {
@@ -156,10 +176,11 @@ int ConnectTable(TableHost* host, sqlite3* db, int argc, const char* const* argv
     *error = sqlite3_mprintf("%s", sqlite3_errmsg(db));
     return rc;
   }
-  auto* vtab = new VirtualTable();
+  auto vtab = std::make_unique<VirtualTable>();
   vtab->host = host;
   vtab->declared = found->second;
-  *out = vtab;
+  vtab->idle.reserve(VirtualTable::kMostIdle);  // giving a cursor back must not need memory
+  *out = vtab.release();
   return SQLITE_OK;
 }
 
@@ -189,6 +210,11 @@ int BestIndex(sqlite3_vtab* base, sqlite3_index_info* info) {
 
 int OpenCursor(sqlite3_vtab* base, sqlite3_vtab_cursor** out) {
   auto* vtab = static_cast<VirtualTable*>(base);
+  if (!vtab->idle.empty()) {
+    *out = vtab->idle.back().release();
+    vtab->idle.pop_back();
+    return SQLITE_OK;
+  }
   auto* c = new (std::nothrow) Cursor();
   if (c == nullptr) return SQLITE_NOMEM;
   c->host = vtab->host;
@@ -199,7 +225,11 @@ int OpenCursor(sqlite3_vtab* base, sqlite3_vtab_cursor** out) {
 }
 
 int CloseCursor(sqlite3_vtab_cursor* base) {
-  delete static_cast<Cursor*>(base);
+  std::unique_ptr<Cursor> c(static_cast<Cursor*>(base));
+  auto& idle = static_cast<VirtualTable*>(base->pVtab)->idle;
+  if (idle.size() >= VirtualTable::kMostIdle || idle.capacity() < VirtualTable::kMostIdle) return SQLITE_OK;
+  c->Release();
+  idle.push_back(std::move(c));
   return SQLITE_OK;
 }
 
@@ -311,10 +341,7 @@ bool Start(Cursor& c, int index, bool in_row_order, const char* plan_text, sqlit
 int StartSearch(sqlite3_vtab_cursor* base, int index_number, const char* plan, int, sqlite3_value** argv) {
   auto& c = *static_cast<Cursor*>(base);
   try {
-    c.scan.reset();
-    c.search.reset();
-    c.collected.reset();
-    c.candidates.reset();
+    c.Release();
     c.at_end = false;
     const int index = (index_number & ~kInRowOrder) - 1;
     if (Start(c, index, (index_number & kInRowOrder) != 0, plan != nullptr ? plan : "", argv)) {
@@ -365,29 +392,34 @@ int ReadColumn(sqlite3_vtab_cursor* base, sqlite3_context* context, int column) 
     }
     const bool exact = column >= count;
     if (exact) column -= count;
-    if (c.gone || c.row.IsNull(column)) return SQLITE_OK;
+    if (c.gone) return SQLITE_OK;
     const ColumnType type = columns[column].type;
+    // What is not given a result is Null.
     switch (type) {
       case ColumnType::kBoolean:
       case ColumnType::kByte:
       case ColumnType::kInteger:
       case ColumnType::kLong:
-      case ColumnType::kBigInt:
-        sqlite3_result_int64(context, c.row.GetInteger(column));
+      case ColumnType::kBigInt: {
+        std::int64_t v = 0;
+        if (c.row.ReadInteger(column, &v)) sqlite3_result_int64(context, v);
         break;
+      }
       case ColumnType::kSingle:
       case ColumnType::kDouble:
-      case ColumnType::kDateTime:
-        sqlite3_result_double(context, c.row.GetReal(column));
+      case ColumnType::kDateTime: {
+        double v = 0;
+        if (c.row.ReadReal(column, &v)) sqlite3_result_double(context, v);
         break;
+      }
       case ColumnType::kText:
       case ColumnType::kMemo:
-        c.row.GetText(column, &c.buffer);
-        ResultText(context, c.buffer);
+        if (c.row.ReadText(column, &c.buffer)) ResultText(context, c.buffer);
         break;
       case ColumnType::kCurrency:
       case ColumnType::kDecimal: {
         const Value v = c.row.Get(column);
+        if (v.is_null()) break;
         if (exact) {
           ResultText(context, v.decimal().ToText());
         } else {
@@ -399,7 +431,7 @@ int ReadColumn(sqlite3_vtab_cursor* base, sqlite3_context* context, int column) 
         const Value v = c.row.Get(column);
         if (v.kind() == ValueKind::kText) {
           ResultText(context, v.bytes());
-        } else {
+        } else if (!v.is_null()) {
           sqlite3_result_blob64(context, v.bytes().data(), v.bytes().size(), SQLITE_TRANSIENT);
         }
       }

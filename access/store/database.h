@@ -118,24 +118,33 @@ class StoredTable;
 struct RowAccess;
 
 // One row, to be read. Values decode when asked for. Valid until the row or its page changes or the reader
-// moves on.
+// moves on, unless it is detached.
 class Row {
  public:
   bool IsNull(int column) const;
   // The value with the kind that value.h names.
   Value Get(int column) const;
-  // Fast paths; only for non-null values of a matching column type.
-  std::int64_t GetInteger(int column) const;          // Boolean, Byte, Integer, Long, BigInt
-  double GetReal(int column) const;                   // Single, Double, DateTime
-  void GetText(int column, std::string* utf8) const;  // Text, Memo; replaces the content of *utf8
+  // Fast paths; only for a matching column type. False, and nothing stored, when the value is Null.
+  bool ReadInteger(int column, std::int64_t* value) const;  // Boolean, Byte, Integer, Long, BigInt
+  bool ReadReal(int column, double* value) const;           // Single, Double, DateTime
+  bool ReadText(int column, std::string* utf8) const;       // Text, Memo
+  // The same where the value is known not to be Null.
+  std::int64_t GetInteger(int column) const;
+  double GetReal(int column) const;
+  void GetText(int column, std::string* utf8) const;  // replaces the content of *utf8
   // The row as it is stored; long values may be references to other pages.
   Bytes stored() const { return bytes_; }
+  // Takes the bytes out of the page, into *bytes: what stands in the row itself stays what it is, whatever
+  // becomes of the page.
+  void Detach(std::vector<std::uint8_t>* bytes);
 
  private:
   friend struct RowAccess;
   const StoredTable* table_ = nullptr;
   PageRef page_;
   Bytes bytes_;
+  PageNo page_no_ = 0;
+  std::uint32_t offset_ = 0;  // in the page
   // Where the variable part and the null mask stand, found once per row.
   std::uint16_t column_count_ = 0, variable_count_ = 0;
   std::uint32_t mask_offset_ = 0;

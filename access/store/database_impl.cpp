@@ -54,7 +54,6 @@ std::shared_ptr<Table> DatabaseImpl::LoadTable(PageNo tdef_page, const std::stri
   if (header_.read_only_version) d.def.read_only_reason = "the version of the file is known for reading only";
   auto table =
       std::make_shared<Table>(std::make_unique<StoredTable>(context_, std::move(d.def), std::move(d.layout)));
-  if (pages_->in_statement()) table->stored().OnBeginStatement();
   tables_[tdef_page] = table;
   return table;
 }
@@ -76,12 +75,12 @@ StoredTable* DatabaseImpl::TableAt(PageNo tdef_page) {
 
 void DatabaseImpl::BeginStatement() {
   pages_->BeginStatement();
-  for (const auto& [page, table] : tables_) table->stored().OnBeginStatement();
+  ++context_.statement;
 }
 
 void DatabaseImpl::CommitStatement() {
   pages_->CommitStatement();
-  for (const auto& [page, table] : tables_) table->stored().OnCommitStatement();
+  ++context_.statement;
   for (const auto& [page, old] : replaced_) replaced_since_mark_.insert(page);
   replaced_.clear();
 }

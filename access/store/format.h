@@ -142,6 +142,35 @@ const FormatInfo* FindFormatByVersionByte(std::uint8_t version_byte);
 bool IsKnownType(ColumnType type);
 
 // Bytes that a fixed column of that type takes in a row; 0 for types that cannot be fixed or take none.
-std::uint16_t FixedBytes(ColumnType type);
+inline constexpr std::uint16_t FixedBytes(ColumnType type) {
+  switch (type) {
+    case ColumnType::kByte:
+      return 1;
+    case ColumnType::kInteger:
+      return 2;
+    case ColumnType::kLong:
+    case ColumnType::kSingle:
+    case ColumnType::kComplex:
+      return 4;
+    case ColumnType::kCurrency:
+    case ColumnType::kDouble:
+    case ColumnType::kDateTime:
+    case ColumnType::kBigInt:
+      return 8;
+    case ColumnType::kGuid:
+      return 16;
+    case ColumnType::kDecimal:
+      return 17;
+    case ColumnType::kDateTimeExtended:
+      return 42;
+    case ColumnType::kBoolean:  // lives in the null mask
+    case ColumnType::kBinary:
+    case ColumnType::kText:
+    case ColumnType::kOle:
+    case ColumnType::kMemo:
+      break;
+  }
+  return 0;
+}
 
 }  // namespace jet

@@ -68,8 +68,9 @@ void KeyChanges::Apply(RowId id, std::vector<std::uint32_t>* distinct) {
                    id.page());
     }
     if (change.has_new) {
-      if (change.new_is_unseen || !index.Contains(change.new_key)) ++(*distinct)[change.index];
-      index.Insert(change.new_key, id);
+      bool is_new = true;
+      index.Insert(change.new_key, id, change.new_is_unseen ? nullptr : &is_new);
+      if (is_new) ++(*distinct)[change.index];
     }
   }
 }

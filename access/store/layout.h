@@ -102,7 +102,8 @@ struct StoreContext {
   PageAllocator& allocator;
   std::uint16_t code_page = 1252;  // of Jet 3 text
   TableSource* tables =
-      nullptr;  // null: relationships cannot be kept, and changes that touch one are refused
+      nullptr;                  // null: relationships cannot be kept, and changes that touch one are refused
+  std::uint64_t statement = 1;  // number of the statement that runs, or else of the time up to the next one
 };
 
 // The index key encoding of a column of this file.

@@ -50,6 +50,7 @@ class GlobalMapAllocator : public PageAllocator {
     if (page < 2 || page >= pages_.page_count()) {
       ThrowCorrupt("a page that cannot be free would be given back", page);
     }
+    pages_.BeginEra();
     const MutablePageRef ref = pages_.Write(page);
     std::uint8_t& type = ref.mutable_data()[0];
     type = type == kPageData ? kPageFreedData : type == kPageTdef ? kPageFreedTdef : std::uint8_t{0};

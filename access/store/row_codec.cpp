@@ -140,9 +140,7 @@ void RowView::ParseOrThrow(const RowFormat& format) {
   if (need > mask_offset) ThrowRow(*this, "the offsets of a row do not fit", mask_offset);
 }
 
-// Offset of variable value `index`; of the end of the last one when index is variable_count.
-std::uint32_t RowView::VariableOffset(unsigned index) const {
-  if (!jet3) return LoadLe<std::uint16_t>(bytes.data() + mask_offset - 4 - 2 * index);
+std::uint32_t RowView::VariableOffset97(unsigned index) const {
   const std::uint32_t jumps = (bytes.size() - 1) / 256;
   const std::uint8_t* jump = bytes.data() + mask_offset - 2;  // entries in reversed order
   std::uint32_t high = 0;
@@ -152,22 +150,11 @@ std::uint32_t RowView::VariableOffset(unsigned index) const {
 
 std::uint32_t RowView::FixedEnd() const { return variable_part ? VariableOffset(0) : mask_offset; }
 
-bool RowView::Raw(const ColumnDef& column, Bytes* raw) const {
-  if (!MaskBit(column.number)) return false;
-  if (column.fixed) {
-    const std::uint32_t start = (jet3 ? 1u : 2u) + column.fixed_offset;
-    const std::uint32_t size = FixedSize(column);
-    if (start + size > mask_offset) ThrowRow(*this, "a fixed column runs past its row", start);
-    *raw = bytes.subspan(start, size);
-    return true;
-  }
-  if (column.variable_index >= variable_count) return false;
-  const std::uint32_t start = VariableOffset(column.variable_index);
-  const std::uint32_t end = VariableOffset(column.variable_index + 1u);
-  if (start > end || end > mask_offset) ThrowRow(*this, "a value of a row has bounds that make no sense");
-  *raw = bytes.subspan(start, end - start);
-  return true;
+void RowView::ThrowCutOff(std::uint32_t start) const {
+  ThrowRow(*this, "a fixed column runs past its row", start);
 }
+
+void RowView::ThrowBadBounds() const { ThrowRow(*this, "a value of a row has bounds that make no sense"); }
 
 std::uint32_t ValueBytes(const ColumnDef& column) {
   if (column.type == ColumnType::kBoolean) return column.calculated ? 1 : 0;
@@ -175,19 +162,13 @@ std::uint32_t ValueBytes(const ColumnDef& column) {
   return FixedBytes(column.type);
 }
 
-bool IsNullValue(StoreContext& context, const ColumnDef& column, Bytes raw, const RowView& place) {
-  if (!column.calculated) return false;
+bool internal::IsCalculatedNull(StoreContext& context, const ColumnDef& column, Bytes raw,
+                                const RowView& place) {
   std::string content;
   if (column.type == ColumnType::kMemo || column.type == ColumnType::kOle) {
     raw = ReadLongValue(context, raw, place, &content);
   }
   return Unwrap(column, raw, place).empty();
-}
-
-std::uint32_t FixedSize(const ColumnDef& column) {
-  if (column.type == ColumnType::kBoolean) return 0;
-  const std::uint32_t bytes = FixedBytes(column.type);
-  return bytes != 0 ? bytes : column.length;
 }
 
 Bytes Unwrap(const ColumnDef& column, Bytes raw, const RowView& place) {

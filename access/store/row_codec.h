@@ -47,6 +47,13 @@ RowFormat MakeRowFormat(const TableDef& def, const TableLayout& layout, bool jet
 inline constexpr std::uint32_t kSmallestFixedPart = 2;
 inline constexpr std::uint32_t kSmallestRow = 5;
 
+// Bytes of a column in the fixed part.
+inline std::uint32_t FixedSize(const ColumnDef& column) {
+  if (column.type == ColumnType::kBoolean) return 0;
+  const std::uint32_t bytes = FixedBytes(column.type);
+  return bytes != 0 ? bytes : column.length;
+}
+
 // A row, parsed far enough to find each column. `page` and `offset` say where it stands, for errors.
 struct RowView {
   Bytes bytes;
@@ -76,7 +83,22 @@ struct RowView {
   std::uint32_t FixedEnd() const;
   // The bytes of a column that is not null; false when it is. Not for Booleans, whose value is the mask bit
   // (calculated ones excepted; calculated values may be Null all the same, see IsNullValue).
-  bool Raw(const ColumnDef& column, Bytes* raw) const;
+  bool Raw(const ColumnDef& column, Bytes* raw) const {
+    if (!MaskBit(column.number)) return false;
+    if (column.fixed) {
+      const std::uint32_t start = (jet3 ? 1u : 2u) + column.fixed_offset;
+      const std::uint32_t size = FixedSize(column);
+      if (start + size > mask_offset) ThrowCutOff(start);
+      *raw = bytes.subspan(start, size);
+      return true;
+    }
+    if (column.variable_index >= variable_count) return false;
+    const std::uint32_t start = VariableOffset(column.variable_index);
+    const std::uint32_t end = VariableOffset(column.variable_index + 1u);
+    if (start > end || end > mask_offset) ThrowBadBounds();
+    *raw = bytes.subspan(start, end - start);
+    return true;
+  }
 
  private:
   // False when something does not fit; ParseOrThrow says what.
@@ -96,19 +118,29 @@ struct RowView {
   }
   void ParseOrThrow(const RowFormat& format);
   bool LooksLikeVariablePart(const RowFormat& format) const;
-  std::uint32_t VariableOffset(unsigned index) const;
+  // Offset of variable value `index`; of the end of the last one when index is variable_count.
+  std::uint32_t VariableOffset(unsigned index) const {
+    if (jet3) return VariableOffset97(index);
+    return LoadLe<std::uint16_t>(bytes.data() + mask_offset - 4 - 2 * index);
+  }
+  std::uint32_t VariableOffset97(unsigned index) const;
+  [[noreturn]] void ThrowCutOff(std::uint32_t start) const;
+  [[noreturn]] void ThrowBadBounds() const;
 };
+
+namespace internal {
+bool IsCalculatedNull(StoreContext& context, const ColumnDef& column, Bytes raw, const RowView& place);
+}
 
 // Whether the bytes of a column that Raw() found stand for Null, which in calculated columns is a value of no
 // bytes.
-bool IsNullValue(StoreContext& context, const ColumnDef& column, Bytes raw, const RowView& place);
+inline bool IsNullValue(StoreContext& context, const ColumnDef& column, Bytes raw, const RowView& place) {
+  return column.calculated && internal::IsCalculatedNull(context, column, raw, place);
+}
 
 // Bytes that a value of that type takes in a variable or fixed place, without the frame of calculated values;
 // 0 when the length varies.
 std::uint32_t ValueBytes(const ColumnDef& column);
-
-// Bytes of a column in the fixed part.
-std::uint32_t FixedSize(const ColumnDef& column);
 
 // Whether the value of the column is kept in the null mask alone.
 inline bool InMask(const ColumnDef& column) {

@@ -70,20 +70,20 @@ void StoredTable::Flush() {
 }
 
 void StoredTable::Touch() {
-  if (touched_) return;
-  touched_ = true;
+  if (touched_by_ == context_.statement) return;
+  touched_by_ = context_.statement;
   saved_ = counters_;
 }
 
 void StoredTable::OnRollbackStatement() {
-  if (!touched_) return;
-  touched_ = false;
+  if (touched_by_ != context_.statement) return;
+  touched_by_ = 0;
   counters_ = saved_;
   ForgetHints();
 }
 
 void StoredTable::OnRevert() {
-  touched_ = false;
+  touched_by_ = 0;
   ReadCounters();
   ForgetHints();
 }

@@ -63,8 +63,6 @@ class StoredTable {
   // inside a statement scope.
   bool has_pages_to_return() const { return rows_.has_pages_to_return(); }
   void ReturnPages();
-  void OnBeginStatement() { touched_ = false; }
-  void OnCommitStatement() { touched_ = false; }
   void OnRollbackStatement();
   // Pages were brought back to what they were before several statements: what is kept in memory is read anew.
   void OnRevert();
@@ -124,7 +122,7 @@ class StoredTable {
   int auto_column_ = -1;
 
   Counters counters_, saved_;
-  bool touched_ = false;
+  std::uint64_t touched_by_ = 0;  // the last statement that changed the table; saved_: before that
   std::uint64_t rollbacks_ = 0;
   std::uint64_t content_version_ = 0;
 };

@@ -9,6 +9,8 @@ void RowAccess::Set(const StoredTable& table, const PageRef& page, const RowView
   row->table_ = &table;
   if (!row->page_ || row->page_.data() != page.data()) row->page_ = page;
   row->bytes_ = view.bytes;
+  row->page_no_ = view.page;
+  row->offset_ = view.offset;
   row->column_count_ = view.column_count;
   row->variable_count_ = view.variable_count;
   row->mask_offset_ = view.mask_offset;
@@ -18,14 +20,20 @@ void RowAccess::Set(const StoredTable& table, const PageRef& page, const RowView
 RowView RowAccess::View(const Row& row) {
   RowView view;
   view.bytes = row.bytes_;
-  view.page = row.page_.page_no();
-  view.offset = row.bytes_.data() - row.page_.data();
+  view.page = row.page_no_;
+  view.offset = row.offset_;
   view.column_count = row.column_count_;
   view.variable_count = row.variable_count_;
   view.mask_offset = row.mask_offset_;
   view.variable_part = row.variable_part_;
   view.jet3 = TableOf(row).row_format().jet3;
   return view;
+}
+
+void Row::Detach(std::vector<std::uint8_t>* bytes) {
+  bytes->assign(bytes_.begin(), bytes_.end());
+  bytes_ = *bytes;
+  page_ = PageRef();
 }
 
 bool Row::IsNull(int column) const {
@@ -45,45 +53,80 @@ Value Row::Get(int column) const {
   return DecodeValue(table_->context(), c, raw, view);
 }
 
-std::int64_t Row::GetInteger(int column) const {
+bool Row::ReadInteger(int column, std::int64_t* value) const {
   const ColumnDef& c = table_->def().columns[column];
   const RowView view = RowAccess::View(*this);
-  if (InMask(c)) return view.MaskBit(c.number) ? -1 : 0;
+  if (InMask(c)) {
+    *value = view.MaskBit(c.number) ? -1 : 0;
+    return true;
+  }
   Bytes raw;
-  if (!view.Raw(c, &raw)) return 0;
+  if (!view.Raw(c, &raw)) return false;
   if (!c.calculated) {
     switch (raw.size()) {
       case 1:
-        return raw[0];
+        *value = raw[0];
+        return true;
       case 2:
-        return LoadLe<std::int16_t>(raw.data());
+        *value = LoadLe<std::int16_t>(raw.data());
+        return true;
       case 4:
-        return LoadLe<std::int32_t>(raw.data());
+        *value = LoadLe<std::int32_t>(raw.data());
+        return true;
       case 8:
-        return LoadLe<std::int64_t>(raw.data());
+        *value = LoadLe<std::int64_t>(raw.data());
+        return true;
       default:
         break;
     }
   }
-  return DecodeValue(table_->context(), c, raw, view).integer();
+  const Value decoded = DecodeValue(table_->context(), c, raw, view);
+  *value = decoded.integer();
+  return !decoded.is_null();
+}
+
+bool Row::ReadReal(int column, double* value) const {
+  const ColumnDef& c = table_->def().columns[column];
+  const RowView view = RowAccess::View(*this);
+  Bytes raw;
+  if (!view.Raw(c, &raw)) return false;
+  if (!c.calculated && raw.size() == 8) {
+    *value = LoadLe<double>(raw.data());
+    return true;
+  }
+  if (!c.calculated && raw.size() == 4) {
+    *value = LoadLe<float>(raw.data());
+    return true;
+  }
+  const Value decoded = DecodeValue(table_->context(), c, raw, view);
+  *value = decoded.real();
+  return !decoded.is_null();
+}
+
+bool Row::ReadText(int column, std::string* utf8) const {
+  const ColumnDef& c = table_->def().columns[column];
+  const RowView view = RowAccess::View(*this);
+  Bytes raw;
+  if (!view.Raw(c, &raw) || IsNullValue(table_->context(), c, raw, view)) return false;
+  utf8->clear();
+  DecodeTextColumn(table_->context(), c, raw, view, utf8);
+  return true;
+}
+
+std::int64_t Row::GetInteger(int column) const {
+  std::int64_t value = 0;
+  ReadInteger(column, &value);
+  return value;
 }
 
 double Row::GetReal(int column) const {
-  const ColumnDef& c = table_->def().columns[column];
-  const RowView view = RowAccess::View(*this);
-  Bytes raw;
-  if (!view.Raw(c, &raw)) return 0;
-  if (!c.calculated && raw.size() == 8) return LoadLe<double>(raw.data());
-  if (!c.calculated && raw.size() == 4) return LoadLe<float>(raw.data());
-  return DecodeValue(table_->context(), c, raw, view).real();
+  double value = 0;
+  ReadReal(column, &value);
+  return value;
 }
 
 void Row::GetText(int column, std::string* utf8) const {
-  const ColumnDef& c = table_->def().columns[column];
-  const RowView view = RowAccess::View(*this);
-  utf8->clear();
-  Bytes raw;
-  if (view.Raw(c, &raw)) DecodeTextColumn(table_->context(), c, raw, view, utf8);
+  if (!ReadText(column, utf8)) utf8->clear();
 }
 
 // ---- The table ----

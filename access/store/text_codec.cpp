@@ -37,9 +37,13 @@ class Utf8Writer {
 };
 
 bool DecodeCompressed(Bytes raw, std::string* utf8) {
+  // ASCII up to the first byte that is something else: mostly all of it.
+  std::size_t i = 2;
+  while (i < raw.size() && raw[i] != 0 && raw[i] < 0x80) ++i;
+  utf8->append(reinterpret_cast<const char*>(raw.data()) + 2, i - 2);
+  if (i == raw.size()) return true;
   Utf8Writer writer(utf8);
   bool compressed = true;
-  std::size_t i = 2;
   while (i < raw.size()) {
     if (raw[i] == 0) {
       compressed = !compressed;
@@ -80,6 +84,7 @@ bool DecodeText(Bytes raw, bool unicode, std::uint16_t code_page, std::string* u
     if (unit >= 0x80) break;
     (*utf8)[start + i] = unit;
   }
+  if (i == units) return true;
   utf8->resize(start + i);
   Utf8Writer writer(utf8);
   for (; i < units; ++i) writer.Put(LoadLe<std::uint16_t>(raw.data() + 2 * i));
@@ -88,6 +93,11 @@ bool DecodeText(Bytes raw, bool unicode, std::uint16_t code_page, std::string* u
 
 bool EncodeText(std::string_view utf8, bool compress, std::size_t max_compressed, std::string* raw) {
   const std::size_t start = raw->size();
+  if (compress && utf8.size() >= 3 && utf8.size() <= max_compressed && IsAscii(utf8) &&
+      utf8.find('\0') == std::string_view::npos) {
+    raw->append("\xFF\xFE", 2).append(utf8);
+    return true;
+  }
   bool compressible = compress;
   std::size_t units = 0;
   for (std::size_t at = 0; at < utf8.size();) {

@@ -4,7 +4,6 @@
 #include <utility>
 #include <vector>
 
-#include "access/store/names.h"
 #include "db/access_provider/errors.h"
 #include "db/access_provider/values.h"
 #include "db/connection_string.h"
@@ -41,17 +40,10 @@ class KeysetRecordset final : public PositionedRecordset, private Attachment {
   static constexpr int kComputed = -1;
 
   void BindColumns(const std::vector<jet::sql::ResultColumn>& columns) {
-    const jet::TableDef& def = table_->def();
     fields_.reserve(columns.size());
     columns_.reserve(columns.size());
     for (std::size_t i = 0; i < columns.size(); ++i) {
-      const std::string& name = columns[i].column;
-      int column = kComputed;
-      if (!name.empty()) {
-        // The usual case is "select *": the same place.
-        const bool same_place = i < def.columns.size() && jet::SameName(def.columns[i].name, name);
-        column = same_place ? static_cast<int>(i) : def.FindColumn(name);
-      }
+      const int column = columns[i].position >= 0 ? columns[i].position : kComputed;
       const bool writable = column != kComputed && !Def(column).calculated;
       fields_.push_back({columns[i].name, writable});
       columns_.push_back(column);
@@ -79,17 +71,9 @@ class KeysetRecordset final : public PositionedRecordset, private Attachment {
 
   bool Load(std::int64_t position) override {
     return Translated([&] {
-      jet::Row row;
-      if (!table_->Fetch(rows_[position], &row)) return false;
-      for (std::size_t i = 0; i < columns_.size(); ++i) {
-        if (columns_[i] == kComputed) continue;
-        const jet::ColumnType type = Def(columns_[i]).type;
-        if (IsLong(type) && !row.IsNull(columns_[i])) {
-          values_[i] = Value();  // read when it is asked for
-        } else {
-          values_[i] = FromRow(row, columns_[i], type);
-        }
-      }
+      // The values stay Empty: each is decoded when it is asked for, from the row as it is now.
+      if (!table_->Fetch(rows_[position], &row_)) return false;
+      row_.Detach(&row_bytes_);
       if (!computed_fields_.empty()) LoadComputed(position);
       current_ = rows_[position];
       return true;
@@ -103,46 +87,49 @@ class KeysetRecordset final : public PositionedRecordset, private Attachment {
     for (std::size_t i = 0; i < computed.size(); ++i) values_[computed_fields_[i]] = std::move(computed[i]);
   }
 
-  Value LoadLong(int field) const override {
+  Value LoadField(int field) const override {
     return Translated([&] {
       const int column = columns_[field];
+      if (column == kComputed) return Value::Null();
+      const jet::ColumnType type = Def(column).type;
+      if (!IsLong(type)) return FromRow(row_, column, type);
+      // A long value stands outside of the row.
       jet::Row row;
-      if (column == kComputed || !table_->Fetch(current_, &row)) return Value::Null();
-      return FromRow(row, column, Def(column).type);
+      if (!table_->Fetch(current_, &row)) return Value::Null();
+      return FromRow(row, column, type);
     });
   }
 
   void UpdateRow(std::int64_t position, const FieldChanges& changes) override {
     const jet::RowId id = rows_[position];
-    std::vector<jet::ColumnChange> columns;
-    columns.reserve(changes.size());
+    changed_.clear();
     for (const auto& [field, value] : changes) {
       const int column = columns_[field];
-      columns.push_back({column, ToColumn(*value, Def(column).type)});
+      changed_.push_back({column, ToColumn(*value, Def(column).type)});
     }
     Translated([&] {
       RequireAlive(id);
       jet::StatementScope scope(Attachment::connection().database());
-      table_->Update(id, columns);
+      table_->Update(id, changed_);
       scope.Commit();
     });
   }
 
   void InsertRow(const FieldChanges& changes) override {
     const jet::TableDef& def = table_->def();
-    std::vector<jet::Value> row(def.columns.size());
-    std::vector<bool> given(def.columns.size());
+    new_row_.resize(def.columns.size());
+    given_.assign(def.columns.size(), 0);
     for (const auto& [field, value] : changes) {
       const std::size_t column = columns_[field];
-      row[column] = ToColumn(*value, def.columns[column].type);
-      given[column] = true;
+      new_row_[column] = ToColumn(*value, def.columns[column].type);
+      given_[column] = 1;
     }
     Translated([&] {
-      for (std::size_t i = 0; i < row.size(); ++i) {
-        if (!given[i]) row[i] = DefaultValue(def.columns[i]);
+      for (std::size_t i = 0; i < new_row_.size(); ++i) {
+        if (given_[i] == 0) new_row_[i] = DefaultValue(def.columns[i]);
       }
       jet::StatementScope scope(Attachment::connection().database());
-      const jet::RowId id = table_->Insert(row);
+      const jet::RowId id = table_->Insert(new_row_);
       scope.Commit();
       rows_.push_back(id);
     });
@@ -197,6 +184,12 @@ class KeysetRecordset final : public PositionedRecordset, private Attachment {
   std::vector<int> computed_fields_;
   RowList computed_;
   jet::RowId current_;
+  jet::Row row_;  // at current_, as it was when it was reached
+  std::vector<std::uint8_t> row_bytes_;
+  std::vector<jet::ColumnChange> changed_;
+  // Of a row that is added.
+  std::vector<jet::Value> new_row_;
+  std::vector<std::uint8_t> given_;
 };
 
 }  // namespace

@@ -144,23 +144,26 @@ Value FromEngine(const jet::Value& value, std::optional<ColumnType> type) {
 }
 
 Value FromRow(const jet::Row& row, int column, ColumnType type) {
-  if (type == ColumnType::kBoolean) return Value::Boolean(row.Get(column).integer() != 0);
-  if (row.IsNull(column)) return Value::Null();
   switch (type) {
+    case ColumnType::kBoolean:
+      return Value::Boolean(row.Get(column).integer() != 0);
     case ColumnType::kByte:
     case ColumnType::kInteger:
     case ColumnType::kLong:
-    case ColumnType::kBigInt:
-      return FromInteger(row.GetInteger(column), type);
+    case ColumnType::kBigInt: {
+      std::int64_t number = 0;
+      return row.ReadInteger(column, &number) ? FromInteger(number, type) : Value::Null();
+    }
     case ColumnType::kSingle:
     case ColumnType::kDouble:
-    case ColumnType::kDateTime:
-      return FromReal(row.GetReal(column), type);
+    case ColumnType::kDateTime: {
+      double number = 0;
+      return row.ReadReal(column, &number) ? FromReal(number, type) : Value::Null();
+    }
     case ColumnType::kText:
     case ColumnType::kMemo: {
       std::string text;
-      row.GetText(column, &text);
-      return Value::Text(std::move(text));
+      return row.ReadText(column, &text) ? Value::Text(std::move(text)) : Value::Null();
     }
     default:
       return FromEngine(row.Get(column), type);

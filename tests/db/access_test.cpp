@@ -284,6 +284,35 @@ TEST_F(AccessFiles, NewRowsTakeDefaults) {
   EXPECT_EQ(rs.Get("m").ToText(), "first");
 }
 
+TEST_F(AccessFiles, TheRowOfAKeysetStaysWhatItWasWhenItWasReached) {
+  Connection cn;
+  Open(cn, "/main.mdb");
+  cn.Execute("CREATE TABLE u (k LONG, n SHORT, d DOUBLE, s TEXT(50))");
+  for (int i = 1; i <= 3; ++i)
+    cn.Execute("INSERT INTO u VALUES (" + std::to_string(i) + ", 7, 0.5, 'short')");
+  Recordset rs;
+  rs.Open("SELECT s, d, n FROM u ORDER BY k", cn, CursorType::kKeyset, LockType::kOptimistic);
+  const auto row = [&] {
+    return rs.Get("S").ToText() + " " + rs.Get("D").ToText() + " " + rs.Get("N").TextOr("null");
+  };
+  // Changed in place, moved to another page, taken off the page.
+  cn.Execute("UPDATE u SET n = 8, d = 1.5");
+  EXPECT_EQ(row(), "short 0.5 7");
+  for (int i = 0; i < 200; ++i) cn.Execute("INSERT INTO u VALUES (9, 9, 9, '" + std::string(50, 'x') + "')");
+  cn.Execute("UPDATE u SET s = 'a text that is longer than what was there before'");
+  EXPECT_EQ(row(), "short 0.5 7");
+  rs.Set("n", Value::Null());
+  EXPECT_EQ(row(), "short 0.5 null");
+  rs.Update();
+  EXPECT_EQ(row(), "a text that is longer than what was there before 1.5 null");
+  cn.Execute("DELETE FROM u WHERE k < 3");
+  EXPECT_EQ(row(), "a text that is longer than what was there before 1.5 null");
+  rs.MoveNext();
+  EXPECT_EQ(row(), "a text that is longer than what was there before 1.5 8");
+  cn.Close();
+  EXPECT_EQ(ErrorNumber([&] { rs.Get("n"); }), kErrObjectClosed);
+}
+
 TEST_F(AccessFiles, DroppedTableLeavesItsKeysetHarmless) {
   Connection cn;
   Open(cn, "/main.mdb");

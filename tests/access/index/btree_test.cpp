@@ -41,6 +41,7 @@ class TestAllocator : public IndexPageAllocator {
     MutablePageRef ref = pages_.Write(page);
     std::fill(ref.mutable_bytes().begin(), ref.mutable_bytes().end(), std::uint8_t{0x99});
     free_.push_back(page);
+    pages_.BeginEra();
   }
   const std::set<PageNo>& used() const { return used_; }
 

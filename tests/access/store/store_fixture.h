@@ -87,11 +87,11 @@ class TestFile {
 
   void Begin() {
     pages_->BeginStatement();
-    for (const auto& t : tables_) t->OnBeginStatement();
+    ++context_->statement;
   }
   void Commit() {
     pages_->CommitStatement();
-    for (const auto& t : tables_) t->OnCommitStatement();
+    ++context_->statement;
   }
   void Rollback() {
     pages_->RollbackStatement();

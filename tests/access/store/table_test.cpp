@@ -122,7 +122,6 @@ TEST(TableTest, OldRowsAndDroppedColumns) {
   layout.max_columns = 7;
   layout.variable_columns = 3;
   auto altered = std::make_shared<StoredTable>(file.context(), def, layout);
-  altered->OnBeginStatement();
   const Record old = {Value::Integer(1), Value::Text("bee"), Value::Real(2),
                       Value::Null(),     Value::Integer(0),  Value::Null()};
   EXPECT_EQ(Rows(*altered), std::vector<Record>{old});
@@ -308,7 +307,6 @@ TEST(TableTest, BuildingAndFreeingAnIndex) {
   layout.index_maps.clear();
   layout.distinct_count_offsets.clear();
   auto filler = std::make_shared<StoredTable>(file.context(), bare, layout);
-  filler->OnBeginStatement();
   std::map<RowId, Record> model;
   for (int i = 0; i < 3000; ++i) {
     const Record r = {Value::Integer(i * 7919 % 1000), i % 5 == 0 ? Value::Null() : Value::Integer(i)};

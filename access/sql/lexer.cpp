@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 
 #include "access/base/error.h"
@@ -15,24 +14,12 @@ namespace {
 
 constexpr int kMaxLifted = 4000;
 
-// What a character can be part of. Every statement of a walk over rows goes through here.
-enum : std::uint8_t { kDigit = 1, kNameStart = 2, kNamePart = 4, kBlank = 8 };
-constexpr std::array<std::uint8_t, 256> kClasses = [] {
-  std::array<std::uint8_t, 256> classes{};
-  for (int c = 0; c < 256; ++c) {
-    const bool digit = c >= '0' && c <= '9';
-    const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || c >= 0x80;
-    const bool blank = c == ' ' || (c >= '\t' && c <= '\r');
-    classes[c] = (digit ? kDigit : 0) | (letter ? kNameStart : 0) |
-                 (letter || digit || c == '$' ? kNamePart : 0) | (blank ? kBlank : 0);
-  }
-  return classes;
-}();
-bool Is(std::uint8_t what, char c) { return (kClasses[static_cast<std::uint8_t>(c)] & what) != 0; }
-bool IsDigit(char c) { return Is(kDigit, c); }
-bool IsNameStart(char c) { return Is(kNameStart, c); }
-bool IsNamePart(char c) { return Is(kNamePart, c); }
-bool IsBlank(char c) { return Is(kBlank, c); }
+bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+bool IsNameStart(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' || !IsAscii(c);
+}
+bool IsNamePart(char c) { return IsNameStart(c) || IsDigit(c) || c == '$'; }
+bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n' || c == '\f' || c == '\v'; }
 
 std::size_t NumberEnd(std::string_view s, std::size_t i) {
   while (i < s.size() && IsDigit(s[i])) ++i;

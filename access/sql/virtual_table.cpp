@@ -13,6 +13,11 @@
 namespace jet::sql {
 namespace {
 
+struct VirtualTable : sqlite3_vtab {
+  TableHost* host = nullptr;
+  std::shared_ptr<DeclaredTable> declared;
+};
+
 // Rows collected from an index, to be read in the order of the table. As long as it lives, no other row takes
 // the place of one that is deleted.
 class CollectedRows {
@@ -42,8 +47,6 @@ class CollectedRows {
 };
 
 struct Cursor : sqlite3_vtab_cursor {
-  static constexpr std::size_t kMostKept = 64;  // members of an IN for which room is kept
-
   TableHost* host = nullptr;
   Table* table = nullptr;
   DeclaredTable* declared = nullptr;
@@ -64,29 +67,6 @@ struct Cursor : sqlite3_vtab_cursor {
   bool gone = false;  // the row was deleted while the statement stood still
   std::uint64_t epoch = 0;
   std::string buffer;
-
-  // Lets go of the table: of rows, pages, and row identifiers that are held.
-  void Release() {
-    scan.reset();
-    search.reset();
-    collected.reset();
-    candidates.reset();
-    row = Row();
-    at_end = true;
-    for (std::vector<Filter>& list : members) {
-      if (list.capacity() > kMostKept) std::vector<Filter>().swap(list);
-    }
-    if (buffer.capacity() > kMostKept * sizeof(Filter)) std::string().swap(buffer);
-  }
-};
-
-struct VirtualTable : sqlite3_vtab {
-  // Of statements that are sent again and again: what they have allocated is used again.
-  static constexpr std::size_t kMostIdle = 4;
-
-  TableHost* host = nullptr;
-  std::shared_ptr<DeclaredTable> declared;
-  std::vector<std::unique_ptr<Cursor>> idle;
 };
 
 int Fail(TableHost* host, sqlite3_vtab* vtab) {
@@ -176,11 +156,10 @@ int ConnectTable(TableHost* host, sqlite3* db, int argc, const char* const* argv
     *error = sqlite3_mprintf("%s", sqlite3_errmsg(db));
     return rc;
   }
-  auto vtab = std::make_unique<VirtualTable>();
+  auto* vtab = new VirtualTable();
   vtab->host = host;
   vtab->declared = found->second;
-  vtab->idle.reserve(VirtualTable::kMostIdle);  // giving a cursor back must not need memory
-  *out = vtab.release();
+  *out = vtab;
   return SQLITE_OK;
 }
 
@@ -210,11 +189,6 @@ int BestIndex(sqlite3_vtab* base, sqlite3_index_info* info) {
 
 int OpenCursor(sqlite3_vtab* base, sqlite3_vtab_cursor** out) {
   auto* vtab = static_cast<VirtualTable*>(base);
-  if (!vtab->idle.empty()) {
-    *out = vtab->idle.back().release();
-    vtab->idle.pop_back();
-    return SQLITE_OK;
-  }
   auto* c = new (std::nothrow) Cursor();
   if (c == nullptr) return SQLITE_NOMEM;
   c->host = vtab->host;
@@ -225,11 +199,7 @@ int OpenCursor(sqlite3_vtab* base, sqlite3_vtab_cursor** out) {
 }
 
 int CloseCursor(sqlite3_vtab_cursor* base) {
-  std::unique_ptr<Cursor> c(static_cast<Cursor*>(base));
-  auto& idle = static_cast<VirtualTable*>(base->pVtab)->idle;
-  if (idle.size() >= VirtualTable::kMostIdle || idle.capacity() < VirtualTable::kMostIdle) return SQLITE_OK;
-  c->Release();
-  idle.push_back(std::move(c));
+  delete static_cast<Cursor*>(base);
   return SQLITE_OK;
 }
 
@@ -341,7 +311,10 @@ bool Start(Cursor& c, int index, bool in_row_order, const char* plan_text, sqlit
 int StartSearch(sqlite3_vtab_cursor* base, int index_number, const char* plan, int, sqlite3_value** argv) {
   auto& c = *static_cast<Cursor*>(base);
   try {
-    c.Release();
+    c.scan.reset();
+    c.search.reset();
+    c.collected.reset();
+    c.candidates.reset();
     c.at_end = false;
     const int index = (index_number & ~kInRowOrder) - 1;
     if (Start(c, index, (index_number & kInRowOrder) != 0, plan != nullptr ? plan : "", argv)) {

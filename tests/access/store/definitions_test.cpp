@@ -177,7 +177,7 @@ TEST(OpenTest, TheJournalOfALinkIsThatOfTheFile) {
   fs::create_symlink(file, link);
   FileSystem& files = PlatformFileSystem();
   Database::Create(files, file, Format::kJet4);
-  std::ofstream(file + "-vntjournal", std::ios::binary) << std::string(5000, '\0');
+  std::ofstream(file + "-vntjournal", std::ios::binary) << std::string(4096, '\0');
   EXPECT_EQ(Database::Open(files, link, OpenMode::kReadWrite)->path(), link);
   EXPECT_FALSE(fs::exists(file + "-vntjournal")) << "a void journal is removed";
   fs::remove_all(folder);

@@ -278,7 +278,7 @@ void MeasureRuns(const std::string& vntfix, Size* size) {
     CopySynced(size->files.notice, one);
     size->one_notice =
         std::min(size->one_notice,
-                 TimeCommand(fmt::format("'{}' fix '{}' --reference '{}' --notice 100000004 >/dev/null",
+                 TimeCommand(fmt::format("'{}' fix '{}' --reference '{}' --notice 100000004 --quiet >/dev/null",
                                          vntfix, one, size->files.reference)));
   }
   fs::remove(one);

@@ -16,7 +16,6 @@
 namespace jet::internal {
 namespace {
 
-constexpr std::size_t kHeaderBytes = Journal::kHeaderBytes;
 // All other pages are hashed when the journal has at least this share of the file, or the file is that small:
 // otherwise reading them would cost more than a short run.
 constexpr std::size_t kOthersShare = 8;

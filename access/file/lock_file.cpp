@@ -20,8 +20,8 @@ std::string EntryName(std::string_view field) {
     if (u < 0x80) {
       name += u < 0x20 ? '?' : c;
     } else {
-      name += 0xC0 | u >> 6;
-      name += 0x80 | (u & 0x3F);
+      name += static_cast<char>(0xC0 | u >> 6);
+      name += static_cast<char>(0x80 | (u & 0x3F));
     }
   }
   return name;

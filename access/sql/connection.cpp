@@ -49,7 +49,7 @@ Connection::Connection() {
   }
   RegisterFunctions(db, &host);
   RegisterTableModule(&host);
-  opened.release();
+  static_cast<void>(opened.release());  // the destructor closes it from now on
 }
 
 Connection::~Connection() { sqlite3_close_v2(host.db); }

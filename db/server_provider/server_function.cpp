@@ -53,7 +53,7 @@ Printer::Printed ServerPrinter::PrintRound(const Expr& e, Scope* scope) {
       throw Error(ErrorKind::kFailed, "Round cannot round to that number of decimals.");
     digits = static_cast<int>(d.value.integer());
   }
-  const Printed value = PrintOperand(*e.args[0], scope);
+  Printed value = PrintOperand(*e.args[0], scope);
   if (value.type == Type::kInteger) return value;
   Printed p;
   p.type = Type::kReal;

@@ -69,7 +69,7 @@ std::string WindowServices::ChooseNewFile(wxWindow* owner, const std::string& fi
   // The suggested name keeps its extension when another kind of file is chosen.
   const bool is_suggested = FromWx(chosen.GetFullName()) == name;
   if ((!chosen.HasExt() || is_suggested) && !extension.empty()) chosen.SetExt(extension);
-  const std::string path = FromWx(chosen.GetFullPath());
+  std::string path = FromWx(chosen.GetFullPath());
   if (jet::IsDatabaseOrJournal(platform::PathOf(path))) {
     platform::ShowMessage("The file " + path + " is a database, which is not overwritten.",
                           platform::MessageStyle::kCritical);

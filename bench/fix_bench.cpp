@@ -276,10 +276,10 @@ void MeasureRuns(const std::string& vntfix, Size* size) {
   const std::string one = size->At("one.mdb");
   for (int i = 0; i < kRounds; ++i) {
     CopySynced(size->files.notice, one);
-    size->one_notice =
-        std::min(size->one_notice,
-                 TimeCommand(fmt::format("'{}' fix '{}' --reference '{}' --notice 100000004 --quiet >/dev/null",
-                                         vntfix, one, size->files.reference)));
+    size->one_notice = std::min(
+        size->one_notice,
+        TimeCommand(fmt::format("'{}' fix '{}' --reference '{}' --notice 100000004 --quiet >/dev/null",
+                                vntfix, one, size->files.reference)));
   }
   fs::remove(one);
   const std::string run = size->At("run.mdb");

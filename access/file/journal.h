@@ -144,7 +144,6 @@ class Journal {
   void SayNothing();
   void NoteOthers(const std::vector<JournalPage>& changed);
   Waiting ReadState(const JournalHeader& header);
-  // Whether the database is as it was when the header was written, by size and time of its last change.
   void Reset();
 
   FileSystem& files_;

@@ -77,11 +77,6 @@ bool WriteReportFile(const std::string& path, std::string_view text) {
   return !out.fail();
 }
 
-bool CanWriteReportFile(const std::string& path) {
-  if (IsDeviceOrPipe(path)) return true;
-  return std::ofstream(PathOf(path), std::ios::binary | std::ios::app).is_open();
-}
-
 bool BeginReportFile(const std::string& path, std::string_view text) {
   return IsDeviceOrPipe(path) || WriteReportFile(path, text);
 }

@@ -17,9 +17,6 @@ void ReplaceWhole(jet::FileSystem& files, const std::string& path, std::string_v
 // file may be made beside it, into the one that is there. False when it could not be written in full.
 bool WriteReportFile(const std::string& path, std::string_view text);
 
-// Whether that may succeed, as far as can be told before there is a text; a file that is missing is made.
-bool CanWriteReportFile(const std::string& path);
-
 // What stands there until the report does: whoever is killed leaves it, and not the report of a former run.
 // Nothing goes to a device or a pipe.
 bool BeginReportFile(const std::string& path, std::string_view text);

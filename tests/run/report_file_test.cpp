@@ -80,9 +80,9 @@ TEST_F(ReportFileTest, GoesWhereItsNameLeads) {
   EXPECT_FALSE(WriteReportFile(At("missing/report"), kLater));
   fs::create_directory(folder_ / "folder");
   EXPECT_FALSE(WriteReportFile(At("folder"), kLater));
-  EXPECT_FALSE(CanWriteReportFile(At("missing/report")));
-  EXPECT_TRUE(CanWriteReportFile(At("report")));
-  EXPECT_EQ(Read("report"), kLater);
+  EXPECT_FALSE(BeginReportFile(At("missing/report"), kFormer));
+  EXPECT_TRUE(BeginReportFile(At("report"), kFormer));
+  EXPECT_EQ(Read("report"), kFormer);
   EXPECT_EQ(Files(), 2U);
 }
 
@@ -112,7 +112,7 @@ TEST_F(ReportFileTest, LinksDevicesAndRightsStayWhatTheyAre) {
 TEST_F(ReportFileTest, NoPipeIsWaitedForBeforeThereIsAReport) {
   ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
   EXPECT_FALSE(WouldOverwriteDatabase(At("pipe")));
-  EXPECT_TRUE(CanWriteReportFile(At("pipe")));
+  EXPECT_TRUE(BeginReportFile(At("pipe"), kFormer));
   for (const auto& [content, is_database] :
        {std::pair("\0\1\0\0Standard Jet DB", true), {"a report", false}}) {
     std::ofstream(folder_ / "file", std::ios::binary).write(content, is_database ? 19 : 8);

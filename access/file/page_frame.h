@@ -1,6 +1,8 @@
 // Pages in memory, and what a page store knows of each page wherever it stands.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 
@@ -36,6 +38,33 @@ struct PageEntry {
 
 // By page, grown on demand.
 using PageTable = std::vector<PageEntry>;
+
+// The pages that may differ from the file, in runs: what is done for all of them at a commit does not pass by
+// every page of a large file.
+class ChangedRuns {
+ public:
+  void Note(PageNo page) {
+    const std::size_t run = page / kPages;
+    if (run >= runs_.size()) runs_.resize(run + 1);
+    runs_[run] = true;
+  }
+  void Clear() { runs_.clear(); }
+
+  // Calls use(page) for those below `end`, and for their neighbours.
+  template <typename Use>
+  void ForEach(std::size_t end, Use use) const {
+    for (std::size_t run = 0; run < runs_.size(); ++run) {
+      if (!runs_[run]) continue;
+      const std::size_t last = std::min((run + 1) * kPages, end);
+      for (std::size_t page = run * kPages; page < last; ++page) use(static_cast<PageNo>(page));
+    }
+  }
+
+ private:
+  static constexpr std::size_t kPages = 64;
+
+  std::vector<bool> runs_;
+};
 
 struct PageCounts {
   PageNo pages = 0;

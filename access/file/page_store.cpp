@@ -84,6 +84,7 @@ PageStore::PageStore(FileSystem& files, std::unique_ptr<File> file, std::string 
     entries_.resize(counts_.pages);
     for (const internal::JournalPage& item : waiting->changed) {
       entries_[item.page].stored = entries_[item.page].persisted = item.slot;
+      impl.stored.NoteChanged(item.page);
     }
     if (!writable) return;
     if (!impl.file().LockContent(true)) {
@@ -163,6 +164,7 @@ Frame* PageStore::NoteAndWrite(PageNo page) {
   impl_->undo.Note(page, frame, changed, in_statement_);
   if (!changed) {
     ++counts_.changed;
+    impl_->stored.NoteChanged(page);
     if (entry.persisted == 0) Journal::NoteFileContent(page, Frames::Record(frame), page_size_);
   }
   frame->unsaved = true;
@@ -186,6 +188,7 @@ MutablePageRef PageStore::Append() {
   frame->unsaved = true;
   frame->write_epoch = epoch_;
   frame->use = 7;
+  impl_->stored.NoteChanged(page);
   ++counts_.pages;
   ++counts_.changed;
   return MutablePageRef(frame);

@@ -42,11 +42,10 @@ void StoredPages::Save(std::vector<Journal::Unsaved>* pages) {
 
 void StoredPages::SaveAll() {
   std::vector<Journal::Unsaved> unsaved;
-  for (PageNo page = 0; page < entries_.size(); ++page) {
-    const PageEntry& entry = entries_[page];
-    if (entry.frame != nullptr && entry.frame->unsaved)
-      unsaved.push_back({page, Frames::Record(entry.frame)});
-  }
+  changed_.ForEach(entries_.size(), [&](PageNo page) {
+    Frame* const frame = entries_[page].frame;
+    if (frame != nullptr && frame->unsaved) unsaved.push_back({page, Frames::Record(frame)});
+  });
   Save(&unsaved);
 }
 
@@ -83,36 +82,37 @@ void StoredPages::GoBack(PageNo page, PageEntry& entry, Slot slot) {
 
 std::vector<JournalPage> StoredPages::InJournal() const {
   std::vector<JournalPage> changed;
-  for (PageNo page = 0; page < entries_.size(); ++page) {
+  changed_.ForEach(entries_.size(), [&](PageNo page) {
     if (entries_[page].stored != 0) changed.push_back({page, entries_[page].stored});
-  }
+  });
   return changed;
 }
 
 void StoredPages::Commit(PageNo page_count, Journal::Phase phase) {
   std::vector<Slot> old_slots;
-  for (const PageEntry& entry : entries_) {
+  changed_.ForEach(entries_.size(), [&](PageNo page) {
+    const PageEntry& entry = entries_[page];
     if (entry.persisted != 0 && entry.is_changed()) old_slots.push_back(entry.persisted);
-  }
+  });
   journal_.Commit(file_pages_, page_count, InJournal(), phase);
   for (const Slot slot : old_slots) journal_.Release(slot);
-  for (PageEntry& entry : entries_) entry.persisted = entry.stored;
+  changed_.ForEach(entries_.size(), [&](PageNo page) { entries_[page].persisted = entries_[page].stored; });
 }
 
 // Writes what was persisted to the file.
 void StoredPages::WritePersisted(PageNo from, PageNo to) {
   RunWriter writer(*file_, 0, page_size_);
   std::vector<std::uint8_t> record(Journal::kPrefixBytes + page_size_);
-  for (PageNo page = from; page < to; ++page) {
+  changed_.ForEach(to, [&](PageNo page) {
     const PageEntry& entry = entries_[page];
-    if (entry.persisted == 0) continue;
+    if (page < from || entry.persisted == 0) return;
     if (entry.frame != nullptr && !entry.is_changed()) {
       std::memcpy(writer.Add(page), entry.frame->data, page_size_);
     } else {
       journal_.Read(entry.persisted, record.data());
       std::memcpy(writer.Add(page), record.data() + Journal::kPrefixBytes, page_size_);
     }
-  }
+  });
   writer.Flush();
 }
 
@@ -129,7 +129,8 @@ void StoredPages::Apply() {
   WritePersisted(0, old);
   file_->SyncAll();
   journal_.Finish();
-  for (PageEntry& entry : entries_) entry.stored = entry.persisted = 0;
+  changed_.ForEach(known, [&](PageNo page) { entries_[page].stored = entries_[page].persisted = 0; });
+  changed_.Clear();
 }
 
 }  // namespace jet::internal

@@ -28,6 +28,9 @@ class StoredPages {
   PageNo file_pages() const { return file_pages_; }  // of the file itself
   void set_file_pages(PageNo pages) { file_pages_ = pages; }
 
+  // The page may differ from the file from now on.
+  void NoteChanged(PageNo page) { changed_.Note(page); }
+
   void Read(PageNo page, const PageEntry& entry, Frame* frame);
   // What stands in a slot, or for slot 0 in the file. `record` has room for what the journal puts before it.
   void ReadSlot(PageNo page, Slot slot, std::uint8_t* record);
@@ -64,6 +67,7 @@ class StoredPages {
   PageTable& entries_;
   Frames& frames_;
   PageNo file_pages_ = 0;
+  ChangedRuns changed_;
   std::vector<Slot> released_;
 };
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "access/base/error.h"
+#include "access/sql/narrow.h"
 #include "access/sql/parser.h"
 #include "access/sql/session_impl.h"
 
@@ -66,6 +67,7 @@ std::shared_ptr<Plan> Session::Impl::MakePlan(std::string_view statement) {
     s->select->from.push_back(std::move(ref));
   } else {
     s = Parse(statement, tokens);
+    NarrowSubqueries(*database, s.get());
   }
   auto plan = std::make_shared<Plan>();
   plan->connection = connection;

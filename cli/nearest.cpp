@@ -29,15 +29,14 @@ std::size_t Distance(std::string_view a, std::string_view b) {
 
 std::string Nearest(std::string_view word, const std::vector<std::string>& words) {
   std::string nearest;
-  // A third of the letters may be wrong.
-  std::size_t best = word.size() / 3 + 1;
+  // A third of the letters may be wrong, and one of a short word.
+  std::size_t least = std::max<std::size_t>((word.size() + 1) / 3, 1) + 1;
   for (const std::string& candidate : words) {
     const std::size_t distance =
         candidate.starts_with(word) && word.size() > 1 ? 1 : Distance(word, candidate);
-    if (distance < best || (distance == best && nearest.empty())) {
-      nearest = candidate;
-      best = distance;
-    }
+    if (distance >= least) continue;
+    nearest = candidate;
+    least = distance;
   }
   return nearest;
 }

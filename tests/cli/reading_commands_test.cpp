@@ -276,6 +276,8 @@ TEST_F(ReadingCommandsTest, ListTakesFixesAsFixDoes) {
        "'frequencies'?\n"},
       {"zzzzzz",
        "vntfix list: No fix has the words \"zzzzzz\" in its caption; vntfix list shows them all.\n"},
+      {"abc", "vntfix list: No fix has the words \"abc\" in its caption; vntfix list shows them all.\n"},
+      {"adn", "vntfix list: No fix has the words \"adn\" in its caption; did you mean 'and'?\n"},
       {"", "vntfix list: \"\" names nothing.\n"},
   };
   for (const auto& [text, sentence] : refused) {

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include "access/base/error.h"
+#include "access/store/file_kind.h"
 #include "cli/commands.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
@@ -126,6 +127,7 @@ void Write(TableExport& table, ExportFormat format, std::ostream& out) {
 }
 
 void ExportAll(jet::Database& database, const ExportOptions& options) {
+  jet::RequireNoJournalName(options.folder);
   std::error_code error;
   fs::create_directories(PathOf(options.folder), error);
   if (error) {

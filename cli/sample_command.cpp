@@ -3,12 +3,14 @@
 
 #include <fmt/format.h>
 
+#include "access/store/file_kind.h"
 #include "cli/commands.h"
 #include "samples/sample_database.h"
 
 namespace vnt::cli {
 
 int Sample(const SampleCommandOptions& options, Streams& streams) {
+  jet::RequireNoJournalName(options.folder);
   const std::u8string utf8(options.folder.begin(), options.folder.end());
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(utf8), error);

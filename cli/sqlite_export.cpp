@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 #include <sqlite3.h>
 
+#include "access/store/file_kind.h"
 #include "access/store/names.h"
 #include "cli/output.h"
 #include "cli/tables.h"
@@ -250,6 +251,7 @@ class PartFile {
 
 void ExportToSqlite(jet::Database& database, const std::string& path, bool order_by_key) {
   jet::FileSystem& files = jet::PlatformFileSystem();
+  jet::RequireNoJournalName(path);
   PartFile::RequireNew(files, path);
   PartFile part(files, path + kPartSuffix);
   {

@@ -22,6 +22,7 @@
 #include "access/index/btree.h"
 #include "access/store/data_page.h"
 #include "access/store/database_impl.h"
+#include "access/store/file_kind.h"
 
 namespace jet {
 namespace {
@@ -250,6 +251,7 @@ void FillAces(Table& aces) {
 
 // The file is made in memory, as it is small, and gets to its place as a whole.
 void MakeEmptyDatabase(FileSystem& files, const std::string& path, const FormatInfo& format) {
+  RequireNoJournalName(path);
   if (files.Exists(path)) throw Error(ErrorKind::kExists, fmt::format("The file {} exists already.", path));
   // It would be taken for one of the new file's, and keep that from being opened.
   const std::string journal = JournalPath(files, path);

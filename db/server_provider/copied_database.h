@@ -35,8 +35,9 @@ class CopiedDatabase {
   // neither column give all their rows.
   virtual std::unique_ptr<TableReader> Read(const ServerTable& table, std::int32_t notice) = 0;
 
-  // Puts all rows of a reader into a table, which is made when there is none of its name: durably and whole,
-  // or, when an error is raised, not at all. `told` hears of the number of rows now and then.
+  // Puts all rows of a reader into a table, which is made when there is none of its name: whole or, when an
+  // error is raised, not at all. On a server that is durable then, in a file with the next checkpoint. `told`
+  // hears of the number of rows now and then.
   virtual std::uint64_t Write(const ServerTable& table, TableReader& rows,
                               const std::function<void(std::uint64_t)>& told) = 0;
 };

@@ -125,7 +125,6 @@ class CopiedFile final : public CopiedDatabase {
       }
     }
     scope.Commit();
-    file_->Persist();
     return count;
   }
 

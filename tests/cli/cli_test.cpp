@@ -329,6 +329,21 @@ TEST_F(CliTest, NewTakesTheFormatFromTheName) {
   EXPECT_EQ(RunCli({"new", At("e.accdb"), "--format", "ace12"}).code, kOk);
 }
 
+// A file there would be taken for the journal of the database beside it.
+TEST_F(CliTest, NothingGetsTheNameOfAJournal) {
+  const std::string file = Make("a.mdb", "create table t (n long)");
+  for (const Arguments& command :
+       {Arguments{"new", At("a.mdb-vntjournal")}, Arguments{"copy", file, At("a.mdb-vntjournal")},
+        Arguments{"sample", At("a.mdb-vntjournal/"), "--notices", "10"},
+        Arguments{"export", file, "--all", At("a.mdb-vntjournal")},
+        Arguments{"export", file, "--format", "sqlite", "--output", At("a.mdb-vntjournal")}}) {
+    const Outcome outcome = RunCli(command);
+    EXPECT_EQ(outcome.code, kRefused) << command[0];
+    EXPECT_THAT(outcome.err, HasSubstr("is the name of a journal")) << command[0];
+    EXPECT_EQ(RunCli({"check", file}).code, kOk) << command[0];
+  }
+}
+
 TEST_F(CliTest, ATransactionIsAllStatementsOrNone) {
   const std::string file = Make("t.mdb", "create table t (a long not null, constraint pk primary key (a))");
   const std::string script = "insert into t values (1); insert into t values (2); insert into t values (1)";

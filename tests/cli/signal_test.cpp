@@ -184,18 +184,68 @@ TEST_F(SignalTest, EndCompact) {
 }
 
 // Past the size that a file may have here: a failure like a full disk, with its message.
+class LimitedFileSize {
+ public:
+  explicit LimitedFileSize(rlim_t bytes) {
+    EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &former_), 0);
+    const rlimit limit = {bytes, former_.rlim_max};
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+  }
+  ~LimitedFileSize() { setrlimit(RLIMIT_FSIZE, &former_); }
+  LimitedFileSize(const LimitedFileSize&) = delete;
+  LimitedFileSize& operator=(const LimitedFileSize&) = delete;
+
+ private:
+  rlimit former_{};
+};
+
 TEST_F(SignalTest, OfAFileThatIsTooLargeDoesNotEndARun) {
   const std::string file = At("s/notices.mdb");
   for (const rlim_t size : {rlim_t{200000}, static_cast<rlim_t>(fs::file_size(file)) / 2}) {
-    rlimit former;
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);
-    const rlimit limit = {size, former.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    const pid_t child = Start(FixArguments(file));
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &former), 0);
+    pid_t child = 0;
+    {
+      const LimitedFileSize limit(size);
+      child = Start(FixArguments(file));
+    }
     EXPECT_EQ(Wait(child), 1);
     EXPECT_THAT(Written("err"), ::testing::HasSubstr("File too large"));
     EXPECT_EQ(Wait(Start({"check", file})), 0) << Written("out");
+  }
+}
+
+// Whether the journal, the new file or the grown one is what does not fit.
+TEST_F(SignalTest, OfAFileThatIsTooLargeLeavesTheTargetOfACopyAsItWas) {
+  const std::string from = At("s/notices.mdb");
+  const std::string before = Written("s/reference.mdb");
+  for (const char* name : {"s/reference.mdb", "made.mdb"}) {
+    const std::string to = At(name);
+    const bool is_new = !fs::exists(to);
+    int refused = 0;
+    for (rlim_t size = 50000;; size += size / 3) {
+      SCOPED_TRACE(to + " " + std::to_string(size));
+      pid_t child = 0;
+      {
+        const LimitedFileSize limit(size);
+        child = Start({"copy", from, to});
+      }
+      const int status = Wait(child);
+      if (status == 0) break;
+      if (status == 1) {
+        // All of it waits in the journal.
+        ASSERT_EQ(Wait(Start({"diff", from, to})), is_new ? 0 : 1) << Written("out");
+        ASSERT_THAT(Written("out"), ::testing::Not(::testing::HasSubstr("removed")));
+        fs::remove(to + "-vntjournal");
+        if (is_new) fs::remove(to);
+        continue;
+      }
+      ++refused;
+      ASSERT_EQ(status, 3) << Written("err");
+      ASSERT_FALSE(fs::exists(to + "-vntjournal"));
+      ASSERT_EQ(Written(name), is_new ? "" : before);
+      ASSERT_EQ(fs::exists(to), !is_new);
+    }
+    EXPECT_GT(refused, 2);
+    EXPECT_EQ(Wait(Start({"check", to})), 0) << Written("out");
   }
 }
 

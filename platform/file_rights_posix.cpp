@@ -67,15 +67,20 @@ bool FileRights::GiveToOpen(int file) const {
   const bool has_owner = st.st_uid == owner_, has_group = st.st_gid == group_;
   mode_t mode = mode_;
   if (!has_owner) mode &= ~static_cast<mode_t>(S_ISUID);
-  if (!has_group) mode &= ~static_cast<mode_t>(S_ISGID | S_IRWXG);  // another group than that which had them
+  if (!has_group) {
+    // Another group than that which had them: its members had the rights of others, if not fewer.
+    const mode_t use = UseOf(mode, kGroup) & UseOf(mode, kOthers);
+    mode = (mode & ~static_cast<mode_t>(S_ISGID | S_IRWXG)) | use << kGroup;
+  }
   bool given = mode == (st.st_mode & kMode) || fchmod(file, mode) == 0;
   if (has_group && !access_list_.empty()) {
     given &= fsetxattr(file, kAccessList, access_list_.data(), access_list_.size(), 0) == 0;
   }
-  const mode_t group = has_group ? UseOf(mode, kGroup) : 0, others = UseOf(mode, kOthers);
+  const mode_t group = UseOf(mode, kGroup), others = UseOf(mode, kOthers);
   const mode_t as_owner = IsMember(owner_, st.st_gid) ? group : others;
   const bool owner_can = has_owner || owner_ == 0 || (UseOf(mode_, kOwner) & ~as_owner) == 0;
-  const bool group_can = has_group || (UseOf(mode_, kGroup) & ~others) == 0;
+  // Members of the former group are others now, and others may be members of the new one.
+  const bool group_can = has_group || ((UseOf(mode_, kGroup) & ~others) == 0 && (others & ~group) == 0);
   return given && owner_can && group_can;
 }
 

@@ -135,7 +135,9 @@ class PosixFile : public File {
     if (own.st_uid != wanted.st_uid || own.st_gid != wanted.st_gid) {
       if (fchown(fd_.get(), wanted.st_uid, wanted.st_gid) != 0 &&
           fchown(fd_.get(), static_cast<uid_t>(-1), wanted.st_gid) != 0) {
-        mode &= static_cast<mode_t>(~0060u);  // another group than that which may read the file
+        // Another group than that which may read the file: its members have the rights of others, if not
+        // fewer.
+        mode = (mode & ~static_cast<mode_t>(0060)) | (mode & mode << 3 & 0060);
       }
     }
     if (fchmod(fd_.get(), mode | S_IRUSR | S_IWUSR) != 0) return;  // stays with its owner alone

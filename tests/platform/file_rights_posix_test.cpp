@@ -53,9 +53,10 @@ TEST_F(FileRightsTest, OfAnotherOwnerAreToldWhenSomebodyLosesThem) {
     bool kept;
   } cases[] = {
       {0644, true, true, 0644, true},    {0600, false, true, 0600, false},  {0666, false, true, 0666, true},
-      {0664, false, true, 0664, false},  {0660, true, false, 0600, false},  {0666, true, false, 0606, true},
-      {0644, true, false, 0604, true},   {0600, true, false, 0600, true},   {0666, false, false, 0606, true},
-      {02770, true, false, 0700, false}, {04755, false, true, 0755, false},
+      {0664, false, true, 0664, false},  {0660, true, false, 0600, false},  {0666, true, false, 0666, true},
+      {0644, true, false, 0644, true},   {0600, true, false, 0600, true},   {0666, false, false, 0666, true},
+      {02770, true, false, 0700, false}, {04755, false, true, 0755, false}, {0606, true, false, 0606, false},
+      {0664, true, false, 0644, false},  {0646, true, false, 0646, false},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.mode);

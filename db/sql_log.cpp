@@ -20,6 +20,12 @@ void SqlLog::Refresh() {
   path_.clear();
   file_.close();
   if (path.empty()) return;
+  std::error_code ignored;
+  if (std::filesystem::is_fifo(path, ignored)) {
+    throw DbError(
+        kErrFailed, "VNTFixdb",
+        "The SQL log \"" + Utf8(path) + "\" is a pipe, which could keep the program waiting for ever.");
+  }
   if (jet::IsDatabaseOrJournal(path)) {
     throw DbError(kErrFailed, "VNTFixdb",
                   "The SQL log \"" + Utf8(path) + "\" is a database, which is not written to.");

@@ -21,6 +21,9 @@ bool HasJournalName(std::u8string_view path) {
 // first.
 bool IsDatabaseOrJournal(const std::filesystem::path& path) {
   if (HasJournalName(path.u8string())) return true;
+  // Whoever opens a pipe may wait for its other end.
+  std::error_code ignored;
+  if (!std::filesystem::is_regular_file(path, ignored)) return false;
   char head[16] = {};
   std::ifstream(path, std::ios::binary).read(head, sizeof head);
   const std::string_view bytes(head, sizeof head);

@@ -1,5 +1,8 @@
 // Connection strings, the choice of the provider, cadodb, and the SQL log.
 #include <gtest/gtest.h>
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
 
 #include <cstdlib>
 #include <filesystem>
@@ -205,6 +208,15 @@ TEST_F(MemoryDatabases, SqlLogHoldsTheExactText) {
             "SELECT  * FROM t\nDelete from t where k = ?\n");
   std::filesystem::remove(log);
 
+#ifndef _WIN32
+  // Nobody reads from it.
+  ASSERT_EQ(mkfifo(log.c_str(), 0600), 0);
+  test::SetVariable("VNTFIX_SQL_LOG", test::Utf8Of(log));
+  EXPECT_EQ(
+      ErrorNumber([&] { Connection().Open("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/db/old.mdb"); }),
+      kErrFailed);
+  std::filesystem::remove(log);
+#endif
   test::SetVariable("VNTFIX_SQL_LOG", "/nowhere/at/all/log");
   Connection unlogged;
   EXPECT_EQ(ErrorNumber([&] { unlogged.Open("Provider=Microsoft.ACE.OLEDB.12.0;Data Source=/db/old.mdb"); }),

@@ -55,6 +55,7 @@ int List(const ListOptions& options, Streams& streams);
 struct UndoOptions {
   std::string file;
   std::string folder;  // empty: that of the file
+  std::string from;    // the backup to put back; empty: as the records say
   bool list = false;
   bool force = false;
 };

@@ -51,6 +51,12 @@ Json FixAsJson(const FixResult& fix) {
   return json;
 }
 
+// Why the file is not up to date after the run; empty: it is.
+std::string UnsavedText(const RunRecord& record) {
+  const auto& fixes = record.result.fixes;
+  return fixes.empty() || !fixes.back().unsaved ? std::string() : fixes.back().unsaved->description();
+}
+
 std::string AsJson(const RunRecord& record) {
   const auto text_or_null = [](const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); };
   Json json;
@@ -76,6 +82,7 @@ std::string AsJson(const RunRecord& record) {
       json["history"] = FixAsJson(fix);
     }
   }
+  json["unsaved"] = text_or_null(UnsavedText(record));
   json["fingerprints"] = {{"before", text_or_null(record.before)}, {"after", text_or_null(record.after)}};
   json["backup"] = text_or_null(record.backup);
   // Names of files need not be UTF-8.
@@ -102,6 +109,8 @@ std::string AsText(const RunRecord& record) {
       text += error.count > 1 ? fmt::format(", {} times\n", error.count) : "\n";
     }
   }
+  const std::string unsaved = UnsavedText(record);
+  if (!unsaved.empty()) text += "not up to date: " + unsaved + "\n";
   text +=
       fmt::format("outcome: {}{}{}\n", OutcomeOf(record), record.refusal.empty() ? "" : ": ", record.refusal);
   if (!record.before.empty()) text += fmt::format("before: {}\n", record.before);

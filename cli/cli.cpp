@@ -40,7 +40,10 @@ int Dispatch(const Request& r, Streams& streams) {
 // What the user is told of an error: program, file where there is one, and the number at the end.
 void Tell(const Request& request, const db::DbError& error, Streams& streams) {
   const std::vector<std::string> files = request.Files();
-  TellError(error, files.size() == 1 ? files.front() : "", streams.err);
+  std::string place = files.size() == 1 ? files.front() : "";
+  // The sentences of undo tell of several files, and name each.
+  if (request.command == "undo" && error.description().find(place) != std::string::npos) place.clear();
+  TellError(error, place, streams.err);
 }
 
 void TellWaitingJournals(const Request& request, Streams& streams) {

@@ -148,9 +148,19 @@ void AddFix(CLI::App& app, Request& r) {
   Named(
       undo->add_option("--backup-folder", r.undo.folder, "Where the backups are (default: beside the file)"),
       "FOLDER");
-  undo->add_flag("--list", r.undo.list, "Only list the backups that there are, newest first");
-  undo->add_flag("--force", r.undo.force, "Even when the file was changed since that run");
-  undo->footer("Examples:\n  vntfix undo nightly.mdb --list\n  vntfix undo nightly.mdb\n");
+  auto* listed = undo->add_flag("--list", r.undo.list,
+                                "Only list the backups that there are, newest first, and test each");
+  Named(undo->add_option("--from", r.undo.from, "Put this backup back (--list shows them)"), "BACKUP")
+      ->excludes(listed);
+  undo->add_flag(
+      "--force", r.undo.force,
+      "Even when the file was changed since that run, is damaged or missing: the newest sound backup. "
+      "With --from also one that is damaged");
+  undo->footer(R"(Examples:
+  vntfix undo nightly.mdb --list
+  vntfix undo nightly.mdb
+  vntfix undo nightly.mdb --from nightly.mdb.20261122-023000.bak
+)");
 
   CLI::App* list = app.add_subcommand("list", "List the fixes: index, default tick, caption, what it does");
   list->add_option("FIX", r.list.fixes, "Only these fixes: numbers (7), ranges (7-9) or words of a caption");

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "access/base/types.h"
@@ -25,6 +26,9 @@ struct ServerLogin {
   std::string password_file;
 };
 
+// In place of the name of a report.
+inline constexpr std::string_view kStandardOutput = "-";
+
 struct FixOptions {
   std::vector<std::string> files;
   std::optional<std::string> reference;
@@ -37,7 +41,7 @@ struct FixOptions {
   bool dry_run = false;
   bool diff = false;                  // of a dry run: what would change, row by row
   std::optional<std::string> backup;  // the folder; empty: that of the file
-  std::string report;                 // path; empty: none
+  std::string report;                 // path or kStandardOutput; empty: none
   std::optional<DiffFormat> format;   // of the report and of what `diff` prints; CSV: of the latter alone
   bool quiet = false, verbose = false;
   bool all_notices = false;  // each by itself, on `jobs` connections of a data source
@@ -55,6 +59,7 @@ int List(const ListOptions& options, Streams& streams);
 struct UndoOptions {
   std::string file;
   std::string folder;  // empty: that of the file
+  std::string from;    // the backup to put back; empty: as the records say
   bool list = false;
   bool force = false;
 };

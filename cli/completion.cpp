@@ -146,6 +146,7 @@ Completion Values(const CLI::Option& option, const std::string& typed,
   const std::string kind =
       option.get_positional() ? option.get_name(/*positional=*/true) : option.get_type_name();
   if (kind == "FOLDER") return {"folders", {}};
+  if (kind == "BACKUP") return {"any", {}};
   if (kind == "OLD" || kind == "NEW") return {"databases", {}};
   if (kind == "FILE") {
     const bool is_result = option.check_name("--report") || option.check_name("--output");

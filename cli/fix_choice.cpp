@@ -137,6 +137,11 @@ FixSelection ChooseFixes(std::string_view text) {
   return selection;
 }
 
+bool IsFixNumber(std::string_view text) {
+  const auto number = Number(text);
+  return number && *number < kFixCount;
+}
+
 std::vector<NoticeRange> ParseNotices(std::string_view text) {
   std::vector<NoticeRange> ranges;
   ForEachPart(text, [&](std::string_view part) { ranges.push_back(Range(part, kNotices)); });

@@ -21,6 +21,9 @@ class ChoiceError : public std::runtime_error {
 // letter case ("sort freq"), each the beginning of a word of it, which no other caption has all.
 FixSelection ChooseFixes(std::string_view text);
 
+// Whether it is the number of a fix.
+bool IsFixNumber(std::string_view text);
+
 struct NoticeRange {
   std::int32_t first = 0;
   std::int32_t last = 0;

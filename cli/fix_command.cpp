@@ -1,5 +1,6 @@
 // vntfix fix.
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -17,6 +18,7 @@
 #include "cli/fix_choice.h"
 #include "cli/fix_jobs.h"
 #include "cli/fix_printer.h"
+#include "cli/fix_report.h"
 #include "cli/fix_settings.h"
 #include "cli/interruptible.h"
 #include "cli/output.h"
@@ -24,6 +26,7 @@
 #include "db/engine_errors.h"
 #include "db/services.h"
 #include "platform/in_force.h"
+#include "platform/paths.h"
 #include "platform/settings.h"
 #include "program/program_state.h"
 #include "run/backup.h"
@@ -164,15 +167,6 @@ struct Fixed {
   RunRecord record;  // of a run that was refused, unless one was done
 };
 
-Fixed NotRunYet(const std::string& file, const FixOptions& options) {
-  Fixed fixed;
-  fixed.record.kind = options.dry_run ? RecordKind::kDryRun : RecordKind::kRun;
-  fixed.record.file = file;
-  fixed.record.started = fixed.record.ended = std::chrono::system_clock::now();
-  fixed.record.result.refused = true;
-  return fixed;
-}
-
 struct Refusal {
   std::string text;
   int status = kRefused;
@@ -232,7 +226,8 @@ std::optional<Refusal> DiscardJournal(const std::string& file, const FixOptions&
 // One file, on a state of its own.
 Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelection& selection,
               const std::vector<NoticeRange>& ranges, Streams& streams, DifferencePrinter& differences) {
-  Fixed fixed = NotRunYet(file, options);
+  Fixed fixed;
+  fixed.record = FixReport::Refused(file, options);
   Speaker speaker(streams.err, file);
   // Outlives the connections.
   std::unique_ptr<jet::FileSystem> overlay;
@@ -264,8 +259,8 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
       refuse(refusal->text, refusal->status);
       return fixed;
     }
-    if (!notices.empty()) TellReach(selection, speaker);
-    if (options.dry_run) speaker.Say("a dry run: nothing is written.");
+    if (!notices.empty() && !options.quiet) TellReach(selection, speaker);
+    if (options.dry_run && !options.quiet) speaker.Say("a dry run: nothing is written.");
     FixPrinter printer(streams, speaker, options, selection, notices.size() > 1);
     Recording recording;
     recording.dry_run = options.dry_run;
@@ -300,27 +295,12 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
   return fixed;
 }
 
-// Gives false, and says why, when it cannot be written.
-bool WriteReport(const FixOptions& options, const std::vector<RunRecord>& records, Streams& streams) {
-  RecordFormat format = FormatOfName(options.report);
-  if (options.format == DiffFormat::kText) format = RecordFormat::kText;
-  if (options.format == DiffFormat::kJson) format = RecordFormat::kJson;
-  const bool list = format == RecordFormat::kJson && records.size() != 1;
-  std::string text = list ? "[\n" : "";
-  for (std::size_t i = 0; i < records.size(); ++i) {
-    text += (i == 0 ? "" : list ? ",\n" : "\n") + RecordText(records[i], format);
+// What is wrong with what was asked for as output; empty: nothing.
+std::string OutputFault(const FixOptions& options) {
+  if (options.report == kStandardOutput && options.diff) {
+    return "--report - and --diff both go to standard output; name a file for the report.";
   }
-  if (list) text += "]\n";
-  if (WriteReportFile(options.report, text)) {
-    if (!options.quiet) streams.out << "report: " << options.report << '\n';
-    return true;
-  }
-  streams.err << fmt::format("vntfix: the report {} cannot be written.\n", options.report);
-  return false;
-}
-
-// What is wrong with the format that was asked for; empty: nothing.
-std::string FormatFault(const FixOptions& options) {
+  if (!options.report.empty() && options.all_notices) return "--all-notices makes no report.";
   if (!options.format) return {};
   if (options.report.empty() && !options.diff) return "--format is of a report or of --diff; name one.";
   if (options.format != DiffFormat::kCsv) return {};
@@ -336,6 +316,75 @@ int Worse(int a, int b) {
   return rank(a) >= rank(b) ? a : b;
 }
 
+// Why FILE cannot be one, where that is seen without opening it; empty: it may be.
+std::string FaultOfName(const std::string& file, const FixOptions& options) {
+  if (IsServerName(file)) return {};
+  std::error_code ignored;
+  if (std::filesystem::is_directory(platform::PathOf(file), ignored)) {
+    return fmt::format("{} is a folder, not a file; name files: {}.", file,
+                       platform::Utf8Of(platform::PathOf(file) / "*.mdb"));
+  }
+  try {
+    if (jet::PlatformFileSystem().Exists(file)) return {};
+  } catch (const jet::Error&) {
+    return {};  // its run says why
+  }
+  std::string fault = fmt::format("The file {} does not exist.", file);
+  const std::string& list = options.only.empty() ? options.except : options.only;
+  if (!list.empty() && IsFixNumber(file)) {
+    fault += fmt::format(" Several fixes are named with commas: {} {},{}.",
+                         options.only.empty() ? "--except" : "--only", list, file);
+  }
+  return fault;
+}
+
+// Refuses the whole command when a FILE is none, so that a slip in the last one is not heard of when the
+// first is done.
+bool AllAreFiles(const FixOptions& options, FixReport& report, std::ostream& err) {
+  bool all = true;
+  for (std::size_t i = 0; i < options.files.size(); ++i) {
+    const std::string fault = FaultOfName(options.files[i], options);
+    if (fault.empty()) continue;
+    all = false;
+    err << fmt::format("vntfix: {}\n", fault);
+    RunRecord record = FixReport::Refused(options.files[i], options);
+    record.refusal = fault;
+    report.Ends(i, std::move(record));
+  }
+  if (!all && options.files.size() > 1) err << "vntfix: Nothing was done, on no file.\n";
+  return all;
+}
+
+int FixFiles(const FixOptions& options, const FixSelection& selection, const std::vector<NoticeRange>& ranges,
+             Streams& streams) {
+  // A document stands alone on standard output.
+  const bool is_document =
+      (options.diff && options.format.value_or(DiffFormat::kText) != DiffFormat::kText) ||
+      options.report == kStandardOutput;
+  Streams lines{streams.in, is_document ? streams.err : streams.out, streams.err, streams.progress};
+  FixReport report(options);
+  if (const std::string fault = report.Begin(); !fault.empty()) {
+    streams.err << "vntfix: " << fault << '\n';
+    return kRefused;
+  }
+  DifferencePrinter differences(options, streams.out);
+  int status = kOk;
+  if (AllAreFiles(options, report, streams.err)) {
+    for (std::size_t i = 0; i < options.files.size() && InterruptedStatus() == 0; ++i) {
+      report.Starts(i);
+      Fixed fixed = FixFile(options.files[i], options, selection, ranges, lines, differences);
+      status = Worse(status, fixed.status);
+      report.Ends(i, std::move(fixed.record));
+    }
+  } else {
+    status = kRefused;
+  }
+  differences.Finish();
+  if (!report.Finish(options.report == kStandardOutput ? streams : lines) && status == kOk)
+    status = kUnwritten;
+  return status;
+}
+
 }  // namespace
 
 int Fix(const FixOptions& options, Streams& streams) {
@@ -348,22 +397,17 @@ int Fix(const FixOptions& options, Streams& streams) {
     streams.err << "vntfix: " << error.what() << '\n';
     return kUsage;
   }
-  if (!options.report.empty() && WouldOverwriteDatabase(options.report)) {
+  if (!options.report.empty() && options.report != kStandardOutput &&
+      WouldOverwriteDatabase(options.report)) {
     streams.err << fmt::format("vntfix: the report {} would overwrite a database. Nothing was done.\n",
                                options.report);
     return kUsage;
   }
-  if (const std::string fault = FormatFault(options); !fault.empty()) {
+  if (const std::string fault = OutputFault(options); !fault.empty()) {
     streams.err << "vntfix: " << fault << '\n';
     return kUsage;
   }
   const Interruptible interruptible;
-  // A document stands alone on standard output.
-  const bool is_document = options.diff && options.format.value_or(DiffFormat::kText) != DiffFormat::kText;
-  Streams lines{streams.in, is_document ? streams.err : streams.out, streams.err, streams.progress};
-  DifferencePrinter differences(options, streams.out);
-  int status = kOk;
-  std::vector<RunRecord> records;
   if (options.all_notices) {
     if (options.files.size() != 1 || !IsServerName(options.files[0])) {
       streams.err << "vntfix: --all-notices takes one data source (dsn:NAME).\n";
@@ -371,15 +415,7 @@ int Fix(const FixOptions& options, Streams& streams) {
     }
     return FixAllNotices(options.files[0], options, selection, streams);
   }
-  for (const std::string& file : options.files) {
-    Fixed fixed = FixFile(file, options, selection, ranges, lines, differences);
-    status = Worse(status, fixed.status);
-    records.push_back(std::move(fixed.record));
-    if (InterruptedStatus() != 0) break;
-  }
-  differences.Finish();
-  if (!options.report.empty() && !WriteReport(options, records, lines) && status == kOk) status = kUnwritten;
-  return status;
+  return FixFiles(options, selection, ranges, streams);
 }
 
 }  // namespace vnt::cli

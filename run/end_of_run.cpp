@@ -25,12 +25,39 @@ std::string_view NameOf(const FixResult& fix) {
   return fix.fix == nullptr ? std::string_view("History") : fix.fix->caption;
 }
 
+// A few are named; of more it is told how many, or the message would be longer than anybody reads.
+constexpr std::size_t kNamed = 3;
+
 class Sentences {
  public:
   Sentences(const std::vector<FixResult>& fixes, std::string* text) : fixes_(fixes), text_(*text) {}
 
   template <class Wanted>
-  void Names(Wanted wanted) {
+  std::size_t Count(Wanted wanted) const {
+    return static_cast<std::size_t>(std::ranges::count_if(fixes_, wanted));
+  }
+
+  // Nothing where there are none.
+  template <class Wanted>
+  void Tell(std::string_view begin, Wanted wanted) {
+    const std::size_t count = Count(wanted);
+    if (count == 0) return;
+    text_ += begin;
+    if (count > kNamed) {
+      AppendFixes(Count([&](const FixResult& fix) { return fix.fix != nullptr && wanted(fix); }));
+      counted_ = true;
+    } else {
+      AppendNames(wanted);
+    }
+    text_ += '.';
+  }
+
+  // Whether more are told of than are named.
+  bool counted() const { return counted_; }
+
+ private:
+  template <class Wanted>
+  void AppendNames(Wanted wanted) {
     std::string_view separator = " ";
     for (const FixResult& fix : fixes_) {
       if (!wanted(fix)) continue;
@@ -41,21 +68,17 @@ class Sentences {
       separator = ", ";
     }
   }
-
-  template <class Wanted>
-  std::size_t Count(Wanted wanted) const {
-    return static_cast<std::size_t>(std::ranges::count_if(fixes_, wanted));
-  }
-
-  void Number(std::size_t number) {
+  void AppendFixes(std::size_t number) {
     std::array<char, 24> digits;
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+    text_ += ' ';
     text_.append(digits.data(), end);
+    text_ += " fixes";
   }
 
- private:
   const std::vector<FixResult>& fixes_;
   std::string& text_;
+  bool counted_ = false;
 };
 
 template <FixStatus kStatus>
@@ -75,38 +98,17 @@ void AppendEndOfRun(const std::exception_ptr& failure, const std::vector<FixResu
                     std::string* text) {
   Sentences sentences(fixes, text);
   AppendReason(failure, text);
-  if (sentences.Count(Is<FixStatus::kUndone>) > 0) {
-    *text += " Undone:";
-    sentences.Names(Is<FixStatus::kUndone>);
-    *text += ".";
-  }
+  sentences.Tell(" Undone:", Is<FixStatus::kUndone>);
   const bool doubt = sentences.Count(Is<FixStatus::kInDoubt>) > 0;
-  if (doubt) {
-    *text += " Perhaps in the database, all or none of them:";
-    sentences.Names(Is<FixStatus::kInDoubt>);
-    *text += ".";
-  }
-  if (sentences.Count(Is<FixStatus::kStopped>) > 0) {
-    *text += " Stopped, and what was executed until then stays:";
-    sentences.Names(Is<FixStatus::kStopped>);
-    *text += ".";
-  }
-  const std::size_t kept = sentences.Count(IsFixInDatabase);
-  if (kept == 0) {
+  sentences.Tell(" Perhaps in the database, all or none of them:", Is<FixStatus::kInDoubt>);
+  sentences.Tell(" Stopped, and what was executed until then stays:", Is<FixStatus::kStopped>);
+  sentences.Tell(doubt ? " Surely in the database:" : " In the database:", IsFixInDatabase);
+  if (sentences.Count(IsFixInDatabase) == 0) {
     *text +=
         doubt ? " No other fix of this run is in the database." : " No fix of this run is in the database.";
-  } else {
-    *text += doubt ? " Surely in the database: " : " In the database: ";
-    sentences.Number(kept);
-    *text += kept == 1 ? " fix:" : " fixes:";
-    sentences.Names(IsFixInDatabase);
-    *text += ".";
   }
-  if (sentences.Count(Is<FixStatus::kNotRun>) > 0) {
-    *text += " Not run:";
-    sentences.Names(Is<FixStatus::kNotRun>);
-    *text += ".";
-  }
+  sentences.Tell(" Not run:", Is<FixStatus::kNotRun>);
+  if (sentences.counted()) *text += " The report names them.";
   if (!IsInDatabase(fixes.back()) && fixes.back().status != FixStatus::kInDoubt)
     *text += " No history was written.";
 }

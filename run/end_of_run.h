@@ -10,7 +10,7 @@
 namespace vnt {
 
 // Appends what failed, which fix was running, which fixes are in the database and which were not run, in one
-// line. Needs no memory but that of `text`.
+// line: by name, or how many they are. Needs no memory but that of `text`.
 void AppendEndOfRun(const std::exception_ptr& failure, const std::vector<FixResult>& fixes,
                     std::string* text);
 

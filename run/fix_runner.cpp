@@ -160,7 +160,7 @@ class Run {
     if (State().counts_changes) CountChanges(result);
     saving_ = true;
     ++done_;
-    Save(/*last=*/result.fix == nullptr);
+    Save(result);
     EndCounting(result);
     observer_.FixEnds(result);
     told_ = done_;
@@ -248,22 +248,34 @@ class Run {
   }
 
   // What was done becomes durable, if it is time.
-  void Save(bool last) {
+  void Save(FixResult& result) {
+    const bool last = result.fix == nullptr;
     const auto now = std::chrono::steady_clock::now();
     const bool is_time =
         State().keeping == Keeping::kFixes && now - last_persist_ >= State().persist_interval;
     if (!last && !is_time) return;
-    Trapped([last] {
+    Trapped([&] {
       db::Connection* const cn = OpenMain();
       if (cn == nullptr) return;
       if (last) {
-        cn->Checkpoint();
+        BringUpToDate(*cn, result);
       } else {
         cn->Persist();
       }
     });
     persisted_ = marked_ = done_;
     last_persist_ = std::chrono::steady_clock::now();
+  }
+
+  // Somebody who reads may hold that off: then everything is in the journal, and nothing has failed.
+  static void BringUpToDate(db::Connection& cn, FixResult& stamp) {
+    try {
+      cn.Checkpoint();
+    } catch (const db::DbError& error) {
+      if (error.is_environment() || cn.IsSaved() || DurabilityOf(&cn) != db::Durability::kAll) throw;
+      stamp.unsaved = error;
+      ShowMessage(error.description(), MessageStyle::kPlain);
+    }
   }
 
   // Puts the database at the last border, makes that durable, and tells what became of the fixes.
@@ -369,7 +381,8 @@ FixSelection DefaultSelection() {
 }
 
 bool RunResult::failed() const {
-  return ended_early || std::ranges::any_of(fixes, [](const FixResult& fix) { return !fix.errors.empty(); });
+  return ended_early ||
+         std::ranges::any_of(fixes, [](const FixResult& fix) { return !fix.errors.empty() || fix.unsaved; });
 }
 
 RunResult RunFixes(const FixSelection& selection, RunObserver& observer, ChangesOfNotices* together) {

@@ -36,6 +36,9 @@ struct FixResult {
   // Rows that are not what they were before the fix; none where that was not counted.
   std::optional<std::int64_t> changed;
   std::vector<db::DbError> errors;
+  // Of the history stamp: what kept the file from being brought up to date at the end. All that was done is
+  // in the journal.
+  std::optional<db::DbError> unsaved;
   std::chrono::steady_clock::duration time{};
 };
 
@@ -62,7 +65,7 @@ struct RunResult {
   // undone, those that are kDone or kFailed are in the database. One message has told so.
   bool ended_early = false;
   std::vector<FixResult> fixes;  // all that were selected, in order of execution; the history stamp last
-  bool failed() const;           // any error reported, or ended early
+  bool failed() const;           // any error reported, ended early, or the file is not up to date
 };
 
 // What fixes that reach beyond a notice have changed in the runs over several.

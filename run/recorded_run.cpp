@@ -95,6 +95,7 @@ void Add(RunResult&& one, RunResult& all) {
     }
     sum.time += fix.time;
     std::ranges::move(fix.errors, std::back_inserter(sum.errors));
+    sum.unsaved = std::move(fix.unsaved);  // the next one saves what this one could not
     if (sum.status == FixStatus::kDone) sum.status = fix.status;
   }
 }

@@ -51,6 +51,12 @@ Json FixAsJson(const FixResult& fix) {
   return json;
 }
 
+// Why the file is not up to date after the run; empty: it is.
+std::string UnsavedText(const RunRecord& record) {
+  const auto& fixes = record.result.fixes;
+  return fixes.empty() || !fixes.back().unsaved ? std::string() : fixes.back().unsaved->description();
+}
+
 std::string AsJson(const RunRecord& record) {
   const auto text_or_null = [](const std::string& text) { return text.empty() ? Json(nullptr) : Json(text); };
   Json json;
@@ -61,9 +67,9 @@ std::string AsJson(const RunRecord& record) {
       {"version", fmt::format("{}.{}.{}", VNT_VERSION_MAJOR, VNT_VERSION_MINOR, VNT_VERSION_REVISION)}};
   json["file"] = record.file;
   json["notices"] = record.notices.empty() ? Json(nullptr) : Json(record.notices);
-  json["started"] = LocalTime(record.started);
-  json["ended"] = LocalTime(record.ended);
-  json["outcome"] = OutcomeOf(record.result);
+  if (record.stage != RecordStage::kNotBegun) json["started"] = LocalTime(record.started);
+  if (record.stage == RecordStage::kEnded) json["ended"] = LocalTime(record.ended);
+  json["outcome"] = OutcomeOf(record);
   json["refusal"] = text_or_null(record.refusal);
   json["source_fault"] = text_or_null(record.source_fault);
   json["setting_fault"] = text_or_null(record.setting_fault);
@@ -76,6 +82,7 @@ std::string AsJson(const RunRecord& record) {
       json["history"] = FixAsJson(fix);
     }
   }
+  json["unsaved"] = text_or_null(UnsavedText(record));
   json["fingerprints"] = {{"before", text_or_null(record.before)}, {"after", text_or_null(record.after)}};
   json["backup"] = text_or_null(record.backup);
   // Names of files need not be UTF-8.
@@ -88,10 +95,12 @@ std::string ScopeText(const std::vector<std::int32_t>& notices) {
 }
 
 std::string AsText(const RunRecord& record) {
-  std::string text =
-      fmt::format("VNTFixdb {}.{}.{}, {} of {}{}\nstarted {}, ended {}\n", VNT_VERSION_MAJOR,
-                  VNT_VERSION_MINOR, VNT_VERSION_REVISION, kKinds[static_cast<std::size_t>(record.kind)],
-                  record.file, ScopeText(record.notices), LocalTime(record.started), LocalTime(record.ended));
+  std::string text = fmt::format("VNTFixdb {}.{}.{}, {} of {}{}\n", VNT_VERSION_MAJOR, VNT_VERSION_MINOR,
+                                 VNT_VERSION_REVISION, kKinds[static_cast<std::size_t>(record.kind)],
+                                 record.file, ScopeText(record.notices));
+  if (record.stage != RecordStage::kNotBegun) text += "started " + LocalTime(record.started);
+  if (record.stage == RecordStage::kEnded) text += ", ended " + LocalTime(record.ended);
+  if (record.stage != RecordStage::kNotBegun) text += "\n";
   if (!record.source_fault.empty()) text += record.file + " cannot be reached: " + record.source_fault + "\n";
   for (const FixResult& fix : record.result.fixes) {
     text += ReportLine(fix) + "\n";
@@ -100,8 +109,10 @@ std::string AsText(const RunRecord& record) {
       text += error.count > 1 ? fmt::format(", {} times\n", error.count) : "\n";
     }
   }
-  text += fmt::format("outcome: {}{}{}\n", OutcomeOf(record.result), record.refusal.empty() ? "" : ": ",
-                      record.refusal);
+  const std::string unsaved = UnsavedText(record);
+  if (!unsaved.empty()) text += "not up to date: " + unsaved + "\n";
+  text +=
+      fmt::format("outcome: {}{}{}\n", OutcomeOf(record), record.refusal.empty() ? "" : ": ", record.refusal);
   if (!record.before.empty()) text += fmt::format("before: {}\n", record.before);
   if (!record.after.empty()) text += fmt::format("after:  {}\n", record.after);
   if (!record.backup.empty()) text += fmt::format("backup: {}\n", record.backup);
@@ -143,6 +154,18 @@ std::string OutcomeOf(const RunResult& result) {
   if (result.refused) return "refused";
   if (result.ended_early) return "ended early";
   return result.failed() ? "errors" : "done";
+}
+
+std::string OutcomeOf(const RunRecord& record) {
+  switch (record.stage) {
+    case RecordStage::kNotBegun:
+      return "not begun";
+    case RecordStage::kRunning:
+      return "running";
+    case RecordStage::kEnded:
+      break;
+  }
+  return OutcomeOf(record.result);
 }
 
 std::string RecordText(const RunRecord& record, RecordFormat format) {

@@ -13,9 +13,12 @@ namespace vnt {
 
 enum class RecordKind { kRun, kDryRun, kUndo };
 enum class RecordFormat { kText, kJson };
+// Of one that has not ended yet, file and scope are known, and the start of one that was begun.
+enum class RecordStage { kNotBegun, kRunning, kEnded };
 
 struct RunRecord {
   RecordKind kind = RecordKind::kRun;
+  RecordStage stage = RecordStage::kEnded;
   std::string file;
   std::vector<std::int32_t> notices;  // empty: all
   std::chrono::system_clock::time_point started, ended;
@@ -44,6 +47,8 @@ std::vector<CountedError> Counted(const std::vector<db::DbError>& errors);
 
 // One word for what became of it: "done", "errors", "ended early", "refused".
 std::string OutcomeOf(const RunResult& result);
+// The same or, of a run that has not ended, "not begun" and "running".
+std::string OutcomeOf(const RunRecord& record);
 
 // docs/run-report.schema.json describes the JSON; the text is for people.
 std::string RecordText(const RunRecord& record, RecordFormat format);

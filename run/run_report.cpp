@@ -45,15 +45,22 @@ std::string WhyNotReported(const std::string& path) {
   return {};
 }
 
+RunRecord RecordOfTheRun() {
+  RunRecord record;
+  record.file = State().current_database;
+  if (State().ntc_id > 0) record.notices.push_back(State().ntc_id);
+  return record;
+}
+
 std::string TextUntilItEnds() {
   const auto now = std::chrono::system_clock::now();
   if (IsLines()) {
     return fmt::format("The run that began at {:%Y-%m-%d %H:%M:%S} has not ended.\n",
                        fmt::localtime(std::chrono::system_clock::to_time_t(now)));
   }
-  RunRecord record;
-  record.started = record.ended = now;
-  record.result.ended_early = true;
+  RunRecord record = RecordOfTheRun();
+  record.stage = RecordStage::kRunning;
+  record.started = now;
   return RecordText(record, RecordFormat::kJson);
 }
 
@@ -115,9 +122,7 @@ void ReportUnattendedRun(const RunRecord& record) {
 }
 
 void ReportUnattendedRefusal(std::string_view why) {
-  RunRecord record;
-  record.file = State().current_database;
-  if (State().ntc_id > 0) record.notices.push_back(State().ntc_id);
+  RunRecord record = RecordOfTheRun();
   record.started = record.ended = std::chrono::system_clock::now();
   record.result.refused = true;
   record.refusal = why;
@@ -131,7 +136,8 @@ void ReportMessage(std::string_view text) {
 
 std::string FinishUnattendedReport() {
   const std::string path = ReportPath();
-  if (path.empty() || !WhyNotReported(path).empty()) return {};  // it was said at the start
+  if (path.empty()) return {};
+  if (std::string fault = WhyNotReported(path); !fault.empty()) return fault;
   if (UnattendedReportIsRecord() && State().unattended_report.empty()) return {};
   return WriteReportFile(path, State().unattended_report) ? std::string() : CannotBeWritten(path);
 }

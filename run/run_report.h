@@ -34,7 +34,8 @@ class RunReport : public RunObserver {
 // ".json" the record of the run. It is gathered in the program-wide state and written at the end; until then
 // the file says that the run has not ended. Where the variable is not set, all of these do nothing.
 
-// Begins an empty one. Gives a sentence on why it cannot be written; empty: it can, or none is wanted.
+// Begins an empty one, of the current database and notice. Gives a sentence on why it cannot be written;
+// empty: it can, or none is wanted.
 std::string StartUnattendedReport();
 // Adds the line of each fix.
 std::unique_ptr<RunObserver> MakeUnattendedReport();
@@ -45,7 +46,7 @@ void ReportUnattendedRun(const RunRecord& record);
 void ReportUnattendedRefusal(std::string_view why);
 // Adds a message that nobody could be shown.
 void ReportMessage(std::string_view text);
-// Writes it, whole or not at all. Gives a sentence when it was not.
+// Writes it, whole or not at all. Gives a sentence when it was not, which may be that of the begin.
 std::string FinishUnattendedReport();
 
 }  // namespace vnt

@@ -62,8 +62,6 @@ void TellAndReport(StartUpHost& host, const std::string& line) {
 
 // Opens the database that the settings file names; false when the program ends instead.
 bool OpenPreparedDatabase(StartUpHost& host) {
-  ReadCurrentDatabase();
-  State().ntc_id = platform::GetSettingInt(kOwnSection, "Ntc_id");
   State().setting_fault = State().active ? std::string() : NoticeFault(State().ntc_id);
   if (!State().setting_fault.empty()) TellAndReport(host, State().setting_fault);
   if (IsIngresSource(State().current_database)) {
@@ -171,14 +169,18 @@ std::optional<int> StartUp(std::string_view command_line, StartUpHost& host) {
   const RunMode mode = RunModeOf(command_line);
   State().ntc_id = 0;
   State().active = mode == RunMode::kPreparedInteractive;
+  if (mode != RunMode::kInteractive) {
+    ReadCurrentDatabase();
+    State().ntc_id = platform::GetSettingInt(kOwnSection, "Ntc_id");
+  }
   if (mode != RunMode::kUnattended) return StartUpIn(mode, host);
-  const auto tell = [&](const std::string& fault) {
-    if (!fault.empty()) host.Tell(fault);
-  };
-  tell(StartUnattendedReport());
+  const std::string fault = StartUnattendedReport();
+  if (!fault.empty()) host.Tell(fault);
   const std::optional<int> status = StartUpIn(mode, host);
-  tell(FinishUnattendedReport());
-  return status;
+  const std::string last_fault = FinishUnattendedReport();
+  if (!last_fault.empty() && last_fault != fault) host.Tell(last_fault);
+  // Whoever waits for the report must not take an old one for that of this run.
+  return last_fault.empty() ? status : kRefused;
 }
 
 }  // namespace vnt

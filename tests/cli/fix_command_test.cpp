@@ -196,7 +196,7 @@ TEST_F(FixCommand, TheDifferencesOfADryRunAreADocumentAsInDiff) {
   EXPECT_GT(lines(csv.out).size(), 10U);
 
   // The report beside it; several files are one array, and what is refused is not in it.
-  const Outcome several = Fix({file_, At("missing.mdb"), copy, "--dry-run", "--diff", "--format", "json",
+  const Outcome several = Fix({file_, NewDatabase(), copy, "--dry-run", "--diff", "--format", "json",
                                "--only", "7", "--report", At("report")});
   EXPECT_EQ(several.code, kRefused);
   const nlohmann::json array = nlohmann::json::parse(several.out);
@@ -329,22 +329,24 @@ TEST_F(FixCommand, ARefusedFileStandsInTheReport) {
   EXPECT_EQ(RunCli({"fix", file_, "--only", "35", "--report", At("one.json")}).code, kRefused);
   EXPECT_EQ(Report("one.json")["outcome"], "refused");
   EXPECT_THAT(Report("one.json")["refusal"].get<std::string>(), HasSubstr("needs the reference database"));
-  EXPECT_EQ(Fix({file_, At("missing.mdb"), "--only", "7", "--report", At("two.json")}).code, kRefused);
+  const std::string other = NewDatabase();
+  EXPECT_EQ(Fix({file_, other, "--only", "7", "--report", At("two.json")}).code, kRefused);
   const nlohmann::json two = Report("two.json");
   ASSERT_EQ(two.size(), 2U);
   EXPECT_EQ(two[0]["outcome"], "done");
   EXPECT_EQ(two[1]["outcome"], "refused");
-  EXPECT_EQ(two[1]["file"], At("missing.mdb"));
-  EXPECT_THAT(two[1]["refusal"].get<std::string>(), HasSubstr("missing.mdb"));
+  EXPECT_EQ(two[1]["file"], other);
+  EXPECT_THAT(two[1]["refusal"].get<std::string>(), HasSubstr("no table vnt_ooak"));
   EXPECT_TRUE(two[0]["refusal"].is_null());
 }
 
 TEST_F(FixCommand, SeveralFilesAndNotices) {
   const std::string copy = At("copy.mdb");
   fs::copy_file(file_, copy);
-  const Outcome both = Fix({file_, At("missing.mdb"), copy, "--only", "15", "--report", At("all.json")});
+  const std::string other = NewDatabase();
+  const Outcome both = Fix({file_, other, copy, "--only", "15", "--report", At("all.json")});
   EXPECT_EQ(both.code, kRefused);
-  EXPECT_THAT(both.err, HasSubstr("vntfix: " + At("missing.mdb") + ": "));
+  EXPECT_THAT(both.err, HasSubstr("vntfix: " + other + ": "));
   EXPECT_TRUE(Rows(file_) == Rows(copy));
   EXPECT_EQ(Report("all.json").size(), 3U);
 
@@ -359,6 +361,55 @@ TEST_F(FixCommand, SeveralFilesAndNotices) {
     EXPECT_EQ(Fix({copy, "--notice", none}).code, kUsage) << none;
   }
   EXPECT_TRUE(Slurp(copy) == before);
+}
+
+// A slip in the last name is not heard of when the first run is done.
+TEST_F(FixCommand, NothingIsBegunWhenAFileIsNone) {
+  const std::string missing = At("22"), folder = test::Utf8Of(folder_);
+  fs::copy_file(test::PathOf(file_), test::PathOf(At("39")));
+  const auto before = Files();
+  const struct {
+    Arguments arguments;
+    std::string says;
+  } cases[] = {
+      {{file_, missing, "--only", "9"}, "vntfix: The file " + missing + " does not exist.\n"},
+      {{file_, "22", "--only", "9"},
+       "vntfix: The file 22 does not exist. Several fixes are named with commas: --only 9,22.\n"},
+      {{file_, "7", "--except", "9-11"}, "named with commas: --except 9-11,7.\n"},
+      {{file_, "40", "--only", "9"}, "vntfix: The file 40 does not exist.\n"},
+      {{file_, folder}, folder + " is a folder, not a file; name files: "},
+  };
+  for (const auto& c : cases) {
+    const Outcome refused = Fix(c.arguments);
+    EXPECT_EQ(refused.code, kRefused) << c.says;
+    EXPECT_THAT(refused.err, HasSubstr(c.says));
+    EXPECT_THAT(refused.err, testing::EndsWith("vntfix: Nothing was done, on no file.\n"));
+    EXPECT_EQ(refused.out, "");
+    EXPECT_EQ(Files(), before);
+  }
+  // A file may have such a name.
+  EXPECT_EQ(Fix({At("39"), "--only", "9"}).code, kOk);
+}
+
+TEST_F(FixCommand, AReportThatHasNoPlaceKeepsTheRunFromBeginning) {
+  const auto before = Files();
+  for (const std::string& place : {At("missing/r.json"), test::Utf8Of(folder_)}) {
+    const Outcome refused = Fix({file_, "--only", "9", "--report", place});
+    EXPECT_EQ(refused.code, kRefused);
+    EXPECT_EQ(refused.err, "vntfix: the report " + place + " cannot be written. Nothing was done.\n");
+  }
+  EXPECT_EQ(Fix({file_, "--dry-run", "--diff", "--report", "-"}).code, kUsage);
+  EXPECT_EQ(Files(), before);
+}
+
+TEST_F(FixCommand, AQuietDryRunSaysNothing) {
+  for (const Arguments& more : {Arguments{}, Arguments{"--notice", "100000002"}}) {
+    Arguments arguments{file_, "--dry-run", "--quiet", "--only", "9,33"};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    const Outcome dry = Fix(arguments);
+    EXPECT_EQ(dry.code, kOk);
+    EXPECT_EQ(dry.out + dry.err, "");
+  }
 }
 
 // What the catalogue says of its reach is what is so: all other rows of other notices stay.

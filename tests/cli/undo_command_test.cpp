@@ -10,10 +10,12 @@
 #include <tuple>
 
 #include "access/store/database.h"
+#include "platform/environment.h"
 #include "tests/cli/fix_fixture.h"
 #include "tests/matchers.h"
 
 #ifndef _WIN32
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #endif
@@ -294,9 +296,8 @@ TEST_F(UndoCommand, ARecordThatCannotBeWrittenIsToldAndTheRunStands) {
   EXPECT_TRUE(Slurp(file_) != before);
 }
 
-// Not the part of a backup that a copy has left, nor one that was changed: what is there stays, until
-// somebody moves the damaged one away.
-TEST_F(UndoCommand, ForcePutsNoDamagedBackupBack) {
+// Not the part of a backup that a copy has left, nor one that was changed: the next older one is taken.
+TEST_F(UndoCommand, ForcePassesDamagedBackupsOver) {
   const std::string before = Slurp(file_);
   ASSERT_EQ(Fix({file_, "--only", "7", "--backup"}).code, kOk);
   const fs::path older = BackupsOf(file_).front();
@@ -333,30 +334,154 @@ TEST_F(UndoCommand, ForcePutsNoDamagedBackupBack) {
       } else {
         fs::remove(newest.string() + ".json");
       }
+      EXPECT_THAT(RunCli({"undo", file_, "--list"}).out, HasSubstr(", damaged\n"));
+      const std::string told = "The backup " + newest.string() + " was passed over, because it is damaged: " +
+                               (has_record ? "it is not what it was when it was made." : "");
+      const Outcome forced = RunCli({"undo", file_, "--force"});
+      EXPECT_EQ(forced.code, kOk) << forced.err;
+      EXPECT_THAT(forced.err, HasSubstr(told));
+      EXPECT_TRUE(Slurp(file_) == before);
+      // By its name too, but with a word.
       const auto files = Files();
-      const Outcome refused = RunCli({"undo", file_, "--force"});
+      const Outcome refused = RunCli({"undo", file_, "--from", newest.string()});
       EXPECT_EQ(refused.code, kRefused);
-      EXPECT_THAT(refused.err, HasSubstr("The backup " + newest.string()));
-      EXPECT_THAT(refused.err,
-                  HasSubstr(has_record ? "is not what it was when it was made"
-                                       : "has no record that tells what it was, and is damaged: "));
-      EXPECT_THAT(refused.err, HasSubstr("Nothing was changed. With it moved away"));
+      EXPECT_THAT(refused.err, HasSubstr("Nothing was changed. With --force it is put back all the same."));
       EXPECT_EQ(Files(), files);
+      const Outcome taken = RunCli({"undo", file_, "--from", newest.filename().string(), "--force"});
+      EXPECT_EQ(taken.code, kOk) << taken.err;
+      EXPECT_THAT(taken.err, HasSubstr(" is damaged: "));
+      EXPECT_TRUE(Slurp(file_) == c.content);
+      for (const fs::path& backup : BackupsOf(file_)) {
+        if (std::ranges::find(backups, backup) == backups.end()) fs::remove(backup);
+      }
+      std::ofstream(file_, std::ios::binary) << present;
     }
   }
+  // With no other left there is nothing to take.
+  fs::rename(older, older.string() + ".away");
+  const auto files = Files();
+  const Outcome none = RunCli({"undo", file_, "--force"});
+  EXPECT_EQ(none.code, kRefused);
+  EXPECT_THAT(none.err, HasSubstr("There is no sound backup of " + file_));
+  EXPECT_EQ(Files(), files);
   // Whole, it needs no record.
   std::ofstream(newest, std::ios::binary) << whole;
+  fs::remove(newest.string() + ".json");
   EXPECT_EQ(RunCli({"undo", file_, "--force"}).code, kOk);
   EXPECT_TRUE(Slurp(file_) == whole);
   EXPECT_EQ(RunCli({"undo", file_}).code, kOk);
   EXPECT_TRUE(Slurp(file_) == present);
-  for (const fs::path& backup : BackupsOf(file_)) {
-    if (backup != older) fs::rename(backup, backup.string() + ".away");
+}
+
+// What a damaged file was is kept, and not called good the next time.
+TEST_F(UndoCommand, WhatWasDamagedWhenItWasUndoneIsNotTakenByItself) {
+  const std::string before = Slurp(file_);
+  ASSERT_EQ(Fix({file_, "--only", "9", "--backup"}).code, kOk);
+  const auto damage = [&](char byte) {
+    std::string torn = Slurp(file_);
+    torn.replace(torn.size() / 2, 65536, 65536, byte);
+    std::ofstream(file_, std::ios::binary) << torn;
+    ASSERT_EQ(RunCli({"check", file_}).code, kFailed);
+  };
+  for (const char byte : {'\x5A', '\x33', '\x77'}) {
+    damage(byte);
+    const Outcome undone = RunCli({"undo", file_, "--force"});
+    EXPECT_EQ(undone.code, kOk) << undone.err;
+    EXPECT_TRUE(Slurp(file_) == before);
+    EXPECT_EQ(RunCli({"check", file_}).code, kOk);
+    EXPECT_THAT(RunCli({"undo", file_, "--list"}).out, HasSubstr("undone, damaged\n"));
+    const Outcome back = RunCli({"undo", file_});
+    EXPECT_EQ(back.code, kRefused);
+    EXPECT_THAT(back.err, HasSubstr(" is damaged: "));
   }
-  const Outcome oldest = RunCli({"undo", file_, "--force"});
-  EXPECT_EQ(oldest.code, kOk) << oldest.err;
+  const Outcome again = RunCli({"undo", file_, "--force"});
+  EXPECT_EQ(again.code, kRefused);
+  EXPECT_THAT(again.err, HasSubstr("that differs from what it is now."));
   EXPECT_TRUE(Slurp(file_) == before);
 }
+
+TEST_F(UndoCommand, ForcePutsAMissingFileBack) {
+  const std::string before = Slurp(file_);
+  ASSERT_EQ(Fix({file_, "--only", "9", "--backup"}).code, kOk);
+  fs::remove(test::PathOf(file_));
+  const Outcome refused = RunCli({"undo", file_});
+  EXPECT_EQ(refused.code, kRefused);
+  EXPECT_THAT(refused.err, HasSubstr("With vntfix undo --force the newest sound one is put back."));
+  std::ofstream(file_ + "-vntjournal") << "of a run";
+  EXPECT_EQ(RunCli({"undo", file_, "--force"}).code, kRefused);
+  EXPECT_FALSE(fs::exists(test::PathOf(file_)));
+  fs::remove(test::PathOf(file_ + "-vntjournal"));
+  const Outcome back = RunCli({"undo", file_, "--force"});
+  EXPECT_EQ(back.code, kOk) << back.err;
+  EXPECT_THAT(back.out, testing::Not(HasSubstr("until now")));
+  EXPECT_TRUE(Slurp(file_) == before);
+  EXPECT_EQ(BackupsOf(file_).size(), 1U);
+  // Nothing of another name is made by a slip.
+  EXPECT_EQ(RunCli({"undo", At("notice.mdb"), "--force"}).code, kRefused);
+  EXPECT_FALSE(fs::exists(folder_ / "notice.mdb"));
+}
+
+// Several databases of one name, with their backups in one folder.
+TEST_F(UndoCommand, OnlyTheFilesOwnBackupsCount) {
+  const std::string backups = At("backups"), a = At("a/n.mdb"), b = At("b/n.mdb");
+  for (const char* folder : {"a", "b", "backups"}) fs::create_directory(test::PathOf(At(folder)));
+  for (const std::string& file : {a, b}) fs::copy_file(test::PathOf(file_), test::PathOf(file));
+  ASSERT_EQ(RunCli({"sql", b, "delete from history"}).code, kOk);
+  ASSERT_EQ(Fix({b, "--only", "3", "--backup-folder", backups}).code, kOk);
+  EXPECT_THAT(RunCli({"undo", a, "--backup-folder", backups, "--list"}).out, testing::Not(HasSubstr(".bak")));
+  EXPECT_THAT(RunCli({"undo", b, "--backup-folder", backups, "--list"}).out, HasSubstr(".bak"));
+  const auto files = Files();
+  for (const char* more : {"--backup-folder", "--force"}) {
+    Arguments arguments{"undo", a, "--backup-folder", backups};
+    if (more == std::string("--force")) arguments.emplace_back(more);
+    const Outcome refused = RunCli(arguments);
+    EXPECT_EQ(refused.code, kRefused);
+    // The name of the file once.
+    EXPECT_THAT(refused.err, testing::StartsWith("vntfix: There is no backup of " + a + " in the folder "));
+  }
+  fs::path backup;
+  for (const auto& entry : fs::directory_iterator(test::PathOf(backups))) {
+    if (entry.path().extension() == ".bak") backup = entry.path();
+  }
+  const std::string name = test::Utf8Of(backup.filename());
+  const Outcome other = RunCli({"undo", a, "--backup-folder", backups, "--from", name});
+  EXPECT_EQ(other.code, kRefused);
+  EXPECT_THAT(other.err, HasSubstr(" is of " + b + ", as its record says."));
+  EXPECT_EQ(Files(), files);
+  // Without its record it may be of either, and is taken only by name.
+  fs::remove(test::PathOf(test::Utf8Of(backup) + ".json"));
+  for (const std::string& file : {a, b}) {
+    EXPECT_THAT(RunCli({"undo", file, "--backup-folder", backups, "--list"}).out,
+                HasSubstr("without a record: the run did not come to its end, perhaps of another file"));
+    const Outcome refused = RunCli({"undo", file, "--backup-folder", backups, "--force"});
+    EXPECT_EQ(refused.code, kRefused);
+    EXPECT_THAT(refused.err,
+                HasSubstr("no record that tells of which file it is. With --from it is put back"));
+  }
+  EXPECT_EQ(RunCli({"undo", b, "--backup-folder", backups, "--from", name}).code, kOk);
+  EXPECT_TRUE(Slurp(test::PathOf(b)) == Slurp(backup));
+}
+
+#ifndef _WIN32
+// The name that the copy has meanwhile is nobody's business.
+TEST_F(UndoCommand, AFullDiskIsToldByTheNameOfTheDatabase) {
+  ASSERT_EQ(Fix({file_, "--only", "9", "--backup"}).code, kOk);
+  std::ofstream(test::PathOf(file_), std::ios::binary) << std::string(100000, 'x');
+  const auto files = Files();
+  struct rlimit former;
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &former), 0);
+  rlimit smaller = former;
+  smaller.rlim_cur = 200000;
+  platform::LetLargeFilesFail();
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &smaller), 0);
+  const Outcome full = RunCli({"undo", file_, "--force"});
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &former), 0);
+  EXPECT_EQ(full.code, kRefused) << full.out;
+  EXPECT_THAT(full.err, HasSubstr("The file " + file_ + " cannot be written: "));
+  EXPECT_THAT(full.err, testing::Not(HasSubstr(".undo")));
+  EXPECT_EQ(Files(), files);
+}
+#endif
 
 #ifndef _WIN32
 // Whoever undoes a run: the database stays whose it was.

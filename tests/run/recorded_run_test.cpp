@@ -20,7 +20,13 @@ TEST(RecordedRun, TellsWhatTheFileBecomesAlsoWhereAReaderHoldsThatOff) {
     recording.fingerprints = true;
     RunObserver observer;
     const RunRecord record = RunRecorded(FixSelection().set(7).set(22), {}, recording, observer);
+    // It is told once, and is no error of a fix or of the history.
     EXPECT_EQ(record.result.failed(), has_reader);
+    EXPECT_EQ(databases.messages.shown.size(), has_reader ? 1U : 0U);
+    for (const FixResult& fix : record.result.fixes) EXPECT_TRUE(fix.errors.empty());
+    EXPECT_EQ(record.result.fixes.back().unsaved.has_value(), has_reader);
+    EXPECT_EQ(RecordText(record, RecordFormat::kJson).find("\"unsaved\": null") == std::string::npos,
+              has_reader);
     EXPECT_NE(record.after, "");
     EXPECT_NE(record.after, record.before);
     if (has_reader) {

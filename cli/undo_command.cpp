@@ -42,7 +42,7 @@ int Undo(const UndoOptions& options, Streams& streams) {
                              undone.of_undoing ? "undoing" : "run", undone.restored);
   if (!undone.kept.empty()) streams.out << fmt::format("What it was until now: {}\n", undone.kept);
   if (!undone.remark.empty()) streams.err << fmt::format("vntfix: {}\n", undone.remark);
-  return kOk;
+  return undone.durable ? kOk : kFailed;
 }
 
 }  // namespace vnt::cli

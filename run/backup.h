@@ -49,6 +49,7 @@ struct Undone {
   std::string restored;               // the backup whose content the database has now
   std::string kept;                   // the backup of what it had before; empty: it was missing
   bool of_undoing = false;            // what was undone was an undoing
+  bool durable = true;                // false: a power cut may bring back what the database had before
   std::string remark;                 // a sentence on what could not be kept; empty: all was
   std::vector<std::string> warnings;  // sentences on backups that are damaged, or may be of another file
 };

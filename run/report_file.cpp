@@ -6,6 +6,7 @@
 #include "access/base/error.h"
 #include "access/file/copy_file.h"
 #include "access/store/file_kind.h"
+#include "platform/device.h"
 #include "platform/paths.h"
 
 namespace vnt {
@@ -63,6 +64,9 @@ void ReplaceWhole(jet::FileSystem& files, const std::string& path, std::string_v
 }
 
 bool WriteReportFile(const std::string& path, std::string_view text) {
+  if (IsDeviceOrPipe(path)) return platform::WriteToDevice(PathOf(path), text);
+  // One may have come to this place since it was looked at before the run.
+  if (WouldOverwriteDatabase(path)) return false;
   if (IsReplaceable(path)) {
     try {
       ReplaceWhole(jet::PlatformFileSystem(), path, text);

@@ -13,8 +13,9 @@ namespace vnt {
 // the former stays; kReadOnly and kLocked also when it may not be written to.
 void ReplaceWhole(jet::FileSystem& files, const std::string& path, std::string_view content);
 
-// The same for a report, wherever its user wants it: to a device or a pipe it is just written, and where no
-// file may be made beside it, into the one that is there. False when it could not be written in full.
+// The same for a report, wherever its user wants it: to a device or a pipe that somebody reads from it is
+// just written, and where no file may be made beside it, into the one that is there. False when it could not
+// be written in full, or a database or a journal stands there.
 bool WriteReportFile(const std::string& path, std::string_view text);
 
 // What stands there until the report does: whoever is killed leaves it, and not the report of a former run.

@@ -185,11 +185,13 @@ namespace {
 class RecordReader {
  public:
   explicit RecordReader(const std::string& path) : path_(path) {
-    std::ifstream in(platform::PathOf(path), std::ios::binary);
+    // Whoever opens a pipe may wait for its other end.
     std::error_code ignored;
-    if (!in.is_open() || !std::filesystem::is_regular_file(platform::PathOf(path), ignored)) {
+    const bool is_file = std::filesystem::is_regular_file(platform::PathOf(path), ignored);
+    std::ifstream in;
+    if (is_file) in.open(platform::PathOf(path), std::ios::binary);
+    if (!in.is_open())
       throw jet::Error(jet::ErrorKind::kNotFound, fmt::format("There is no record {}.", path));
-    }
     const std::string text{std::istreambuf_iterator<char>(in), {}};
     if (in.bad()) Fail("it cannot be read to its end");
     if (text.empty()) Fail("it is empty");

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include <fmt/format.h>
+#include <fmt/ranges.h>
 
 #include "access/base/error.h"
 #include "access/check/check.h"
@@ -225,10 +226,8 @@ void PutBackMissing(jet::FileSystem& files, const std::string& file, const Backu
   InWordsOfTheFile(file, [&] { jet::CopyFile(files, *backup, file, progress); });
 }
 
-// A sentence on what could not be kept of the rights.
-std::string PutBack(jet::FileSystem& files, const std::string& file, const std::string& folder,
-                    const Backup& chosen, CurrentFile& current, RunRecord& record,
-                    const jet::CopyProgress& advance) {
+void PutBack(jet::FileSystem& files, const std::string& file, const std::string& folder, const Backup& chosen,
+             CurrentFile& current, RunRecord& record, Undone& undone, const jet::CopyProgress& advance) {
   const auto backup = files.Open(chosen.path, jet::OpenMode::kRead);
   record.after = jet::Fingerprint(*backup, advance);
   const auto rights = platform::FileRights::Of(PathOf(file));
@@ -253,10 +252,19 @@ std::string PutBack(jet::FileSystem& files, const std::string& file, const std::
     throw jet::Error(jet::ErrorKind::kIo,
                      fmt::format("{} was changed by another program meanwhile. It stays as it is.", file));
   }
-  replacement->Commit();
-  if (rights.GiveTo(PathOf(file))) return {};
-  return fmt::format("{} has another owner or group now, and whoever could open it before may be unable to.",
-                     file);
+  undone.durable = replacement->Commit();
+  std::vector<std::string> remarks;
+  if (!undone.durable) {
+    remarks.push_back(
+        fmt::format("{} is back, but its folder could not be written to the disk: a power cut may bring back "
+                    "what it was until now.",
+                    file));
+  }
+  if (!rights.GiveTo(PathOf(file))) {
+    remarks.push_back(fmt::format(
+        "{} has another owner or group now, and whoever could open it before may be unable to.", file));
+  }
+  undone.remark = fmt::to_string(fmt::join(remarks, " "));
 }
 
 }  // namespace
@@ -306,7 +314,7 @@ Undone UndoLastRun(jet::FileSystem& files, const std::string& file, const std::s
   undone.of_undoing = chosen.record && chosen.record->kind == RecordKind::kUndo;
   undone.warnings = choice.TakeWarnings();
   if (current) {
-    undone.remark = PutBack(files, file, folder, chosen, *current, record, advance);
+    PutBack(files, file, folder, chosen, *current, record, undone, advance);
     undone.kept = record.backup;
   } else {
     PutBackMissing(files, files.ResolveLinks(file), chosen, progress);

@@ -63,13 +63,17 @@ std::string CopyBeside(FileSystem& files, File& from, const std::string& to, Fil
   });
 }
 
-void GiveName(FileSystem& files, const std::string& unfinished, const std::string& path) {
+void Rename(FileSystem& files, const std::string& unfinished, const std::string& path) {
   try {
     files.Rename(unfinished, path);
   } catch (const Error&) {
     files.Remove(unfinished);
     throw;
   }
+}
+
+void GiveName(FileSystem& files, const std::string& unfinished, const std::string& path) {
+  Rename(files, unfinished, path);
   files.SyncFolder(path);
 }
 
@@ -125,7 +129,15 @@ Replacement::~Replacement() {
   }
 }
 
-void Replacement::Commit() { GiveName(files_, std::exchange(unfinished_, {}), path_); }
+bool Replacement::Commit() {
+  Rename(files_, std::exchange(unfinished_, {}), path_);
+  try {
+    files_.SyncFolder(path_);
+    return true;
+  } catch (const Error&) {
+    return false;
+  }
+}
 
 std::string Fingerprint(File& file, const CopyProgress& progress) {
   constexpr std::uint64_t kSeeds[] = {1, 0x9E3779B97F4A7C15u};

@@ -40,7 +40,8 @@ class Replacement {
   static bool RemoveUnfinished(FileSystem& files, const std::string& path);
 
   // Puts it in its place: whoever looks finds the one or the other. On Windows the file must not be open.
-  void Commit();
+  // False when it is there, but a power cut may still bring the former one back.
+  bool Commit();
 
  private:
   FileSystem& files_;

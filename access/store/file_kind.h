@@ -6,7 +6,8 @@
 
 namespace jet {
 
-// Whether the file begins as an Access database or as a journal of one. False for one that cannot be read.
+// Whether the file begins as an Access database or as a journal of one, or as a SQLite database. False for
+// one that cannot be read.
 bool IsDatabaseOrJournal(const std::filesystem::path& path);
 
 // Error(kNotSupported) for a name that a journal has: what stands there is taken for that of the database

@@ -297,6 +297,19 @@ TEST_F(UndoCommand, ARecordThatCannotBeWrittenIsToldAndTheRunStands) {
 }
 
 // Not the part of a backup that a copy has left, nor one that was changed: the next older one is taken.
+// What does not tell of its run keeps nobody waiting.
+#ifndef _WIN32
+TEST_F(UndoCommand, APipeIsNoRecord) {
+  ASSERT_EQ(Fix({file_, "--only", "15", "--backup"}).code, kOk);
+  const std::string record = BackupsOf(file_).front().string() + ".json";
+  fs::remove(record);
+  ASSERT_EQ(mkfifo(record.c_str(), 0600), 0);
+  EXPECT_EQ(RunCli({"undo", file_, "--list"}).code, kOk);
+  EXPECT_EQ(RunCli({"undo", file_}).code, kRefused);
+  EXPECT_EQ(RunCli({"undo", file_, "--force"}).code, kOk);
+}
+#endif
+
 TEST_F(UndoCommand, ForcePassesDamagedBackupsOver) {
   const std::string before = Slurp(file_);
   ASSERT_EQ(Fix({file_, "--only", "7", "--backup"}).code, kOk);

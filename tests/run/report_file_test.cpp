@@ -7,8 +7,10 @@
 #include <iterator>
 
 #ifndef _WIN32
+#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #endif
 
 #include "access/base/error.h"
@@ -86,6 +88,22 @@ TEST_F(ReportFileTest, GoesWhereItsNameLeads) {
   EXPECT_EQ(Files(), 2U);
 }
 
+// It was somebody's report when the run began.
+TEST_F(ReportFileTest, NoDatabaseIsOverwrittenThatCameMeanwhile) {
+  for (const std::string& head :
+       {std::string("\0\1\0\0Standard Jet DB", 19), std::string("\0\1\0\0Sxandxrd ACE DB", 19),
+        std::string("SQLite format 3\0", 16), std::string("pgjrnl\032\005", 8)}) {
+    EXPECT_TRUE(BeginReportFile(At("report"), kFormer));
+    std::ofstream(folder_ / "report", std::ios::binary)
+        .write(head.data(), static_cast<std::streamsize>(head.size()));
+    EXPECT_FALSE(WriteReportFile(At("report"), kLater));
+    EXPECT_EQ(Read("report"), head);
+    fs::remove(folder_ / "report");
+  }
+  EXPECT_FALSE(WriteReportFile(At("a.mdb-vntjournal"), kLater));
+  EXPECT_EQ(Files(), 0U);
+}
+
 #ifndef _WIN32
 TEST_F(ReportFileTest, LinksDevicesAndRightsStayWhatTheyAre) {
   fs::create_symlink("report", folder_ / "link");
@@ -113,6 +131,14 @@ TEST_F(ReportFileTest, NoPipeIsWaitedForBeforeThereIsAReport) {
   ASSERT_EQ(mkfifo(At("pipe").c_str(), 0600), 0);
   EXPECT_FALSE(WouldOverwriteDatabase(At("pipe")));
   EXPECT_TRUE(BeginReportFile(At("pipe"), kFormer));
+  EXPECT_FALSE(WriteReportFile(At("pipe"), kLater));
+  const int reader = open(At("pipe").c_str(), O_RDONLY | O_NONBLOCK);
+  ASSERT_GE(reader, 0);
+  EXPECT_TRUE(WriteReportFile(At("pipe"), kLater));
+  std::string read(kLater.size(), ' ');
+  EXPECT_EQ(::read(reader, read.data(), read.size()), static_cast<ssize_t>(kLater.size()));
+  EXPECT_EQ(read, kLater);
+  close(reader);
   for (const auto& [content, is_database] :
        {std::pair("\0\1\0\0Standard Jet DB", true), {"a report", false}}) {
     std::ofstream(folder_ / "file", std::ios::binary).write(content, is_database ? 19 : 8);

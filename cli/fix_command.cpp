@@ -293,7 +293,7 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
       differences.Print(file, *overlay);
     }
   } catch (const ChoiceError& error) {
-    refuse(error.what(), kUsage);
+    refuse(error.what(), kRefused);
   } catch (const jet::Error& error) {
     refuse(ErrorText(db::ToDbError(error)), InterruptedStatus() != 0 ? InterruptedStatus() : kRefused);
   } catch (const OutputFailed&) {

@@ -71,7 +71,7 @@ int RunCommand(const std::vector<std::string>& arguments, Streams& streams) {
   } catch (const jet::Error& e) {
     Tell(*request, db::ToDbError(e), streams);
     if (e.kind() == jet::ErrorKind::kInterrupted) return InterruptedStatus();
-    return e.is_refusal() ? kRefused : kFailed;
+    return e.is_refusal() || e.kind() == jet::ErrorKind::kNoTable ? kRefused : kFailed;
   } catch (const db::DbError& e) {
     Tell(*request, e, streams);
     if (e.number() == db::kErrInterrupted) return InterruptedStatus();
@@ -94,7 +94,9 @@ int Run(const std::vector<std::string>& arguments, Streams streams) {
   streams.out.flush();
   streams.err.flush();
   if (streams.out && streams.err) return code;
-  if (streams.err) streams.err << "vntfix: the output could not be written.\n" << std::flush;
+  // Whoever leaves a pipe has read what they wanted.
+  const bool is_told = streams.err && !(streams.is_piped && !streams.out);
+  if (is_told) streams.err << "vntfix: the output could not be written.\n" << std::flush;
   return code == kOk ? kUnwritten : code;
 }
 

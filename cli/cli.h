@@ -1,6 +1,7 @@
 // vntfix: the command line tool. Results go to standard output, messages and progress to standard error.
 #pragma once
 
+#include <cstddef>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -21,6 +22,8 @@ struct Streams {
   std::ostream& out;
   std::ostream& err;
   bool progress = false;  // err is a terminal
+  std::size_t width = 0;  // of the terminal that out is, in columns; 0: it is none
+  bool is_piped = false;  // out is a pipe: writing fails only when nobody reads any more
 };
 
 // `arguments` without the program's name. Gives an ExitCode, or 128 and the number of the signal that ended

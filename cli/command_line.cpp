@@ -117,7 +117,8 @@ void AddFix(CLI::App& app, Request& r) {
   fix->add_flag("--discard-journal", options.discard_journal,
                 "First drop what a run that did not end has saved beside the file, and lose it")
       ->excludes(dry_run);
-  Named(fix->add_option("--report", options.report, "Write what was done to this file"), "FILE");
+  Named(fix->add_option("--report", options.report, "Write what was done to this file; - is standard output"),
+        "FILE");
   AddChoice(*fix, "--format", options.format, kDiffFormats,
             "Of the report (text or json; default: json where its name ends in .json) and of what --diff "
             "prints (default: text). With --diff and csv or json the lines of the run go to standard error");
@@ -136,7 +137,12 @@ void AddFix(CLI::App& app, Request& r) {
   AddLogin(*fix, r.login);
   auto* quiet = fix->add_flag("--quiet", options.quiet, "Print errors only");
   fix->add_flag("--verbose", options.verbose, "Print every error that differs in a word")->excludes(quiet);
-  fix->footer(R"(Examples:
+  fix->footer(R"(Each line has the rows that a fix wrote and, with --backup, --report or
+--dry-run, how many changed: rows that came, went or hold another value
+afterwards. A row whose key changes counts twice, as one that went and one that
+came.
+
+Examples:
   vntfix fix nightly.mdb --reference ref.mdb --dry-run --diff
   vntfix fix nightly.mdb --reference ref.mdb --dry-run --diff --format json
   vntfix fix nightly.mdb --reference ref.mdb --backup --report nightly.json
@@ -163,7 +169,8 @@ void AddFix(CLI::App& app, Request& r) {
 )");
 
   CLI::App* list = app.add_subcommand("list", "List the fixes: index, default tick, caption, what it does");
-  list->add_option("FIX", r.list.fixes, "Only these fixes: numbers (7), ranges (7-9) or words of a caption");
+  list->add_option("FIX", r.list.fixes,
+                   "Only these fixes: numbers (7), ranges (7-9) or words, for all whose caption has them");
   list->add_flag("--sql", r.list.sql, "The statements of each, on Access and on Ingres");
   list->footer("Examples:\n  vntfix list\n  vntfix list 22 --sql\n");
 }
@@ -203,7 +210,9 @@ void AddReading(CLI::App& app, Request& r) {
   AddFile(*sql, r.sql.file);
   sql->add_option("STATEMENT", r.sql.statements,
                   "Statements (default: from standard input, each ended by ';')");
-  sql->add_flag("--csv", r.sql.csv, "Results as CSV");
+  auto* csv = sql->add_flag("--csv", r.sql.csv, "Results as CSV");
+  sql->add_flag("--json", r.sql.json, "Results as JSON: for each query an array with an object for each row")
+      ->excludes(csv);
   auto* read_only =
       sql->add_flag("--read-only", r.sql.read_only, "Refuse every statement that would change something");
   sql->add_flag("--transaction", r.sql.transaction, "All statements or, when one fails, none")
@@ -262,6 +271,11 @@ void AddMaking(CLI::App& app, Request& r) {
   sample->footer("Examples:\n  vntfix sample practice --notices 30\n");
 }
 
+void AddHelp(CLI::App& app, Request& r) {
+  CLI::App* help = app.add_subcommand("help", "Tell more of a command");
+  help->add_option("COMMAND", r.topic, "Which one (default: what commands there are)");
+}
+
 // "--backup FOLDER" is understood too: a folder among the files can be nothing else.
 void TakeBackupFolder(Request& r) {
   FixOptions& options = r.fix;
@@ -282,6 +296,7 @@ std::vector<std::string> OptionNames(const CLI::App& app) {
   std::vector<std::string> names;
   for (const CLI::Option* option : app.get_options()) {
     for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    for (const std::string& name : option->get_snames()) names.push_back("-" + name);
   }
   return names;
 }
@@ -291,6 +306,12 @@ std::vector<std::string> CommandNames(const CLI::App& app) {
     names.push_back(command->get_name());
   }
   return names;
+}
+
+// No number that is less than nothing.
+bool LooksLikeOption(const std::string& word) {
+  constexpr std::string_view kNumber = ".0123456789";
+  return word.size() > 1 && word[0] == '-' && kNumber.find(word[1]) == std::string_view::npos;
 }
 
 std::string Meant(const std::string& nearest) {
@@ -311,10 +332,18 @@ std::string UnknownWord(const CLI::App& app, const CLI::App* command,
   for (const std::string& argument : arguments) {
     if (argument == "--") break;
     const std::string name = argument.substr(0, argument.find('='));
-    if (!name.starts_with("--") || std::ranges::find(names, name) != names.end()) continue;
-    return fmt::format("there is no option '{}'{}", name, Meant(Nearest(name, names)));
+    if (!LooksLikeOption(name) || std::ranges::find(names, name) != names.end()) continue;
+    const std::string nearest = name.starts_with("--") ? Nearest(name, names) : "";
+    return fmt::format("there is no option '{}'{}", name, Meant(nearest));
   }
   return {};
+}
+
+// What `help` prints; empty for a command that there is not.
+std::string HelpOn(const CLI::App& app, const std::string& topic) {
+  if (topic.empty()) return HelpText(app);
+  const std::vector<std::string> names = CommandNames(app);
+  return std::ranges::find(names, topic) == names.end() ? "" : HelpText(*app.get_subcommand(topic));
 }
 
 constexpr char kProgram[] = "vntfix";
@@ -322,7 +351,8 @@ constexpr char kPurpose[] = "Repairs and normalises databases of satellite netwo
 
 void Build(CLI::App& app, Request& request) {
   app.set_version_flag(
-      "--version", fmt::format("vntfix {}.{}.{}", VNT_VERSION_MAJOR, VNT_VERSION_MINOR, VNT_VERSION_REVISION),
+      "-V,--version",
+      fmt::format("vntfix {}.{}.{}", VNT_VERSION_MAJOR, VNT_VERSION_MINOR, VNT_VERSION_REVISION),
       "Print the version");
   // A word that starts with a slash is a path, also where other programs take it for an option.
   app.allow_windows_style_options(false);
@@ -331,6 +361,7 @@ void Build(CLI::App& app, Request& request) {
   AddFix(app, request);
   AddReading(app, request);
   AddMaking(app, request);
+  AddHelp(app, request);
   app.footer("vntfix COMMAND --help tells more of each.\n");
 }
 
@@ -380,6 +411,13 @@ std::optional<Request> ParseCommandLine(const std::vector<std::string>& argument
     return {};
   }
   request->command = command()->get_name();
+  if (request->command == "help") {
+    const std::string help = HelpOn(app, request->topic);
+    if (help.empty()) streams.err << "vntfix: " << UnknownWord(app, nullptr, {request->topic}) << '\n';
+    streams.out << help;
+    *status = help.empty() ? kUsage : kOk;
+    return {};
+  }
   TakeBackupFolder(*request);
   return request;
 }

@@ -31,6 +31,7 @@ struct Request {
   SqlOptions sql;
   SampleCommandOptions sample;
   CopyOptions copy;
+  std::string topic;  // of help
   ServerLogin login;
 
   // The databases that the command opens.

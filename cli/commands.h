@@ -99,7 +99,7 @@ int Diff(const DiffOptions& options, Streams& streams);
 struct SqlOptions {
   std::string file;
   std::vector<std::string> statements;  // empty: from standard input
-  bool csv = false;
+  bool csv = false, json = false;
   bool read_only = false;
   bool transaction = false;  // all statements or none
 };

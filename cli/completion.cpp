@@ -169,6 +169,12 @@ Completion Values(const CLI::Option& option, const std::string& typed,
   return values;
 }
 
+std::vector<Candidate> CommandsOf(const CLI::App& app) {
+  std::vector<Candidate> commands;
+  for (const CLI::App* c : Commands(app)) commands.push_back({c->get_name(), c->get_description()});
+  return commands;
+}
+
 // The options that can still be given.
 std::vector<Candidate> Options(const CLI::App& app, const Line& line) {
   std::vector<Candidate> names;
@@ -199,12 +205,12 @@ Completion CompleteOn(const CLI::App& app, const std::vector<std::string>& befor
     return values;
   }
   if (line.command == nullptr) {
-    std::vector<Candidate> commands;
-    for (const CLI::App* c : Commands(app)) commands.push_back({c->get_name(), c->get_description()});
-    return {"none", BeginningWith(typed, commands)};
+    return {"none", BeginningWith(typed, CommandsOf(app))};
   }
   const CLI::Option* argument = NextArgument(scope, line.arguments.size());
   if (argument == nullptr) return {};
+  if (argument->get_name(/*positional=*/true) == "COMMAND")
+    return {"none", BeginningWith(typed, CommandsOf(app))};
   return Values(*argument, typed, line.arguments);
 }
 

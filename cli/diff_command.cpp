@@ -18,7 +18,7 @@ int Diff(const DiffOptions& options, Streams& streams) {
       !compare::HasNotice(*new_database, notice)) {
     streams.err << fmt::format("vntfix: neither {} nor {} has a notice {}.\n", options.old_file,
                                options.new_file, notice);
-    return kUsage;
+    return kRefused;
   }
   try {
     const auto writer = MakeDiffWriter(
@@ -33,9 +33,7 @@ int Diff(const DiffOptions& options, Streams& streams) {
   } catch (const OutputFailed&) {
     return kUnwritten;
   } catch (const jet::Error& error) {
-    const bool is_usage =
-        error.kind() == jet::ErrorKind::kNoTable || error.kind() == jet::ErrorKind::kInvalid;
-    if (is_usage) {
+    if (error.kind() == jet::ErrorKind::kInvalid) {
       streams.err << "vntfix: " << error.what() << '\n';
       return kUsage;
     }

@@ -104,15 +104,15 @@ std::string NoSuchWords(std::string_view text, const std::vector<std::string>& w
   return fmt::format("No fix has the words \"{}\" in its caption; vntfix list shows them all.", text);
 }
 
-const FixEntry& FixOfWords(std::string_view text) {
+std::vector<const FixEntry*> FixesOfWords(std::string_view text, Matches matches) {
   const std::vector<std::string> words = Words(text);
   std::vector<const FixEntry*> found;
   for (const FixEntry& fix : FixCatalogue()) {
-    if (jet::EqualNames(fix.caption, text)) return fix;
+    if (jet::EqualNames(fix.caption, text)) return {&fix};
     if (HasWords(fix, words)) found.push_back(&fix);
   }
   if (found.empty()) throw ChoiceError(NoSuchWords(text, words));
-  if (found.size() == 1) return *found.front();
+  if (found.size() == 1 || matches == Matches::kAll) return found;
   std::string candidates;
   for (const FixEntry* fix : found) {
     candidates += fmt::format("{}{} \"{}\"", candidates.empty() ? "" : ", ", fix->index, fix->caption);
@@ -122,11 +122,12 @@ const FixEntry& FixOfWords(std::string_view text) {
 
 }  // namespace
 
-FixSelection ChooseFixes(std::string_view text) {
+FixSelection ChooseFixes(std::string_view text, Matches matches) {
   FixSelection selection;
   ForEachPart(text, [&](std::string_view part) {
     if (!IsNumeric(part)) {
-      selection.set(static_cast<std::size_t>(FixOfWords(part).index));
+      for (const FixEntry* fix : FixesOfWords(part, matches))
+        selection.set(static_cast<std::size_t>(fix->index));
       return;
     }
     const NoticeRange range = Range(part, kFixes);

@@ -19,7 +19,9 @@ class ChoiceError : public std::runtime_error {
 
 // Several with commas between them: an index ("7"), a range of them ("7-9"), or words of a caption in any
 // letter case ("sort freq"), each the beginning of a word of it, which no other caption has all.
-FixSelection ChooseFixes(std::string_view text);
+enum class Matches { kOne, kAll };
+// With kAll, words choose every fix whose caption has them.
+FixSelection ChooseFixes(std::string_view text, Matches matches = Matches::kOne);
 
 // Whether it is the number of a fix.
 bool IsFixNumber(std::string_view text);

@@ -114,9 +114,18 @@ bool IsNoticeSource(db::ServerSession& session) {
   }
 }
 
+// With a hint where nothing names it, and the file that is meant is not far.
 std::string ReferenceNamedBy(const FixOptions& options) {
   if (options.reference) return "--reference";
-  return fmt::format("--reference, else VeltRefdb in section [GLOBAL] of {}", platform::SettingsFile());
+  std::string named =
+      fmt::format("--reference, else VeltRefdb in section [GLOBAL] of {}", platform::SettingsFile());
+  const std::filesystem::path beside = platform::PathOf(State().current_database).replace_filename("reference.mdb");
+  std::error_code ignored;
+  if (platform::GetSettingString("GLOBAL", "VeltRefdb").empty() &&
+      std::filesystem::is_regular_file(beside, ignored)) {
+    named += fmt::format(" (there is one beside the file: --reference {})", platform::Utf8Of(beside));
+  }
+  return named;
 }
 
 void TellReach(const FixSelection& selection, Speaker& speaker) {
@@ -284,7 +293,7 @@ Fixed FixFile(const std::string& file, const FixOptions& options, const FixSelec
       differences.Print(file, *overlay);
     }
   } catch (const ChoiceError& error) {
-    refuse(error.what(), kUsage);
+    refuse(error.what(), kRefused);
   } catch (const jet::Error& error) {
     refuse(ErrorText(db::ToDbError(error)), InterruptedStatus() != 0 ? InterruptedStatus() : kRefused);
   } catch (const OutputFailed&) {

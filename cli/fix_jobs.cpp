@@ -356,9 +356,9 @@ int FixAllNotices(const std::string& source, const FixOptions& options, const Fi
   if (failed.empty() && InterruptedStatus() == 0) progress.Finish();
   const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - began;
   if (!options.quiet) {
-    streams.out << fmt::format("{}: {} notices, {} not finished, {} with errors, {} rows written, {:.3f} s\n",
-                               source, notices.size(), failed.size(), with_errors.size(), rows,
-                               seconds.count());
+    streams.out << fmt::format("{}: {}, {} not finished, {} with errors, {} written, {:.3f} s\n", source,
+                               CountOf(std::ssize(notices), "notice"), failed.size(), with_errors.size(),
+                               CountOf(rows, "row"), seconds.count());
   }
   if (InterruptedStatus() != 0) return InterruptedStatus();
   return failed.empty() && with_errors.empty() ? kOk : kFailed;

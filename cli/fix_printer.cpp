@@ -88,8 +88,8 @@ void FixPrinter::FixEnds(const FixResult& result) {
 
 void FixPrinter::RunEnds() {
   if (by_notice_ && !options_.quiet) {
-    streams_.out << fmt::format("notice {}: {} rows written, {} error{}", State().ntc_id, rows_of_notice_,
-                                errors_of_notice_, errors_of_notice_ == 1 ? "" : "s")
+    streams_.out << fmt::format("notice {}: {} written, {}", State().ntc_id, CountOf(rows_of_notice_, "row"),
+                                CountOf(static_cast<std::int64_t>(errors_of_notice_), "error"))
                  << std::endl;
   }
   rows_of_notice_ = 0;
@@ -107,10 +107,10 @@ void FixPrinter::Total(const RunRecord& record) {
     if (fix.status == FixStatus::kFailed) ++failed;
   }
   const double seconds = std::chrono::duration<double>(record.ended - record.started).count();
-  streams_.out << fmt::format("{}{}: {}{} fix{} run, {} with errors, {} rows written, {:.3f} s\n",
+  streams_.out << fmt::format("{}{}: {}{} fix{} run, {} with errors, {} written, {:.3f} s\n",
                               record.kind == RecordKind::kDryRun ? "dry run of " : "", record.file,
                               record.result.ended_early ? "ended early, " : "", run, run == 1 ? "" : "es",
-                              failed, rows, seconds);
+                              failed, CountOf(rows, "row"), seconds);
   if (!record.backup.empty()) streams_.out << "backup: " << record.backup << '\n';
   streams_.out << std::flush;
 }

@@ -27,7 +27,7 @@ constexpr HelpEntry kExitStatuses[] = {
      "done, with errors: of a fix or a statement, or check found a fault, or diff a difference; or a run "
      "that ended early, with the finished fixes kept"},
     {"2", "wrong usage"},
-    {"3", "refused, and the file is as it was"},
+    {"3", "refused, and the file is as it was; or what was named is not in it: a notice, a table"},
     {"4", "done, but the output could not be written"},
     {"128 and more", "ended by the signal of that number less 128"},
 };

@@ -38,7 +38,7 @@ int List(const ListOptions& options, Streams& streams) {
   };
   try {
     // In the order in which they are named.
-    for (const std::string& fixes : options.fixes) choose(ChooseFixes(fixes));
+    for (const std::string& fixes : options.fixes) choose(ChooseFixes(fixes, Matches::kAll));
   } catch (const ChoiceError& error) {
     streams.err << "vntfix list: " << error.what() << '\n';
     return kUsage;
@@ -54,7 +54,7 @@ int List(const ListOptions& options, Streams& streams) {
   }
   if (!options.sql) {
     PrintTable({"index", "default", "caption", "what it does"}, rows, {true, false, false, false},
-               streams.out);
+               streams.out, streams.width);
   }
   return kOk;
 }

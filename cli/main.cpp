@@ -10,6 +10,8 @@
 #include <io.h>
 #include <shellapi.h>
 #else
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #endif
 
@@ -42,10 +44,24 @@ void PrepareConsole() {
   std::atexit([] { SetConsoleOutputCP(former_code_page); });
 }
 bool IsTerminal() { return _isatty(_fileno(stderr)) != 0; }
+bool OutIsPiped() { return GetFileType(GetStdHandle(STD_OUTPUT_HANDLE)) == FILE_TYPE_PIPE; }
+std::size_t WidthOfOut() {
+  CONSOLE_SCREEN_BUFFER_INFO info;
+  if (GetConsoleScreenBufferInfo(GetStdHandle(STD_OUTPUT_HANDLE), &info) == 0) return 0;
+  return static_cast<std::size_t>(info.srWindow.Right - info.srWindow.Left) + 1;
+}
 #else
 std::vector<std::string> Arguments(int argc, char** argv) { return {argv + 1, argv + argc}; }
 void PrepareConsole() {}
 bool IsTerminal() { return isatty(STDERR_FILENO) != 0; }
+bool OutIsPiped() {
+  struct stat status;
+  return fstat(STDOUT_FILENO, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
+}
+std::size_t WidthOfOut() {
+  winsize size{};
+  return isatty(STDOUT_FILENO) != 0 && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 ? size.ws_col : 0;
+}
 #endif
 
 }  // namespace
@@ -56,5 +72,6 @@ int main(int argc, char** argv) {
   vnt::platform::LetLargeFilesFail();
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);
-  return vnt::cli::Run(Arguments(argc, argv), {std::cin, std::cout, std::cerr, IsTerminal()});
+  return vnt::cli::Run(Arguments(argc, argv),
+                       {std::cin, std::cout, std::cerr, IsTerminal(), WidthOfOut(), OutIsPiped()});
 }

@@ -1,4 +1,4 @@
-// vntfix sql: statements from the command line or standard input; results as an aligned table or CSV.
+// vntfix sql: statements from the command line or standard input; results as an aligned table, CSV or JSON.
 #include <algorithm>
 #include <ios>
 #include <istream>
@@ -14,6 +14,7 @@
 #include "cli/interruptible.h"
 #include "cli/output.h"
 #include "cli/server.h"
+#include "compare/json_output.h"
 #include "db/connection.h"
 #include "db/connection_string.h"
 #include "db/error.h"
@@ -98,6 +99,28 @@ void PrintCsv(db::Recordset& rows, std::ostream& out) {
     }
     out << line << '\n';
   }
+}
+
+// One array with an object for each row.
+void PrintJson(db::Recordset& rows, std::ostream& out) {
+  const int fields = rows.FieldCount();
+  std::vector<std::string> names;
+  for (int i = 0; i < fields; ++i) {
+    std::string name = i == 0 ? "{" : ", ";
+    compare::AppendJsonText(rows.FieldName(i), &name);
+    names.push_back(name + ": ");
+  }
+  out << '[';
+  std::string line;
+  for (bool first = true; !rows.Eof(); rows.MoveNext(), first = false) {
+    line = first ? "\n" : ",\n";
+    for (int i = 0; i < fields; ++i) {
+      line += names[static_cast<std::size_t>(i)];
+      AppendJson(rows.Get(i), &line);
+    }
+    out << line << '}';
+  }
+  out << "\n]\n";
 }
 
 // Line breaks and tabs as blanks, so that a row stays one.
@@ -194,7 +217,13 @@ int Sql(const SqlOptions& options, Streams& streams) {
       if (jet::sql::Session::IsQuery(statement)) {
         db::Recordset rows;
         rows.Open(statement, connection);
-        options.csv ? PrintCsv(rows, streams.out) : PrintAligned(rows, streams.out);
+        if (options.json) {
+          PrintJson(rows, streams.out);
+        } else if (options.csv) {
+          PrintCsv(rows, streams.out);
+        } else {
+          PrintAligned(rows, streams.out);
+        }
       } else {
         const std::int64_t changed = connection.Execute(statement);
         changed_something = !options.transaction;

@@ -24,7 +24,7 @@ std::vector<std::shared_ptr<jet::Table>> UserTables(jet::Database& database) {
 std::shared_ptr<jet::Table> RequireTable(jet::Database& database, const std::string& name) {
   auto table = database.FindTable(name);
   if (table == nullptr) {
-    throw jet::Error(jet::ErrorKind::kInvalid, fmt::format("The database has no table '{}'.", name));
+    throw jet::Error(jet::ErrorKind::kNoTable, fmt::format("The database has no table '{}'.", name));
   }
   return table;
 }

@@ -20,7 +20,7 @@ using jet::PrimaryIndex;
 std::vector<jet::CatalogEntry> SortedCatalog(jet::Database& database);
 // The tables that are neither system tables nor hidden, by name.
 std::vector<std::shared_ptr<jet::Table>> UserTables(jet::Database& database);
-// jet::Error(kInvalid) when there is none of that name.
+// jet::Error(kNoTable) when there is none of that name.
 std::shared_ptr<jet::Table> RequireTable(jet::Database& database, const std::string& name);
 
 // Calls `body` for each row: as the table holds them, or by primary key where that is asked for and there is

@@ -1,5 +1,6 @@
 # What is installed, and the Debian packages that CPack makes of it. Each install rule names its component:
-#   vntfix     the command line tool: its manual, completions and documents (share/doc/vntfix)
+#   vntfix     the command line tool: its manual, completions and documents (share/doc/vntfix), the user guide
+#              among them, since a server has no window
 #   vntfixdb   the window, and what the desktop shows of it (share/doc/vntfixdb)
 # A component is a package of the same name.
 

@@ -1,5 +1,6 @@
 #include "manual/pages.h"
 
+#include <algorithm>
 #include <cctype>
 #include <string_view>
 
@@ -124,9 +125,14 @@ File PageOfCommand(const CLI::App& command, const std::string& date) {
   if (command.get_name() == "fix") AddFixes(page);
   constexpr std::string_view kExamples = "Examples:\n";
   const std::string footer = command.get_footer();
-  if (footer.starts_with(kExamples)) {
+  const std::size_t examples = std::min(footer.find(kExamples), footer.size());
+  if (examples > 0) {
+    page.Section("NOTES");
+    page.Paragraph(std::string_view(footer).substr(0, examples));
+  }
+  if (examples < footer.size()) {
     page.Section("EXAMPLES");
-    page.Example(std::string_view(footer).substr(kExamples.size()));
+    page.Example(std::string_view(footer).substr(examples + kExamples.size()));
   }
   AddEnvironment(page);
   AddExitStatus(page);

@@ -12,7 +12,7 @@ namespace vnt::platform {
 // own would have.
 std::string FindOnDriveC(std::string_view path);
 
-// The first page of the user guide: doc/vntfixdb/guide/index.html in one of the data folders; on Windows
+// The first page of the user guide: doc/vntfix/guide/index.html in one of the data folders; on Windows
 // guide\index.html beside the program. Empty when it was not installed.
 std::string GuideFile();
 

@@ -47,7 +47,7 @@ std::string FindOnDriveC(std::string_view path) {
 
 std::string GuideFile() {
   for (const fs::path& folder : DataFolders()) {
-    const fs::path page = folder / "doc" / "vntfixdb" / "guide" / "index.html";
+    const fs::path page = folder / "doc" / "vntfix" / "guide" / "index.html";
     if (IsFile(page)) return page.string();
   }
   return {};

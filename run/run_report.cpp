@@ -87,7 +87,8 @@ std::string ReportLine(const FixResult& result) {
     case FixStatus::kFailed:
       break;
   }
-  std::string outcome = fmt::format("{:>9} rows {:>9.3f} s", result.rows, seconds);
+  std::string outcome =
+      fmt::format("{:>9} {:<4} {:>9.3f} s", result.rows, result.rows == 1 ? "row" : "rows", seconds);
   if (result.changed) outcome += fmt::format("  {} changed", *result.changed);
   if (!result.errors.empty()) {
     outcome += fmt::format("  {} error{}", result.errors.size(), result.errors.size() == 1 ? "" : "s");

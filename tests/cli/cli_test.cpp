@@ -78,6 +78,9 @@ TEST_F(CliTest, UsageErrorsExitWithTwo) {
   EXPECT_TRUE(fs::is_empty(folder_));
   EXPECT_EQ(RunCli({"--help"}).code, kOk);
   EXPECT_EQ(RunCli({"--version"}).out, "vntfix 7.0.0\n");
+  EXPECT_EQ(RunCli({"-V"}).out, "vntfix 7.0.0\n");
+  EXPECT_EQ(RunCli({"help"}).out, RunCli({"--help"}).out);
+  EXPECT_EQ(RunCli({"help", "fix"}).out, RunCli({"fix", "--help"}).out);
 }
 
 TEST_F(CliTest, SqlRunsScriptsAndPrintsResults) {
@@ -193,7 +196,11 @@ TEST_F(CliTest, FixPrintsALinePerFixAndTellsOfMissingReferences) {
   EXPECT_THAT(none.err,
               HasSubstr("fix 35 \"Fix Antenna Pattern id\" needs the reference database, and nothing "
                         "names it: --reference, else VeltRefdb in section [GLOBAL] of " +
-                        At("KV_SOFT.ini") + ".\n"));
+                        At("KV_SOFT.ini") + " (there is one beside the file: --reference " +
+                        At("reference.mdb") + ").\n"));
+  fs::create_directory(folder_ / "alone");
+  fs::copy_file(folder_ / "notices.mdb", folder_ / "alone" / "notices.mdb");
+  EXPECT_THAT(RunCli({"fix", At("alone/notices.mdb")}).err, HasSubstr(At("KV_SOFT.ini") + ".\n"));
   // Fixes that do not read it do without.
   EXPECT_EQ(RunCli({"fix", file, "--only", "7"}).code, kOk);
 
@@ -276,6 +283,10 @@ TEST_F(CliTest, MessagesSayWhatIsWrong) {
       {{"fix", none, "--strict-notice"}, kUsage, "--strict-notice requires --notice"},
       {{"fix", none, "--format", "json"}, kUsage, "--format is of a report or of --diff"},
       {{"fix", none, "--xyzzy"}, kUsage, "there is no option '--xyzzy'.\n"},
+      {{"-x"}, kUsage, "vntfix: there is no option '-x'.\n"},
+      {{"fix", none, "-q"}, kUsage, "vntfix fix: there is no option '-q'.\n"},
+      {{"help", "chekc"}, kUsage, "vntfix: there is no command 'chekc'; did you mean 'check'?\n"},
+      {{"sql", other, "--csv", "--json", "select 1 as a"}, kUsage, "vntfix sql: --csv excludes --json\n"},
       {{"fix", none, "--notice", "0"}, kUsage, "have the numbers 1 to 2147483647"},
       {{"fix", none, "--only", "7", "--all"}, kUsage, "vntfix fix: --only excludes --all\n"},
       {{"export", none, "t", "--format", "xml"}, kUsage, "\"xml\" is none of csv|json|sqlite\n"},
@@ -299,7 +310,7 @@ TEST_F(CliTest, MessagesSayWhatIsWrong) {
 TEST_F(CliTest, HelpOfEachCommandHasItsOptionsAndNoJargon) {
   const std::string commands = RunCli({"--help"}).out;
   for (const char* command : {"fix", "undo", "list", "info", "tables", "schema", "export", "sql", "diff",
-                              "check", "compact", "new", "sample"}) {
+                              "check", "compact", "new", "sample", "copy", "help"}) {
     EXPECT_THAT(commands, HasSubstr(std::string("\n  ") + command + " "));
     const Outcome help = RunCli({command, "--help"});
     EXPECT_EQ(help.code, kOk);
@@ -466,6 +477,21 @@ TEST_F(CliTest, NumbersAndEmptyValues) {
   AppendCsv(jet::Value::Blob(""), jet::ColumnType::kBinary, &csv);
   AppendCsv(db::Value::Binary(""), &csv);
   EXPECT_EQ(csv, "\"\"\"\"");
+}
+
+// Values as "export" writes them, whatever gave them.
+TEST_F(CliTest, SqlPrintsJsonAsExportDoes) {
+  const std::string file = Make(
+      "t.mdb",
+      "create table t (l long, d double, s single, m currency, b binary(4), x text(5), y yesno, t datetime);"
+      "insert into t values (-7, 13971.289999999999, 0.1, -0.5, null, 'a\"b', true, #4/12/2005 13:05:07#);"
+      "insert into t (l, d, m, x) values (2147483647, 0.1, 922337203685477.5807, '')");
+  const Outcome json = RunCli({"sql", file, "--json", "select * from t"});
+  EXPECT_EQ(json.code, kOk) << json.err;
+  EXPECT_EQ(json.out, RunCli({"export", file, "t", "--format", "json"}).out);
+  EXPECT_THAT(json.out, HasSubstr("\"m\": \"922337203685477.5807\""));
+  EXPECT_EQ(RunCli({"sql", file, "--json", "select l from t where l = 0", "select 1 as n"}).out,
+            "[\n]\n[\n{\"n\": 1}\n]\n");
 }
 
 TEST_F(CliTest, OneNoticeOnly) {

@@ -35,6 +35,8 @@ TEST_F(CompletionTest, KindOfWhatIsExpected) {
       {{"un"}, "none", {"undo"}},
       {{"un", ""}, "none", {}},
       {{"--v"}, "none", {"--version"}},
+      {{"help", "un"}, "none", {"undo"}},
+      {{"undo", "a", "--from", ""}, "any", {}},
       {{"fix", ""}, "databases", {}},
       {{"fix", "a", "b", ""}, "databases", {}},
       {{"diff", "a", "b", ""}, "none", {}},

@@ -149,7 +149,7 @@ TEST_F(FixCommand, AJournalIsDroppedOnPurposeOnly) {
   EXPECT_THAT(RunCli({"export", copy, "notice"}).out, HasSubstr("\"ZZZ\""));
   EXPECT_EQ(Fix({copy, "--only", "3", "--discard-journal", "--dry-run"}).code, kUsage);
   // Not for a run that cannot be begun.
-  EXPECT_EQ(Fix({copy, "--only", "3", "--discard-journal", "--notice", "5"}).code, kUsage);
+  EXPECT_EQ(Fix({copy, "--only", "3", "--discard-journal", "--notice", "5"}).code, kRefused);
   EXPECT_EQ(Fix({copy, "--only", "3", "--discard-journal", "--backup-folder", At("nowhere")}).code, kRefused);
   EXPECT_THAT(RunCli({"export", copy, "notice"}).out, HasSubstr("\"ZZZ\""));
   const Outcome dropped = Fix({copy, "--only", "3", "--discard-journal"});
@@ -357,8 +357,12 @@ TEST_F(FixCommand, SeveralFilesAndNotices) {
   EXPECT_EQ(RunCli({"sql", copy, "--csv", "select ntc_id from history where seq_no = 3 order by ntc_id"}).out,
             "\"ntc_id\"\n100000002\n100000004\n100000005\n100000006\n");
   const std::string before = Slurp(copy);
-  for (const char* none : {"7", "1-9", "0", "x", "9-7", "7,"}) {
+  for (const char* none : {"0", "x", "9-7", "7,"}) {
     EXPECT_EQ(Fix({copy, "--notice", none}).code, kUsage) << none;
+  }
+  // Well said, but not there.
+  for (const char* none : {"7", "1-9", "100000002,7"}) {
+    EXPECT_EQ(Fix({copy, "--notice", none}).code, kRefused) << none;
   }
   EXPECT_TRUE(Slurp(copy) == before);
 }
@@ -389,6 +393,27 @@ TEST_F(FixCommand, NothingIsBegunWhenAFileIsNone) {
   }
   // A file may have such a name.
   EXPECT_EQ(Fix({At("39"), "--only", "9"}).code, kOk);
+}
+
+// A reader holds the file: all is done, and is in the journal.
+TEST_F(FixCommand, AFileThatCannotBeBroughtUpToDateIsToldOnce) {
+  const auto reader = jet::PlatformFileSystem().Open(file_, jet::OpenMode::kRead);
+  const Outcome held = Fix({file_, "--only", "15", "--report", At("r.json")});
+  EXPECT_EQ(held.code, kFailed);
+  const std::string text = "The file " + file_ + " is being read by another program";
+  EXPECT_THAT(held.err, testing::StartsWith("vntfix: " + file_ + ": " + text));
+  EXPECT_EQ(held.err.find(text, held.err.find(text) + 1), std::string::npos) << held.err;
+  EXPECT_THAT(held.out, HasSubstr(": 1 fix run, 0 with errors, "));
+  EXPECT_THAT(Report("r.json")["unsaved"].get<std::string>(), testing::StartsWith(text));
+  EXPECT_TRUE(Report("r.json")["history"]["errors"].empty());
+}
+
+TEST_F(FixCommand, OneRowIsNoRows) {
+  ASSERT_EQ(RunCli({"sql", file_}, "delete from history; delete from notice where ntc_id <> 100000002").code,
+            kOk);
+  const Outcome fixed = Fix({file_, "--only", "9", "--notice", "100000002"});
+  EXPECT_EQ(fixed.code, kOk) << fixed.err;
+  EXPECT_THAT(fixed.out, test::ContainsMatch("History +1 row  "));
 }
 
 TEST_F(FixCommand, AReportThatHasNoPlaceKeepsTheRunFromBeginning) {

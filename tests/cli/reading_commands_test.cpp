@@ -148,7 +148,7 @@ TEST_F(ReadingCommandsTest, DiffNeverShowsTwoDifferentValuesAlike) {
             HasSubstr("d: 0 -> -0\n"), Not(HasSubstr(" s: "))));
 }
 
-TEST_F(ReadingCommandsTest, DiffExitStatuses) {
+TEST_F(ReadingCommandsTest, ExitStatuses) {
   const std::string a = Make("a.mdb", kOld), b = Make("b.mdb", kNew), text = At("text.mdb");
   std::ofstream(text) << std::string(8192, 'x');
   const auto before = Files();
@@ -161,10 +161,12 @@ TEST_F(ReadingCommandsTest, DiffExitStatuses) {
       {{"diff", a, b}, kDifferent, ""},
       {{"diff", a, b, "--notice", "12"}, kDifferent, ""},
       {{"diff", a, b, "--notice", "14", "--table", "notice"}, kDifferent, ""},
-      {{"diff", a, b, "--notice", "15"}, kUsage, "has a notice 15."},
+      {{"diff", a, b, "--notice", "15"}, kRefused, "has a notice 15."},
       {{"diff", a, b, "--notice", "0"}, kUsage, "--notice"},
-      {{"diff", a, b, "--table", "nowhere"}, kUsage, "Neither database has a table 'nowhere'."},
+      {{"diff", a, b, "--table", "nowhere"}, kRefused, "Neither database has a table 'nowhere'."},
       {{"diff", a, a, "--notice", "12", "--table", "gone"}, kUsage, "neither ntc_id nor grp_id"},
+      {{"export", a, "nowhere"}, kRefused, "The database has no table 'nowhere'."},
+      {{"schema", a, "nowhere"}, kRefused, "The database has no table 'nowhere'."},
       {{"diff", a}, kUsage, "NEW"},
       {{"diff", a, b, "--format", "xml"}, kUsage, "--format"},
       {{"diff", a, At("missing.mdb")}, kRefused, "missing.mdb"},
@@ -185,6 +187,21 @@ TEST_F(ReadingCommandsTest, DiffExitStatuses) {
     full.setstate(std::ios::badbit);
     std::istringstream in;
     EXPECT_EQ(cli::Run({"diff", a, b, "--format", format}, {in, full, err}), kUnwritten);
+  }
+}
+
+// Whoever leaves a pipe has read what they wanted; a file that is full is another matter.
+TEST_F(ReadingCommandsTest, APipeThatNobodyReadsIsNoFault) {
+  const std::string a = Make("a.mdb", kOld);
+  for (const bool is_piped : {true, false}) {
+    for (const Arguments& command :
+         {Arguments{"diff", a, a}, Arguments{"export", a, "notice"}, Arguments{"list"}}) {
+      std::ostringstream closed, err;
+      closed.setstate(std::ios::badbit);
+      std::istringstream in;
+      EXPECT_EQ(cli::Run(command, {in, closed, err, false, 0, is_piped}), kUnwritten);
+      EXPECT_EQ(err.str(), is_piped ? "" : "vntfix: the output could not be written.\n");
+    }
   }
 }
 
@@ -268,6 +285,7 @@ TEST_F(ReadingCommandsTest, ListTakesFixesAsFixDoes) {
   };
   EXPECT_EQ(indexes({"22", "7"}), (std::vector<int>{22, 7}));
   EXPECT_EQ(indexes({"sort freq", "7-9,3"}), (std::vector<int>{22, 3, 7, 8, 9}));
+  EXPECT_EQ(indexes({"sort"}), (std::vector<int>{22, 23, 24}));
   EXPECT_EQ(indexes({}).size(), 40U);
   const std::pair<const char*, const char*> refused[] = {
       {"40", "vntfix list: \"40\" is no fix: they have the numbers 0 to 39, several as 5,7-9.\n"},
@@ -285,6 +303,23 @@ TEST_F(ReadingCommandsTest, ListTakesFixesAsFixDoes) {
     EXPECT_EQ(outcome.code, kUsage);
     EXPECT_EQ(outcome.err, sentence);
     EXPECT_EQ(outcome.out, "");
+  }
+}
+
+// On a terminal its lines fit, and hold the same words; in a pipe a fix is a line.
+TEST_F(ReadingCommandsTest, ListFitsTheTerminal) {
+  const auto words = [](const std::string& text) {
+    std::istringstream in(text.substr(text.find("\n", text.find("---"))));
+    return std::vector<std::string>{std::istream_iterator<std::string>(in), {}};
+  };
+  const std::string piped = RunCli({"list"}).out;
+  for (const std::size_t width : {80U, 132U}) {
+    std::istringstream in;
+    std::ostringstream out, err;
+    ASSERT_EQ(cli::Run({"list"}, {in, out, err, false, width}), kOk);
+    std::istringstream lines(out.str());
+    for (std::string line; std::getline(lines, line);) EXPECT_LE(line.size(), width) << line;
+    EXPECT_EQ(words(out.str()), words(piped));
   }
 }
 

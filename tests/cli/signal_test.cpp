@@ -38,7 +38,8 @@ class SignalTest : public ::testing::Test {
 
   std::string At(const std::string& name) const { return (folder_ / name).string(); }
 
-  pid_t Start(std::vector<std::string> arguments) const {
+  // Standard output goes to `out`; below 0: to a file.
+  pid_t Start(std::vector<std::string> arguments, int out = -1) const {
     arguments.insert(arguments.begin(), VNTFIX);
     std::vector<char*> words;
     for (std::string& argument : arguments) words.push_back(argument.data());
@@ -49,6 +50,7 @@ class SignalTest : public ::testing::Test {
          {std::pair("out", STDOUT_FILENO), std::pair("err", STDERR_FILENO)}) {
       dup2(open(At(file).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), descriptor);
     }
+    if (out >= 0) dup2(out, STDOUT_FILENO);
     execv(VNTFIX, words.data());
     _exit(127);
   }
@@ -104,6 +106,32 @@ TEST_F(SignalTest, EndARunBetweenTwoFixes) {
     EXPECT_EQ(Wait(Start(FixArguments(file))), whole) << Written("err");
   }
   EXPECT_GT(interrupted, 2);
+}
+
+// Nobody reads any more, or the disk is full: only the latter is told.
+TEST_F(SignalTest, APipeThatIsLeftIsNoFaultAndAFullDiskIsOne) {
+  const std::string file = At("s/notices.mdb");
+  const std::vector<std::vector<std::string>> commands = {
+      {"export", file, "assgn"}, {"diff", file, file}, {"sql", file, "select * from grp"}, {"list"}};
+  for (const auto& command : commands) {
+    for (const bool is_piped : {true, false}) {
+      int ends[2];
+      ASSERT_EQ(pipe(ends), 0);
+      close(ends[0]);
+      const int out = is_piped ? ends[1] : open("/dev/full", O_WRONLY);
+      const int status = Wait(Start(command, out));
+      const std::string err = Written("err");
+      if (is_piped) {
+        EXPECT_TRUE(status == 4 || status == 1000 + SIGPIPE) << status;
+        EXPECT_EQ(err, "");
+      } else {
+        EXPECT_EQ(status, 4);
+        EXPECT_EQ(err, "vntfix: the output could not be written.\n");
+        close(out);
+      }
+      close(ends[1]);
+    }
+  }
 }
 
 // The second one does not wait.

@@ -21,7 +21,9 @@ sums=$(sha256sum *.*)
 cases=(
   'vntfix un' 'undo'
   'vntfix --v' '--version'
-  'vntfix undo --' '--backup-folder|--force|--help|--list'
+  'vntfix undo --' '--backup-folder|--force|--from|--help|--list'
+  'vntfix undo a.mdb --from te' 'text.txt'
+  'vntfix help un' 'undo'
   'vntfix diff --only-counts --no' '--notice'
   'vntfix fix a.mdb --only 7 --e' ''
   'vntfix diff x y --format ' 'csv|json|text'

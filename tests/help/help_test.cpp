@@ -26,7 +26,7 @@ class HelpTest : public testing::Surroundings {
     return "printf '%s\\n' \"$1\" >> '" + (folder_ / file).string() + "'\n";
   }
   std::string InstallGuide() const {
-    return WriteFile("share/doc/vntfixdb/guide/index.html", "guide").string();
+    return WriteFile("share/doc/vntfix/guide/index.html", "guide").string();
   }
 };
 

@@ -41,6 +41,8 @@ TEST(Pages, SayWhatTheTableSays) {
   EXPECT_THAT(fix, HasSubstr("Only with \\-\\-dry\\-run.\n"));
   EXPECT_THAT(fix, HasSubstr(".TP\n\\fB22 *\\fR Sort Frequencies\n"));
   EXPECT_THAT(fix, HasSubstr(".TP\n\\fB16\\fR Build Freq for ADVP\n"));
+  EXPECT_THAT(fix, HasSubstr("\n.SH NOTES\nEach line has the rows"));
+  EXPECT_THAT(fix, HasSubstr("\n.SH EXAMPLES\n"));
   EXPECT_THAT(window, HasSubstr("\\fBVNTFixdb TEXT\\fR\nany other text: runs the default fixes"));
 }
 

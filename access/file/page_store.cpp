@@ -297,7 +297,7 @@ void PageStore::Commit(bool applying) {
 void PageStore::Apply() {
   try {
     CheckUnchanged();
-    impl_->journal().BeginApplying(impl_->stored.InJournal());
+    impl_->journal().BeginApplying(impl_->stored.Persisted());
     impl_->stored.Apply();
     impl_->stamp = impl_->file().Stamp();
     // It may have happened while pages were written.

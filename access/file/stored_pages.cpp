@@ -80,21 +80,23 @@ void StoredPages::GoBack(PageNo page, PageEntry& entry, Slot slot) {
   Read(page, entry, frame);
 }
 
-std::vector<JournalPage> StoredPages::InJournal() const {
-  std::vector<JournalPage> changed;
+std::vector<JournalPage> StoredPages::Persisted() const {
+  std::vector<JournalPage> persisted;
   changed_.ForEach(entries_.size(), [&](PageNo page) {
-    if (entries_[page].stored != 0) changed.push_back({page, entries_[page].stored});
+    if (entries_[page].persisted != 0) persisted.push_back({page, entries_[page].persisted});
   });
-  return changed;
+  return persisted;
 }
 
 void StoredPages::Commit(PageNo page_count, Journal::Phase phase) {
   std::vector<Slot> old_slots;
+  std::vector<JournalPage> changed;
   changed_.ForEach(entries_.size(), [&](PageNo page) {
     const PageEntry& entry = entries_[page];
     if (entry.persisted != 0 && entry.is_changed()) old_slots.push_back(entry.persisted);
+    if (entry.stored != 0) changed.push_back({page, entry.stored});
   });
-  journal_.Commit(file_pages_, page_count, InJournal(), phase);
+  journal_.Commit(file_pages_, page_count, changed, phase);
   for (const Slot slot : old_slots) journal_.Release(slot);
   changed_.ForEach(entries_.size(), [&](PageNo page) { entries_[page].persisted = entries_[page].stored; });
 }

@@ -52,8 +52,9 @@ class StoredPages {
   // The same for a page whose handles stay valid.
   void GoBack(PageNo page, PageEntry& entry, Slot slot);
 
-  // The pages that differ from the file, all of which are in the journal.
-  std::vector<JournalPage> InJournal() const;
+  // The pages in which what was persisted differs from the file. Others may stand in the journal too: of work
+  // that was not persisted.
+  std::vector<JournalPage> Persisted() const;
   void Commit(PageNo page_count, Journal::Phase phase);
   // Brings the file up to date with what was committed.
   void Apply();

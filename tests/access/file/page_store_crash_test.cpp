@@ -115,6 +115,36 @@ TEST(Persist, LeavesTheFileAlone) {
   EXPECT_FALSE(files.Exists(kJournal));
 }
 
+// Closing brings what was persisted to the file, and fails, or loses power, at every single operation. Pages
+// of work that was not persisted stand in the journal meanwhile; what the next open makes of it knows nothing
+// of them.
+TEST_P(Crash, ClosingInTheMiddleOfWorkMayBeInterrupted) {
+  const Fault& fault = kFaults[GetParam()];
+  bool untouched = false;
+  int interrupted = 0;
+  for (std::uint64_t n = 1; !untouched; ++n) {
+    MemoryFileSystem files;
+    files.SetContent(kPath, State(0));
+    auto store = OpenStore(files);
+    FirstWork(*store);
+    store->Persist();
+    SecondWork(*store);
+    const std::uint64_t last = files.operations() + n;
+    files.FailAt(last, fault.failure, fault.from_then_on);
+    store.reset();
+    untouched = files.operations() < last;
+    if (fault.power_loss) files.LosePower(fault.keep_seed == 0 ? 0 : fault.keep_seed + 100 * n);
+    files.FailAt(0, fault.failure);
+    SCOPED_TRACE(n);
+    interrupted += files.Exists(kJournal) ? 1 : 0;
+    ASSERT_EQ(StateOf(ContentThroughStore(files)), 1);
+    OpenStore(files);
+    ASSERT_EQ(StateOf(files.Content(kPath)), 1);
+    EXPECT_FALSE(files.Exists(kJournal));
+  }
+  EXPECT_GT(interrupted, 5);
+}
+
 // Pages go to the journal again and again, in a statement that is then taken back: what they held in
 // between must not be found as the newest.
 TEST(Persist, RecordsOfARolledBackStatementDoNotCount) {

@@ -145,7 +145,7 @@ void RecordBackup(jet::FileSystem& files, const RunRecord& record) {
 }
 
 std::vector<Backup> FindBackups(jet::FileSystem& files, const std::string& path, const std::string& folder) {
-  const std::string file = files.ResolveLinks(path);
+  const std::string file = AbsolutePath(files, path);
   std::vector<std::pair<std::pair<std::string, int>, Backup>> found;
   const std::string name = Utf8Of(PathOf(file).filename());
   std::error_code error;

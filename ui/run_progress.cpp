@@ -10,6 +10,7 @@
 
 #include "access/base/interruption.h"
 #include "run/fix_statements.h"
+#include "ui/report_rows.h"
 #include "ui/status_text.h"
 #include "ui/text_wx.h"
 #include "ui/typed_ahead.h"
@@ -78,7 +79,7 @@ void RunProgress::FixStarts(const FixEntry& fix, int number, int count) {
   parts_.gauge->SetRange(count * kGaugeOfFix);
   parts_.gauge->SetValue(finished_ * kGaugeOfFix);
   ShowStatus(*parts_.bar,
-             wxString::Format("%s %d of %d: %s", ToWx(parts_.verb), number, count, ToWx(fix.caption)),
+             wxString::Format("%s %d of %d: %s", ToWx(parts_.verb), number, count, ToWx(NumberedName(&fix))),
              parts_.panel);
   // Painted at once, however short the fix.
   parts_.bar->Update();

@@ -55,7 +55,7 @@ TEST(ReportRows, SortByWhatTheyMean) {
     ReportColumn column;
     std::vector<int> steps;
   } cases[] = {
-      {ReportColumn::kStep, {1, 2, 3}},    {ReportColumn::kFix, {1, 2, 3}},
+      {ReportColumn::kStep, {1, 2, 3}},    {ReportColumn::kFix, {2, 1, 3}},
       {ReportColumn::kRows, {2, 3, 1}},    {ReportColumn::kSeconds, {1, 3, 2}},
       {ReportColumn::kErrors, {1, 3, 2}},  {ReportColumn::kStatus, {1, 3, 2}},
       {ReportColumn::kChanged, {3, 1, 2}},
@@ -72,8 +72,8 @@ TEST(ReportRows, SortByWhatTheyMean) {
 TEST(ReportRows, EqualErrorsAreOneLineWithTheirNumber) {
   EXPECT_EQ(ErrorsText(ErrorRows(SomeRecord())),
             "Fix\tNumber\tError\tTimes\n"
-            "Delete Empty Emission/ Frequency rows\t94\tInvalid use of Null\t3\n"
-            "Delete Empty Emission/ Frequency rows\t-2147217900\tSyntax error.\t1\n");
+            "6. Delete Empty Emission/ Frequency rows\t94\tInvalid use of Null\t3\n"
+            "6. Delete Empty Emission/ Frequency rows\t-2147217900\tSyntax error.\t1\n");
 }
 
 class ReportTest : public WindowTest {
@@ -124,7 +124,8 @@ TEST_F(ReportTest, ARunWithErrorsOpensTheReportAfterFixComplete) {
   EXPECT_TRUE(Window().IsShown());
 
   const auto& fixes = In<TextList>(*frame, "Fixes");
-  EXPECT_EQ(fixes.Shown(1, 1), "Delete Empty Emission/ Frequency rows");
+  EXPECT_EQ(fixes.Shown(2, 1), "History");
+  EXPECT_EQ(fixes.Shown(1, 1), "6. Delete Empty Emission/ Frequency rows");
   EXPECT_EQ(fixes.Shown(1, static_cast<int>(ReportColumn::kErrors)), "4");
   auto& choice = In<wxChoice>(*frame, "SortBy");
   const auto sort_by = [&](int column) {

@@ -101,6 +101,7 @@ class frmMain : public wxFrame, public MainWindow {
   void ShowRecentFiles();
   void ShowScope();
   void ShowLastRun();
+  void LeaveFixButton();
   void SaveFound(compare::DifferenceStore& differences, const compare::DiffNames& names,
                  const std::string& path);
   RunProgress::Parts ProgressParts(const char* verb, std::function<void()> run_ends);

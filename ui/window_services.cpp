@@ -81,8 +81,9 @@ std::string WindowServices::ChooseNewFile(wxWindow* owner, const std::string& fi
   return path;
 }
 
-bool WindowServices::Confirm(wxWindow* owner, const std::string& question) {
-  wxMessageDialog box(owner, ToWx(question), kProgramTitle, wxYES_NO | wxNO_DEFAULT | wxCENTRE);
+bool WindowServices::Confirm(wxWindow* owner, const std::string& question, Answer preselected) {
+  const long style = preselected == Answer::kYes ? wxYES_DEFAULT : wxNO_DEFAULT;
+  wxMessageDialog box(owner, ToWx(question), kProgramTitle, wxYES_NO | style | wxCENTRE);
   return box.ShowModal() == wxID_YES;
 }
 

@@ -28,8 +28,8 @@ using platform::ShowMessage;
 
 constexpr char kSource[] = "VNTFixdb";
 
-// Makes the reference connection anew. False when it cannot be opened; nothing is told here.
-bool OpenReferenceDatabase() {
+// Makes the reference connection anew. Gives why it cannot be opened; empty: it is open.
+std::string OpenReferenceDatabase() {
   auto reference = std::make_unique<db::cadodb>();
   reference->DBName = db::Value::Text(State().reference_database);
   reference->Mode = db::AccessMode::kRead;
@@ -37,11 +37,14 @@ bool OpenReferenceDatabase() {
   State().reference_connection = std::move(reference);
   try {
     opening.OpenADOConnection();
-    return true;
-  } catch (const db::DbError&) {
-    return false;  // whatever the reason: nothing has begun yet
+    return {};
+  } catch (const db::DbError& error) {
+    return error.description();  // whatever the reason: nothing has begun yet
   }
 }
+
+constexpr std::string_view kSharedSection = "GLOBAL";
+constexpr std::string_view kReference = "VeltRefdb";
 
 // The conditions of a run, in order; each refusal has its message. On success the reference database is open,
 // unless none is needed.
@@ -50,18 +53,23 @@ bool PreconditionsHold() {
     ShowMessage("No Database open.  Please open a database to fix.", MessageStyle::kInformation);
     return false;
   }
-  State().reference_database = platform::GetSettingString("GLOBAL", "VeltRefdb");
+  State().reference_database = platform::GetSettingString(kSharedSection, kReference);
   if (State().needs_reference && State().reference_database.empty()) {
-    ShowMessage("Cannot find veltrefdb in the kv_soft ini file", MessageStyle::kPlain);
+    ShowMessage("Cannot find veltrefdb in the kv_soft ini file", MessageStyle::kPlain,
+                "No run begins without the pattern reference database, whatever is ticked. " +
+                    platform::WhereSettingIs(kSharedSection, kReference));
     return false;
   }
   if (State().read_only) {
-    ShowMessage("VNTFixdb cannot fix a readonly database. ", MessageStyle::kCritical);
+    ShowMessage("VNTFixdb cannot fix a readonly database. ", MessageStyle::kCritical,
+                State().read_only_reason);
     return false;
   }
-  if (State().needs_reference && !OpenReferenceDatabase()) {
+  if (!State().needs_reference) return true;
+  if (const std::string reason = OpenReferenceDatabase(); !reason.empty()) {
     ShowMessage("Problem opening the velt reference database.  Please make sure it has been installed. ",
-                MessageStyle::kCritical);
+                MessageStyle::kCritical,
+                std::string(kReference) + "=" + State().reference_database + "\n" + reason);
     return false;
   }
   return true;
@@ -74,6 +82,21 @@ void StampHistory() {
     WriteHistoryStamp(notice.Get("ntc_id").ToInt32(), notice.Get("st_cur").TextOr(kStatusOfUnknown));
   });
 }
+
+// Beside the errors of a fix while this lives: which fix of which database it is.
+class ErrorContext {
+ public:
+  explicit ErrorContext(const FixEntry* fix) {
+    std::string& text = State().error_context;
+    text = "In the history, on ";
+    if (fix != nullptr)
+      text = "In fix " + std::to_string(fix->index) + ", \"" + std::string(fix->caption) + "\", on ";
+    text += State().current_database + ". The run goes on.";
+  }
+  ~ErrorContext() { State().error_context.clear(); }
+  ErrorContext(const ErrorContext&) = delete;
+  ErrorContext& operator=(const ErrorContext&) = delete;
+};
 
 // Counts what happens while one fix runs: statements and rows as the connections tell them, errors as the
 // fixes report them.
@@ -190,6 +213,7 @@ class Run {
   }
 
   void RunRoutinesOnce(FixResult& result) {
+    const ErrorContext context(result.fix);
     if (result.fix == nullptr) {
       if (State().stamps_history) UnderTrap(StampHistory);
       return;
@@ -231,7 +255,8 @@ class Run {
   }
   void Trap(const db::DbError& error) {
     counter_.Count(error);
-    ShowMessage("No Database is open!", MessageStyle::kCritical);
+    ShowMessage("No Database is open!", MessageStyle::kCritical,
+                std::to_string(error.number()) + " " + error.description() + "\n" + State().error_context);
   }
 
   // A connection that never opened has nothing to keep, and every fix says so.

@@ -130,7 +130,7 @@ void OpenAccessDatabase() {
   State().read_only = IsDatabaseReadOnly();
   if (State().read_only) {
     platform::ShowMessage("Database is readonly.  VNTFixdb cannot update a readonly database.",
-                          platform::MessageStyle::kCritical);
+                          platform::MessageStyle::kCritical, State().read_only_reason);
     if (State().active) throw EndProgram{1};  // refused
   }
   if (on_server) {

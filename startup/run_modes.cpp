@@ -21,13 +21,14 @@ namespace {
 constexpr std::string_view kActive = "Active";
 constexpr std::string_view kOwnSection = "VNTFIXV7";
 constexpr std::string_view kSharedSection = "GLOBAL";
+constexpr std::string_view kCurrentDatabase = "CurDatabase";
 
 constexpr int kEnded = 0;
 constexpr int kRefused = 1;
 
 // The value is kept when the settings file names no database.
 void ReadCurrentDatabase() {
-  const std::string name = platform::GetSettingString(kOwnSection, "CurDatabase");
+  const std::string name = platform::GetSettingString(kOwnSection, kCurrentDatabase);
   if (!name.empty()) State().current_database = name;
 }
 
@@ -49,8 +50,8 @@ std::string NoticeFault(std::int32_t read_as) {
          std::to_string(read_as) + (read_as > 0 ? "." : ", which stands for all notices.");
 }
 
-bool Refuse(std::string_view message) {
-  platform::ShowMessage(message, platform::MessageStyle::kInformation);
+bool Refuse(std::string_view message, std::string_view explanation = {}) {
+  platform::ShowMessage(message, platform::MessageStyle::kInformation, explanation);
   if (!State().active) ReportUnattendedRefusal(message);
   return false;
 }
@@ -76,11 +77,13 @@ bool OpenPreparedDatabase(StartUpHost& host) {
     }
     return true;
   }
-  if (State().current_database.empty()) return Refuse("No database specified.");
+  if (State().current_database.empty()) {
+    return Refuse("No database specified.", platform::WhereSettingIs(kOwnSection, kCurrentDatabase));
+  }
   try {
     host.OpenAccessDatabase();
   } catch (const db::DbError& error) {
-    ShowError(error);
+    ShowOpeningError(error, State().current_database);
     if (!State().active) ReportUnattendedRefusal(error.description());
     return false;
   }

@@ -50,6 +50,8 @@ TEST(Guards, ReadOnlyIsToldAndEndsAnActiveStart) {
   EXPECT_TRUE(database.state.read_only);
   EXPECT_EQ(database.state.version_no, 7);
   EXPECT_EQ(database.messages.shown, kMessage);
+  EXPECT_FALSE(database.state.read_only_reason.empty());
+  EXPECT_EQ(database.messages.explanations, Lines{database.state.read_only_reason});
   database.messages.shown.clear();
   database.state.active = true;
   EXPECT_THROW(OpenAccessDatabase(), EndProgram);

@@ -42,21 +42,31 @@ RunResult RunOf(std::initializer_list<int> indices) {
 TEST(Runner, RefusesInOrderWithItsOwnWords) {
   NoticeDatabase database;
   database.Run("insert into notice (ntc_id) values (1)");
+  database.state.read_only_reason = "It lies on a wall.";
   // The last condition fails first: each step below makes an earlier one fail as well.
-  const std::pair<std::function<void()>, const char*> kSteps[] = {
+  const struct {
+    std::function<void()> fail;
+    const char* message;
+    const char* explanation;  // the end of it
+  } kSteps[] = {
       {[&] { database.settings.Set("GLOBAL", "VeltRefdb", "missing.mdb"); },
-       "critical: Problem opening the velt reference database.  Please make sure it has been installed. "},
-      {[&] { database.state.read_only = true; }, "critical: VNTFixdb cannot fix a readonly database. "},
+       "critical: Problem opening the velt reference database.  Please make sure it has been installed. ",
+       "VeltRefdb=missing.mdb\nThe file \"missing.mdb\" does not exist."},
+      {[&] { database.state.read_only = true; }, "critical: VNTFixdb cannot fix a readonly database. ",
+       "It lies on a wall."},
       {[&] { database.settings.Set("GLOBAL", "VeltRefdb", ""); },
-       "plain: Cannot find veltrefdb in the kv_soft ini file"},
+       "plain: Cannot find veltrefdb in the kv_soft ini file", "and there is no such file."},
       {[&] { database.state.current_database.clear(); },
-       "information: No Database open.  Please open a database to fix."}};
-  for (const auto& [fail, message] : kSteps) {
+       "information: No Database open.  Please open a database to fix.", ""}};
+  for (const auto& [fail, message, explanation] : kSteps) {
     fail();
     database.messages.shown.clear();
     Recorder recorder;
     EXPECT_TRUE(RunFixes(DefaultSelection(), recorder).refused);
     EXPECT_EQ(database.messages.shown, Lines{message});
+    const std::string& found = database.messages.explanations.back();
+    EXPECT_TRUE(found.ends_with(explanation)) << found;
+    EXPECT_EQ(found.empty(), *explanation == '\0') << found;
     EXPECT_TRUE(recorder.events.empty());
   }
   EXPECT_TRUE(database.Rows("select * from history").empty());

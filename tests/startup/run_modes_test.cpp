@@ -311,6 +311,8 @@ TEST_F(RunModesTest, Refusals) {
     state_.current_database.clear();
     EXPECT_EQ(StartUp(refusal.command_line, *this), 1);
     EXPECT_THAT(messages_.shown, ElementsAre(ShownMessage(refusal.message, MessageStyle::kInformation)));
+    EXPECT_EQ(messages_.explanations.back(),
+              refusal.message == no_database ? platform::WhereSettingIs("VNTFIXV7", "CurDatabase") : "");
     EXPECT_THAT(calls_, IsEmpty());
   }
 }

@@ -18,6 +18,8 @@ refused() { # refused TEXT
   cmp "$folder/messages" "$VNTFIX_RUN_REPORT"
 }
 refused "No database specified."
+grep -qF "CurDatabase is looked for in section [VNTFIXV7] of $folder/KV_SOFT.ini, and there is no such file." \
+  "$folder/messages"
 printf '[VNTFIXV7]\nCurDatabase=%s/nowhere.mdb\n' "$folder" >"$folder/KV_SOFT.ini"
 refused "nowhere.mdb"
 

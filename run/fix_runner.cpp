@@ -99,7 +99,7 @@ class ErrorContext {
 };
 
 // Counts what happens while one fix runs: statements and rows as the connections tell them, errors as the
-// fixes report them.
+// fixes report them. The time that a message waits to be read is not the fix's.
 class Counter {
  public:
   explicit Counter(RunObserver& watcher) : watcher_(watcher), former_on_error_(State().on_error) {
@@ -123,21 +123,25 @@ class Counter {
     result.errors.clear();
     result.statements = result.rows = 0;
     steps_ = 0;
-    start_ = std::chrono::steady_clock::now();
+    start_ = WorkingTime();
   }
-  void End() { result_->time = std::chrono::steady_clock::now() - start_; }
+  void End() { result_->time = WorkingTime() - start_; }
   void Count(const db::DbError& error) {
     result_->errors.push_back(error);
     if (former_on_error_) former_on_error_(error);
   }
 
  private:
+  static std::chrono::steady_clock::duration WorkingTime() {
+    return std::chrono::steady_clock::now().time_since_epoch() - platform::TimeWaited();
+  }
+
   RunObserver& watcher_;
   std::function<void(const db::DbError&)> former_on_error_;
   std::int64_t steps_ = 0;
   FixResult nothing_;
   FixResult* result_ = &nothing_;
-  std::chrono::steady_clock::time_point start_;
+  std::chrono::steady_clock::duration start_{};
 };
 
 class Run {

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "access/base/interruption.h"
+#include "platform/messages.h"
 #include "run/fix_statements.h"
 #include "ui/report_rows.h"
 #include "ui/status_text.h"
@@ -95,6 +96,7 @@ void RunProgress::FixAdvances(std::int64_t steps, std::int64_t) {
   Serve();
   if (!std::exchange(escape_, false)) return;
   // The runner meets it with the next statement, as it meets a signal.
+  const platform::WaitForUser waiting;
   if (parts_.ask()) jet::interruption = jet::kStopThis;
   Discard();
 }

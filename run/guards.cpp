@@ -187,6 +187,16 @@ void ReadDatabaseVersion() {
   });
 }
 
+bool LacksNotice(std::int32_t notice) {
+  try {
+    db::Recordset rows;
+    rows.Open("select ntc_id from notice where ntc_id = " + std::to_string(notice), MainCn());
+    return rows.Eof();
+  } catch (const db::DbError&) {
+    return false;
+  }
+}
+
 bool IsVersionRefreshedWhenOpened() {
   return State().version_no == kRefreshedVersion && State().version_no_sub == kRefreshedSubVersion;
 }

@@ -8,7 +8,8 @@ constexpr CommandLineForm kForms[] = {
     {"VNTFixdb Active", "opens it with the database CurDatabase and the notice Ntc_id of KV_SOFT.ini"},
     {"VNTFixdb TEXT",
      "any other text: runs the default fixes on that database and ends, with status 0, or 1 when\n"
-     "the run was refused, ended early or a fix reported an error"},
+     "the run was refused, ended early, a fix reported an error, or Ntc_id is no notice of it;\n"
+     "a signal that ends the run early gives 128 plus its number"},
     {"VNTFixdb --help, -h, --version", ""},
 };
 

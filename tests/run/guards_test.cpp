@@ -31,6 +31,15 @@ TEST(Guards, VersionIsThatOfTheNewestRow) {
   EXPECT_TRUE(database.messages.shown.empty());
 }
 
+TEST(Guards, ANoticeLacksOnlyWhereTheDatabaseSaysSo) {
+  NoticeDatabase database;
+  database.Run("insert into notice (ntc_id) values (5)");
+  EXPECT_FALSE(LacksNotice(5));
+  EXPECT_TRUE(LacksNotice(6));
+  database.Run("drop table notice");
+  EXPECT_FALSE(LacksNotice(6)) << "nobody can tell";
+}
+
 TEST(Guards, BothConnectionsSeeTheSameRows) {
   NoticeDatabase database;
   database.Run("insert into notice (ntc_id) values (5)");

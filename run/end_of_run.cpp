@@ -25,10 +25,40 @@ std::string_view NameOf(const FixResult& fix) {
   return fix.fix == nullptr ? std::string_view("History") : fix.fix->caption;
 }
 
+// More than that are counted, and the report names them: a box is no place for forty captions.
+constexpr std::size_t kMostNames = 3;
+
 class Sentences {
  public:
   Sentences(const std::vector<FixResult>& fixes, std::string* text) : fixes_(fixes), text_(*text) {}
 
+  // Appends a sentence of that beginning about all that are wanted; none when there are none.
+  template <class Wanted>
+  void Tell(std::string_view beginning, Wanted wanted) {
+    const std::size_t count = Count(wanted);
+    if (count == 0) return;
+    text_ += beginning;
+    if (count <= kMostNames) {
+      Names(wanted);
+    } else {
+      counted_ = true;
+      const bool with_stamp = wanted(fixes_.back());
+      text_ += ' ';
+      Number(with_stamp ? count - 1 : count);
+      text_ += with_stamp ? " fixes and the history" : " fixes";
+    }
+    text_ += '.';
+  }
+
+  template <class Wanted>
+  std::size_t Count(Wanted wanted) const {
+    return static_cast<std::size_t>(std::ranges::count_if(fixes_, wanted));
+  }
+
+  // Whether a sentence has counted what it does not name.
+  bool counted() const { return counted_; }
+
+ private:
   template <class Wanted>
   void Names(Wanted wanted) {
     std::string_view separator = " ";
@@ -42,20 +72,15 @@ class Sentences {
     }
   }
 
-  template <class Wanted>
-  std::size_t Count(Wanted wanted) const {
-    return static_cast<std::size_t>(std::ranges::count_if(fixes_, wanted));
-  }
-
   void Number(std::size_t number) {
     std::array<char, 24> digits;
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
     text_.append(digits.data(), end);
   }
 
- private:
   const std::vector<FixResult>& fixes_;
   std::string& text_;
+  bool counted_ = false;
 };
 
 template <FixStatus kStatus>
@@ -71,44 +96,24 @@ bool IsFixInDatabase(const FixResult& fix) { return fix.fix != nullptr && IsInDa
 
 }  // namespace
 
-void AppendEndOfRun(const std::exception_ptr& failure, const std::vector<FixResult>& fixes,
+bool AppendEndOfRun(const std::exception_ptr& failure, const std::vector<FixResult>& fixes,
                     std::string* text) {
   Sentences sentences(fixes, text);
   AppendReason(failure, text);
-  if (sentences.Count(Is<FixStatus::kUndone>) > 0) {
-    *text += " Undone:";
-    sentences.Names(Is<FixStatus::kUndone>);
-    *text += ".";
-  }
+  sentences.Tell(" Undone:", Is<FixStatus::kUndone>);
   const bool doubt = sentences.Count(Is<FixStatus::kInDoubt>) > 0;
-  if (doubt) {
-    *text += " Perhaps in the database, all or none of them:";
-    sentences.Names(Is<FixStatus::kInDoubt>);
-    *text += ".";
-  }
-  if (sentences.Count(Is<FixStatus::kStopped>) > 0) {
-    *text += " Stopped, and what was executed until then stays:";
-    sentences.Names(Is<FixStatus::kStopped>);
-    *text += ".";
-  }
-  const std::size_t kept = sentences.Count(IsFixInDatabase);
-  if (kept == 0) {
+  sentences.Tell(" Perhaps in the database, all or none of them:", Is<FixStatus::kInDoubt>);
+  sentences.Tell(" Stopped, and what was executed until then stays:", Is<FixStatus::kStopped>);
+  if (sentences.Count(IsFixInDatabase) == 0) {
     *text +=
         doubt ? " No other fix of this run is in the database." : " No fix of this run is in the database.";
   } else {
-    *text += doubt ? " Surely in the database: " : " In the database: ";
-    sentences.Number(kept);
-    *text += kept == 1 ? " fix:" : " fixes:";
-    sentences.Names(IsFixInDatabase);
-    *text += ".";
+    sentences.Tell(doubt ? " Surely in the database:" : " In the database:", IsFixInDatabase);
   }
-  if (sentences.Count(Is<FixStatus::kNotRun>) > 0) {
-    *text += " Not run:";
-    sentences.Names(Is<FixStatus::kNotRun>);
-    *text += ".";
-  }
+  sentences.Tell(" Not run:", Is<FixStatus::kNotRun>);
   if (!IsInDatabase(fixes.back()) && fixes.back().status != FixStatus::kInDoubt)
     *text += " No history was written.";
+  return sentences.counted();
 }
 
 }  // namespace vnt

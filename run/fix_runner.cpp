@@ -167,7 +167,7 @@ class Run {
   }
 
  private:
-  // Room for every caption twice, so that what became of a run can be told without memory.
+  // Room for what became of a run, so that it can be told without memory.
   static constexpr std::size_t kMessageBytes = 8192;
 
   void Add(const FixEntry* fix) { result_.fixes.emplace_back().fix = fix; }
@@ -312,7 +312,8 @@ class Run {
       }
     });
     Attempt([&] { observer_.RunEnds(); });
-    AppendEndOfRun(failure, result_.fixes, &message_);
+    const bool counted = AppendEndOfRun(failure, result_.fixes, &message_);
+    if (counted && !State().dry_run) message_ += " The report names all of them.";
     if (State().dry_run) message_ += " It was a dry run: nothing of it is in the file.";
     if (State().current_database.empty()) message_ += " The database is closed.";
     Attempt([&] { ShowMessage(message_, MessageStyle::kCritical); });

@@ -7,6 +7,9 @@
 #include <wx/msgdlg.h>
 #include <wx/statbmp.h>
 #include <wx/timer.h>
+#include <wx/uiaction.h>
+
+#include <utility>
 
 #include "tests/ui/window_fixture.h"
 #include "ui/user_choices.h"
@@ -163,6 +166,33 @@ TEST_F(BoxesTest, FileDialog) {
       "Access mdb|*.[mM][dD][bB]|Access 7.0 files accdb|*.[aA][cC][cC][dD][bB]|All files|*";
 #endif
   EXPECT_EQ(hook.wildcard, any_case);
+}
+
+// It need not lie in the folder that the dialog shows.
+TEST_F(BoxesTest, TheFolderOfATypedPathIsKept) {
+  class Typist : public wxTimer {
+   public:
+    explicit Typist(std::string path) : path_(std::move(path)) { Start(1000); }
+    void Notify() override {
+      wxUIActionSimulator keys;
+      if (!std::exchange(typed_, true)) {
+        keys.Text(path_.c_str());
+      } else {
+        keys.Char(WXK_RETURN);
+      }
+    }
+
+   private:
+    const std::string path_;
+    bool typed_ = false;
+  };
+  SaveLastFolder(folder_.string());
+  const std::string file = WriteFile("elsewhere/typed.mdb", "").string();
+  StubServices services;
+  Window();
+  const Typist typist(file);
+  EXPECT_EQ(services.WindowServices::ChooseFile(&Window(), kOpenFilter), file);
+  EXPECT_EQ(LastFolder(), (folder_ / "elsewhere").string());
 }
 
 }  // namespace

@@ -98,6 +98,6 @@ they would change, a backup before they run, and a report after it.
 
 It reads and writes the files with an engine of its own; no Access, server
 or driver is needed.")
-set(CPACK_DEBIAN_VNTFIXDB_PACKAGE_RECOMMENDS "vntfix")
+set(CPACK_DEBIAN_VNTFIXDB_PACKAGE_RECOMMENDS "vntfix, xdg-utils")
 
 include(CPack)

@@ -41,17 +41,21 @@ inline constexpr char kOutOfMemory[] = "There is not enough memory.";
 
 class DbError : public std::exception {
  public:
-  DbError(std::int32_t number, std::string source, std::string description, bool environment = false)
+  DbError(std::int32_t number, std::string source, std::string description, bool environment = false,
+          bool damage = false)
       : number_(number),
         source_(std::move(source)),
         description_(std::move(description)),
-        environment_(environment) {}
+        environment_(environment),
+        damage_(damage) {}
 
   std::int32_t number() const { return number_; }
   const std::string& source() const { return source_; }
   const std::string& description() const { return description_; }
   // Whether it is a failure of the surroundings (disk, memory, the file itself), not of the statement.
   bool is_environment() const { return environment_; }
+  // Whether a file contradicts itself.
+  bool is_damage() const { return damage_; }
   const char* what() const noexcept override { return description_.c_str(); }
 
  private:
@@ -59,6 +63,7 @@ class DbError : public std::exception {
   std::string source_;
   std::string description_;
   bool environment_;
+  bool damage_;
 };
 
 }  // namespace vnt::db

@@ -24,7 +24,7 @@ namespace {
 void Report(const std::string& what, const db::DbError& error) {
   CountError(error);
   platform::ShowMessage("Error building Freq Min Max for " + what + " " + error.description(),
-                        platform::MessageStyle::kPlain);
+                        platform::MessageStyle::kPlain, State().error_context);
 }
 
 // Writes the limits of one result row into the row that `selection` finds, when there is one. A Null limit

@@ -21,10 +21,17 @@ constexpr std::string_view kHelpNotAvailable =
 
 void ShowHelpFile(std::string_view /*file_name*/) {
   if (platform::OpenDocument(platform::FindOnDriveC(kHelpFile))) return;
-  platform::ShowMessage(kHelpNotAvailable, platform::MessageStyle::kCritical);
   // What the file would have shown, for those who have no viewer.
   const std::string guide = platform::GuideFile();
-  if (!guide.empty()) platform::OpenInBrowser(guide);
+  if (guide.empty()) {
+    platform::ShowMessage(kHelpNotAvailable, platform::MessageStyle::kCritical);
+    return;
+  }
+  platform::ShowMessage(kHelpNotAvailable, platform::MessageStyle::kCritical,
+                        "The same text opens in the browser now: " + guide);
+  if (platform::OpenInBrowser(guide)) return;
+  platform::ShowMessage("No browser can be started. The guide is " + guide,
+                        platform::MessageStyle::kInformation);
 }
 
 }  // namespace vnt

@@ -72,6 +72,18 @@ const std::string* SettingOverrides::Find(std::string_view section, std::string_
 
 std::string SettingsFile() { return Utf8Of(ProfileFile(kSettingsFile)); }
 
+std::string WhereSettingIs(std::string_view section, std::string_view key) {
+  const std::filesystem::path file = ProfileFile(kSettingsFile);
+  std::error_code ignored;
+  const bool is_there = std::filesystem::is_regular_file(file, ignored);
+  std::string text(key);
+  text.append(" is looked for in section [")
+      .append(SectionOrDefault(section))
+      .append("] of ")
+      .append(Utf8Of(file));
+  return text + (is_there ? ", which does not set it." : ", and there is no such file.");
+}
+
 std::string GetSettingString(std::string_view section, std::string_view key) {
   if (const std::string* value = FindOverride(section, key)) return *value;
   return ReadProfileString(kSettingsFile, SectionOrDefault(section), key, kSettingBuffer);

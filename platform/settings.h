@@ -33,6 +33,8 @@ std::int32_t ReadProfileInt(std::string_view file, std::string_view section, std
 
 // The path of KV_SOFT.ini, whether it is there or not. UTF-8.
 std::string SettingsFile();
+// For whoever misses a setting: in which section of which file it is looked for, and whether that is there.
+std::string WhereSettingIs(std::string_view section, std::string_view key);
 // The settings of KV_SOFT.ini. An empty section means "VeltGrab". 200-character buffer, empty default.
 std::string GetSettingString(std::string_view section, std::string_view key);
 std::int32_t GetSettingInt(std::string_view section, std::string_view key);

@@ -16,10 +16,11 @@ void CountError(const db::DbError& error) {
   if (State().on_error) State().on_error(error);
 }
 
-void ShowError(const db::DbError& error) {
+void ShowError(const db::DbError& error, std::string_view explanation) {
   CountError(error);
   platform::ShowMessage(std::to_string(error.number()) + " " + error.description(),
-                        platform::MessageStyle::kPlain);
+                        platform::MessageStyle::kPlain,
+                        explanation.empty() ? std::string_view(State().error_context) : explanation);
 }
 
 db::Connection& MainCn() {

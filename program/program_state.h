@@ -58,6 +58,8 @@ struct ProgramState {
   platform::Services platform_services;
   db::Services db_services;
 
+  // What is said beside an error that is shown: where it came up, and what becomes of the run. May be empty.
+  std::string error_context;
   // Told of each error that a fix reports or that reaches the runner's trap (for counting); may be empty.
   std::function<void(const db::DbError&)> on_error;
 };
@@ -89,8 +91,9 @@ class ScopedProgramState {
 // Counts an error that was dealt with like one that is shown.
 void CountError(const db::DbError& error);
 
-// The common error report: a plain box with the number in decimal, one blank and the description.
-void ShowError(const db::DbError& error);
+// The common error report: a plain box with the number in decimal, one blank and the description; beside that
+// the explanation, or where there is none the context of the state.
+void ShowError(const db::DbError& error, std::string_view explanation = {});
 
 // The connection all fixes work on.
 db::Connection& MainCn();

@@ -77,6 +77,17 @@ bool CloseDatabases() {
   return reference && second && main;
 }
 
+void ShowOpeningError(const db::DbError& error, const std::string& path) {
+  std::string explanation;
+  if (error.description().find(path) == std::string::npos) explanation = path + " was not opened.";
+  if (error.is_damage()) {
+    explanation += explanation.empty() ? "" : " ";
+    explanation +=
+        "Keep a copy of it, look what vntfix check says, and let Access repair it or take a backup.";
+  }
+  ShowError(error, explanation);
+}
+
 void OpenChosenDatabase(const std::string& path, const std::function<void()>& open,
                         const std::function<void(const std::string&)>& set_panel) {
   const std::string former = std::exchange(State().current_database, path);
@@ -84,7 +95,7 @@ void OpenChosenDatabase(const std::string& path, const std::function<void()>& op
     open();
   } catch (const db::DbError& error) {
     State().current_database = former;
-    ShowError(error);
+    ShowOpeningError(error, path);
     return;
   }
   const std::int16_t version = State().version_no;

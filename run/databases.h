@@ -5,6 +5,8 @@
 #include <functional>
 #include <string>
 
+#include "db/error.h"
+
 namespace vnt {
 
 // What the window's database panel says while none is open.
@@ -27,6 +29,10 @@ bool CloseDatabases();
 bool ReleaseDatabases();
 // Looks the file up again, before a run. False when it cannot be opened any more, which was reported.
 bool ResumeDatabases();
+
+// The report of an error of opening: with the file's name and what can be done, where the error tells
+// neither.
+void ShowOpeningError(const db::DbError& error, const std::string& path);
 
 // Makes `path` the current database and opens it with `open`, which leaves the program's state alone when it
 // raises a DbError: the error is reported and the database that was open before stays open. `set_panel` gets

@@ -25,39 +25,42 @@ std::string_view NameOf(const FixResult& fix) {
   return fix.fix == nullptr ? std::string_view("History") : fix.fix->caption;
 }
 
-// A few are named; of more it is told how many, or the message would be longer than anybody reads.
-constexpr std::size_t kNamed = 3;
+// More than that are counted, and the report names them: a box is no place for forty captions.
+constexpr std::size_t kMostNames = 3;
 
 class Sentences {
  public:
   Sentences(const std::vector<FixResult>& fixes, std::string* text) : fixes_(fixes), text_(*text) {}
+
+  // Appends a sentence of that beginning about all that are wanted; none when there are none.
+  template <class Wanted>
+  void Tell(std::string_view beginning, Wanted wanted) {
+    const std::size_t count = Count(wanted);
+    if (count == 0) return;
+    text_ += beginning;
+    if (count <= kMostNames) {
+      Names(wanted);
+    } else {
+      counted_ = true;
+      const bool with_stamp = wanted(fixes_.back());
+      text_ += ' ';
+      Number(with_stamp ? count - 1 : count);
+      text_ += with_stamp ? " fixes and the history" : " fixes";
+    }
+    text_ += '.';
+  }
 
   template <class Wanted>
   std::size_t Count(Wanted wanted) const {
     return static_cast<std::size_t>(std::ranges::count_if(fixes_, wanted));
   }
 
-  // Nothing where there are none.
-  template <class Wanted>
-  void Tell(std::string_view begin, Wanted wanted) {
-    const std::size_t count = Count(wanted);
-    if (count == 0) return;
-    text_ += begin;
-    if (count > kNamed) {
-      AppendFixes(Count([&](const FixResult& fix) { return fix.fix != nullptr && wanted(fix); }));
-      counted_ = true;
-    } else {
-      AppendNames(wanted);
-    }
-    text_ += '.';
-  }
-
-  // Whether more are told of than are named.
+  // Whether a sentence has counted what it does not name.
   bool counted() const { return counted_; }
 
  private:
   template <class Wanted>
-  void AppendNames(Wanted wanted) {
+  void Names(Wanted wanted) {
     std::string_view separator = " ";
     for (const FixResult& fix : fixes_) {
       if (!wanted(fix)) continue;
@@ -68,12 +71,11 @@ class Sentences {
       separator = ", ";
     }
   }
-  void AppendFixes(std::size_t number) {
+
+  void Number(std::size_t number) {
     std::array<char, 24> digits;
     const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
-    text_ += ' ';
     text_.append(digits.data(), end);
-    text_ += " fixes";
   }
 
   const std::vector<FixResult>& fixes_;
@@ -94,7 +96,7 @@ bool IsFixInDatabase(const FixResult& fix) { return fix.fix != nullptr && IsInDa
 
 }  // namespace
 
-void AppendEndOfRun(const std::exception_ptr& failure, const std::vector<FixResult>& fixes,
+bool AppendEndOfRun(const std::exception_ptr& failure, const std::vector<FixResult>& fixes,
                     std::string* text) {
   Sentences sentences(fixes, text);
   AppendReason(failure, text);
@@ -102,15 +104,16 @@ void AppendEndOfRun(const std::exception_ptr& failure, const std::vector<FixResu
   const bool doubt = sentences.Count(Is<FixStatus::kInDoubt>) > 0;
   sentences.Tell(" Perhaps in the database, all or none of them:", Is<FixStatus::kInDoubt>);
   sentences.Tell(" Stopped, and what was executed until then stays:", Is<FixStatus::kStopped>);
-  sentences.Tell(doubt ? " Surely in the database:" : " In the database:", IsFixInDatabase);
   if (sentences.Count(IsFixInDatabase) == 0) {
     *text +=
         doubt ? " No other fix of this run is in the database." : " No fix of this run is in the database.";
+  } else {
+    sentences.Tell(doubt ? " Surely in the database:" : " In the database:", IsFixInDatabase);
   }
   sentences.Tell(" Not run:", Is<FixStatus::kNotRun>);
-  if (sentences.counted()) *text += " The report names them.";
   if (!IsInDatabase(fixes.back()) && fixes.back().status != FixStatus::kInDoubt)
     *text += " No history was written.";
+  return sentences.counted();
 }
 
 }  // namespace vnt

@@ -10,8 +10,8 @@
 namespace vnt {
 
 // Appends what failed, which fix was running, which fixes are in the database and which were not run, in one
-// line: by name, or how many they are. Needs no memory but that of `text`.
-void AppendEndOfRun(const std::exception_ptr& failure, const std::vector<FixResult>& fixes,
+// line. Of many it tells the number: whether it did is given back. Needs no memory but that of `text`.
+bool AppendEndOfRun(const std::exception_ptr& failure, const std::vector<FixResult>& fixes,
                     std::string* text);
 
 }  // namespace vnt

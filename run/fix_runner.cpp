@@ -28,8 +28,8 @@ using platform::ShowMessage;
 
 constexpr char kSource[] = "VNTFixdb";
 
-// Makes the reference connection anew. False when it cannot be opened; nothing is told here.
-bool OpenReferenceDatabase() {
+// Makes the reference connection anew. Gives why it cannot be opened; empty: it is open.
+std::string OpenReferenceDatabase() {
   auto reference = std::make_unique<db::cadodb>();
   reference->DBName = db::Value::Text(State().reference_database);
   reference->Mode = db::AccessMode::kRead;
@@ -37,11 +37,14 @@ bool OpenReferenceDatabase() {
   State().reference_connection = std::move(reference);
   try {
     opening.OpenADOConnection();
-    return true;
-  } catch (const db::DbError&) {
-    return false;  // whatever the reason: nothing has begun yet
+    return {};
+  } catch (const db::DbError& error) {
+    return error.description();  // whatever the reason: nothing has begun yet
   }
 }
+
+constexpr std::string_view kSharedSection = "GLOBAL";
+constexpr std::string_view kReference = "VeltRefdb";
 
 // The conditions of a run, in order; each refusal has its message. On success the reference database is open,
 // unless none is needed.
@@ -50,18 +53,23 @@ bool PreconditionsHold() {
     ShowMessage("No Database open.  Please open a database to fix.", MessageStyle::kInformation);
     return false;
   }
-  State().reference_database = platform::GetSettingString("GLOBAL", "VeltRefdb");
+  State().reference_database = platform::GetSettingString(kSharedSection, kReference);
   if (State().needs_reference && State().reference_database.empty()) {
-    ShowMessage("Cannot find veltrefdb in the kv_soft ini file", MessageStyle::kPlain);
+    ShowMessage("Cannot find veltrefdb in the kv_soft ini file", MessageStyle::kPlain,
+                "No run begins without the pattern reference database, whatever is ticked. " +
+                    platform::WhereSettingIs(kSharedSection, kReference));
     return false;
   }
   if (State().read_only) {
-    ShowMessage("VNTFixdb cannot fix a readonly database. ", MessageStyle::kCritical);
+    ShowMessage("VNTFixdb cannot fix a readonly database. ", MessageStyle::kCritical,
+                State().read_only_reason);
     return false;
   }
-  if (State().needs_reference && !OpenReferenceDatabase()) {
+  if (!State().needs_reference) return true;
+  if (const std::string reason = OpenReferenceDatabase(); !reason.empty()) {
     ShowMessage("Problem opening the velt reference database.  Please make sure it has been installed. ",
-                MessageStyle::kCritical);
+                MessageStyle::kCritical,
+                std::string(kReference) + "=" + State().reference_database + "\n" + reason);
     return false;
   }
   return true;
@@ -75,8 +83,23 @@ void StampHistory() {
   });
 }
 
+// Beside the errors of a fix while this lives: which fix of which database it is.
+class ErrorContext {
+ public:
+  explicit ErrorContext(const FixEntry* fix) {
+    std::string& text = State().error_context;
+    text = "In the history, on ";
+    if (fix != nullptr)
+      text = "In fix " + std::to_string(fix->index) + ", \"" + std::string(fix->caption) + "\", on ";
+    text += State().current_database + ". The run goes on.";
+  }
+  ~ErrorContext() { State().error_context.clear(); }
+  ErrorContext(const ErrorContext&) = delete;
+  ErrorContext& operator=(const ErrorContext&) = delete;
+};
+
 // Counts what happens while one fix runs: statements and rows as the connections tell them, errors as the
-// fixes report them.
+// fixes report them. The time that a message waits to be read is not the fix's.
 class Counter {
  public:
   explicit Counter(RunObserver& watcher) : watcher_(watcher), former_on_error_(State().on_error) {
@@ -100,21 +123,25 @@ class Counter {
     result.errors.clear();
     result.statements = result.rows = 0;
     steps_ = 0;
-    start_ = std::chrono::steady_clock::now();
+    start_ = WorkingTime();
   }
-  void End() { result_->time = std::chrono::steady_clock::now() - start_; }
+  void End() { result_->time = WorkingTime() - start_; }
   void Count(const db::DbError& error) {
     result_->errors.push_back(error);
     if (former_on_error_) former_on_error_(error);
   }
 
  private:
+  static std::chrono::steady_clock::duration WorkingTime() {
+    return std::chrono::steady_clock::now().time_since_epoch() - platform::TimeWaited();
+  }
+
   RunObserver& watcher_;
   std::function<void(const db::DbError&)> former_on_error_;
   std::int64_t steps_ = 0;
   FixResult nothing_;
   FixResult* result_ = &nothing_;
-  std::chrono::steady_clock::time_point start_;
+  std::chrono::steady_clock::duration start_{};
 };
 
 class Run {
@@ -140,7 +167,7 @@ class Run {
   }
 
  private:
-  // Room for every caption twice, so that what became of a run can be told without memory.
+  // Room for what became of a run, so that it can be told without memory.
   static constexpr std::size_t kMessageBytes = 8192;
 
   void Add(const FixEntry* fix) { result_.fixes.emplace_back().fix = fix; }
@@ -190,6 +217,7 @@ class Run {
   }
 
   void RunRoutinesOnce(FixResult& result) {
+    const ErrorContext context(result.fix);
     if (result.fix == nullptr) {
       if (State().stamps_history) UnderTrap(StampHistory);
       return;
@@ -231,7 +259,8 @@ class Run {
   }
   void Trap(const db::DbError& error) {
     counter_.Count(error);
-    ShowMessage("No Database is open!", MessageStyle::kCritical);
+    ShowMessage("No Database is open!", MessageStyle::kCritical,
+                std::to_string(error.number()) + " " + error.description() + "\n" + State().error_context);
   }
 
   // A connection that never opened has nothing to keep, and every fix says so.
@@ -295,7 +324,8 @@ class Run {
       }
     });
     Attempt([&] { observer_.RunEnds(); });
-    AppendEndOfRun(failure, result_.fixes, &message_);
+    const bool counted = AppendEndOfRun(failure, result_.fixes, &message_);
+    if (counted && !State().dry_run) message_ += " The report names all of them.";
     if (State().dry_run) message_ += " It was a dry run: nothing of it is in the file.";
     if (State().current_database.empty()) message_ += " The database is closed.";
     Attempt([&] { ShowMessage(message_, MessageStyle::kCritical); });

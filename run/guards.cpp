@@ -130,7 +130,7 @@ void OpenAccessDatabase() {
   State().read_only = IsDatabaseReadOnly();
   if (State().read_only) {
     platform::ShowMessage("Database is readonly.  VNTFixdb cannot update a readonly database.",
-                          platform::MessageStyle::kCritical);
+                          platform::MessageStyle::kCritical, State().read_only_reason);
     if (State().active) throw EndProgram{1};  // refused
   }
   if (on_server) {
@@ -185,6 +185,16 @@ void ReadDatabaseVersion() {
     Succeeds([&] { State().version_no_sub = versions.Get("version_no_sub").ToInt16(); });
     versions.Close();
   });
+}
+
+bool LacksNotice(std::int32_t notice) {
+  try {
+    db::Recordset rows;
+    rows.Open("select ntc_id from notice where ntc_id = " + std::to_string(notice), MainCn());
+    return rows.Eof();
+  } catch (const db::DbError&) {
+    return false;
+  }
 }
 
 bool IsVersionRefreshedWhenOpened() {

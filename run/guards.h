@@ -2,6 +2,8 @@
 // version it holds, and (IsIngres, with the program-wide state) which dialect it speaks.
 #pragma once
 
+#include <cstdint>
+
 namespace vnt {
 
 // Opens the current database (an Access file) with its main and its second connection, tests it for
@@ -21,6 +23,9 @@ bool IsDatabaseReadOnly();
 
 // Takes version number and sub-number from the newest row of vnt_ooak; what cannot be read keeps its value.
 void ReadDatabaseVersion();
+
+// Whether the open database has no notice of that number. False where it cannot be asked.
+bool LacksNotice(std::int32_t notice);
 
 // Whether a database of the version that was read gets its reference tables anew at each opening.
 bool IsVersionRefreshedWhenOpened();

@@ -45,7 +45,9 @@ RunMessages::RunMessages(std::function<void()> before)
 
 RunMessages::~RunMessages() { InForce() = former_; }
 
-void RunMessages::Show(std::string_view text, MessageStyle style) {
+void RunMessages::Show(std::string_view text, MessageStyle style) { ShowExplained(text, style, {}); }
+
+void RunMessages::ShowExplained(std::string_view text, MessageStyle style, std::string_view explanation) {
   if (seen_enough_) {
     kept_.emplace_back(text);
     return;
@@ -54,14 +56,14 @@ void RunMessages::Show(std::string_view text, MessageStyle style) {
   if (former_ == nullptr) {
     // Nobody has said where messages go: standard error.
     InForce() = nullptr;
-    platform::ShowMessage(text, style);
+    platform::ShowMessage(text, style, explanation);
     InForce() = this;
     return;
   }
   if (style != MessageStyle::kInformation && ++errors_ > kErrorsBeforeAsking) {
-    seen_enough_ = former_->ShowWithCheck(text, style, kCheckCaption);
+    seen_enough_ = former_->ShowWithCheck(text, style, explanation, kCheckCaption);
   } else {
-    former_->Show(text, style);
+    former_->ShowExplained(text, style, explanation);
   }
 }
 

@@ -20,6 +20,8 @@ class RunMessages : public platform::Messages {
   RunMessages& operator=(const RunMessages&) = delete;
 
   void Show(std::string_view text, platform::MessageStyle style) override;
+  void ShowExplained(std::string_view text, platform::MessageStyle style,
+                     std::string_view explanation) override;
   // To be called when the last fix has ended: what is said from then on is shown, after the list.
   void RunEnds();
 

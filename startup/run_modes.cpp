@@ -21,13 +21,14 @@ namespace {
 constexpr std::string_view kActive = "Active";
 constexpr std::string_view kOwnSection = "VNTFIXV7";
 constexpr std::string_view kSharedSection = "GLOBAL";
+constexpr std::string_view kCurrentDatabase = "CurDatabase";
 
 constexpr int kEnded = 0;
-constexpr int kRefused = 1;
+constexpr int kFailed = 1;
 
 // The value is kept when the settings file names no database.
 void ReadCurrentDatabase() {
-  const std::string name = platform::GetSettingString(kOwnSection, "CurDatabase");
+  const std::string name = platform::GetSettingString(kOwnSection, kCurrentDatabase);
   if (!name.empty()) State().current_database = name;
 }
 
@@ -49,8 +50,8 @@ std::string NoticeFault(std::int32_t read_as) {
          std::to_string(read_as) + (read_as > 0 ? "." : ", which stands for all notices.");
 }
 
-bool Refuse(std::string_view message) {
-  platform::ShowMessage(message, platform::MessageStyle::kInformation);
+bool Refuse(std::string_view message, std::string_view explanation = {}) {
+  platform::ShowMessage(message, platform::MessageStyle::kInformation, explanation);
   if (!State().active) ReportUnattendedRefusal(message);
   return false;
 }
@@ -60,10 +61,23 @@ void TellAndReport(StartUpHost& host, const std::string& line) {
   ReportMessage(line);
 }
 
+// In the window its scope is seen.
+void NoteSettingFault(StartUpHost& host, const std::string& fault) {
+  if (State().active || fault.empty()) return;
+  if (!State().setting_fault.empty()) State().setting_fault += " ";
+  State().setting_fault += fault;
+  TellAndReport(host, fault);
+}
+
+std::string MissingNotice() {
+  if (State().ntc_id < 1 || !LacksNotice(State().ntc_id)) return {};
+  return "There is no notice " + std::to_string(State().ntc_id) + ", which Ntc_id of KV_SOFT.ini asks for.";
+}
+
 // Opens the database that the settings file names; false when the program ends instead.
 bool OpenPreparedDatabase(StartUpHost& host) {
-  State().setting_fault = State().active ? std::string() : NoticeFault(State().ntc_id);
-  if (!State().setting_fault.empty()) TellAndReport(host, State().setting_fault);
+  State().setting_fault.clear();
+  NoteSettingFault(host, NoticeFault(State().ntc_id));
   if (IsIngresSource(State().current_database)) {
     if (State().ntc_id < 1) {
       return Refuse("VNTFixdb cannot be run on the Ingres database without specifying a ntc_id");
@@ -71,17 +85,22 @@ bool OpenPreparedDatabase(StartUpHost& host) {
     State().source_fault = host.OpenIngresDatabase();
     if (!State().source_fault.empty()) {
       TellAndReport(host, State().current_database + " cannot be reached: " + State().source_fault);
+    } else {
+      NoteSettingFault(host, MissingNotice());
     }
     return true;
   }
-  if (State().current_database.empty()) return Refuse("No database specified.");
+  if (State().current_database.empty()) {
+    return Refuse("No database specified.", platform::WhereSettingIs(kOwnSection, kCurrentDatabase));
+  }
   try {
     host.OpenAccessDatabase();
   } catch (const db::DbError& error) {
-    ShowError(error);
+    ShowOpeningError(error, State().current_database);
     if (!State().active) ReportUnattendedRefusal(error.description());
     return false;
   }
+  NoteSettingFault(host, MissingNotice());
   return true;
 }
 
@@ -95,7 +114,9 @@ int RunUnattended(StartUpHost& host) {
   const std::string scope = State().ntc_id > 0 ? "notice " + std::to_string(State().ntc_id) : "all notices";
   host.Tell("fixing " + State().current_database + ", " + scope + ".");
   const bool succeeded = host.LoadUnshownWindow()->Automatic_Fix();
-  return CloseDatabases() && succeeded ? kEnded : kRefused;
+  // A run for other notices than were meant is none to rely on.
+  const bool as_meant = State().setting_fault.empty();
+  return CloseDatabases() && succeeded && as_meant ? kEnded : kFailed;
 }
 
 MainWindow& ShowMainWindow(StartUpHost& host) {
@@ -151,7 +172,7 @@ std::optional<int> StartUpIn(RunMode mode, StartUpHost& host) {
   try {
     if (mode != RunMode::kInteractive && !OpenPreparedDatabase(host)) {
       CloseDatabases();
-      return kRefused;
+      return kFailed;
     }
     if (mode == RunMode::kUnattended) return RunUnattended(host);
     MainWindow& window = ShowMainWindow(host);

@@ -8,7 +8,8 @@ constexpr CommandLineForm kForms[] = {
     {"VNTFixdb Active", "opens it with the database CurDatabase and the notice Ntc_id of KV_SOFT.ini"},
     {"VNTFixdb TEXT",
      "any other text: runs the default fixes on that database and ends, with status 0, or 1 when\n"
-     "the run was refused, ended early, a fix reported an error or the report cannot be written"},
+     "the run was refused, ended early, a fix reported an error, the report cannot be written, or Ntc_id\n"
+     "is no notice of it; a signal that ends the run early gives 128 plus its number"},
     {"VNTFixdb --help, -h, --version", ""},
 };
 

@@ -86,34 +86,48 @@ wxString Wrapped(std::string_view text) {
   return ToWx(lines);
 }
 
+void Explain(wxMessageDialogBase& box, std::string_view explanation) {
+  if (!explanation.empty()) box.SetExtendedMessage(Wrapped(explanation));
+}
+
 }  // namespace
 
 void BoxMessages::Show(std::string_view text, platform::MessageStyle style) {
+  ShowExplained(text, style, {});
+}
+
+void BoxMessages::ShowExplained(std::string_view text, platform::MessageStyle style,
+                                std::string_view explanation) {
   if (SignalToEnd() != 0) {
     std::cerr << text << std::endl;
+    if (!explanation.empty()) std::cerr << explanation << std::endl;
     return;
   }
   // The box waits for its reader, so the hourglass of a run has no place over it.
   const HourglassSuspended suspended;
   const long flags = wxOK | wxCENTRE | IconOf(style);
   if (style == platform::MessageStyle::kPlain) {
-    wxMessageDialog(Owner(), Wrapped(text), kProgramTitle, flags).ShowModal();
+    wxMessageDialog box(Owner(), Wrapped(text), kProgramTitle, flags);
+    Explain(box, explanation);
+    box.ShowModal();
   } else {
     Box box(Owner(), Wrapped(text), kProgramTitle, flags);
+    Explain(box, explanation);
     ShowWide(box);
   }
 }
 
 bool BoxMessages::ShowWithCheck(std::string_view text, platform::MessageStyle style,
-                                std::string_view caption) {
+                                std::string_view explanation, std::string_view caption) {
   if (SignalToEnd() != 0) {
-    Show(text, style);
+    ShowExplained(text, style, explanation);
     return false;
   }
   const HourglassSuspended suspended;
   // The toolkit's own box takes no word for "no icon": it has none when none is named.
   const long icon = style == platform::MessageStyle::kPlain ? 0 : IconOf(style);
   wxRichMessageDialog box(Owner(), Wrapped(text), kProgramTitle, wxOK | wxCENTRE | icon);
+  Explain(box, explanation);
   box.ShowCheckBox(ToWx(caption));
   ShowWide(box);
   return box.IsCheckBoxChecked();

@@ -10,7 +10,10 @@ inline constexpr const char* kProgramTitle = "VNTFixdb";
 class BoxMessages : public platform::Messages {
  public:
   void Show(std::string_view text, platform::MessageStyle style) override;
-  bool ShowWithCheck(std::string_view text, platform::MessageStyle style, std::string_view caption) override;
+  void ShowExplained(std::string_view text, platform::MessageStyle style,
+                     std::string_view explanation) override;
+  bool ShowWithCheck(std::string_view text, platform::MessageStyle style, std::string_view explanation,
+                     std::string_view caption) override;
 };
 
 }  // namespace vnt::ui

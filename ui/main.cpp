@@ -90,21 +90,29 @@ class UnattendedMessages : public platform::Messages {
  public:
   explicit UnattendedMessages(char* program_name) : program_name_(program_name) {}
 
-  void Show(std::string_view text, platform::MessageStyle style) override {
+  void Show(std::string_view text, platform::MessageStyle style) override { ShowExplained(text, style, {}); }
+  void ShowExplained(std::string_view text, platform::MessageStyle style,
+                     std::string_view explanation) override {
     if (CanShowBox()) {
-      boxes_.Show(text, style);
-    } else {
-      std::cerr << text << std::endl;
-      ReportMessage(text);
+      boxes_.ShowExplained(text, style, explanation);
+      return;
     }
+    Write(text);
+    // Two refusals for the same reason follow each other.
+    if (!explanation.empty() && explanation != explained_) Write(explained_ = explanation);
   }
-  bool ShowWithCheck(std::string_view text, platform::MessageStyle style, std::string_view caption) override {
-    if (CanShowBox()) return boxes_.ShowWithCheck(text, style, caption);
-    Show(text, style);
+  bool ShowWithCheck(std::string_view text, platform::MessageStyle style, std::string_view explanation,
+                     std::string_view caption) override {
+    if (CanShowBox()) return boxes_.ShowWithCheck(text, style, explanation, caption);
+    ShowExplained(text, style, explanation);
     return false;
   }
 
  private:
+  static void Write(std::string_view line) {
+    std::cerr << line << std::endl;
+    ReportMessage(line);
+  }
   bool CanShowBox() {
     if (SignalToEnd() != 0) return false;
     if (!toolkit_ && BoxesMayShow()) toolkit_.emplace(program_name_);
@@ -114,6 +122,7 @@ class UnattendedMessages : public platform::Messages {
   char* program_name_;
   std::optional<Toolkit> toolkit_;
   BoxMessages boxes_;
+  std::string explained_;  // what was written last
 };
 
 void TellStarter(const std::string& line) { std::cerr << "VNTFixdb: " << line << std::endl; }
@@ -160,8 +169,6 @@ int RunUnattended(const std::string& command_line, char* program_name) {
   UnattendedHost host;
   const platform::InterruptionScope interruptible(jet::interruption);
   const int exit_code = StartUp(command_line, host).value_or(0);
-  // The box that refuses it does not say why.
-  if (!State().read_only_reason.empty()) std::cerr << State().read_only_reason << std::endl;
   // A run that was done before the signal came is done.
   return exit_code != 0 ? StatusAfter(exit_code) : exit_code;
 }

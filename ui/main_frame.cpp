@@ -26,6 +26,7 @@
 #include "run/databases.h"
 #include "startup/run_messages.h"
 #include "ui/app_icon.h"
+#include "ui/asked_to_end.h"
 #include "ui/button_later.h"
 #include "ui/compare_frame.h"
 #include "ui/report_frame.h"
@@ -254,11 +255,19 @@ bool frmMain::Command2_Click() {
     if (last_run_window_) last_run_window_->Close();
     last_run_window_ = nullptr;
   }
-  if (complete && IsShown()) {
-    Inform("Fix complete.");
-    if (!succeeded) ShowLastRun();
+  if (!result.refused && IsShown()) {
+    LeaveFixButton();
+    if (complete) Inform("Fix complete.");
+    if (!succeeded && SignalToEnd() == 0) ShowLastRun();
   }
   return succeeded;
+}
+
+// A Return that was meant for a box must not start another run. The list as a whole takes no key but Tab.
+void frmMain::LeaveFixButton() {
+  if (!Command2->HasFocus()) return;
+  scroller_->SetCanFocus(true);
+  scroller_->SetFocusIgnoringChildren();
 }
 
 void frmMain::ShowLastRun() {
@@ -412,9 +421,12 @@ void frmMain::mnuFileUndo_Click() {
     Inform("A data source has no backup that its last run could be undone with.");
     return;
   }
-  if (!services_.Confirm(this, "Put back " + file +
-                                   " as it was before its last run? What it is now becomes a backup, so that "
-                                   "this can be undone too.")) {
+  // Of the two answers Yes can be taken back.
+  if (!services_.Confirm(this,
+                         "Put back " + file +
+                             " as it was before its last run? What it is now becomes a backup, so that "
+                             "this can be undone too.",
+                         Answer::kYes)) {
     return;
   }
   Undone undone;

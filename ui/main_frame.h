@@ -1,8 +1,8 @@
 // The main window. Its controls keep the names that the program's documents use for them.
 //
 //   +-- File  View  Tools  Help ------------------------------------+
-//   | Frame1: Chkfix(0..39) in three columns (scrolls when the       |
-//   |         screen is too small)                                   |
+//   | Frame1: Chkfix(0..39) in three columns, under the last one     |
+//   |         hint_ (scrolls when the screen is too small)           |
 //   | Command3 "Select All"  cmdclear  cmdPreview Command2 Command1  |
 //   +-- sbStatusBar: database, or the run | scope | date | time -----+
 //
@@ -22,6 +22,7 @@
 
 #include "run/fix_runner.h"
 #include "startup/run_modes.h"
+#include "ui/fix_hint.h"
 #include "ui/run_progress.h"
 #include "ui/user_choices.h"
 #include "ui/window_services.h"
@@ -101,6 +102,7 @@ class frmMain : public wxFrame, public MainWindow {
   void ShowRecentFiles();
   void ShowScope();
   void ShowLastRun();
+  void LeaveFixButton();
   void SaveFound(compare::DifferenceStore& differences, const compare::DiffNames& names,
                  const std::string& path);
   RunProgress::Parts ProgressParts(const char* verb, std::function<void()> run_ends);
@@ -116,6 +118,7 @@ class frmMain : public wxFrame, public MainWindow {
   wxScrolledWindow* scroller_ = nullptr;
   wxStaticBox* Frame1 = nullptr;
   std::array<wxCheckBox*, kFixCount> Chkfix{};
+  FixHint* hint_ = nullptr;
   wxButton* Command1 = nullptr;
   wxButton* Command2 = nullptr;
   wxButton* Command3 = nullptr;

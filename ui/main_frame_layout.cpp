@@ -89,6 +89,9 @@ void frmMain::CreateBoxes(wxPanel* panel) {
     box->SetValue(fix.ticked);
     Chkfix[static_cast<std::size_t>(index)] = box;
   }
+  hint_ = new FixHint(Frame1);
+  for (int index = 0; index < kFixCount; ++index)
+    hint_->Watch(*Chkfix[static_cast<std::size_t>(index)], FixByIndex(index));
 }
 
 void frmMain::CreateButtons(wxPanel* panel) {
@@ -112,7 +115,9 @@ wxSizer* frmMain::PlaceBoxes() {
       column->Add(Chkfix[static_cast<std::size_t>(fix->index)], 0, wxTOP | wxBOTTOM, FromDIP(kBoxGap));
     }
     if (number > 0) frame->Add(FromDIP(kColumnGap), 0, 1);
-    frame->Add(column, 0, wxALL, FromDIP(kMargin));
+    // The last column has room for it: as wide as its boxes, and as high as the others leave.
+    if (number + 1 == kColumns) column->Add(hint_, 1, wxEXPAND | wxTOP, FromDIP(kColumnGap));
+    frame->Add(column, 0, wxALL | wxEXPAND, FromDIP(kMargin));
   }
   return frame;
 }

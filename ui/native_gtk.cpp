@@ -18,6 +18,10 @@ void SetAccessibleName(wxWindow& control, const std::string& name) {
   if (GTK_IS_TREE_VIEW(inner)) set(inner);
 }
 
+void SetAccessibleDescription(wxWindow& control, const std::string& description) {
+  atk_object_set_description(gtk_widget_get_accessible(control.m_widget), description.c_str());
+}
+
 void SetAlertRole(wxWindow& box) {
   atk_object_set_role(gtk_widget_get_accessible(box.m_widget), ATK_ROLE_ALERT);
 }

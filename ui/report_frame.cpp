@@ -45,6 +45,12 @@ std::string ErrorText(const ErrorRow& error, unsigned column) {
   }
 }
 
+// A page gets its place when it is first shown, and scroll bars complain when they have none until then.
+void LayOut(wxWindow& page) {
+  page.SetSize(WithText(page, wxSize(800, 500)));
+  page.Layout();
+}
+
 }  // namespace
 
 void PlaceBeside(wxFrame& frame, const wxWindow* main, const wxSize& wanted) {
@@ -88,6 +94,7 @@ ReportFrame::ReportFrame(wxWindow* beside, WindowServices& services, RunRecord r
     SetAccessibleName(*pages, "Preview");
     pages->AddPage(new DifferencePanel(pages, *differences_, {"Old", "New"}), "What would change", true);
     pages->AddPage(MakeReportPage(pages), "Fixes");
+    for (std::size_t i = 0; i < pages->GetPageCount(); ++i) LayOut(*pages->GetPage(i));
     sizer->Add(pages, 1, wxEXPAND | wxLEFT | wxRIGHT, FromDIP(kGap));
   } else {
     sizer->Add(MakeReportPage(whole), 1, wxEXPAND | wxLEFT | wxRIGHT, FromDIP(kGap));

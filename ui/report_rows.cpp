@@ -10,9 +10,8 @@
 namespace vnt::ui {
 namespace {
 
-std::string NameOf(const FixResult& fix) {
-  return fix.fix == nullptr ? "History" : std::string(fix.fix->caption);
-}
+// The history comes last.
+int PlaceOf(const ReportRow& row) { return row.fix == nullptr ? kFixCount : row.fix->index; }
 
 template <typename T>
 int Sign(const T& a, const T& b) {
@@ -21,12 +20,16 @@ int Sign(const T& a, const T& b) {
 
 }  // namespace
 
+std::string NumberedName(const FixEntry* fix) {
+  return fix == nullptr ? "History" : fmt::format("{}. {}", fix->index, fix->caption);
+}
+
 std::vector<ReportRow> ReportRows(const RunRecord& record) {
   std::vector<ReportRow> rows;
   for (const FixResult& fix : record.result.fixes) {
     ReportRow& row = rows.emplace_back();
     row.step = static_cast<int>(rows.size());
-    row.fix = NameOf(fix);
+    row.fix = fix.fix;
     row.status = StatusWord(fix.status);
     row.rows = fix.rows;
     row.changed = fix.changed.value_or(-1);
@@ -41,7 +44,7 @@ std::string TextOf(const ReportRow& row, ReportColumn column) {
     case ReportColumn::kStep:
       return std::to_string(row.step);
     case ReportColumn::kFix:
-      return row.fix;
+      return NumberedName(row.fix);
     case ReportColumn::kStatus:
       return row.status;
     case ReportColumn::kRows:
@@ -62,7 +65,7 @@ int Order(const ReportRow& a, const ReportRow& b, ReportColumn column) {
     case ReportColumn::kStep:
       break;
     case ReportColumn::kFix:
-      order = Sign(a.fix, b.fix);
+      order = Sign(PlaceOf(a), PlaceOf(b));
       break;
     case ReportColumn::kStatus:
       order = Sign(a.status, b.status);
@@ -87,7 +90,7 @@ std::vector<ErrorRow> ErrorRows(const RunRecord& record) {
   std::vector<ErrorRow> rows;
   for (const FixResult& fix : record.result.fixes) {
     for (const CountedError& error : Counted(fix.errors)) {
-      rows.push_back({NameOf(fix), error.error->number(), error.error->description(), error.count});
+      rows.push_back({NumberedName(fix.fix), error.error->number(), error.error->description(), error.count});
     }
   }
   return rows;

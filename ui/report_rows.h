@@ -9,9 +9,13 @@
 
 namespace vnt::ui {
 
+// A fix by the number that it has in the guide and for vntfix, and its caption; the history, which has none,
+// for null.
+std::string NumberedName(const FixEntry* fix);
+
 struct ReportRow {
-  int step = 0;  // in the order of the run, from 1
-  std::string fix;
+  int step = 0;                   // in the order of the run, from 1
+  const FixEntry* fix = nullptr;  // null for the history
   std::string status;
   std::int64_t rows = 0;     // written
   std::int64_t changed = 0;  // really; -1 where that is not known

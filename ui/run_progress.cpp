@@ -9,7 +9,9 @@
 #include <utility>
 
 #include "access/base/interruption.h"
+#include "platform/messages.h"
 #include "run/fix_statements.h"
+#include "ui/report_rows.h"
 #include "ui/status_text.h"
 #include "ui/text_wx.h"
 #include "ui/typed_ahead.h"
@@ -78,7 +80,7 @@ void RunProgress::FixStarts(const FixEntry& fix, int number, int count) {
   parts_.gauge->SetRange(count * kGaugeOfFix);
   parts_.gauge->SetValue(finished_ * kGaugeOfFix);
   ShowStatus(*parts_.bar,
-             wxString::Format("%s %d of %d: %s", ToWx(parts_.verb), number, count, ToWx(fix.caption)),
+             wxString::Format("%s %d of %d: %s", ToWx(parts_.verb), number, count, ToWx(NumberedName(&fix))),
              parts_.panel);
   // Painted at once, however short the fix.
   parts_.bar->Update();
@@ -94,6 +96,7 @@ void RunProgress::FixAdvances(std::int64_t steps, std::int64_t) {
   Serve();
   if (!std::exchange(escape_, false)) return;
   // The runner meets it with the next statement, as it meets a signal.
+  const platform::WaitForUser waiting;
   if (parts_.ask()) jet::interruption = jet::kStopThis;
   Discard();
 }

@@ -28,6 +28,11 @@ wxString ExtensionOf(const std::string& filter, int chosen) {
   return patterns[static_cast<std::size_t>(chosen)].AfterLast('.');
 }
 
+// That of the file: a path that was typed may leave the folder which the dialog shows.
+void RememberFolder(const wxFileDialog& dialog) {
+  SaveLastFolder(FromWx(wxFileName(dialog.GetPath()).GetPath()));
+}
+
 }  // namespace
 
 std::string CompleteFilter(const std::string& filter) {
@@ -54,7 +59,7 @@ std::string WindowServices::ChooseFile(wxWindow* owner, const std::string& filte
   wxFileDialog dialog(owner, wxFileSelectorPromptStr, ToWx(LastFolder()), wxString(),
                       ToWx(CompleteFilter(filter)), wxFD_OPEN | wxFD_FILE_MUST_EXIST);
   if (dialog.ShowModal() != wxID_OK) return {};
-  SaveLastFolder(FromWx(dialog.GetDirectory()));
+  RememberFolder(dialog);
   return FromWx(dialog.GetPath());
 }
 
@@ -63,7 +68,7 @@ std::string WindowServices::ChooseNewFile(wxWindow* owner, const std::string& fi
   wxFileDialog dialog(owner, "Save As", ToWx(LastFolder()), ToWx(name), ToWx(filter),
                       wxFD_SAVE | wxFD_OVERWRITE_PROMPT);
   if (dialog.ShowModal() != wxID_OK) return {};
-  SaveLastFolder(FromWx(dialog.GetDirectory()));
+  RememberFolder(dialog);
   wxFileName chosen(dialog.GetPath());
   const wxString extension = ExtensionOf(filter, dialog.GetFilterIndex());
   // The suggested name keeps its extension when another kind of file is chosen.
@@ -81,8 +86,9 @@ std::string WindowServices::ChooseNewFile(wxWindow* owner, const std::string& fi
   return path;
 }
 
-bool WindowServices::Confirm(wxWindow* owner, const std::string& question) {
-  wxMessageDialog box(owner, ToWx(question), kProgramTitle, wxYES_NO | wxNO_DEFAULT | wxCENTRE);
+bool WindowServices::Confirm(wxWindow* owner, const std::string& question, Answer preselected) {
+  const long style = preselected == Answer::kYes ? wxYES_DEFAULT : wxNO_DEFAULT;
+  wxMessageDialog box(owner, ToWx(question), kProgramTitle, wxYES_NO | style | wxCENTRE);
   return box.ShowModal() == wxID_YES;
 }
 

@@ -19,6 +19,8 @@ namespace vnt::ui {
 // "text|pattern|text|pattern".
 inline constexpr const char* kOpenFilter = "Access mdb|*.mdb|Access 7.0 files accdb|*.accdb";
 
+enum class Answer { kNo, kYes };
+
 class WindowServices {
  public:
   virtual ~WindowServices() = default;
@@ -28,8 +30,8 @@ class WindowServices {
   virtual std::string ChooseFile(wxWindow* owner, const std::string& filter);
   // Asks for the name of a file to write. It has the extension of the chosen pattern, if it has none.
   virtual std::string ChooseNewFile(wxWindow* owner, const std::string& filter, const std::string& name);
-  // A question with yes and no.
-  virtual bool Confirm(wxWindow* owner, const std::string& question);
+  // A question with yes and no, of which Return gives the preselected one.
+  virtual bool Confirm(wxWindow* owner, const std::string& question, Answer preselected = Answer::kNo);
   virtual std::optional<Comparison> ChooseComparison(wxWindow* owner, const std::string& first);
   // Opens the current database of the program's state.
   virtual void OpenAccessDatabase();

@@ -1,5 +1,5 @@
-// Tells a subquery what the query around it knows: in "a = 12 AND a IN (SELECT b FROM t WHERE ...)" only those
-// b that are 12 count, and an index may find them where the whole of t would have been read.
+// Tells a subquery what the query around it knows: in "a = 12 AND a IN (SELECT b FROM t WHERE ...)" only
+// those b that are 12 count, and an index may find them where the whole of t would have been read.
 #pragma once
 
 #include "access/sql/ast.h"

@@ -37,7 +37,8 @@ std::int32_t NumberOf(const jet::Error& error) {
 }  // namespace
 
 DbError ToDbError(const jet::Error& error) {
-  return DbError(NumberOf(error), kAccessSource, error.what(), error.is_environment());
+  return DbError(NumberOf(error), kAccessSource, error.what(), error.is_environment(),
+                 error.kind() == jet::ErrorKind::kCorrupt);
 }
 
 }  // namespace vnt::db

@@ -59,6 +59,8 @@ TEST_F(HelpTest, AMissingFileIsFollowedByTheGuide) {
   const std::string guide = InstallGuide();
   ShowHelpFile("Tidyworks.chm");
   EXPECT_THAT(messages_.shown, ::testing::ElementsAre(kNotAvailable));
+  EXPECT_THAT(messages_.explanations,
+              ::testing::ElementsAre("The same text opens in the browser now: " + guide));
   EXPECT_EQ(ReadFile("opened"), guide + "\n");
 }
 
@@ -69,6 +71,16 @@ TEST_F(HelpTest, AFileThatNothingCanShowIsFollowedByTheGuide) {
   ShowHelpFile("Tidyworks.chm");
   EXPECT_THAT(messages_.shown, ::testing::ElementsAre(kNotAvailable));
   EXPECT_EQ(ReadFile("opened"), guide + "\n");
+}
+
+TEST_F(HelpTest, WithoutABrowserTheGuidesPlaceIsTold) {
+  const std::string guide = InstallGuide();
+  InstallOpener("exit 3\n");
+  ShowHelpFile("Tidyworks.chm");
+  EXPECT_THAT(messages_.shown,
+              ::testing::ElementsAre(kNotAvailable,
+                                     testing::ShownMessage("No browser can be started. The guide is " + guide,
+                                                           platform::MessageStyle::kInformation)));
 }
 
 // What the desktop lacks, $BROWSER may name; the first that works is taken.
@@ -83,6 +95,7 @@ TEST_F(HelpTest, TheGuideOpensInTheBrowserThatTheEnvironmentNames) {
   }
   SetEnvironment("BROWSER", "absent:refuses:" + (folder_ / "bin/shows").string() + ":never");
   ShowHelpFile("Tidyworks.chm");
+  EXPECT_THAT(messages_.shown, ::testing::ElementsAre(kNotAvailable));
   EXPECT_EQ(ReadFile("refuses"), guide + "\n");
   EXPECT_EQ(ReadFile("shows"), guide + "\n");
   EXPECT_FALSE(std::filesystem::exists(folder_ / "never"));

@@ -24,6 +24,13 @@ TEST_F(SettingsTest, FileNameInAnyLetterCase) {
   EXPECT_EQ(GetRegionalSetting("sShortDate"), "dd/MM/yyy");  // ten characters with the end mark
 }
 
+TEST_F(SettingsTest, WhoMissesASettingIsToldItsPlace) {
+  const auto place = [] { return "VeltRefdb is looked for in section [GLOBAL] of " + SettingsFile() + ", "; };
+  EXPECT_EQ(WhereSettingIs("GLOBAL", "VeltRefdb"), place() + "and there is no such file.");
+  WriteFile("windows/KV_Soft.ini", "[GLOBAL]\n");
+  EXPECT_EQ(WhereSettingIs("GLOBAL", "VeltRefdb"), place() + "which does not set it.");
+}
+
 TEST_F(SettingsTest, BuffersCountCharacters) {
   const std::string wide = "é";
   std::string value;

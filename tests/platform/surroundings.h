@@ -39,8 +39,13 @@ using ShownMessage = std::pair<std::string, MessageStyle>;
 
 class RecordedMessages : public platform::Messages {
  public:
-  void Show(std::string_view text, MessageStyle style) override { shown.emplace_back(text, style); }
+  void Show(std::string_view text, MessageStyle style) override { ShowExplained(text, style, {}); }
+  void ShowExplained(std::string_view text, MessageStyle style, std::string_view explanation) override {
+    shown.emplace_back(text, style);
+    explanations.emplace_back(explanation);
+  }
   std::vector<ShownMessage> shown;
+  std::vector<std::string> explanations;  // one for each message, in order; empty: none
 };
 
 class Surroundings : public ::testing::Test {

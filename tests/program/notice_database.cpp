@@ -71,11 +71,13 @@ class IngresStandIn : public db::ProviderConnection {
 
 }  // namespace
 
-void RecordedMessages::Show(std::string_view text, platform::MessageStyle style) {
+void RecordedMessages::ShowExplained(std::string_view text, platform::MessageStyle style,
+                                     std::string_view explanation) {
   const char* name = style == platform::MessageStyle::kPlain         ? "plain: "
                      : style == platform::MessageStyle::kInformation ? "information: "
                                                                      : "critical: ";
   shown.push_back(name + std::string(text));
+  explanations.emplace_back(explanation);
 }
 
 NoticeDatabase::NoticeDatabase()

@@ -19,9 +19,12 @@ namespace vnt::test {
 
 class RecordedMessages : public platform::Messages {
  public:
-  void Show(std::string_view text, platform::MessageStyle style) override;
+  void Show(std::string_view text, platform::MessageStyle style) override { ShowExplained(text, style, {}); }
+  void ShowExplained(std::string_view text, platform::MessageStyle style,
+                     std::string_view explanation) override;
   // "plain: ...", "information: ...", "critical: ...", in order.
   std::vector<std::string> shown;
+  std::vector<std::string> explanations;  // one for each; empty: none
 };
 
 class NoticeDatabase {

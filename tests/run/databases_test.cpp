@@ -63,6 +63,44 @@ TEST_F(DatabasesTest, FailureKeepsTheFormerDatabase) {
   EXPECT_EQ(state_.main_connection.get(), former);
 }
 
+// Where the error tells neither file nor remedy, what stands beside it does.
+TEST_F(DatabasesTest, AnErrorOfOpeningIsExplained) {
+  const struct {
+    const char* description;
+    bool damage;
+    const char* explanation;
+  } cases[] = {
+      {"The file /own.mdb does not exist.", false, ""},
+      {"There is not enough memory.", false, "/own.mdb was not opened."},
+      {"Page 9 is damaged.", true,
+       "/own.mdb was not opened. Keep a copy of it, look what vntfix check says, and let Access repair it or "
+       "take a backup."},
+  };
+  for (const auto& [description, damage, explanation] : cases) {
+    messages_.explanations.clear();
+    ShowOpeningError(db::DbError(-2147467259, "engine", description, damage, damage), "/own.mdb");
+    EXPECT_THAT(messages_.explanations, ElementsAre(explanation));
+  }
+}
+
+TEST_F(DatabasesTest, ADamagedFileIsKnownForOne) {
+  const std::string file = WriteFile("damaged.mdb", "no database at all").string();
+  const auto error_of = [&](const std::string& path) {
+    db::cadodb connection;
+    connection.DBName = db::Value::Text(path);
+    try {
+      connection.OpenADOConnection();
+    } catch (const db::DbError& error) {
+      return error;
+    }
+    throw std::logic_error("it was opened");
+  };
+  WriteFile("cut.mdb", std::string("\0\1\0\0Standard Jet DB\0\1\0\0\0", 24) + std::string(9000, 'x'));
+  EXPECT_FALSE(error_of((folder_ / "nowhere.mdb").string()).is_damage());
+  EXPECT_FALSE(error_of(file).is_damage());
+  EXPECT_TRUE(error_of((folder_ / "cut.mdb").string()).is_damage());
+}
+
 TEST_F(DatabasesTest, DialectFollowsTheDataSourceName) {
   EXPECT_FALSE(IsIngres()) << "nothing open";
   state_.main_connection = std::make_unique<db::cadodb>();

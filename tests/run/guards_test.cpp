@@ -31,6 +31,15 @@ TEST(Guards, VersionIsThatOfTheNewestRow) {
   EXPECT_TRUE(database.messages.shown.empty());
 }
 
+TEST(Guards, ANoticeLacksOnlyWhereTheDatabaseSaysSo) {
+  NoticeDatabase database;
+  database.Run("insert into notice (ntc_id) values (5)");
+  EXPECT_FALSE(LacksNotice(5));
+  EXPECT_TRUE(LacksNotice(6));
+  database.Run("drop table notice");
+  EXPECT_FALSE(LacksNotice(6)) << "nobody can tell";
+}
+
 TEST(Guards, BothConnectionsSeeTheSameRows) {
   NoticeDatabase database;
   database.Run("insert into notice (ntc_id) values (5)");
@@ -50,6 +59,8 @@ TEST(Guards, ReadOnlyIsToldAndEndsAnActiveStart) {
   EXPECT_TRUE(database.state.read_only);
   EXPECT_EQ(database.state.version_no, 7);
   EXPECT_EQ(database.messages.shown, kMessage);
+  EXPECT_FALSE(database.state.read_only_reason.empty());
+  EXPECT_EQ(database.messages.explanations, Lines{database.state.read_only_reason});
   database.messages.shown.clear();
   database.state.active = true;
   EXPECT_THROW(OpenAccessDatabase(), EndProgram);

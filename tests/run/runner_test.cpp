@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <stdexcept>
+#include <thread>
 
 #include "access/store/database.h"
 #include "run/fix_runner.h"
@@ -42,21 +44,31 @@ RunResult RunOf(std::initializer_list<int> indices) {
 TEST(Runner, RefusesInOrderWithItsOwnWords) {
   NoticeDatabase database;
   database.Run("insert into notice (ntc_id) values (1)");
+  database.state.read_only_reason = "It lies on a wall.";
   // The last condition fails first: each step below makes an earlier one fail as well.
-  const std::pair<std::function<void()>, const char*> kSteps[] = {
+  const struct {
+    std::function<void()> fail;
+    const char* message;
+    const char* explanation;  // the end of it
+  } kSteps[] = {
       {[&] { database.settings.Set("GLOBAL", "VeltRefdb", "missing.mdb"); },
-       "critical: Problem opening the velt reference database.  Please make sure it has been installed. "},
-      {[&] { database.state.read_only = true; }, "critical: VNTFixdb cannot fix a readonly database. "},
+       "critical: Problem opening the velt reference database.  Please make sure it has been installed. ",
+       "VeltRefdb=missing.mdb\nThe file \"missing.mdb\" does not exist."},
+      {[&] { database.state.read_only = true; }, "critical: VNTFixdb cannot fix a readonly database. ",
+       "It lies on a wall."},
       {[&] { database.settings.Set("GLOBAL", "VeltRefdb", ""); },
-       "plain: Cannot find veltrefdb in the kv_soft ini file"},
+       "plain: Cannot find veltrefdb in the kv_soft ini file", "and there is no such file."},
       {[&] { database.state.current_database.clear(); },
-       "information: No Database open.  Please open a database to fix."}};
-  for (const auto& [fail, message] : kSteps) {
+       "information: No Database open.  Please open a database to fix.", ""}};
+  for (const auto& [fail, message, explanation] : kSteps) {
     fail();
     database.messages.shown.clear();
     Recorder recorder;
     EXPECT_TRUE(RunFixes(DefaultSelection(), recorder).refused);
     EXPECT_EQ(database.messages.shown, Lines{message});
+    const std::string& found = database.messages.explanations.back();
+    EXPECT_TRUE(found.ends_with(explanation)) << found;
+    EXPECT_EQ(found.empty(), *explanation == '\0') << found;
     EXPECT_TRUE(recorder.events.empty());
   }
   EXPECT_TRUE(database.Rows("select * from history").empty());
@@ -221,6 +233,47 @@ TEST(Runner, ItsTrapTakesWhateverARoutineThrows) {
   EXPECT_EQ(result.fixes[0].errors[1].number(), db::kErrFailed);
   EXPECT_EQ(messages.shown[1], "No Database is open!");
   EXPECT_EQ(database.Rows("select f_active from geo"), Lines{"A"});
+}
+
+// What an error's own words leave out.
+TEST(Runner, BesideAnErrorStandsWhichFixAndDatabaseItIs) {
+  NoticeDatabase database;
+  database.Run("insert into notice (ntc_id) values (1); drop table strap; drop table history");
+  const std::string file = database.state.current_database;
+  RunOf({7});
+  ASSERT_EQ(database.messages.shown.size(), 2U);
+  EXPECT_TRUE(database.messages.shown[0].starts_with("plain: -2147217865 "));
+  EXPECT_EQ(database.messages.explanations[0],
+            "In fix 7, \"Convert Frequencies MHz to GHz\", on " + file + ". The run goes on.");
+  EXPECT_EQ(database.messages.shown[1], "critical: No Database is open!");
+  const std::string of_stamp = database.messages.explanations[1];
+  EXPECT_TRUE(of_stamp.starts_with("-2147217865 ")) << of_stamp << ": the true error";
+  EXPECT_TRUE(of_stamp.ends_with("\nIn the history, on " + file + ". The run goes on.")) << of_stamp;
+  ShowError(db::DbError(94, "test", "Invalid use of Null"));
+  EXPECT_EQ(database.messages.explanations.back(), "") << "after the run it belongs to none";
+}
+
+// A box that stands open over lunch does not make a fix slow.
+TEST(Runner, TheTimeOfAMessageIsNotTheFixs) {
+  class Lunch : public platform::Messages {
+   public:
+    void Show(std::string_view, platform::MessageStyle) override {
+      std::this_thread::sleep_for(length);
+      ++eaten;
+    }
+    const std::chrono::milliseconds length{700};
+    int eaten = 0;
+  } lunch;
+  NoticeDatabase database;
+  database.Run("drop table strap");
+  database.state.platform_services.messages = &lunch;
+  const auto began = std::chrono::steady_clock::now();
+  const RunResult result = RunOf({7});
+  const auto whole = std::chrono::steady_clock::now() - began;
+  ASSERT_EQ(lunch.eaten, 1);
+  ASSERT_EQ(result.fixes[0].errors.size(), 1U);
+  EXPECT_LE(result.fixes[0].time, whole - lunch.length);
+  EXPECT_GT(result.fixes[0].time.count(), 0);
 }
 
 TEST(Runner, TheReferenceDatabaseIsFreeAfterARun) {

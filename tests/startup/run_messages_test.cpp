@@ -18,8 +18,13 @@ using ::testing::SizeIs;
 class Boxes : public platform::Messages {
  public:
   void Show(std::string_view text, MessageStyle) override { shown.emplace_back(text); }
-  bool ShowWithCheck(std::string_view text, MessageStyle, std::string_view caption) override {
+  void ShowExplained(std::string_view text, MessageStyle, std::string_view explanation) override {
+    shown.push_back(std::string(text) + (explanation.empty() ? "" : ", because ") + std::string(explanation));
+  }
+  bool ShowWithCheck(std::string_view text, MessageStyle, std::string_view explanation,
+                     std::string_view caption) override {
     EXPECT_EQ(caption, "Show no more messages of this run; list them at the end");
+    EXPECT_EQ(explanation, text == "because" ? "of this" : "");
     shown.push_back("[ ] " + std::string(text));
     return static_cast<int>(shown.size()) == set_at;
   }
@@ -45,6 +50,14 @@ TEST_F(RunMessagesTest, TheThirdErrorHasACheckMark) {
   }
   Error("elsewhere");
   EXPECT_THAT(boxes_.shown, ElementsAre("hello", "a", "b", "[ ] c", "[ ] d", "after the run", "elsewhere"));
+}
+
+TEST_F(RunMessagesTest, WhatExplainsAMessageGoesWithIt) {
+  RunMessages messages;
+  const auto error = [] { platform::ShowMessage("because", MessageStyle::kCritical, "of this"); };
+  for (int i = 0; i < 3; ++i) error();
+  EXPECT_THAT(boxes_.shown,
+              ElementsAre("because, because of this", "because, because of this", "[ ] because"));
 }
 
 TEST_F(RunMessagesTest, WhatWasNotShownIsListedAtTheEnd) {

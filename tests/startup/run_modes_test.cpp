@@ -267,8 +267,10 @@ TEST_F(RunModesTest, ANoticeNumberThatIsNoneIsToldAndReported) {
       told.clear();
       run_window = name == std::string("report.json");
       SetEnvironment("VNTFIX_RUN_REPORT", (folder_ / name).string());
-      StartUp("x", *this);
+      const auto status = StartUp("x", *this);
       const std::string report = ReadFile(name);
+      const bool as_meant = sentence == nullptr && !run_window;  // the program's own is refused here
+      EXPECT_EQ(status, as_meant ? 0 : 1);
       if (sentence == nullptr) {
         EXPECT_EQ(told.size(), 1U);
         EXPECT_EQ(report.find("Ntc_id"), std::string::npos);
@@ -332,6 +334,8 @@ TEST_F(RunModesTest, Refusals) {
     state_.current_database.clear();
     EXPECT_EQ(StartUp(refusal.command_line, *this), 1);
     EXPECT_THAT(messages_.shown, ElementsAre(ShownMessage(refusal.message, MessageStyle::kInformation)));
+    EXPECT_EQ(messages_.explanations.back(),
+              refusal.message == no_database ? platform::WhereSettingIs("VNTFIXV7", "CurDatabase") : "");
     EXPECT_THAT(calls_, IsEmpty());
   }
 }

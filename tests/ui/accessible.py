@@ -7,6 +7,7 @@ Usage, on a display and a session bus of its own: accessible.py PATH_OF_VNTFixdb
 """
 import json
 import os
+import re
 import signal
 import subprocess
 import sys
@@ -169,7 +170,8 @@ def windows_and_a_run(folder):
     assert check_names(main) >= 40 + 5 + 15, "controls are missing"
     boxes = [n for n in walk(main) if n.getRole() == pyatspi.ROLE_CHECK_BOX]
     assert len(boxes) == 40, len(boxes)
-    assert all(b.description for b in boxes), "a fix has no tooltip"
+    described = [re.match(r"(\d+)\. \w", b.description) for b in boxes]
+    assert [int(d[1]) for d in described if d] == list(range(40)), "a fix does not tell its number and what it does"
     assert find(main, pyatspi.ROLE_MENU_ITEM, "Add Page No to Groups").description == "This tool is not part of this program."
     assert any(n.name == f"{file}, all notices" for n in walk(main)), "the status bar says nothing"
     check_order(main, [b.name for b in boxes] + ["Select All", "Clear Selection", "Preview", "Fix", "Exit"])

@@ -7,6 +7,9 @@
 #include <wx/msgdlg.h>
 #include <wx/statbmp.h>
 #include <wx/timer.h>
+#include <wx/uiaction.h>
+
+#include <utility>
 
 #include "tests/ui/window_fixture.h"
 #include "ui/user_choices.h"
@@ -43,7 +46,7 @@ Control* Find(wxWindow& parent) {
 }
 
 struct SeenBox {
-  std::string title, text;
+  std::string title, text, explanation;
   long icon;
   bool operator==(const SeenBox&) const = default;
 };
@@ -55,13 +58,17 @@ class DialogHook : public wxModalDialogHook {
 
   std::vector<SeenBox> boxes;
   std::string wildcard, folder;
+  bool questions = false;  // are expected
+  long style = 0;          // of the last box
 
  protected:
   int Enter(wxDialog* dialog) override {
     if (auto* box = dynamic_cast<wxMessageDialogBase*>(dialog)) {
-      EXPECT_EQ(box->GetMessageDialogStyle() & (wxYES | wxNO | wxCANCEL), 0);
-      boxes.push_back(
-          {FromWx(box->GetCaption()), FromWx(box->GetMessage()), box->GetMessageDialogStyle() & wxICON_MASK});
+      style = box->GetMessageDialogStyle();
+      if (questions) return wxID_NO;
+      EXPECT_EQ(style & (wxYES | wxNO | wxCANCEL), 0);
+      boxes.push_back({FromWx(box->GetCaption()), FromWx(box->GetMessage()),
+                       FromWx(box->GetExtendedMessage()), box->GetMessageDialogStyle() & wxICON_MASK});
       return wxID_OK;
     }
     if (auto* file = dynamic_cast<wxFileDialog*>(dialog)) {
@@ -84,9 +91,35 @@ TEST_F(BoxesTest, TitleTextAndStyle) {
   messages.Show("No Database is open!", MessageStyle::kCritical);
   messages.Show("94 A & B\nété ", MessageStyle::kPlain);
   EXPECT_TRUE(wxIsBusy());
-  EXPECT_THAT(hook.boxes, ::testing::ElementsAre(SeenBox{"VNTFixdb", "Fix complete.", wxICON_INFORMATION},
-                                                 SeenBox{"VNTFixdb", "No Database is open!", wxICON_ERROR},
-                                                 SeenBox{"VNTFixdb", "94 A & B\nété ", wxICON_NONE}));
+  EXPECT_THAT(hook.boxes,
+              ::testing::ElementsAre(SeenBox{"VNTFixdb", "Fix complete.", "", wxICON_INFORMATION},
+                                     SeenBox{"VNTFixdb", "No Database is open!", "", wxICON_ERROR},
+                                     SeenBox{"VNTFixdb", "94 A & B\nété ", "", wxICON_NONE}));
+}
+
+// Its words stay what they are; what explains it is a text of its own.
+TEST_F(BoxesTest, AnExplanationStandsBesideTheText) {
+  DialogHook hook;
+  BoxMessages messages;
+  Window();
+  for (const MessageStyle style : {MessageStyle::kCritical, MessageStyle::kPlain})
+    messages.ShowExplained("No Database is open!", style, "94 Invalid use of Null");
+  messages.ShowWithCheck("No Database is open!", MessageStyle::kCritical, "In fix 7.", "No more");
+  ASSERT_EQ(hook.boxes.size(), 3U);
+  for (const SeenBox& box : hook.boxes) EXPECT_EQ(box.text, "No Database is open!");
+  EXPECT_EQ(hook.boxes[0].explanation, "94 Invalid use of Null");
+  EXPECT_EQ(hook.boxes[1].explanation, "94 Invalid use of Null");
+  EXPECT_EQ(hook.boxes[2].explanation, "In fix 7.");
+}
+
+TEST_F(BoxesTest, AQuestionPreselectsTheHarmlessAnswer) {
+  StubServices services;
+  DialogHook hook;
+  hook.questions = true;
+  services.WindowServices::Confirm(&Window(), "Replace it?");
+  EXPECT_NE(hook.style & wxNO_DEFAULT, 0);
+  services.WindowServices::Confirm(&Window(), "Put it back?", Answer::kYes);
+  EXPECT_EQ(hook.style & wxNO_DEFAULT, 0);
 }
 
 TEST_F(BoxesTest, IconAndWidthOnTheScreen) {
@@ -114,7 +147,7 @@ TEST_F(BoxesTest, CheckMark) {
       check->SetValue(set);
     });
     const MessageStyle style = set ? MessageStyle::kPlain : MessageStyle::kCritical;
-    EXPECT_EQ(messages.ShowWithCheck("An error.", style, "No more"), set);
+    EXPECT_EQ(messages.ShowWithCheck("An error.", style, "", "No more"), set);
   }
 }
 
@@ -133,6 +166,33 @@ TEST_F(BoxesTest, FileDialog) {
       "Access mdb|*.[mM][dD][bB]|Access 7.0 files accdb|*.[aA][cC][cC][dD][bB]|All files|*";
 #endif
   EXPECT_EQ(hook.wildcard, any_case);
+}
+
+// It need not lie in the folder that the dialog shows.
+TEST_F(BoxesTest, TheFolderOfATypedPathIsKept) {
+  class Typist : public wxTimer {
+   public:
+    explicit Typist(std::string path) : path_(std::move(path)) { Start(1000); }
+    void Notify() override {
+      wxUIActionSimulator keys;
+      if (!std::exchange(typed_, true)) {
+        keys.Text(path_.c_str());
+      } else {
+        keys.Char(WXK_RETURN);
+      }
+    }
+
+   private:
+    const std::string path_;
+    bool typed_ = false;
+  };
+  SaveLastFolder(folder_.string());
+  const std::string file = WriteFile("elsewhere/typed.mdb", "").string();
+  StubServices services;
+  Window();
+  const Typist typist(file);
+  EXPECT_EQ(services.WindowServices::ChooseFile(&Window(), kOpenFilter), file);
+  EXPECT_EQ(LastFolder(), (folder_ / "elsewhere").string());
 }
 
 }  // namespace

@@ -44,8 +44,8 @@ TEST_F(FixRunTest, ShowsProgressWithoutHandlingInput) {
     return RunResult();
   };
   Click("Command2");
-  EXPECT_THAT(panels,
-              ElementsAre("Fix 1 of 36: Allign area_no and Diag_grp", "Fix 2 of 36: Fix  Action Code"));
+  EXPECT_THAT(panels, ElementsAre("Fix 1 of 36: 38. Allign area_no and Diag_grp",
+                                  "Fix 2 of 36: 4. Fix  Action Code"));
   EXPECT_EQ(PanelText(), "/data/own.mdb");
   EXPECT_FALSE(wxIsBusy());
   EXPECT_THAT(messages_.shown, ElementsAre(ShownMessage("Fix complete.", MessageStyle::kInformation)));

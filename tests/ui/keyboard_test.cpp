@@ -1,6 +1,9 @@
 // The keyboard alone, through real key presses on the display.
 
+#include <wx/stattext.h>
 #include <wx/uiaction.h>
+
+#include <algorithm>
 
 #include "tests/ui/window_fixture.h"
 
@@ -46,6 +49,41 @@ TEST_F(KeyboardTest, SpaceTicksAndPresses) {
   Named<wxButton>("cmdclear").SetFocus();
   Press(WXK_SPACE);
   EXPECT_TRUE(Window().Selection().none());
+}
+
+// One that was meant for the box at the end, or typed once too often.
+TEST_F(KeyboardTest, ReturnAfterARunStartsNoOther) {
+  int runs = 0;
+  services_.run = [&](const FixSelection&, RunObserver&) {
+    ++runs;
+    return RunResult();
+  };
+  Window();
+  const FixSelection selection = Window().Selection();
+  Named<wxButton>("Command2").SetFocus();
+  Press(WXK_RETURN);
+  EXPECT_EQ(runs, 1);
+  for (const int key : {WXK_RETURN, WXK_NUMPAD_ENTER, WXK_SPACE}) Press(key);
+  EXPECT_EQ(runs, 1);
+  EXPECT_EQ(Window().Selection(), selection);
+  Press(WXK_TAB);
+  EXPECT_EQ(Focused(), "Command3") << "and the keyboard goes on behind the list";
+}
+
+// Whoever needs it, and by its number.
+TEST_F(KeyboardTest, TheHintTellsOfTheBoxWithTheFocus) {
+  Window();
+  auto hint = [&] {
+    std::string text = FromWx(Named<wxStaticText>("FixHint").GetLabelText());
+    std::ranges::replace(text, '\n', ' ');
+    return text;
+  };
+  EXPECT_EQ(hint(), "0. Fix Designation of Emission  " + std::string(FixByIndex(0).summary));
+  for (int i = 0; i < 3; ++i) Press(WXK_TAB);
+  EXPECT_EQ(hint(), "3. Fix Coordination Provision  Does nothing; the box is kept for its place.");
+  Box(5).SetFocus();
+  Settle();
+  EXPECT_THAT(hint(), ::testing::HasSubstr("In a run for one notice too it replaces the table ant_type"));
 }
 
 TEST_F(KeyboardTest, MenusOpenByTheirAccessKeys) {

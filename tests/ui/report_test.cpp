@@ -55,7 +55,7 @@ TEST(ReportRows, SortByWhatTheyMean) {
     ReportColumn column;
     std::vector<int> steps;
   } cases[] = {
-      {ReportColumn::kStep, {1, 2, 3}},    {ReportColumn::kFix, {1, 2, 3}},
+      {ReportColumn::kStep, {1, 2, 3}},    {ReportColumn::kFix, {2, 1, 3}},
       {ReportColumn::kRows, {2, 3, 1}},    {ReportColumn::kSeconds, {1, 3, 2}},
       {ReportColumn::kErrors, {1, 3, 2}},  {ReportColumn::kStatus, {1, 3, 2}},
       {ReportColumn::kChanged, {3, 1, 2}},
@@ -72,8 +72,8 @@ TEST(ReportRows, SortByWhatTheyMean) {
 TEST(ReportRows, EqualErrorsAreOneLineWithTheirNumber) {
   EXPECT_EQ(ErrorsText(ErrorRows(SomeRecord())),
             "Fix\tNumber\tError\tTimes\n"
-            "Delete Empty Emission/ Frequency rows\t94\tInvalid use of Null\t3\n"
-            "Delete Empty Emission/ Frequency rows\t-2147217900\tSyntax error.\t1\n");
+            "6. Delete Empty Emission/ Frequency rows\t94\tInvalid use of Null\t3\n"
+            "6. Delete Empty Emission/ Frequency rows\t-2147217900\tSyntax error.\t1\n");
 }
 
 class ReportTest : public WindowTest {
@@ -102,14 +102,6 @@ class ReportTest : public WindowTest {
     std::ifstream stream(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
   }
-  ~ReportTest() override {
-    for (const char* name : {"ReportFrame", "CompareFrame"}) {
-      while (wxWindow* frame = Frame(name)) {
-        frame->Close(true);
-        Settle();
-      }
-    }
-  }
 };
 
 TEST_F(ReportTest, ARunWithErrorsOpensTheReportAfterFixComplete) {
@@ -124,7 +116,8 @@ TEST_F(ReportTest, ARunWithErrorsOpensTheReportAfterFixComplete) {
   EXPECT_TRUE(Window().IsShown());
 
   const auto& fixes = In<TextList>(*frame, "Fixes");
-  EXPECT_EQ(fixes.Shown(1, 1), "Delete Empty Emission/ Frequency rows");
+  EXPECT_EQ(fixes.Shown(2, 1), "History");
+  EXPECT_EQ(fixes.Shown(1, 1), "6. Delete Empty Emission/ Frequency rows");
   EXPECT_EQ(fixes.Shown(1, static_cast<int>(ReportColumn::kErrors)), "4");
   auto& choice = In<wxChoice>(*frame, "SortBy");
   const auto sort_by = [&](int column) {
@@ -199,6 +192,22 @@ TEST_F(ReportTest, ARunWithoutErrorsIsShownWhenItIsAskedFor) {
   EXPECT_EQ(Frame("ReportFrame"), nullptr) << "one window, which Escape closes";
 }
 
+// Its message counts the fixes that did not run; their names are here.
+TEST_F(ReportTest, ARunThatEndsEarlyOpensTheReport) {
+  services_.run = [](const FixSelection&, RunObserver&) {
+    RunResult result;
+    result.ended_early = true;
+    result.fixes.emplace_back().fix = &FixByIndex(38);
+    return result;
+  };
+  Window();
+  Click("Command2");
+  EXPECT_THAT(messages_.shown, IsEmpty()) << "not complete";
+  wxWindow* frame = Frame("ReportFrame");
+  ASSERT_NE(frame, nullptr);
+  EXPECT_EQ(In<TextList>(*frame, "Fixes").Shown(0, 2), "not run");
+}
+
 class RealReportTest : public ReportTest {
  protected:
   RealReportTest() {
@@ -236,6 +245,7 @@ TEST_F(RealReportTest, ARunIsBackedUpAndUndoneByteForByte) {
   services_.confirms = true;
   Choose(frmMain::mnuFileUndo);
   EXPECT_EQ(Content(), before);
+  EXPECT_THAT(services_.preselections, ElementsAre(Answer::kYes, Answer::kYes)) << "it can be undone";
   Choose(frmMain::mnuFileUndo);
   EXPECT_EQ(Content(), fixed) << "undoing can be undone";
   // And the window goes on with what is there now.

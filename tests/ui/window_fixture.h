@@ -8,6 +8,7 @@
 #include <wx/checkbox.h>
 #include <wx/menu.h>
 #include <wx/statusbr.h>
+#include <wx/toplevel.h>
 #include <wx/utils.h>
 
 #include <functional>
@@ -34,8 +35,9 @@ class StubServices : public WindowServices {
     return chosen_file;
   }
   void OpenAccessDatabase() override { open ? open() : WindowServices::OpenAccessDatabase(); }
-  bool Confirm(wxWindow*, const std::string& question) override {
+  bool Confirm(wxWindow*, const std::string& question, Answer preselected) override {
     questions.push_back(question);
+    preselections.push_back(preselected);
     return confirms;
   }
   std::string ChooseNewFile(wxWindow*, const std::string&, const std::string&) override { return new_file; }
@@ -57,6 +59,7 @@ class StubServices : public WindowServices {
   std::string chosen_file, new_file;
   bool confirms = true;
   std::vector<std::string> questions;
+  std::vector<Answer> preselections;
   std::optional<Comparison> comparison;
   std::function<void()> open;  // the program's own when empty
   std::function<RunResult(const FixSelection&, RunObserver&)> run;
@@ -76,6 +79,11 @@ inline void Settle() {
 class WindowTest : public testing::ProgramSurroundings {
  protected:
   ~WindowTest() override {
+    // The windows beside it hold what goes with the test.
+    const wxWindowList windows = wxTopLevelWindows;
+    for (wxWindow* window : windows) {
+      if (window != window_ && !window->IsBeingDeleted()) window->Close(true);
+    }
     if (window_) window_->Destroy();
     Settle();
     CloseDatabases();

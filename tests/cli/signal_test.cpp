@@ -96,11 +96,13 @@ TEST_F(SignalTest, EndARunBetweenTwoFixes) {
       const std::string out = Written("out");
       EXPECT_TRUE(out.empty() || out.find(" fixes run, ") != std::string::npos) << out;
     } else if (status != whole) {
-      ++interrupted;
       EXPECT_EQ(status, 128 + signal) << err;
       EXPECT_THAT(err, ::testing::HasSubstr("interrupted"));
-      EXPECT_THAT(err, ::testing::HasSubstr("No history was written."));
-      EXPECT_THAT(Written("out"), ::testing::HasSubstr(file + ": ended early, "));
+      if (const std::string out = Written("out"); !out.empty()) {  // else while the file was being opened
+        ++interrupted;
+        EXPECT_THAT(err, ::testing::HasSubstr("No history was written."));
+        EXPECT_THAT(out, ::testing::HasSubstr(file + ": ended early, "));
+      }
     }
     EXPECT_EQ(Wait(Start({"check", file})), 0) << Written("out");
     EXPECT_EQ(Wait(Start(FixArguments(file))), whole) << Written("err");

@@ -201,7 +201,7 @@ std::optional<int> StartUp(std::string_view command_line, StartUpHost& host) {
   const std::string last_fault = FinishUnattendedReport();
   if (!last_fault.empty() && last_fault != fault) host.Tell(last_fault);
   // Whoever waits for the report must not take an old one for that of this run.
-  return last_fault.empty() ? status : kRefused;
+  return last_fault.empty() ? status : kFailed;
 }
 
 }  // namespace vnt

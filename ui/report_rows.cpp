@@ -118,6 +118,10 @@ std::string Summary(const RunRecord& record) {
                       OutcomeOf(record.result));
   if (record.kind == RecordKind::kDryRun) text += ". Nothing was written.";
   if (!record.backup.empty()) text += "\nBackup: " + record.backup;
+  const std::vector<FixResult>& fixes = record.result.fixes;
+  if (!fixes.empty() && fixes.back().unsaved) {
+    text += "\nNot up to date: " + fixes.back().unsaved->description();
+  }
   return text;
 }
 

@@ -69,6 +69,13 @@ TEST(ReportRows, SortByWhatTheyMean) {
   }
 }
 
+TEST(ReportRows, TheHeadSaysWhenTheFileIsNotUpToDate) {
+  RunRecord record = SomeRecord();
+  EXPECT_EQ(Summary(record).find("Not up to date"), std::string::npos);
+  record.result.fixes.back().unsaved = db::DbError(db::kErrFailed, "VNTFixdb", "Somebody reads it.");
+  EXPECT_NE(Summary(record).find("\nNot up to date: Somebody reads it."), std::string::npos);
+}
+
 TEST(ReportRows, EqualErrorsAreOneLineWithTheirNumber) {
   EXPECT_EQ(ErrorsText(ErrorRows(SomeRecord())),
             "Fix\tNumber\tError\tTimes\n"

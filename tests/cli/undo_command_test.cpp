@@ -459,7 +459,8 @@ TEST_F(UndoCommand, OnlyTheFilesOwnBackupsCount) {
   const std::string name = test::Utf8Of(backup.filename());
   const Outcome other = RunCli({"undo", a, "--backup-folder", backups, "--from", name});
   EXPECT_EQ(other.code, kRefused);
-  EXPECT_THAT(other.err, HasSubstr(" is of " + b + ", as its record says."));
+  const std::string full = test::Utf8Of(test::PathOf(b).make_preferred());
+  EXPECT_THAT(other.err, HasSubstr(" is of " + full + ", as its record says."));
   EXPECT_EQ(Files(), files);
   // Without its record it may be of either, and is taken only by name.
   fs::remove(test::PathOf(test::Utf8Of(backup) + ".json"));

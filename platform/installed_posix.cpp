@@ -36,7 +36,7 @@ bool IsFile(const fs::path& path) {
 }  // namespace
 
 std::string FindOnDriveC(std::string_view path) {
-  const std::string own = ResolvePath(path);
+  std::string own = ResolvePath(path);
   if (IsFile(own)) return own;
   for (const fs::path& folder : DataFolders()) {
     const fs::path file = PathWithin(folder / "vntfix" / "c", path.substr(std::string_view("c:").size()));

@@ -167,8 +167,8 @@ int Check(const std::string& file, Streams& streams) {
     if (finding.page != jet::Error::kNoPlace) streams.out << "page " << finding.page << ": ";
     streams.out << finding.text << '\n';
   }
-  streams.err << fmt::format("vntfix: {}: {} fault{}, {} remark{}.\n", file, faults, faults == 1 ? "" : "s",
-                             remarks, remarks == 1 ? "" : "s");
+  streams.err << fmt::format("vntfix: {}: {}, {}.\n", file, CountOf(faults, "fault"),
+                             CountOf(remarks, "remark"));
   return faults > 0 ? kFailed : kOk;
 }
 

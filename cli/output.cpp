@@ -16,14 +16,6 @@ std::size_t Width(const std::string& text) {
       std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
 }
 
-// With its four decimals, between quotes.
-std::string CurrencyText(std::int64_t scaled) {
-  constexpr std::uint64_t kScale = 10000;
-  const std::uint64_t amount =
-      scaled < 0 ? 0 - static_cast<std::uint64_t>(scaled) : static_cast<std::uint64_t>(scaled);
-  return fmt::format("\"{}{}.{:04}\"", scaled < 0 ? "-" : "", amount / kScale, amount % kScale);
-}
-
 // The text in lines of that width, broken at blanks where there are any.
 std::vector<std::string> Wrapped(std::string_view text, std::size_t width) {
   std::vector<std::string> lines(1);
@@ -60,6 +52,7 @@ void AppendCsv(const db::Value& value, std::string* out) {
 }
 
 void AppendJson(const db::Value& value, std::string* out) {
+  constexpr std::uint8_t kCurrencyScale = 4;
   const auto as_real = [&](jet::ColumnType type) {
     compare::AppendJson(jet::Value::Real(value.raw_double()), type, out);
   };
@@ -81,7 +74,8 @@ void AppendJson(const db::Value& value, std::string* out) {
       as_real(jet::ColumnType::kDateTime);
       break;
     case db::ValueType::kCurrency:
-      out->append(CurrencyText(value.raw_integer()));
+      out->append("\"").append(jet::Decimal::FromScaledInt64(value.raw_integer(), kCurrencyScale).ToText());
+      out->push_back('"');
       break;
     case db::ValueType::kDecimal:
       out->append("\"").append(value.raw_bytes()).append("\"");

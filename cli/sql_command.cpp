@@ -145,7 +145,7 @@ void PrintAligned(db::Recordset& rows, std::ostream& out) {
     }
   }
   PrintTable(header, cells, numeric, out);
-  out << fmt::format("({} row{})\n", cells.size(), cells.size() == 1 ? "" : "s");
+  out << fmt::format("({})\n", CountOf(std::ssize(cells), "row"));
 }
 
 // In which statement it was, unless that is plain.
@@ -227,8 +227,7 @@ int Sql(const SqlOptions& options, Streams& streams) {
       } else {
         const std::int64_t changed = connection.Execute(statement);
         changed_something = !options.transaction;
-        streams.err << fmt::format("vntfix: {}: {} row{} changed\n", place.Text(), changed,
-                                   changed == 1 ? "" : "s");
+        streams.err << fmt::format("vntfix: {}: {} changed\n", place.Text(), CountOf(changed, "row"));
       }
     }
   } catch (const db::DbError& error) {

@@ -1,6 +1,6 @@
 #include "access/sql/narrow.h"
 
-#include <algorithm>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -52,13 +52,16 @@ const Expr* KnownValue(const Expr& e, int column, const Select& select, const Ta
   return nullptr;
 }
 
-ExprPtr CopyOfValue(const Expr& e) {
+// Of a column or a value, which has no parts.
+ExprPtr CopyOfLeaf(const Expr& e) {
   auto copy = std::make_unique<Expr>();
   copy->kind = e.kind;
   copy->is_date = e.is_date;
   copy->lifted = e.lifted;
   copy->number = e.number;
   copy->offset = e.offset;
+  copy->table = e.table;
+  copy->name = e.name;
   copy->value = e.value;
   return copy;
 }
@@ -71,15 +74,6 @@ ExprPtr Operation(ExprKind kind, Op op, ExprPtr left, ExprPtr right) {
   e->args.push_back(std::move(left));
   e->args.push_back(std::move(right));
   return e;
-}
-
-ExprPtr ColumnOf(const Expr& e) {
-  auto copy = std::make_unique<Expr>();
-  copy->kind = e.kind;
-  copy->offset = e.offset;
-  copy->table = e.table;
-  copy->name = e.name;
-  return copy;
 }
 
 class Narrowing {
@@ -136,7 +130,7 @@ class Narrowing {
     const std::shared_ptr<Table> table = OnlyTable(database_, *subquery);
     const Expr& item = *subquery->items[0].expr;
     if (!table || WholeColumn(item, *subquery, *table) < 0) return;
-    ExprPtr known = Operation(ExprKind::kCompare, Op::kEqual, ColumnOf(item), CopyOfValue(value));
+    ExprPtr known = Operation(ExprKind::kCompare, Op::kEqual, CopyOfLeaf(item), CopyOfLeaf(value));
     subquery->where =
         subquery->where ? Operation(ExprKind::kLogic, Op::kAnd, std::move(subquery->where), std::move(known))
                         : std::move(known);

@@ -2,12 +2,7 @@
 # What the README shows of a terminal is what happens: its commands, run in a new folder, print what stands below
 # them. Times, names of backups and the folder may differ. Usage: readme_session.sh README FOLDER_OF_vntfix
 set -euo pipefail
-readme=$(realpath "$1")
-PATH=$(realpath "$2"):$PATH
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
-export VNTFIX_WINDIR=$folder/none VNTFIX_CDRIVE=$folder/none
-cd "$folder"
+. "$(dirname "$0")/newcomer.sh"
 
 sed -n '/^```console$/,/^```$/{/^```/d;p}' "$readme" >"$folder.told"
 trap 'rm -rf "$folder" "$folder.told" "$folder.seen"' EXIT

@@ -2,12 +2,7 @@
 # The commands of vntfix that a table tells a newcomer to type work, in the order in which they stand there, in a new
 # folder and without settings. Usage: table_commands.sh README FOLDER_OF_vntfix
 set -euo pipefail
-readme=$(realpath "$1")
-PATH=$(realpath "$2"):$PATH
-folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
-export VNTFIX_WINDIR=$folder/none VNTFIX_CDRIVE=$folder/none
-cd "$folder"
+. "$(dirname "$0")/newcomer.sh"
 
 commands=0
 while read -r command; do

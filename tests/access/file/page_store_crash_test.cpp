@@ -96,25 +96,6 @@ TEST_P(Crash, RecoveryMayBeInterrupted) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Faults, Crash, testing::Range<std::size_t>(0, std::size(kFaults)));
-
-TEST(Persist, LeavesTheFileAlone) {
-  MemoryFileSystem files;
-  files.SetContent(kPath, State(0));
-  auto store = OpenStore(files);
-  FirstWork(*store);
-  store->Persist();
-  SecondWork(*store);
-  EXPECT_TRUE(files.Content(kPath) == State(0));
-  MemoryFileSystem killed;
-  killed.CopyFrom(files, kPath);
-  killed.CopyFrom(files, kJournal);
-  EXPECT_EQ(StateOf(ContentThroughStore(killed)), 1);
-  store.reset();
-  EXPECT_EQ(StateOf(files.Content(kPath)), 1) << "what was persisted gets to the file, the rest is dropped";
-  EXPECT_FALSE(files.Exists(kJournal));
-}
-
 // Closing brings what was persisted to the file, and fails, or loses power, at every single operation. Pages
 // of work that was not persisted stand in the journal meanwhile; what the next open makes of it knows nothing
 // of them.
@@ -143,6 +124,25 @@ TEST_P(Crash, ClosingInTheMiddleOfWorkMayBeInterrupted) {
     EXPECT_FALSE(files.Exists(kJournal));
   }
   EXPECT_GT(interrupted, 5);
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, Crash, testing::Range<std::size_t>(0, std::size(kFaults)));
+
+TEST(Persist, LeavesTheFileAlone) {
+  MemoryFileSystem files;
+  files.SetContent(kPath, State(0));
+  auto store = OpenStore(files);
+  FirstWork(*store);
+  store->Persist();
+  SecondWork(*store);
+  EXPECT_TRUE(files.Content(kPath) == State(0));
+  MemoryFileSystem killed;
+  killed.CopyFrom(files, kPath);
+  killed.CopyFrom(files, kJournal);
+  EXPECT_EQ(StateOf(ContentThroughStore(killed)), 1);
+  store.reset();
+  EXPECT_EQ(StateOf(files.Content(kPath)), 1) << "what was persisted gets to the file, the rest is dropped";
+  EXPECT_FALSE(files.Exists(kJournal));
 }
 
 // Pages go to the journal again and again, in a statement that is then taken back: what they held in

@@ -119,7 +119,8 @@ std::string ReferenceNamedBy(const FixOptions& options) {
   if (options.reference) return "--reference";
   std::string named =
       fmt::format("--reference, else VeltRefdb in section [GLOBAL] of {}", platform::SettingsFile());
-  const std::filesystem::path beside = platform::PathOf(State().current_database).replace_filename("reference.mdb");
+  const std::filesystem::path beside =
+      platform::PathOf(State().current_database).replace_filename("reference.mdb");
   std::error_code ignored;
   if (platform::GetSettingString("GLOBAL", "VeltRefdb").empty() &&
       std::filesystem::is_regular_file(beside, ignored)) {
